@@ -1,0 +1,92 @@
+/// \file
+/// Filing a signal in the tables of its kind, and taking it out again.
+///
+/// Every bus and input class keeps its signals in the same three places: the storage's table of the kind and
+/// the storage's identifier table, both under the signal's identifier, and a class-wide table under the frame
+/// key.
+#pragma once
+
+#include "signal/BaseSignal.h"
+#include "signal/Diagnostics.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <vector>
+
+namespace filing {
+
+/// The identifier of a signal whose definition was rejected.
+constexpr std::uint64_t rejectedId = ~std::uint64_t{0};
+
+/// The registry meant by a storage argument.
+inline SignalStorage& storageOrDefault(SignalStorage* storage) {
+    return storage != nullptr ? *storage : BaseSignal::defSignalStorage;
+}
+
+/// Gives `signal` the next identifier of its kind and enters it in `ofKind` and in the storage's identifier
+/// table. An identifier that is already taken there is reported at `site`, after which `signal` keeps its
+/// entry in `ofKind` but counts as rejected. `lineEnd` ends the report. \return whether the signal is to be
+/// filed further
+template <class Signal>
+bool enter(Signal& signal, std::uint64_t kindBit, std::map<std::uint64_t, std::vector<Signal*>>& ofKind,
+           LogSite site, bool endLine = true) {
+    signal.id = BaseSignal::instanceCounter++ + kindBit;
+    ofKind[signal.id].push_back(&signal);
+    if (signal.storage->instancesById.try_emplace(signal.id, &signal).second) {
+        return true;
+    }
+    const std::lock_guard guard(LogUtil::logMutex);
+    writeLineHead(std::cout, "[ERROR] ", site, "gpId 0x", std::hex, signal.id, std::dec, " already exists",
+                  endLine ? "\n" : "");
+    std::cout.flush();
+    signal.id = rejectedId;
+    return false;
+}
+
+/// Takes `signal` out of `ofKind`. A missing identifier is passed over: the signal was rejected, or it is the
+/// child of a signal that has left. An identifier without the signal is reported at `site`; `gap` stands
+/// between its name and the text.
+template <class Signal>
+void leave(const Signal& signal, std::map<std::uint64_t, std::vector<Signal*>>& ofKind, LogSite site,
+           const char* gap = " ") {
+    const auto entry = ofKind.find(signal.id);
+    if (entry == ofKind.end()) {
+        return;
+    }
+    auto& signals = entry->second;
+    const auto position = std::find(signals.begin(), signals.end(), &signal);
+    if (position == signals.end()) {
+        logError(site, signal.def.instance, gap, "instance not found in vector");
+        return;
+    }
+    signals.erase(position);
+    if (signals.empty()) {
+        ofKind.erase(entry);
+    }
+}
+
+/// Removes every occurrence of `signal` from every list of `table`, then every list that is empty.
+template <class Table, class Signal>
+void purge(Table& table, const Signal* signal) {
+    for (auto entry = table.begin(); entry != table.end();) {
+        std::erase(entry->second, signal);
+        entry = entry->second.empty() ? table.erase(entry) : std::next(entry);
+    }
+}
+
+/// Writes every list of `table` with the print forms of its signals, for debug output at `site`.
+template <class Table>
+void dump(const Table& table, LogSite site) {
+    for (const auto& [key, signals] : table) {
+        const std::lock_guard guard(LogUtil::logMutex);
+        logDebug(site, std::hex, key, std::dec);
+        writeLineHead(std::cout, "[DEBUG] ", site, "[");
+        for (const auto* signal : signals) {
+            std::cout << *signal << ",";
+        }
+        std::cout << "]" << std::endl << std::endl;
+    }
+}
+
+} // namespace filing

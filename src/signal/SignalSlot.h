@@ -1,0 +1,35 @@
+/// \file
+/// The record that holds one signal's latest value.
+///
+/// It lives inside its signal object or in a System V shared-memory segment of its own, where several
+/// processes read and write it: its layout is a format between processes and never changes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <pthread.h>
+
+/// One signal's latest value (x86-64, little endian, 104 bytes). `mutex` guards `valid`, `raw` and
+/// `timestamp`. It is an all-zero default mutex, not marked process-shared, and is therefore only ever taken
+/// by trying: a waiter blocked in another process would not be woken.
+struct signalSlot_t {
+    std::uint64_t size = 0; ///< sizeof(signalSlot_t) once initialised
+    char name[32] = {};     ///< signal name, at most 31 characters, NUL-terminated, rest zero
+    std::uint8_t valid = 0; ///< 1: a value was written since creation or the last clear
+    std::uint8_t padding[7] = {};
+    pthread_mutex_t mutex = {};
+    std::uint64_t raw = 0; ///< the extracted field, sign-extended if signed, or the bits of a float/double
+    std::uint64_t timestamp = 0; ///< of the last write, nanoseconds since 1970-01-01 00:00 UTC
+
+    static constexpr std::uint64_t unwrittenRaw = 0xaaaaaaaa;       ///< `raw` of a slot never written
+    static constexpr std::uint64_t unwrittenTimestamp = 0x55555555; ///< `timestamp` of a slot never written
+};
+
+static_assert(sizeof(signalSlot_t) == 104);
+static_assert(offsetof(signalSlot_t, size) == 0);
+static_assert(offsetof(signalSlot_t, name) == 8);
+static_assert(offsetof(signalSlot_t, valid) == 40);
+static_assert(offsetof(signalSlot_t, padding) == 41);
+static_assert(offsetof(signalSlot_t, mutex) == 48 && sizeof(pthread_mutex_t) == 40);
+static_assert(offsetof(signalSlot_t, raw) == 88);
+static_assert(offsetof(signalSlot_t, timestamp) == 96);
