@@ -1,0 +1,114 @@
+#include "bus/CANSignal.h"
+
+#include "bus/CANKey.h"
+#include "signal/Diagnostics.h"
+#include "signal/SignalFiling.h"
+
+#include <ostream>
+
+FrameTable<CANSignal> CANSignal::canContainer;
+
+namespace {
+
+const char* yesOrNo(bool value) {
+    return value ? "yes" : "no";
+}
+
+std::uint64_t plainKey(const canSignalDef_t& definition) {
+    return can::frameKey(definition.tslId, definition.channel, definition.msgId, definition.extended,
+                         definition.canFD);
+}
+
+void traceCreated(const CANSignal& signal, LogSite site) {
+    logDebug(site, "canContainer:");
+    filing::dump(CANSignal::canContainer, site);
+    const std::lock_guard guard(LogUtil::logMutex);
+    writeLineHead(std::cout, "[DEBUG] ", site, signal.def.instance, " created ",
+                  signal.shmem ? "(shared memory) " : "",
+                  signal.def.multiplexer != 0 ? "(multiplexer) " : "");
+    if (signal.def.multiplexed) {
+        std::cout << "(multiplexed, mux = " << std::dec << signal.def.mux << ") ";
+    }
+    std::cout << signal << std::endl;
+}
+
+} // namespace
+
+CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage)
+    : BaseSignal(def, shm, storage), definition(def) {
+    constexpr LogSite site{"CANSignal", "CANSignal"};
+    if (definition.canFD) {
+        if (!checkSignalDefinition(definition)) {
+            id = filing::rejectedId;
+            return;
+        }
+        // From here on the codec sees the bytes from startByte on.
+        this->def.startbit &= 7;
+        cInit();
+    }
+    if (!filing::enter(*this, can::kindBit, this->storage->canSignals, site, /*endLine=*/false)) {
+        return;
+    }
+    const std::uint64_t canKey = plainKey(definition);
+    if (debug) {
+        logDebug(site, "canKey=", std::hex, canKey, std::dec);
+        if (!canContainer.contains(canKey)) {
+            logDebug(site, "insert into canContainer: ", def);
+        }
+    }
+    canContainer[canKey].push_back(this);
+    if (debug) {
+        traceCreated(*this, site);
+    }
+}
+
+CANSignal::~CANSignal() {
+    filing::leave(*this, storage->canSignals, {"CANSignal", "~CANSignal"});
+    filing::purge(canContainer, this);
+}
+
+bool CANSignal::checkSignalDefinition(canSignalDef_t& def) {
+    const bitfield::ByteRange range = bitfield::byteRange(def.startbit, def.bits, def.endian);
+    def.startByte = static_cast<std::uint8_t>(range.startByte);
+    def.numBytes = range.numBytes;
+    return def.bits <= 64 && def.numBytes <= bitfield::maxRangeBytes;
+}
+
+bool CANSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
+                             unsigned char tslId, SignalStorage* storage) {
+    constexpr std::size_t channelOffset = 14;
+    constexpr std::size_t identifierOffset = 18;
+    if (filing::storageOrDefault(storage).canSignals.empty()) {
+        return false;
+    }
+    std::uint32_t identifier = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        identifier = identifier << 8 | record[identifierOffset + i];
+    }
+    const std::uint8_t channel = record[channelOffset];
+    // The record's identifier word carries the flags where the key has them.
+    const bool inUse = canContainer.contains(can::frameKey(tslId, channel, identifier, false, false));
+    if (debug) {
+        logDebug({"CANSignal", "signalsInUse"}, inUse ? "found" : "not found", ": channel ", std::dec,
+                 unsigned{channel}, ", msgId 0x", std::hex, identifier, std::dec);
+    }
+    return inUse;
+}
+
+std::ostream& operator<<(std::ostream& out, const canSignalDef_t& definition) {
+    out << static_cast<const baseSignalDef_t&>(definition) << ",msgId=" << definition.msgId
+        << ",extended=" << yesOrNo(definition.extended) << ",canFD=" << yesOrNo(definition.canFD)
+        << ",message=" << definition.message << ",sender=" << definition.sender << ",pduId=";
+    if (definition.pduId) {
+        out << *definition.pduId;
+    } else {
+        out << "none";
+    }
+    return out << ",startByte=" << unsigned{definition.startByte}
+               << ",numBytes=" << unsigned{definition.numBytes};
+}
+
+std::ostream& operator<<(std::ostream& out, const CANSignal& signal) {
+    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
+               << signal.id;
+}
