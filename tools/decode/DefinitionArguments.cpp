@@ -1,0 +1,78 @@
+#include "decode/DefinitionArguments.h"
+
+#include "UsageError.h"
+#include "dbc/DbcFile.h"
+
+#include <charconv>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace rksignal {
+namespace {
+
+bool isNumber(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+std::uint8_t channelNumber(std::string_view text, const std::string& argument) {
+    std::uint8_t number = 0;
+    const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (status != std::errc() || end != text.data() + text.size()) {
+        throw UsageError(argument + ": the channel is not a number from 0 to 255");
+    }
+    return number;
+}
+
+std::uint8_t boundChannel(std::string_view name, const std::string& argument, ChannelMap& channels) {
+    if (isNumber(name)) {
+        return channelNumber(name, argument);
+    }
+    const auto channel = channels.channelOf(name);
+    if (!channel) {
+        throw UsageError(argument + ": too many different interface names");
+    }
+    return *channel;
+}
+
+void loadDefinition(const std::string& argument, ChannelMap& channels, Catalog& catalog) {
+    const std::size_t equals = argument.find('=');
+    const bool isPath = equals == argument.npos || argument.find('/') < equals ||
+                        std::filesystem::exists(std::filesystem::path(argument));
+    if (isPath) {
+        catalog.add(readDbc(argument), std::nullopt);
+        return;
+    }
+    const std::string_view name = std::string_view(argument).substr(0, equals);
+    if (name.empty()) {
+        throw UsageError(argument + ": no channel before '='");
+    }
+    const std::uint8_t channel = boundChannel(name, argument, channels);
+    catalog.add(readDbc(argument.substr(equals + 1)), channel);
+}
+
+} // namespace
+
+void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels) {
+    for (const std::string& argument : arguments) {
+        const std::size_t equals = argument.find('=');
+        if (equals == argument.npos || equals == 0) {
+            throw UsageError("--channel " + argument + ": not of the form NAME=N");
+        }
+        const std::string_view text(argument);
+        const std::string_view name = text.substr(0, equals);
+        if (channels.knows(name)) {
+            throw UsageError("--channel " + argument + ": the interface has a channel already");
+        }
+        channels.assign(name, channelNumber(text.substr(equals + 1), "--channel " + argument));
+    }
+}
+
+void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog) {
+    for (const std::string& argument : arguments) {
+        loadDefinition(argument, channels, catalog);
+    }
+}
+
+} // namespace rksignal

@@ -1,0 +1,21 @@
+/// \file
+/// The arguments that bind definition files and interfaces to channels.
+#pragma once
+
+#include "replay/Catalog.h"
+#include "trace/ChannelMap.h"
+
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+/// Enters arguments of the form `NAME=N`. \throws UsageError
+void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels);
+
+/// Reads the files of arguments of the form `[CHANNEL=]FILE`, in their order. CHANNEL is a channel number or
+/// an interface name. An argument that is the name of a file, or has a `/` before its first `=`, has no
+/// CHANNEL. \throws UsageError, std::system_error if a file cannot be read
+void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog);
+
+} // namespace rksignal

@@ -1,0 +1,17 @@
+/// \file
+/// Chooses signals by patterns of their instance names.
+#pragma once
+
+#include "replay/Catalog.h"
+
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+/// Which signals of a catalog match one of `patterns`, by index in Catalog::signals(); all of them if there
+/// is no pattern. Patterns are those of file names in a shell (`*`, `?`, `[a-z]`) and match whole names.
+/// \throws UsageError if a pattern matches nothing; the text names the closest instance names.
+std::vector<bool> selectSignals(const Catalog& catalog, const std::vector<std::string>& patterns);
+
+} // namespace rksignal

@@ -1,0 +1,107 @@
+#include "output/LastValues.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+namespace rksignal {
+namespace {
+
+constexpr std::size_t columnCount = 8;
+using TableRow = std::array<std::string, columnCount>;
+
+constexpr std::array<bool, columnCount> rightAligned = {false, true, false, true, false, true, true, true};
+
+/// Characters, not bytes, of UTF-8 text.
+std::size_t width(const std::string& text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
+}
+
+template <class Write>
+std::string numberText(Write&& write) {
+    char text[maxNumberText];
+    return {text, write(text)};
+}
+
+/// A text of a definition on one line.
+std::string oneLine(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; }, ' ');
+    return text;
+}
+
+TableRow tableRow(CANSignal& signal, std::uint64_t count, std::uint8_t channel) {
+    const ValueSample sample = ValueSample::of(signal);
+    return {oneLine(signal.def.instance),
+            numberText([&](char* out) { return writeDouble(out, sample.value); }),
+            oneLine(signal.def.unit),
+            numberText([&](char* out) { return writeRaw(out, sample.raw, signal.def.type); }),
+            oneLine(signal.getValueDescription(sample.raw)),
+            std::to_string(channel),
+            numberText([&](char* out) { return TimeText().write(out, sample.timestamp); }),
+            std::to_string(count)};
+}
+
+void writeTableRow(const TableRow& row, const std::array<std::size_t, columnCount>& widths,
+                   OutputBuffer& out) {
+    std::string line;
+    for (std::size_t i = 0; i < columnCount; ++i) {
+        const std::string padding(widths[i] - width(row[i]), ' ');
+        line += i == 0 ? "" : "  ";
+        line += rightAligned[i] ? padding + row[i] : row[i] + padding;
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    out.append(line + '\n');
+}
+
+} // namespace
+
+LastValues::LastValues(const Catalog& catalog, std::vector<bool> selected)
+    : catalog(catalog), selected(std::move(selected)), tallies(catalog.signals().size()) {}
+
+void LastValues::written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) {
+    for (const unsigned long id : ids) {
+        Tally& tally = tallies[catalog.indexOf(id)];
+        ++tally.count;
+        tally.channel = frame.channel;
+    }
+}
+
+template <class Function>
+void LastValues::forEachSeen(Function&& function) const {
+    for (std::size_t i = 0; i < tallies.size(); ++i) {
+        if (selected[i] && tallies[i].count > 0) {
+            function(*catalog.signals()[i], tallies[i]);
+        }
+    }
+}
+
+void LastValues::writeRows(const RowSyntax& syntax, OutputBuffer& out) const {
+    RowFormat format(syntax, out);
+    out.append(syntax.countHeader);
+    forEachSeen([&](CANSignal& signal, const Tally& tally) {
+        const ValueSample sample = ValueSample::of(signal);
+        format.setFrame(sample.timestamp, tally.channel);
+        format.write(SignalCells(signal, syntax), signal.def.type, sample, tally.count);
+    });
+}
+
+void LastValues::writeTable(OutputBuffer& out) const {
+    std::vector<TableRow> rows{{"instance", "value", "unit", "raw", "text", "channel", "time", "count"}};
+    forEachSeen([&](CANSignal& signal, const Tally& tally) {
+        rows.push_back(tableRow(signal, tally.count, tally.channel));
+    });
+    std::array<std::size_t, columnCount> widths{};
+    for (const TableRow& row : rows) {
+        for (std::size_t i = 0; i < columnCount; ++i) {
+            widths[i] = std::max(widths[i], width(row[i]));
+        }
+    }
+    for (const TableRow& row : rows) {
+        writeTableRow(row, widths, out);
+    }
+}
+
+} // namespace rksignal

@@ -1,0 +1,43 @@
+/// \file
+/// Counts values while they are decoded, and writes the last one of each signal at the end.
+#pragma once
+
+#include "output/RowFormat.h"
+#include "replay/Catalog.h"
+#include "replay/Replay.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace rksignal {
+
+class LastValues : public ValueSink {
+  public:
+    /// Signals for which `selected` (by index in Catalog::signals()) does not hold are left out. The catalog
+    /// must be complete and outlive the sink.
+    LastValues(const Catalog& catalog, std::vector<bool> selected);
+
+    void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) override;
+
+    /// Writes a row for each signal that got a value, in the order of definition.
+    void writeRows(const RowSyntax& syntax, OutputBuffer& out) const;
+
+    /// The same as a table with aligned columns for a reader.
+    void writeTable(OutputBuffer& out) const;
+
+  private:
+    struct Tally {
+        std::uint64_t count = 0;
+        std::uint8_t channel = 0; ///< of the last value
+    };
+
+    template <class Function>
+    void forEachSeen(Function&& function) const;
+
+    const Catalog& catalog;
+    std::vector<bool> selected;
+    std::vector<Tally> tallies;
+};
+
+} // namespace rksignal

@@ -1,0 +1,36 @@
+/// \file
+/// Numbers as text. Each function writes to `out`, which has room for `maxNumberText` characters, and returns
+/// the end of what it wrote. None allocates or depends on the locale.
+#pragma once
+
+#include "signal/SignalDefinition.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace rksignal {
+
+constexpr std::size_t maxNumberText = 32;
+
+/// The shortest text that reads back as the same double: integers below 10^15 as such (`255000`), magnitudes
+/// from 10^-5 to 10^15 without exponent (`0.0001`), others with (`1e-07`). `nan`, `inf`, `-inf`.
+char* writeDouble(char* out, double value);
+
+/// A raw value: decimal, with sign if the type has one; the bits of a float or double as `0x` and 8 or 16
+/// hexadecimal digits.
+char* writeRaw(char* out, std::uint64_t raw, signalValue_t type);
+
+/// Writes time stamps as seconds with 6 decimals, or 9 when they are not whole microseconds. Remembers the
+/// last second, which most frames share with the one before.
+class TimeText {
+  public:
+    /// `timestamp` in nanoseconds.
+    char* write(char* out, std::uint64_t timestamp);
+
+  private:
+    std::uint64_t second = ~std::uint64_t{0};
+    char text[maxNumberText] = {};
+    std::size_t length = 0;
+};
+
+} // namespace rksignal

@@ -1,0 +1,59 @@
+/// \file
+/// Collects output in memory and writes it to a file descriptor in large pieces.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rksignal {
+
+/// Buffered output. Errors are kept, not thrown: whoever writes looks at closed() now and then.
+class OutputBuffer {
+  public:
+    /// `descriptor` stays the caller's.
+    explicit OutputBuffer(int descriptor) : descriptor(descriptor), buffer(capacity) {}
+    /// Flushes.
+    ~OutputBuffer() { flush(); }
+    OutputBuffer(const OutputBuffer&) = delete;
+    OutputBuffer& operator=(const OutputBuffer&) = delete;
+
+    void append(std::string_view text) {
+        if (text.size() > capacity - used) {
+            appendInPieces(text);
+            return;
+        }
+        text.copy(buffer.data() + used, text.size());
+        used += text.size();
+    }
+
+    /// Room for at least `size` bytes, at most 4096, to be confirmed by advance().
+    char* reserve(std::size_t size) {
+        if (size > capacity - used) {
+            flush();
+        }
+        return buffer.data() + used;
+    }
+    void advance(const char* end) { used = static_cast<std::size_t>(end - buffer.data()); }
+
+    void flush();
+
+    /// Nothing can be written any more; what is appended is lost.
+    bool closed() const { return failure != 0; }
+    /// The error number of the first failure, 0 if there was none. EPIPE means that the reader has gone,
+    /// which is not a fault.
+    int error() const { return failure; }
+
+  private:
+    static constexpr std::size_t capacity = std::size_t{64} * 1024;
+
+    void appendInPieces(std::string_view text);
+
+    int descriptor;
+    std::vector<char> buffer;
+    std::size_t used = 0;
+    int failure = 0;
+};
+
+} // namespace rksignal

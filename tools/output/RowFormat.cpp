@@ -1,0 +1,113 @@
+#include "output/RowFormat.h"
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+namespace rksignal {
+namespace {
+
+std::string quoteCsv(std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == text.npos) {
+        return std::string(text);
+    }
+    std::string quoted = "\"";
+    for (const char character : text) {
+        quoted.append(character == '"' ? 2 : 1, character);
+    }
+    return quoted + '"';
+}
+
+std::string quoteJson(std::string_view text) {
+    using nlohmann::json;
+    return json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+} // namespace
+
+const RowSyntax csvSyntax{"time,channel,instance,value,unit,raw,text\n",
+                          "time,channel,instance,value,unit,raw,text,count\n",
+                          "",
+                          ",",
+                          ",",
+                          ",",
+                          ",",
+                          ",",
+                          ",",
+                          ",",
+                          "\n",
+                          quoteCsv,
+                          false};
+
+const RowSyntax jsonSyntax{
+    "",          "",           "{\"time\":",  ",\"channel\":", ",\"instance\":", ",\"value\":", ",\"unit\":",
+    ",\"raw\":", ",\"text\":", ",\"count\":", "}\n",           quoteJson,        true};
+
+SignalCells::SignalCells(const CANSignal& signal, const RowSyntax& syntax)
+    : instance(std::string(syntax.instance) + syntax.quote(signal.def.instance) + std::string(syntax.value)),
+      unitToRaw(std::string(syntax.unit) + syntax.quote(signal.def.unit) + std::string(syntax.raw)),
+      noText(syntax.quote("")) {
+    for (const auto& [raw, text] : signal.def.valueDescriptions) {
+        texts.emplace_back(raw, syntax.quote(text));
+    }
+}
+
+std::string_view SignalCells::text(std::uint64_t raw) const {
+    const auto entry =
+        std::lower_bound(texts.begin(), texts.end(), raw, [](const auto& candidate, std::uint64_t wanted) {
+            return candidate.first < wanted;
+        });
+    return entry != texts.end() && entry->first == raw ? entry->second : noText;
+}
+
+ValueSample ValueSample::of(CANSignal& signal) {
+    ValueSample sample{};
+    signal.read(sample.raw, sample.timestamp);
+    signal.read(sample.value, sample.timestamp);
+    return sample;
+}
+
+void RowFormat::setFrame(std::uint64_t timestamp, std::uint8_t channel) {
+    char text[maxNumberText];
+    common.assign(syntax.open);
+    common.append(text, time.write(text, timestamp));
+    common.append(syntax.channel);
+    common.append(text, writeRaw(text, channel, signalValue_t::Unsigned));
+}
+
+void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
+                      std::optional<std::uint64_t> count) {
+    out.append(common);
+    out.append(cells.head());
+    writeValue(sample.value);
+    out.append(cells.unit());
+    writeRawCell(sample.raw, type);
+    out.append(syntax.text);
+    out.append(cells.text(sample.raw));
+    if (count) {
+        out.append(syntax.count);
+        writeInteger(*count);
+    }
+    out.append(syntax.close);
+}
+
+void RowFormat::writeValue(double value) {
+    if (syntax.json && !std::isfinite(value)) {
+        out.append("null");
+    } else {
+        out.advance(writeDouble(out.reserve(maxNumberText), value));
+    }
+}
+
+void RowFormat::writeRawCell(std::uint64_t raw, signalValue_t type) {
+    const bool quoted = syntax.json && (type == signalValue_t::Float || type == signalValue_t::Double);
+    out.append(quoted ? "\"" : "");
+    out.advance(writeRaw(out.reserve(maxNumberText), raw, type));
+    out.append(quoted ? "\"" : "");
+}
+
+void RowFormat::writeInteger(std::uint64_t value) {
+    out.advance(writeRaw(out.reserve(maxNumberText), value, signalValue_t::Unsigned));
+}
+
+} // namespace rksignal

@@ -1,0 +1,80 @@
+/// \file
+/// The text form of a row of values: CSV or JSON lines.
+#pragma once
+
+#include "bus/CANSignal.h"
+#include "output/NumberText.h"
+#include "output/OutputBuffer.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace rksignal {
+
+/// What stands around the cells of a row, and how a text becomes a cell. The cells are, in this order, time,
+/// channel, instance, value, unit, raw, text, and optionally count.
+struct RowSyntax {
+    std::string_view header;      ///< first line without count, or empty
+    std::string_view countHeader; ///< first line with count, or empty
+    std::string_view open, channel, instance, value, unit, raw, text, count, close; ///< before each cell
+    std::string (*quote)(std::string_view);
+    bool json; ///< numbers that JSON does not have are `null`, hexadecimal ones in quotes
+};
+
+/// CSV as RFC 4180 has it, but with bare line feeds: a cell with a comma, a quote or a line end is quoted.
+extern const RowSyntax csvSyntax;
+/// One JSON object a line.
+extern const RowSyntax jsonSyntax;
+
+/// A signal's part of its rows, quoted once.
+class SignalCells {
+  public:
+    SignalCells(const CANSignal& signal, const RowSyntax& syntax);
+
+    const std::string& head() const { return instance; }  ///< from before the instance up to the value
+    const std::string& unit() const { return unitToRaw; } ///< from behind the value up to the raw value
+    /// The quoted text of a raw value.
+    std::string_view text(std::uint64_t raw) const;
+
+  private:
+    std::string instance;
+    std::string unitToRaw;
+    std::string noText;
+    std::vector<std::pair<std::uint64_t, std::string>> texts; ///< by raw value
+};
+
+/// The value of a signal as it is now.
+struct ValueSample {
+    double value;
+    unsigned long raw;
+    unsigned long timestamp;
+
+    static ValueSample of(CANSignal& signal);
+};
+
+/// Writes rows. Allocates nothing a row.
+class RowFormat {
+  public:
+    RowFormat(const RowSyntax& syntax, OutputBuffer& out) : syntax(syntax), out(out) {}
+
+    /// Sets what the next rows have in common. Call before write().
+    void setFrame(std::uint64_t timestamp, std::uint8_t channel);
+    void write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
+               std::optional<std::uint64_t> count = {});
+
+  private:
+    void writeValue(double value);
+    void writeRawCell(std::uint64_t raw, signalValue_t type);
+    void writeInteger(std::uint64_t value);
+
+    const RowSyntax& syntax;
+    OutputBuffer& out;
+    TimeText time;
+    std::string common; ///< time and channel
+};
+
+} // namespace rksignal

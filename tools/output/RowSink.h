@@ -1,0 +1,42 @@
+/// \file
+/// Writes a row for each value as it is decoded.
+#pragma once
+
+#include "output/RowFormat.h"
+#include "replay/Catalog.h"
+#include "replay/Replay.h"
+
+#include <span>
+#include <vector>
+
+namespace rksignal {
+
+class RowSink : public ValueSink {
+  public:
+    struct Options {
+        std::vector<bool> selected; ///< by index in Catalog::signals(); rows of other signals are left out
+        bool changedOnly = false;   ///< only values whose raw value differs from the one before
+    };
+
+    /// Writes the header. Everything must outlive the sink, and the catalog must be complete.
+    RowSink(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& out, Options options);
+
+    void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) override;
+    bool closed() const override { return out.closed(); }
+
+  private:
+    struct Column {
+        CANSignal* signal;
+        SignalCells cells;
+        bool selected;
+        bool seen;
+    };
+
+    const Catalog& catalog;
+    OutputBuffer& out;
+    RowFormat format;
+    std::vector<Column> columns; ///< as Catalog::signals()
+    bool changedOnly;
+};
+
+} // namespace rksignal

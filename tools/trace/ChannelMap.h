@@ -1,0 +1,53 @@
+/// \file
+/// Which bus channel a network interface of a trace is.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rksignal {
+
+/// Maps interface names to channel numbers. The digits at the end of a name are its channel: `can0` is 0,
+/// `vcan3` is 3. A name without digits, or with a number above 255, gets the lowest number that no other
+/// name has so far, with a remark. Names are never forgotten; there can be 256 of them.
+class ChannelMap {
+  public:
+    /// Gives `name` a channel of the user's choice. REQUIRES: `name` has none yet.
+    void assign(std::string_view name, std::uint8_t channel);
+
+    bool knows(std::string_view name) const;
+
+    /// The channel of `name`, which is entered if it is new: that alone allocates.
+    /// \return nothing if there is no room for another name
+    std::optional<std::uint8_t> channelOf(std::string_view name) {
+        return !entries.empty() && entries[latest].name == name ? entries[latest].channel : search(name);
+    }
+
+    /// The first name that got this channel, or `channel N`.
+    std::string nameOf(std::uint8_t channel) const;
+
+    /// What the user may not expect: a number picked, or names that share one.
+    const std::vector<std::string>& remarks() const { return notes; }
+
+  private:
+    struct Entry {
+        std::string name;
+        std::uint8_t channel;
+    };
+
+    std::optional<std::uint8_t> search(std::string_view name);
+    std::optional<std::uint8_t> lowestFree() const;
+    const Entry* firstOf(std::uint8_t channel) const;
+
+    std::vector<Entry> entries; // few; searched from the front, the latest hit first
+    std::size_t latest = 0;
+    std::vector<std::string> notes;
+};
+
+/// The number that the digits at the end of `name` form, or nothing: no digits, or above 255.
+std::optional<std::uint8_t> trailingNumber(std::string_view name);
+
+} // namespace rksignal
