@@ -1,0 +1,10 @@
+set(BUS_TEST_SOURCES
+  bus/CANChangesTest.cpp
+  bus/CANClientClassTest.cpp
+  bus/CANContainerTest.cpp
+  bus/CANDecodeTest.cpp
+  bus/CANDefinitionTest.cpp
+  bus/CANModel.cpp
+  bus/CANModelTest.cpp
+  bus/CANMultiplexTest.cpp
+  bus/CANTranscriptTest.cpp)
