@@ -4,12 +4,12 @@
 
 #include "expression/ExpParser.h"
 
-#include <array>
 #include <cstdint>
 #include <vector>
 
 /// A program in the form in which it runs. Programs have no jumps, so the place of every value on the stack
-/// is known beforehand, and a right operand that is a constant or a signal never needs to go there.
+/// is known beforehand, and a right operand that is a constant or a signal never needs to go there; nor does
+/// a left operand that is a signal.
 class ExpMachine {
   public:
     /// Takes over a program that leaves one value on the stack. Any other leaves the machine without one.
@@ -26,34 +26,36 @@ class ExpMachine {
     double run(double* stack) const;
 
   private:
+    /// Where an operand comes from: the stack, the instruction's constant, or a signal that is read.
     enum class Source : std::uint8_t { Stack, Constant, Signal };
-    struct Instruction;
-    /// Puts a result in `place`; what it takes from the stack begins there.
-    using Handler = void (*)(const Instruction& instruction, double* place);
-    using BinaryHandlers = std::array<Handler, 3>; ///< by `Source` of the right operand
     union Operand {
         double constant;
         BaseSignal* signal;
     };
+    struct Instruction;
+    /// Puts a result in `place`; what it takes from the stack begins there.
+    using Handler = void (*)(const Instruction& instruction, double* place);
     struct Instruction {
         Handler handler;
+        Operand left; ///< the only operand of a load
+        Operand right;
         std::uint32_t place; ///< index on the stack
-        Operand operand;     ///< of a load, or the right one of an operation
     };
     struct OperationHandlers;
 
     static const OperationHandlers* handlersOf(ExpParser::Operation operation);
     template <Source source>
-    static double operand(const Instruction& instruction, const double* place);
+    static double fetch(Operand operand, const double* place);
     template <Source source>
     static void load(const Instruction& instruction, double* place);
     template <auto function>
     static void unary(const Instruction& instruction, double* place);
-    template <auto function, Source source>
+    template <auto function, Source left, Source right>
     static void binary(const Instruction& instruction, double* place);
 
     bool add(const ExpParser::Step& step);
-    void addBinary(const BinaryHandlers& handlers);
+    void addBinary(const OperationHandlers& handlers);
+    Source takeLoad(Operand& operand);
 
     std::vector<Instruction> instructions;
     std::uint32_t depth = 0;                ///< of the stack behind the instructions
