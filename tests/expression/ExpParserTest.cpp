@@ -1,0 +1,225 @@
+// Trigger expressions: what they compile to, and what they evaluate to.
+
+#include "expression/ExpressionTest.h"
+
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+namespace {
+
+std::size_t allocations = 0;
+
+/// A signal whose class has its own way of reading.
+class Doubling : public BaseSignal {
+  public:
+    using BaseSignal::BaseSignal;
+    using BaseSignal::read;
+    bool read(double& number, unsigned long& timestamp) override {
+        const bool valid = BaseSignal::read(number, timestamp);
+        number *= 2;
+        return valid;
+    }
+};
+
+} // namespace
+
+// Not inlined: the compiler would take the pairs of new and free for mistakes.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* const memory = std::malloc(size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+using ExpParserTest = ExpressionTest;
+
+TEST_F(ExpParserTest, CompilesToPostfix) {
+    for (const char* const name :
+         {"a", "b", "c", "d", "lowest", "pressed_longer", "temp%", "bus1.a#[1]$", "_"}) {
+        set(name, 1);
+    }
+    const struct {
+        const char* text;
+        const char* program;
+    } rows[] = {
+        {"a", "0 opsignal a;"},
+        {"!a", "0 opsignal a;1 opnz;2 opnot;"},
+        {"a>5&&b", "0 opsignal a;1 opdouble 5;2 opgt;3 opsignal b;4 opnz;5 opland;"},
+        {"a || b && c", "0 opsignal a;1 opnz;2 opsignal b;3 opnz;4 oplor;5 opsignal c;6 opnz;7 opland;"},
+        {"a < b == c", "0 opsignal a;1 opsignal b;2 oplt;3 opsignal c;4 opnz;5 opbeq;"},
+        {"a == b != c", "0 opsignal a;1 opsignal b;2 opdeq;3 opsignal c;4 opnz;5 opbne;"},
+        {"a < b == c != d", "0 opsignal a;1 opsignal b;2 oplt;3 opsignal c;4 opsignal d;5 opdne;6 opbeq;"},
+        {"!a <= b", "0 opsignal a;1 opsignal b;2 ople;3 opnot;"},
+        {"!(a >= b) == c", "0 opsignal a;1 opsignal b;2 opge;3 opnot;4 opsignal c;5 opnz;6 opbeq;"},
+        {"a - b - c / d % 2", "0 opsignal a;1 opsignal b;2 opminus;3 opsignal c;4 opsignal d;5 opdiv;"
+                              "6 opdouble 2;7 opmod;8 opminus;"},
+        {"-a * +(b + c)", "0 opsignal a;1 opneg;2 opsignal b;3 opsignal c;4 opplus;5 opmult;"},
+        {"x", "0 opdouble 0;"}, // not found
+        {"temp% == bus1.a#[1]$", "0 opsignal temp%;1 opsignal bus1.a#[1]$;2 opdeq;"},
+        {"lowest + pressed_longer + _",
+         "0 opsignal lowest;1 opsignal pressed_longer;2 opplus;3 opsignal _;4 opplus;"},
+        {"a ; ?'\"{}[]\\~$&|=.:#\x01\xC3^", "0 opsignal a;"}, // passed over
+        {"-.5 + 5. + .5e3 + 5e-3", "0 opdouble -0.5;1 opdouble 5;2 opplus;3 opdouble 500;4 opplus;"
+                                   "5 opdouble 0.005;6 opplus;"},
+        {"-5 + 0.1 - 1E+2", "0 opdouble 5;1 opneg;2 opdouble 0.1;3 opplus;4 opdouble 100;5 opminus;"},
+        {"\n# note\n \t\r\n  # more\n a \n\n# end\n", "0 opsignal a;"},
+    };
+    const CapturedOutput output;
+    for (const auto& row : rows) {
+        ExpParser expression(row.text, false, &storage);
+        EXPECT_EQ(program(expression), row.program) << row.text;
+        EXPECT_TRUE(ExpParser::allExpParsers.contains(&expression)) << row.text;
+    }
+    EXPECT_EQ(output.err.text(), "[ERROR] ExpParser::add: Signal not found: x\n");
+}
+
+TEST_F(ExpParserTest, KeywordsAreConstants) {
+    const std::pair<const char*, int> keywords[] = {
+        {"released", 0}, {"pressed", 1}, {"pressed_long", 2}, {"high", 1},    {"low", 0},
+        {"ok", 0},       {"error", 1},   {"nosync", 2},       {"warning", 3}, {"fwupdate", 4},
+        {"mem", 5},      {"ring", 6},    {"active", 1},       {"void", 0}};
+    for (const auto& [text, value] : keywords) {
+        const ExpParser expression(text, false, &storage);
+        EXPECT_EQ(program(expression), "0 opdouble " + std::to_string(value) + ";") << text;
+    }
+}
+
+TEST_F(ExpParserTest, UnknownAndOddValues) {
+    setUnknown("u");
+    set("nan", std::numeric_limits<double>::quiet_NaN());
+    const std::pair<const char*, const char*> rows[] = {
+        {"u > 3", "unknown"},
+        {"u > 3 || 1", "true"},
+        {"1 || u", "true"},
+        {"u || -1", "unknown"},
+        {"u || 0", "unknown"},
+        {"u > 3 && 0", "false"},
+        {"u && 1", "unknown"},
+        {"u && -1", "unknown"},
+        {"!u", "unknown"},
+        {"nan == nan", "unknown"},
+        {"-1 || 0", "true"},
+        {"(1 < 2) == 5", "false"},
+        {"(1 < 2) == 1", "true"},
+        {"1 / 0 > 1", "true"},
+        {"0 / 0 == 0", "unknown"},
+        {"7 % 3 == 1", "true"},
+        {"-7 % 3", "false"},
+        {"7.9 % 2.5 == 1", "true"},
+        {"5 % 0.9", "unknown"},
+        {"5 % -.9", "unknown"},
+        {"u % 3", "unknown"},
+        {"1/0 % 3", "unknown"},
+        {"3 % (1/0)", "unknown"},
+        {"1e30 % 7", "unknown"},
+        {"-1e30 % 7", "unknown"},
+        {"18446744073709551615. % 7", "unknown"}, // rounds up to 2^64
+        {"9223372036854775808 % 7 == 1", "true"},
+        {"-9223372036854775808 % 7 == 1", "true"},
+        {"5 % (-7) == 5", "true"},
+    };
+    for (const auto& [text, expected] : rows) {
+        EXPECT_EQ(result(text), expected) << text;
+    }
+}
+
+TEST_F(ExpParserTest, EdgeModeReportsTheChangeToTrue) {
+    set("a", 1);
+    ExpParser level("a > 0", false, &storage);
+    ExpParser edge("a > 0", true, &storage);
+    const double unknown = std::numeric_limits<double>::quiet_NaN();
+    const struct {
+        double a;
+        bool level;
+        bool edge;
+    } steps[] = {{1, true, true}, {2, true, false},        {0, false, false}, {unknown, false, false},
+                 {1, true, true}, {unknown, false, false}, {1, true, false},  {-1, false, false}};
+    for (const auto& step : steps) {
+        set("a", step.a);
+        EXPECT_EQ(level.getTrigger(), step.level);
+        EXPECT_EQ(edge.getTrigger(), step.edge);
+    }
+}
+
+TEST_F(ExpParserTest, KnowsItsSignals) {
+    set("b", 1);
+    set("a", 1);
+    set("c", 1);
+    signalNamed("a").id = 7;
+    ExpParser expression("b + a > b", false, &storage);
+    EXPECT_EQ(expression.expression, "b + a > b");
+    EXPECT_EQ(expression.storage, &storage);
+    EXPECT_EQ(expression.signalIds, (std::set<std::uint64_t>{0, 7}));
+    EXPECT_EQ(std::vector(expression.signals.begin(), expression.signals.end()),
+              (std::vector{&signalNamed("a"), &signalNamed("b")}));
+    EXPECT_EQ(expression.getLastestTime(), 2U);
+    signalNamed("b").writeTS(9);
+    setUnknown("a");
+    EXPECT_EQ(expression.getLastestTime(), 9U);
+    EXPECT_EQ(ExpParser("1 > 0", false).getLastestTime(), 0U);
+}
+
+TEST_F(ExpParserTest, ClientClassesReadInTheirOwnWay) {
+    const Doubling doubled(byteDefinition("doubled"), false, &storage);
+    BaseSignal::getInstance("doubled", &storage)->writeRaw(21, 1);
+    EXPECT_EQ(result("doubled == 42"), "true");
+    EXPECT_EQ(result("42 == doubled && !(doubled != 42)"), "true");
+}
+
+TEST_F(ExpParserTest, EvaluationAllocatesNothing) {
+    set("a", 1);
+    setUnknown("u");
+    ExpParser expression("(a + 2) * a / 4 > 10 || !u == 3 && -a % 7 < 1e3", true, &storage);
+    const std::size_t before = allocations;
+    for (int i = 0; i < 10; ++i) {
+        expression.getTrigger();
+        expression.getLastestTime();
+    }
+    EXPECT_EQ(allocations, before);
+}
+
+TEST_F(ExpParserTest, ClearDestroysAllThatWereBuilt) {
+    auto* const first = new ExpParser("1", false);
+    auto* const second = new ExpParser("2", false);
+    const CapturedOutput output;
+    const ExpParser broken("3 3", false);
+    EXPECT_EQ(ExpParser::allExpParsers, (std::set<ExpParser*>{first, second}));
+    ExpParser::clear();
+    EXPECT_TRUE(ExpParser::allExpParsers.empty());
+}
+
+TEST_F(ExpParserTest, RunsProgramsBuiltByHand) {
+    ExpParser expression("2", false);
+    expression.add(10.0);
+    expression.add(&ExpParser::opexp);
+    expression.add(1024.0);
+    expression.add({&ExpParser::opdeq, {}});
+    EXPECT_EQ(result(expression), "true");
+    EXPECT_EQ(expression.stackCapacity, 4U);
+
+    const CapturedOutput output;
+    expression.add(5.0);
+    EXPECT_EQ(result(expression), "unknown");
+    EXPECT_EQ(output.err.text(), "[ERROR] stack size wrong at end of program: 2\n");
+}
+
+TEST_F(ExpParserTest, TooFewElementsEndTheProcess) {
+    ExpParser expression("2", false);
+    expression.program.clear();
+    expression.add(1.0);
+    expression.add(&ExpParser::opplus);
+    EXPECT_EXIT(result(expression), testing::ExitedWithCode(4),
+                "^Less than 2 elements on bool stack \\(1\\)\n$");
+    expression.program.clear();
+    expression.add(&ExpParser::opnz);
+    EXPECT_EXIT(result(expression), testing::ExitedWithCode(4),
+                "^Less than 1 elements on bool stack \\(0\\)\n$");
+}
