@@ -1,0 +1,179 @@
+// Sentences of NMEA 0183: `$`, talker and type, fields behind commas, and, behind `*`, the exclusive or of
+// all bytes between the two marks.
+
+#include "rktrace/GPSTraceMessage.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <string_view>
+
+namespace {
+
+/// The content between `$` and `*` if the checksum, where there is one, is right.
+std::optional<std::string_view> verified(std::string_view sentence) {
+    const std::size_t star = sentence.find('*');
+    if (star == std::string_view::npos) {
+        return sentence;
+    }
+    const std::string_view content = sentence.substr(0, star);
+    const std::string_view digits = sentence.substr(star + 1);
+    unsigned expected = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), expected, 16);
+    if (error != std::errc() || end != digits.data() + 2 || digits.size() != 2) {
+        return std::nullopt;
+    }
+    unsigned actual = 0;
+    for (const char character : content) {
+        actual ^= static_cast<unsigned char>(character);
+    }
+    return actual == expected ? std::optional(content) : std::nullopt;
+}
+
+/// The fields of a sentence, read one after the other. An empty field reads as nothing; a malformed or
+/// missing one makes the whole sentence malformed.
+class FieldReader {
+  public:
+    explicit FieldReader(std::string_view fields) : rest(fields) {}
+
+    bool isWellFormed() const { return wellFormed; }
+
+    /// Passes over a field.
+    std::string_view next() {
+        if (!hasMore) {
+            wellFormed = false;
+            return {};
+        }
+        const std::size_t comma = rest.find(',');
+        const std::string_view field = rest.substr(0, comma);
+        hasMore = comma != std::string_view::npos;
+        rest.remove_prefix(hasMore ? comma + 1 : rest.size());
+        return field;
+    }
+
+    /// A decimal number without exponent.
+    std::optional<double> number() { return numberIn(next()); }
+
+    std::optional<unsigned> count() {
+        const auto value = number();
+        require(!value || (*value >= 0 && *value <= 65535 && *value == std::floor(*value)));
+        return wellFormed && value ? std::optional(static_cast<unsigned>(*value)) : std::nullopt;
+    }
+
+    /// `hhmmss` or `ddmmyy`, perhaps with decimals, as a number.
+    std::optional<std::int64_t> sixDigits() {
+        const std::string_view field = next();
+        const std::string_view digits = field.substr(0, 6);
+        const auto value = numberIn(field);
+        require(field.empty() || (field.size() >= 6 && std::all_of(digits.begin(), digits.end(), isDigit) &&
+                                  (field.size() == 6 || field[6] == '.')));
+        return wellFormed && value ? std::optional(static_cast<std::int64_t>(*value)) : std::nullopt;
+    }
+
+    /// An angle as degrees times 100 plus minutes, and the letter of its hemisphere, in degrees.
+    std::optional<double> angle(char positive, char negative, double limit) {
+        const auto value = number();
+        const std::string_view hemisphere = next();
+        if (!value) {
+            return std::nullopt;
+        }
+        const double degrees = std::floor(*value / 100);
+        const double minutes = *value - 100 * degrees;
+        const double result = degrees + minutes / 60;
+        require(*value >= 0 && minutes < 60 && result <= limit && hemisphere.size() == 1 &&
+                (hemisphere[0] == positive || hemisphere[0] == negative));
+        return wellFormed && hemisphere[0] == negative ? -result : result;
+    }
+
+    void require(bool condition) { wellFormed = wellFormed && condition; }
+
+  private:
+    static bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+    std::optional<double> numberIn(std::string_view field) {
+        if (field.empty()) {
+            return std::nullopt;
+        }
+        double value = 0.0;
+        const auto [end, error] =
+            std::from_chars(field.data(), field.data() + field.size(), value, std::chars_format::fixed);
+        require(error == std::errc() && end == field.data() + field.size() && std::isfinite(value));
+        return value;
+    }
+
+    std::string_view rest;
+    bool hasMore = true;
+    bool wellFormed = true;
+};
+
+template <class Field, class Value>
+void set(Field& field, const std::optional<Value>& value) {
+    if (value) {
+        field = static_cast<Field>(*value);
+    }
+}
+
+void setBits(std::uint64_t& word, const std::optional<double>& value) {
+    if (value) {
+        word = std::bit_cast<std::uint64_t>(*value);
+    }
+}
+
+bool parse(FieldReader& fields, GPSTraceMessage::numeric_gprmc_t& record) {
+    constexpr double kilometresPerNauticalMile = 1.852;
+    set(record.time, fields.sixDigits());
+    const std::string_view status = fields.next();
+    fields.require(status.empty() || status == "A" || status == "V");
+    record.status = status == "A" ? 1 : 0;
+    setBits(record.latitude, fields.angle('N', 'S', 90));
+    setBits(record.longitude, fields.angle('E', 'W', 180));
+    const auto knots = fields.number();
+    setBits(record.speed, knots ? std::optional(*knots * kilometresPerNauticalMile) : std::nullopt);
+    setBits(record.course, fields.number());
+    set(record.date, fields.sixDigits());
+    return fields.isWellFormed();
+}
+
+bool parse(FieldReader& fields, GPSTraceMessage::numeric_gpgga_t& record) {
+    set(record.time, fields.sixDigits());
+    setBits(record.latitude, fields.angle('N', 'S', 90));
+    setBits(record.longitude, fields.angle('E', 'W', 180));
+    set(record.quality, fields.count());
+    set(record.satellites, fields.count());
+    fields.next(); // horizontal dilution of precision
+    setBits(record.altitude, fields.number());
+    return fields.isWellFormed();
+}
+
+/// Fills `record` from the first sentence of this type that counts.
+template <class Record>
+bool parseFirst(std::string_view text, std::string_view type, Record& record) {
+    constexpr std::size_t talkerLength = 2;
+    for (std::size_t dollar = text.find('$'); dollar != std::string_view::npos; dollar = text.find('$')) {
+        text.remove_prefix(dollar + 1);
+        const auto content = verified(text.substr(0, text.find_first_of("$\r\n")));
+        if (!content || content->size() < talkerLength ||
+            content->substr(talkerLength, type.size()) != type) {
+            continue;
+        }
+        FieldReader fields(content->substr(talkerLength + type.size()));
+        Record filled = record;
+        if (parse(fields, filled)) {
+            record = filled;
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+bool GPSTraceMessage::getGPRMC(numeric_gprmc_t& record) const {
+    return parseFirst(sentences, "RMC,", record);
+}
+
+bool GPSTraceMessage::getGPGGA(numeric_gpgga_t& record) const {
+    return parseFirst(sentences, "GGA,", record);
+}
