@@ -98,12 +98,12 @@ TEST_F(CANTest, FdSignalsNeedTheirPduAndTheirWholeByteRange) {
         {fdSignal("absent PDU", {}, 0x30), unwritten},
         {fdSignal("low 24 bits of a longer identifier", {}, 0x1010203), unwritten},
     };
-    std::vector<std::unique_ptr<CANSignal>> signals;
-    for (const auto& [def, raw] : rows)
-        signals.push_back(std::make_unique<CANSignal>(def));
-    EXPECT_EQ(decode(*frame({0, 0, 0x10, 2, 0x80, 0x81, 1, 2, 3, 1, 0x90}, 2)).size(), 6U);
-    for (std::size_t i = 0; i < signals.size(); ++i)
-        EXPECT_EQ(signals[i]->slot->raw, rows[i].second) << rows[i].first.instance;
+    for (const auto& [def, raw] : rows) {
+        const CANSignal signal(def);
+        const Ids ids = decode(*frame({0, 0, 0x10, 2, 0x80, 0x81, 1, 2, 3, 1, 0x90}, 2));
+        EXPECT_EQ(signal.slot->raw, raw) << def.instance;
+        EXPECT_EQ(ids.empty(), raw == unwritten) << def.instance;
+    }
 }
 
 } // namespace

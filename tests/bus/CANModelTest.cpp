@@ -95,19 +95,25 @@ class Scenario {
     /// Builds, destroys, redefines or places a signal, or changes the list of a frame by hand.
     void change() {
         Twin& twin = *twins[below(twins.size())];
-        auto& list = CANSignal::canContainer[Model::keyOf(twin.def)];
-        auto& modelList = model.frames[Model::keyOf(twin.def)];
+        const std::uint64_t key = Model::keyOf(twin.def);
+        auto& list = CANSignal::canContainer[key];
+        auto& modelList = model.frames[key];
         const std::uint32_t way = below(8);
         if (way == 0) {
             build();
         } else if (way == 1 && twins.size() > 1) {
-            destroy(twin);
+            for (auto& [anyKey, signals] : model.frames)
+                std::erase(signals, &twin);
+            std::erase_if(twins, [&twin](const auto& each) { return each.get() == &twin; });
         } else if (way == 2 && !twin.def.canFD) {
             chooseField(twin.def);
             static_cast<baseSignalDef_t&>(twin.real->def) = twin.def;
             twin.real->cInit();
         } else if (way <= 4 && twin.id != ~std::uint64_t{0}) {
-            place(twin, way == 3 ? 0 : 1 + below(7));
+            // In its frame once more, or under a value of the frame's multiplexer.
+            const std::uint64_t placed = key + (std::uint64_t{way == 3 ? 0 : 1 + below(7)} << 40);
+            model.frames[placed].push_back(&twin);
+            CANSignal::canContainer[placed].push_back(twin.real.get());
         } else if (way == 5) {
             std::reverse(list.begin(), list.end());
             std::reverse(modelList.begin(), modelList.end());
@@ -164,19 +170,6 @@ class Scenario {
         const bool strange = chance(10);
         def.startbit = static_cast<std::uint16_t>(below(strange ? 65536 : chance(50) ? 512 : 64));
         def.bits = static_cast<std::uint8_t>(1 + below(strange ? 100 : def.multiplexer != 0 ? 2 : 64));
-    }
-
-    void destroy(Twin& twin) {
-        for (auto& [key, list] : model.frames)
-            std::erase(list, &twin);
-        std::erase_if(twins, [&twin](const auto& each) { return each.get() == &twin; });
-    }
-
-    /// Places the signal in its frame once more, or under a value of the frame's multiplexer.
-    void place(Twin& twin, std::uint64_t valuePlusOne) {
-        const std::uint64_t key = Model::keyOf(twin.def) + (valuePlusOne << 40);
-        model.frames[key].push_back(&twin);
-        CANSignal::canContainer[key].push_back(twin.real.get());
     }
 
     std::unique_ptr<CANExtTraceMessage> randomFrame(const canSignalDef_t& identity) {

@@ -32,14 +32,3 @@ inline std::uint64_t fieldValue(std::span<const std::uint8_t> bytes, const std::
     const bool negative = isSigned && width > 0 && width < 64 && (value >> (width - 1)) % 2 == 1;
     return negative ? value - (std::uint64_t{1} << width) : value;
 }
-
-/// Calls `check(startbit, bits, bigEndian)` for fields of all places and widths, some of which no definition
-/// should have, until it returns false.
-template <class Check>
-void forEveryField(Check check) {
-    for (const bool bigEndian : {false, true})
-        for (int startbit = 0; startbit < 530; ++startbit)
-            for (int bits = 1; bits <= 255; bits += bits < 73 ? 1 : 13)
-                if (!check(startbit, bits, bigEndian))
-                    return;
-}

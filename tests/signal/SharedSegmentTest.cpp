@@ -33,11 +33,10 @@ class SharedSegments : public SharedMemoryTest {
             BaseSignal::debug = 1;
         }
         BaseSignal::debug = 0;
-        EXPECT_EQ(output.err.text() + output.out.text(),
-                  linesOf(instance, -1,
-                          "[ERROR] BaseSignal::createSharedMemory() NAME: " + line +
-                              "\n[DEBUG] "
-                              "BaseSignal::~BaseSignal() NAME deleted (no shared memory found)\n"));
+        const std::string gone = "[DEBUG] BaseSignal::~BaseSignal() NAME deleted (no shared memory found)\n";
+        EXPECT_EQ(
+            output.err.take() + output.out.take(),
+            linesOf(instance, -1, "[ERROR] BaseSignal::createSharedMemory() NAME: " + line + "\n" + gone));
     }
 };
 
@@ -50,6 +49,7 @@ TEST_F(SharedSegments, OtherProcessSeesValuesAtOnceAndKeepsARemovedSegment) {
     BaseSignal::detachOnly = true;
     auto signal = std::make_unique<BaseSignal>(def, true);
     const int shmId = segmentOf(def.instance);
+    EXPECT_EQ(testing::PrintToString(*signal), signalText(def.instance, freshState, true));
     signal->writeRaw(1, 2);
     EXPECT_EQ(peer.step(), linesOf(def.instance, shmId,
                                    "[INFO] BaseSignal::createSharedMemory() NAME: shmId = ID found\n1"));
@@ -107,8 +107,8 @@ TEST_F(SharedSegments, NamesOutsideTmpAndSymbolicLinksAreRefused) {
 TEST_F(SharedSegments, SegmentsOfOthersAreReportedAndNotUsed) {
     const baseSignalDef_t small = definition("small"), winner = definition("winner"),
                           loser = definition("loser");
-    std::ofstream("/tmp/" + small.instance);
-    shmget(keyOf(small.instance), 50, IPC_CREAT | 0666);
+    std::ofstream("/tmp/" + small.instance) << "";
+    EXPECT_GE(shmget(keyOf(small.instance), 50, IPC_CREAT | 0666), 0);
     expectFallsBack(small.instance, "shmget (NAME): Invalid argument");
 
     // One key file, a pipe for once, with two names: both have its key until the last user has let go.
@@ -175,7 +175,7 @@ TEST_F(SharedSegments, ThousandsOfSignalsKeepTheirValuesInTwoProcesses) {
     const Peer peer({build, [&] { return wrong(0); }, [&] { return writeFrom(9'000), wrong(9'000); }});
     // Segments of other programs on the keys that the next key files are likely to have.
     std::vector<int> foreign;
-    std::ofstream("/tmp/" + definitions[0].instance);
+    std::ofstream("/tmp/" + definitions[0].instance) << "";
     for (key_t key = keyOf(definitions[0].instance), i = 1; i < 24; ++i)
         foreign.push_back(shmget(key + 10 * i, 104, IPC_CREAT | IPC_EXCL | 0666));
 

@@ -58,7 +58,7 @@ TEST_F(SlotLock, NoTornPairBetweenFourProcesses) {
         BaseSignal signal(def, true);
         unsigned long torn = 0, raw = 0, timestamp = 0;
         double value = 0;
-        for (int changes = 0; changes < 1'000;) {
+        for (int reads = 0, changes = 0; reads < 100'000 || changes < 20; ++reads) {
             const unsigned long before = raw;
             signal.read(raw, timestamp);
             changes += raw != before ? 1 : 0;
