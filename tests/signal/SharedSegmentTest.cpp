@@ -176,8 +176,9 @@ TEST_F(SharedSegments, ThousandsOfSignalsKeepTheirValuesInTwoProcesses) {
     // Segments of other programs on the keys that the next key files are likely to have.
     std::vector<int> foreign;
     std::ofstream("/tmp/" + definitions[0].instance) << "";
-    for (key_t key = keyOf(definitions[0].instance), i = 1; i < 24; ++i)
-        foreign.push_back(shmget(key + 10 * i, 104, IPC_CREAT | IPC_EXCL | 0666));
+    for (key_t key = keyOf(definitions[0].instance), i = 0; i < 24; ++i)
+        foreign.push_back(shmget(key + i, 104, IPC_CREAT | IPC_EXCL | 0666));
+    fs::remove("/tmp/" + definitions[0].instance);
 
     EXPECT_EQ(build(), "4000 created");
     writeFrom(0);
