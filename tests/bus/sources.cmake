@@ -1,10 +1,5 @@
+# The tests of the CAN decoder, relative to tests/.
 set(BUS_TEST_SOURCES
-  bus/CANChangesTest.cpp
-  bus/CANClientClassTest.cpp
-  bus/CANContainerTest.cpp
   bus/CANDecodeTest.cpp
-  bus/CANDefinitionTest.cpp
-  bus/CANModel.cpp
   bus/CANModelTest.cpp
-  bus/CANMultiplexTest.cpp
-  bus/CANTranscriptTest.cpp)
+  bus/CANSignalTest.cpp)
