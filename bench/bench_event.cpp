@@ -146,7 +146,7 @@ void re2FindAndConsume(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(library)->Name("EventScan/library")->Unit(benchmark::kMillisecond);
-BENCHMARK(re2FindAndConsume)->Name("EventScan/RE2_FindAndConsume")->Unit(benchmark::kMillisecond);
+BENCHMARK(library)->Name("EventScan/10_MB")->Unit(benchmark::kMillisecond);
+BENCHMARK(re2FindAndConsume)->Name("EventScan_RE2/10_MB")->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();
