@@ -73,7 +73,7 @@ void registerAll(const CanWorkload& workload) {
             ("CanDecode" + condition).c_str(),
             [&workload, shared](benchmark::State& state) { decodeByLibrary(state, workload, shared); });
         benchmark::RegisterBenchmark(
-            ("CanProbe" + condition).c_str(),
+            ("CanDecode_probe" + condition).c_str(),
             [&workload, shared](benchmark::State& state) { decodeByProbe(state, workload, shared); });
     }
 }

@@ -1,10 +1,6 @@
+# The tests of the buses, relative to tests/.
 set(BUS_TEST_SOURCES
-  bus/CANChangesTest.cpp
-  bus/CANClientClassTest.cpp
-  bus/CANContainerTest.cpp
   bus/CANDecodeTest.cpp
-  bus/CANDefinitionTest.cpp
-  bus/CANModel.cpp
   bus/CANModelTest.cpp
-  bus/CANMultiplexTest.cpp
-  bus/CANTranscriptTest.cpp)
+  bus/CANSignalTest.cpp
+  bus/LINSignalTest.cpp)

@@ -1,4 +1,6 @@
 # The tests of the platform libraries, relative to tests/.
 set(PLATFORM_TEST_SOURCES
-  platform/CANExtTraceMessageTest.cpp
-  platform/RkutilTest.cpp)
+  platform/GPSTraceMessageTest.cpp
+  platform/RkutilTest.cpp
+  platform/TextFormsTest.cpp
+  platform/TraceRecordTest.cpp)

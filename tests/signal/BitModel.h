@@ -3,64 +3,32 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
+#include <span>
+#include <vector>
 
-/// A field as its definition places it. A little-endian field climbs from its start bit; a big-endian field
-/// starts at its most significant bit and goes down in the byte, then on at the top of the next byte.
-struct BitModel {
-    int startbit, bits;
-    bool bigEndian;
-    int lsb, firstByte, lastByte;
+/// Bit numbers of a field, from its least significant bit to its most significant one. A little-endian field
+/// climbs from its start bit; a big-endian one goes down from it, then on at the top of the next byte.
+inline std::vector<int> fieldBits(int startbit, int bits, bool bigEndian) {
+    std::vector<int> numbers;
+    for (int number = startbit; bits > 0; --bits) {
+        numbers.insert(bigEndian ? numbers.begin() : numbers.end(), number);
+        number += !bigEndian ? 1 : number % 8 == 0 ? 15 : -1;
+    }
+    return numbers;
+}
 
-    BitModel(int startbit, int bits, bool bigEndian)
-        : startbit(startbit), bits(bits), bigEndian(bigEndian), lsb(startbit), firstByte(startbit / 8) {
-        int bit = startbit;
-        for (int i = 1; i < bits; ++i)
-            bit = !bigEndian ? bit + 1 : bit % 8 == 0 ? bit + 15 : bit - 1;
-        lastByte = bit / 8;
-        lsb = bigEndian ? bit : startbit;
+/// The value of the bits, each `moved` bytes from where `field` says. Bits outside `bytes` are zero, and so
+/// are those more than 64 bits above the lowest bit of the field's last byte.
+inline std::uint64_t fieldValue(std::span<const std::uint8_t> bytes, const std::vector<int>& field, int moved,
+                                bool isSigned) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < field.size() && static_cast<std::size_t>(field[0] % 8) + i < 64; ++i) {
+        const int number = field[i] + 8 * moved;
+        const bool exists = number >= 0 && number / 8 < static_cast<int>(bytes.size());
+        if (exists && (bytes[static_cast<std::size_t>(number / 8)] >> (number % 8)) % 2 == 1)
+            value |= std::uint64_t{1} << i;
     }
-
-    /// Bit `i` of the field, found from its least significant bit, whose number is kept in 8 bits. There is
-    /// nothing outside the 8 bytes of the payload, nor in a ninth byte of the field.
-    std::uint64_t bit(int i, std::uint64_t payload) const {
-        const int place = lsb % 256 % 8 + i;
-        const int byte = lsb % 256 / 8 + (bigEndian ? -place / 8 : place / 8);
-        const bool exists = i < 64 && place < 64 && byte >= 0 && byte < 8;
-        return exists ? payload & std::uint64_t{1} << (8 * byte + place % 8) : 0;
-    }
-    std::uint64_t inPlace(std::uint64_t payload = ~std::uint64_t{0}) const {
-        std::uint64_t word = 0;
-        for (int i = 0; i < bits; ++i)
-            word |= bit(i, payload);
-        return word;
-    }
-    std::uint64_t ones() const {
-        std::uint64_t word = 0;
-        for (int i = 0; i < bits && i < 64; ++i)
-            word |= std::uint64_t{1} << i;
-        return word;
-    }
-    std::uint64_t sign() const { return std::uint64_t{1} << (bits - 1) % 64; }
-    std::uint64_t extracted(std::uint64_t payload, bool isSigned) const {
-        std::uint64_t value = 0;
-        for (int i = 0; i < bits && i < 64; ++i)
-            value |= bit(i, payload) != 0 ? std::uint64_t{1} << i : 0;
-        return isSigned && (value & sign()) != 0 ? value | ~ones() : value;
-    }
-};
-
-/// All ones, alternating bits, numbered bytes, and any.
-constexpr std::uint64_t payloads[] = {~std::uint64_t{0}, 0xAAAAAAAAAAAAAAAA, 0x0807060504030201,
-                                      0x9C3F5B17E2D086A4};
-
-/// Calls `check(model)` for fields of all places and widths, some of which no definition should have, until
-/// it returns false.
-template <class Check>
-void forEveryField(Check check) {
-    for (const bool bigEndian : {false, true})
-        for (int startbit = 0; startbit < 530; ++startbit)
-            for (int bits = 1; bits <= 255; bits += bits < 73 ? 1 : 13)
-                if (!check(BitModel(startbit, bits, bigEndian)))
-                    return;
+    const std::size_t width = field.size();
+    const bool negative = isSigned && width > 0 && width < 64 && (value >> (width - 1)) % 2 == 1;
+    return negative ? value - (std::uint64_t{1} << width) : value;
 }

@@ -5,65 +5,86 @@
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
 
+#include <filesystem>
 #include <functional>
-#include <string>
-#include <sys/types.h>
+#include <sys/shm.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
-/// Whether the thread sanitizer watches: it slows attaching down and objects to deliberate misuse of a mutex.
-#ifdef __SANITIZE_THREAD__
-constexpr bool underThreadSanitizer = true;
-#else
-constexpr bool underThreadSanitizer = false;
-#endif
+/// The key of an existing key file, as any process finds it; then the segment with it.
+inline key_t keyOf(const std::string& instance) {
+    return ftok(("/tmp/" + instance).c_str(), 102);
+}
+inline int segmentOf(const std::string& instance) {
+    return shmget(keyOf(instance), 0, 0);
+}
 
-/// Gives instance names that no other run uses, and removes their key files and segments at the end, as well
-/// as those that an earlier run left behind when it was killed.
+/// Reads the raw value, or "invalid".
+inline std::string rawText(BaseSignal& signal) {
+    unsigned long raw = 0, timestamp = 0;
+    return signal.read(raw, timestamp) ? std::to_string(raw) : "invalid";
+}
+
+/// Another process, forked from this one, that runs the given steps one at a time when told to. Build it
+/// before the test's own signals, so that it has none of them; it ends without destroying what it has built.
+class Peer {
+  public:
+    explicit Peer(const std::vector<std::function<std::string()>>& steps) {
+        int ends[2] = {};
+        socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends);
+        process = fork();
+        channel = ends[process == 0 ? 1 : 0];
+        close(ends[process == 0 ? 0 : 1]);
+        for (auto step = steps.begin(); process == 0; ++step) {
+            alarm(100); // whatever happens, no process stays behind
+            char order = 0;
+            if (step == steps.end() || recv(channel, &order, 1, 0) != 1)
+                _exit(0);
+            const std::string text = (*step)();
+            send(channel, text.data(), text.size(), 0);
+        }
+    }
+    ~Peer() {
+        close(channel);
+        waitpid(process, nullptr, 0);
+    }
+    void begin() const { send(channel, "s", 1, 0); }
+    /// What the step that was begun says.
+    std::string answer() const {
+        char text[4096];
+        const auto length = recv(channel, text, sizeof text, 0);
+        return {text, text + std::max<ssize_t>(length, 0)};
+    }
+    std::string step() const { return begin(), answer(); }
+
+  private:
+    pid_t process;
+    int channel;
+};
+
+/// Gives instance names that no other run uses, and removes their key files and segments at the end.
 class SharedMemoryTest : public SignalTest {
   protected:
-    static void SetUpTestSuite();
-    void TearDown() override;
+    void TearDown() override {
+        SignalTest::TearDown();
+        for (const std::string& instance : instances) {
+            shmctl(segmentOf(instance), IPC_RMID, nullptr);
+            std::filesystem::remove_all("/tmp/" + instance);
+        }
+    }
 
-    /// A new name in /tmp, removed at the end with what it names.
-    std::string instance(const std::string& name);
     /// The definition of a signal of 8 bytes under a new name.
-    baseSignalDef_t definition(const std::string& name, const std::string& signal = "Signal");
+    baseSignalDef_t definition(const std::string& name) {
+        instances.push_back("rksignal-test-" + std::to_string(getpid()) + "-" + name);
+        baseSignalDef_t def = byteDefinition(instances.back());
+        def.bits = 64;
+        return def;
+    }
+
+    CapturedOutput output;
 
   private:
     std::vector<std::string> instances;
-};
-
-std::string keyFile(const std::string& instance);
-/// The key of an existing key file, worked out as any process does it.
-key_t keyOf(const std::string& instance);
-/// The identifier of the segment with this key, or -1; a removed segment has none.
-int segmentOf(key_t key);
-/// How many slots of all processes are attached to a segment.
-unsigned long attachments(int shmId);
-void writeFile(const std::string& path, const std::string& content);
-std::string readFile(const std::string& path);
-
-/// `[INFO] ...: shmId = N created` of a shared signal, or `found`.
-std::string createdLine(const BaseSignal& signal, const char* what = "created");
-/// Reads the raw value, or "invalid".
-std::string rawText(BaseSignal& signal);
-
-/// Another process, forked from this one, that runs the given steps one at a time when told to. Build it
-/// before the test's own signals, so that it has none of them.
-class Peer {
-  public:
-    using Step = std::function<std::string()>;
-
-    explicit Peer(const std::vector<Step>& steps);
-    /// Ends the process, without destroying what its steps have built.
-    ~Peer();
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-
-    /// Runs the next step. \return its answer
-    std::string step();
-
-  private:
-    pid_t process = -1;
-    int channel = -1;
 };

@@ -1,296 +1,195 @@
 /// \file
-/// How shared signals find, create, keep and remove their segments.
+/// How shared signals find, create, keep and remove their segments, and what they do without one.
 #include "signal/SharedMemoryTest.h"
 
-#include <cstring>
-#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
-#include <sys/shm.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
 
-using SharedSegments = SharedMemoryTest;
+namespace fs = std::filesystem;
 
-std::string goneLine(const std::string& instance, int shmId, const char* what) {
-    return "[INFO] BaseSignal::~BaseSignal() " + instance + ": shmId = " + std::to_string(shmId) + " " +
-           what + "\n";
-}
+class SharedSegments : public SharedMemoryTest {
+  protected:
+    /// `lines` with the name, the key and the segment of a signal filled in.
+    static std::string linesOf(const std::string& instance, int shmId, const std::string& lines) {
+        std::ostringstream key;
+        key << "0x" << std::hex << keyOf(instance);
+        return filled(lines, {{"NAME", instance}, {"KEY", key.str()}, {"ID", std::to_string(shmId)}});
+    }
 
-TEST_F(SharedSegments, FirstCreatesAndInitialises) {
-    CapturedOutput output;
-    const BaseSignal signal(definition("S", "Name"), true);
-    EXPECT_EQ(output.out.take(), createdLine(signal));
-    EXPECT_TRUE(output.out.isFlushed());
-    EXPECT_TRUE(signal.initSmData && signal.shmem);
-    EXPECT_EQ(signal.privateSlot.size, 0U);
-    EXPECT_EQ(signal.key, keyOf(signal.def.instance));
-    EXPECT_EQ(signal.shmId, segmentOf(signal.key));
-
-    // Another look at the same bytes.
-    const void* const again = shmat(signal.shmId, nullptr, SHM_RDONLY);
-    ASSERT_NE(again, reinterpret_cast<void*>(-1));
-    signalSlot_t expected;
-    expected.size = 104;
-    std::strcpy(expected.name, "Name");
-    expected.raw = 0xaaaaaaaa;
-    expected.timestamp = 0x55555555;
-    EXPECT_EQ(std::string(static_cast<const char*>(again), sizeof expected),
-              std::string(reinterpret_cast<const char*>(&expected), sizeof expected));
-    shmdt(again);
-
-    shmid_ds status{};
-    shmctl(signal.shmId, IPC_STAT, &status);
-    EXPECT_EQ(status.shm_segsz, 104U);
-    EXPECT_EQ(status.shm_perm.mode & 0777, 0666);
-}
+    /// Builds a signal that cannot have shared memory: it says so in one line and works as a private one.
+    void expectFallsBack(const std::string& instance, const std::string& line) {
+        SCOPED_TRACE(instance);
+        output.take();
+        {
+            BaseSignal signal(byteDefinition(instance), true);
+            EXPECT_EQ(testing::PrintToString(signal), signalText(instance, freshState, true));
+            signal.writeRaw(5, 6);
+            EXPECT_EQ(signal.privateSlot.raw, 5U);
+            BaseSignal::debug = 1;
+        }
+        BaseSignal::debug = 0;
+        const std::string gone = "[DEBUG] BaseSignal::~BaseSignal() NAME deleted (no shared memory found)\n";
+        EXPECT_EQ(
+            output.err.take() + output.out.take(),
+            linesOf(instance, -1, "[ERROR] BaseSignal::createSharedMemory() NAME: " + line + "\n" + gone));
+    }
+};
 
 TEST_F(SharedSegments, OtherProcessSeesValuesAtOnceAndKeepsARemovedSegment) {
-    const baseSignalDef_t def = definition("S", "First");
+    const baseSignalDef_t def = definition("S");
     std::optional<BaseSignal> theirs;
-    CapturedOutput output;
-    Peer peer({[&] {
-                   baseSignalDef_t second = def;
-                   second.signal = "Second";
-                   theirs.emplace(second, true);
-                   return output.out.take() + theirs->slot->name + (theirs->initSmData ? " fresh " : " ") +
-                          rawText(*theirs);
-               },
-               [&] { return rawText(*theirs); },
-               [&] {
-                   theirs->writeRaw(3, 4);
-                   return rawText(*theirs);
-               },
-               [&] { return rawText(*theirs); }});
+    const auto read = [&] { return rawText(*theirs); };
+    const Peer peer({[&] { return theirs.emplace(def, true), output.take() + read(); }, read,
+                     [&] { return theirs->writeRaw(3, 4), read(); }, read});
+    BaseSignal::detachOnly = true;
     auto signal = std::make_unique<BaseSignal>(def, true);
+    const int shmId = segmentOf(def.instance);
+    EXPECT_EQ(testing::PrintToString(*signal), signalText(def.instance, freshState, true));
     signal->writeRaw(1, 2);
-    EXPECT_EQ(peer.step(), createdLine(*signal, "found") + "First 1");
+    EXPECT_EQ(peer.step(), linesOf(def.instance, shmId,
+                                   "[INFO] BaseSignal::createSharedMemory() NAME: shmId = ID found\n1"));
     signal->writeRaw(2, 3);
     EXPECT_EQ(peer.step(), "2");
     EXPECT_EQ(peer.step(), "3");
     EXPECT_EQ(rawText(*signal), "3");
-    EXPECT_EQ(signal->slot->timestamp, 4U);
-    EXPECT_EQ(attachments(signal->shmId), 2U);
-
+    EXPECT_TRUE(output.out.isFlushed());
     signal.reset();
-    output.out.take();
+    EXPECT_EQ(output.take(),
+              linesOf(def.instance, shmId, R"([INFO] BaseSignal::createSharedMemory() NAME: shmId = ID created
+[INFO] BaseSignal::~BaseSignal() NAME: shmId = ID detached
+)"));
+
+    BaseSignal::detachOnly = false;
+    BaseSignal::debug = 1;
     signal = std::make_unique<BaseSignal>(def, true);
-    EXPECT_EQ(output.out.take(), createdLine(*signal));
-    EXPECT_EQ(rawText(*signal), "invalid");
+    BaseSignal(signal.get()).def.instance = "mirror"; // leaves the segment to its parent
+    signal.reset();
+    BaseSignal::debug = 0;
+    EXPECT_EQ(output.take(),
+              linesOf(def.instance, shmId, R"([INFO] BaseSignal::createSharedMemory() NAME: shmId = ID found
+[DEBUG] BaseSignal::createSharedMemory() NAME: key = KEY, shmId = ID, initSmData = false
+[DEBUG] BaseSignal::cInit() NAME:d_lsbBit=0,d_startByte=0,d_bytes=8,d_shift=0,d_maksBits=ffffffffffffffff,d_signBit=8000000000000000,d_rawMask=ffffffffffffffff
+[DEBUG] BaseSignal::BaseSignal() NAME created (shared memory)
+[DEBUG] BaseSignal::BaseSignal() instance=NAME,signal=Signal,shmem=true,valid=true,value=0 (0x3),timestamp=1970-01-01 00:00:00.000000004 (0x4)
+[DEBUG] BaseSignal::BaseSignal() child NAME created (shared memory)
+[DEBUG] BaseSignal::BaseSignal() instance=NAME,signal=Signal,shmem=true,valid=true,value=0 (0x3),timestamp=1970-01-01 00:00:00.000000004 (0x4)
+[DEBUG] BaseSignal::~BaseSignal() mirror deleted (no shared memory found)
+[INFO] BaseSignal::~BaseSignal() NAME: shmId = ID destroyed
+[DEBUG] BaseSignal::~BaseSignal() NAME, shared memory and mutex deleted
+[DEBUG] BaseSignal::~BaseSignal() NAME deleted
+)"));
+    EXPECT_EQ(segmentOf(def.instance), -1);
     EXPECT_EQ(peer.step(), "3");
 }
 
-TEST_F(SharedSegments, DetachOnlyLeavesTheSegmentToTheOthers) {
-    const baseSignalDef_t def = definition("S");
-    CapturedOutput output;
+TEST_F(SharedSegments, NamesOutsideTmpAndSymbolicLinksAreRefused) {
+    const std::string folder = definition("folder").instance, target = definition("target").instance,
+                      link = definition("link").instance, dangling = definition("dangling").instance;
+    fs::create_directory("/tmp/" + folder);
+    std::ofstream("/tmp/" + target) << "kept";
+    fs::create_symlink("/tmp/" + target, "/tmp/" + link);
+    fs::create_symlink("/tmp/" + folder + "/new", "/tmp/" + dangling);
+    for (const std::string& name : {folder + "/new", "../tmp/" + target, "/tmp/" + target, target + '\0',
+                                    std::string(), std::string("..")})
+        expectFallsBack(name, "Missing File (/tmp/NAME): No such file or directory");
+    expectFallsBack(std::string(256, 'n'), "Missing File (/tmp/NAME): File name too long");
+    for (const std::string& name : {link, dangling})
+        expectFallsBack(name, "Missing File (/tmp/NAME): Too many levels of symbolic links");
+    EXPECT_EQ(fs::file_size("/tmp/" + target), 4U);
+    EXPECT_FALSE(fs::exists("/tmp/" + folder + "/new"));
+}
+
+TEST_F(SharedSegments, SegmentsOfOthersAreReportedAndNotUsed) {
+    const baseSignalDef_t small = definition("small"), winner = definition("winner"),
+                          loser = definition("loser");
+    std::ofstream("/tmp/" + small.instance) << "";
+    EXPECT_GE(shmget(keyOf(small.instance), 50, IPC_CREAT | 0666), 0);
+    expectFallsBack(small.instance, "shmget (NAME): Invalid argument");
+
+    // One key file, a pipe for once, with two names: both have its key until the last user has let go.
+    mkfifo(("/tmp/" + winner.instance).c_str(), 0600);
+    fs::create_hard_link("/tmp/" + winner.instance, "/tmp/" + loser.instance);
+    SignalStorage other;
     BaseSignal::detachOnly = true;
-    auto signal = std::make_unique<BaseSignal>(def, true);
-    const int shmId = signal->shmId;
-    signal->writeRaw(7, 1);
-    output.out.take();
-    signal.reset();
-    EXPECT_EQ(output.out.take(), goneLine(def.instance, shmId, "detached"));
-    EXPECT_TRUE(output.out.isFlushed());
-    EXPECT_EQ(segmentOf(keyOf(def.instance)), shmId);
-    EXPECT_EQ(attachments(shmId), 0U);
-
-    BaseSignal::detachOnly = false;
-    signal = std::make_unique<BaseSignal>(def, true);
-    EXPECT_EQ(output.out.take(), createdLine(*signal, "found"));
-    EXPECT_EQ(rawText(*signal), "7");
-    signal.reset();
-    EXPECT_EQ(output.out.take(), goneLine(def.instance, shmId, "destroyed"));
-    EXPECT_EQ(segmentOf(keyOf(def.instance)), -1);
-    EXPECT_TRUE(std::filesystem::exists(keyFile(def.instance))) << "the key file stays";
-    EXPECT_EQ(output.err.text(), "");
-}
-
-TEST_F(SharedSegments, StoragesOfOneProcessShareAnInstance) {
-    const baseSignalDef_t def = definition("S", "First");
-    baseSignalDef_t otherName = def;
-    otherName.signal = "Second";
-    SignalStorage other;
-    CapturedOutput output;
-    BaseSignal first(def, true);
-    auto second = std::make_unique<BaseSignal>(otherName, true, &other);
-    EXPECT_EQ(output.out.take(), createdLine(first) + createdLine(*second, "found"));
-    first.writeRaw(1, 2);
-    EXPECT_EQ(rawText(*second), "1");
-    EXPECT_STREQ(second->slot->name, "First");
+    auto first = std::make_unique<BaseSignal>(winner, true);
+    auto second = std::make_unique<BaseSignal>(winner, true, &other);
+    second->writeRaw(1, 1);
+    expectFallsBack(loser.instance, "key KEY already belongs to " + winner.instance);
+    first.reset();
+    expectFallsBack(loser.instance, "key KEY already belongs to " + winner.instance);
     second.reset();
-    EXPECT_EQ(segmentOf(first.key), -1) << "removed although attached";
-    EXPECT_EQ(rawText(first), "1");
+    BaseSignal next(loser, true);
+    EXPECT_EQ(rawText(next), "1");
 }
 
-TEST_F(SharedSegments, DebugLinesOfLife) {
+TEST_F(SharedSegments, FailuresToAttachAndToLetGoAreReported) {
     const baseSignalDef_t def = definition("S");
-    SignalStorage other;
-    CapturedOutput output;
-    BaseSignal::debug = 1;
-    auto signal = std::make_unique<BaseSignal>(def, true);
-    const auto expected = [&](const char* what, const char* init) {
-        std::ostringstream text;
-        text << createdLine(*signal, what) << "[DEBUG] BaseSignal::createSharedMemory() " << def.instance
-             << ": key = 0x" << std::hex << signal->key << std::dec << ", shmId = " << signal->shmId
-             << ", initSmData = " << init << "\n[DEBUG] BaseSignal::cInit() " << def.instance
-             << ":d_lsbBit=0,d_startByte=0,d_bytes=8,d_shift=0,d_maksBits=ffffffffffffffff,"
-                "d_signBit=8000000000000000,d_rawMask=ffffffffffffffff\n[DEBUG] BaseSignal::BaseSignal() "
-             << def.instance << " created (shared memory)\n[DEBUG] BaseSignal::BaseSignal() "
-             << freshText(def.instance, true) << "\n";
-        return text.str();
-    };
-    EXPECT_EQ(output.out.take(), expected("created", "true"));
-    BaseSignal second(def, true, &other);
-    EXPECT_EQ(output.out.take(), expected("found", "false"));
-    const int shmId = signal->shmId;
-    signal.reset();
-    const std::string life = "[DEBUG] BaseSignal::~BaseSignal() " + def.instance;
-    EXPECT_EQ(output.out.take(), goneLine(def.instance, shmId, "destroyed") + life +
-                                     ", shared memory and mutex deleted\n" + life + " deleted\n");
-    BaseSignal plain(definition("plain"));
-    std::cout << std::noboolalpha;
-    EXPECT_TRUE(plain.createSharedMemory());
-    EXPECT_NE(std::cout.flags() & std::ios_base::boolalpha, 0);
-    plain.shmem = true;
-    BaseSignal::debug = 0;
-}
-
-/// Expects a "Missing File" line and a signal that works without shared memory, as a fresh one.
-void expectMissingFile(const baseSignalDef_t& def, int error) {
-    SCOPED_TRACE(def.instance);
-    CapturedOutput output;
-    {
-        BaseSignal signal(def, true);
-        EXPECT_EQ(output.err.take(), "[ERROR] BaseSignal::createSharedMemory() " + def.instance +
-                                         ": Missing File (/tmp/" + def.instance +
-                                         "): " + std::strerror(error) + "\n");
-        EXPECT_EQ(signal.key, -1);
-        EXPECT_EQ(signal.shmId, -1);
-        EXPECT_TRUE(signal.shmem);
-        EXPECT_EQ(signal.slot, &signal.privateSlot);
-        EXPECT_EQ(BaseSignal::getInstance(def.instance), &signal);
-        std::ostringstream shown;
-        shown << signal;
-        EXPECT_EQ(shown.str(), freshText(def.instance, true));
-        signal.writeRaw(5, 6);
-        EXPECT_EQ(rawText(signal), "5");
-        BaseSignal::debug = 1;
-    }
-    BaseSignal::debug = 0;
-    EXPECT_EQ(output.out.text(),
-              "[DEBUG] BaseSignal::~BaseSignal() " + def.instance + " deleted (no shared memory found)\n");
-    EXPECT_EQ(output.err.text(), "");
-}
-
-TEST_F(SharedSegments, NamesThatAreNoFileInTmp) {
-    const std::string folder = instance("folder"), outside = instance("outside");
-    std::filesystem::create_directory(keyFile(folder));
-    writeFile(keyFile(folder) + "/inside", "kept");
-    writeFile(keyFile(outside), "kept");
-    for (const std::string& name :
-         {outside + "-no/S", folder + "/inside", folder + "/new", folder + "/", "../tmp/" + outside,
-          "/tmp/" + outside, std::string(), std::string("."), std::string("..")})
-        expectMissingFile(byteDefinition(name), ENOENT);
-    expectMissingFile(byteDefinition(std::string(256, 'n')), ENAMETOOLONG);
-    EXPECT_EQ(readFile(keyFile(folder) + "/inside"), "kept");
-    EXPECT_EQ(readFile(keyFile(outside)), "kept");
-    EXPECT_FALSE(std::filesystem::exists(keyFile(folder) + "/new"));
-}
-
-TEST_F(SharedSegments, KeyFileIsNeverReachedThroughASymbolicLink) {
-    const std::string target = instance("target"), nowhere = instance("nowhere");
-    writeFile(keyFile(target), "kept");
-    for (const std::string& destination : {keyFile(target), keyFile(nowhere), std::string("/tmp")}) {
-        const baseSignalDef_t def = definition("link");
-        std::filesystem::create_symlink(destination, keyFile(def.instance));
-        expectMissingFile(def, ELOOP);
-        std::filesystem::remove(keyFile(def.instance));
-    }
-    EXPECT_EQ(readFile(keyFile(target)), "kept");
-    EXPECT_FALSE(std::filesystem::exists(keyFile(nowhere)));
-}
-
-TEST_F(SharedSegments, AnyFileOfThatNameServesAsKeyFile) {
-    const struct {
-        const char* name;
-        void (*make)(const std::string& path);
-    } rows[] = {
-        {"file", [](const std::string& path) { writeFile(path, "old content"); }},
-        {"directory", [](const std::string& path) { std::filesystem::create_directory(path); }},
-        {"FIFO", [](const std::string& path) { mkfifo(path.c_str(), 0600); }},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const baseSignalDef_t def = definition(row.name);
-        row.make(keyFile(def.instance));
-        const key_t key = keyOf(def.instance);
-        CapturedOutput output;
-        const BaseSignal signal(def, true);
-        EXPECT_EQ(output.out.take() + output.err.take(), createdLine(signal));
-        EXPECT_EQ(signal.key, key);
-        EXPECT_EQ(keyOf(def.instance), key);
-        if (std::filesystem::is_regular_file(keyFile(def.instance))) {
-            EXPECT_EQ(readFile(keyFile(def.instance)), "") << "truncated";
+    const Peer peer({[&] {
+        {
+            const rlimit noMoreMemory{};
+            setrlimit(RLIMIT_AS, &noMoreMemory);
+            const BaseSignal signal(def, true);
+            shmctl(signal.shmId, IPC_RMID, nullptr);
+            std::cerr << "raw value of a found slot: " << signal.slot->raw << "\n"; // never initialised
         }
-    }
+        return output.err.take();
+    }});
+    BaseSignal::detachOnly = true;
+    { const BaseSignal signal(def, true); }
+    EXPECT_EQ(peer.step(),
+              linesOf(def.instance, -1,
+                      R"([ERROR] BaseSignal::createSharedMemory() shmat (NAME): Cannot allocate memory
+raw value of a found slot: 0
+[ERROR] BaseSignal::~BaseSignal() shmdt (NAME): Invalid argument
+[ERROR] BaseSignal::~BaseSignal() shmctl (NAME): Invalid argument
+)"));
 }
 
-TEST_F(SharedSegments, SegmentOfAnotherSizeIsRefused) {
-    const baseSignalDef_t def = definition("S");
-    writeFile(keyFile(def.instance), "");
-    const key_t key = keyOf(def.instance);
-    ASSERT_GE(shmget(key, 50, IPC_CREAT | 0666), 0);
-    CapturedOutput output;
-    {
-        const BaseSignal signal(def, true);
-        EXPECT_EQ(output.err.take(), "[ERROR] BaseSignal::createSharedMemory() " + def.instance +
-                                         ": shmget (" + def.instance + "): Invalid argument\n");
-        EXPECT_EQ(signal.key, key);
-        EXPECT_EQ(signal.shmId, -1);
-        EXPECT_EQ(signal.slot, &signal.privateSlot);
-        EXPECT_EQ(signal.slot->raw, 0xaaaaaaaaU);
-    }
-    EXPECT_GE(segmentOf(key), 0);
-    EXPECT_EQ(output.out.take() + output.err.take(), "");
-}
+TEST_F(SharedSegments, ThousandsOfSignalsKeepTheirValuesInTwoProcesses) {
+    constexpr std::size_t count = 4'000;
+    std::vector<baseSignalDef_t> definitions;
+    std::vector<std::unique_ptr<BaseSignal>> signals; // of either process
+    for (std::size_t i = 0; i < count; ++i)
+        definitions.push_back(definition(std::to_string(i)));
+    const auto build = [&] {
+        int created = 0;
+        for (const baseSignalDef_t& def : definitions)
+            created += signals.emplace_back(std::make_unique<BaseSignal>(def, true))->initSmData ? 1 : 0;
+        return std::to_string(created) + " created";
+    };
+    const auto writeFrom = [&](std::size_t first) {
+        for (std::size_t i = 0; i < count; ++i)
+            signals[i]->writeRaw(first + i, i);
+    };
+    const auto wrong = [&](std::size_t first) {
+        int number = 0;
+        for (std::size_t i = 0; i < count; ++i)
+            number += rawText(*signals[i]) != std::to_string(first + i) ? 1 : 0;
+        return std::to_string(number) + " wrong";
+    };
+    const Peer peer({build, [&] { return wrong(0); }, [&] { return writeFrom(9'000), wrong(9'000); }});
+    // Segments of other programs on the keys that the next key files are likely to have.
+    std::vector<int> foreign;
+    std::ofstream("/tmp/" + definitions[0].instance) << "";
+    for (key_t key = keyOf(definitions[0].instance), i = 0; i < 24; ++i)
+        foreign.push_back(shmget(key + i, 104, IPC_CREAT | IPC_EXCL | 0666));
+    fs::remove("/tmp/" + definitions[0].instance);
 
-TEST_F(SharedSegments, FailuresOfLettingGo) {
-    const baseSignalDef_t def = definition("S");
-    CapturedOutput output;
-    auto signal = std::make_unique<BaseSignal>(def, true);
-    const int shmId = signal->shmId;
-    shmdt(signal->slot);
-    shmctl(shmId, IPC_RMID, nullptr);
-    output.out.take();
-    signal.reset();
-    const std::string head = "[ERROR] BaseSignal::~BaseSignal() ", tail = " (" + def.instance + "): ";
-    EXPECT_EQ(output.err.take(),
-              head + "shmdt" + tail + "Invalid argument\n" + head + "shmctl" + tail + "Invalid argument\n");
-    EXPECT_EQ(output.out.take(), goneLine(def.instance, shmId, "destroyed"));
-}
-
-TEST_F(SharedSegments, MirrorLeavesTheSegmentToItsParent) {
-    CapturedOutput output;
-    BaseSignal parent(definition("S"), true);
-    auto mirror = std::make_unique<BaseSignal>(&parent);
-    EXPECT_EQ(mirror->slot, parent.slot);
-    EXPECT_EQ(mirror->shmId, -1);
-    EXPECT_TRUE(mirror->shmem);
-    parent.writeRaw(1, 1);
-    EXPECT_EQ(rawText(*mirror), "1");
-    mirror->writeRaw(2, 2);
-    EXPECT_EQ(rawText(parent), "2");
-    EXPECT_EQ(attachments(parent.shmId), 1U);
-    output.out.take();
-    BaseSignal::debug = 1;
-    mirror.reset();
-    BaseSignal::debug = 0;
-    EXPECT_EQ(output.out.take(), "[DEBUG] BaseSignal::~BaseSignal() " + parent.def.instance +
-                                     " deleted (no shared memory found)\n");
-    EXPECT_EQ(BaseSignal::getInstance(parent.def.instance), nullptr);
-    EXPECT_EQ(segmentOf(parent.key), parent.shmId);
-    EXPECT_EQ(rawText(parent), "2");
+    EXPECT_EQ(build(), "4000 created");
+    writeFrom(0);
+    EXPECT_EQ(wrong(0), "0 wrong");
+    EXPECT_EQ(peer.step(), "0 created");
+    EXPECT_EQ(peer.step(), "0 wrong");
+    EXPECT_EQ(peer.step(), "0 wrong");
+    EXPECT_EQ(wrong(9'000), "0 wrong");
+    EXPECT_EQ(output.err.text(), "");
+    for (const int segment : foreign)
+        shmctl(segment, IPC_RMID, nullptr);
 }
 
 } // namespace

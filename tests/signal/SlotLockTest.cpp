@@ -2,183 +2,87 @@
 /// The lock of shared slots: contention, failure, and values that are never torn.
 #include "signal/SharedMemoryTest.h"
 
-#include "rkutil/LogUtil.h"
-
-#include <atomic>
-#include <chrono>
-#include <optional>
-#include <thread>
+#include "bus/CANSignal.h"
 
 namespace {
 
-class SlotLock : public SharedMemoryTest {
-  protected:
-    /// What the signals of all threads have printed.
-    std::string printed() const {
-        const std::lock_guard guard(LogUtil::logMutex);
-        return output.out.text();
-    }
+using SlotLock = SharedMemoryTest;
 
-    const baseSignalDef_t def = definition("S");
-    const std::string retry = "[DEBUG] BaseSignal::lock() mutex trylock(" + def.instance + "): retrying\n";
-    CapturedOutput output;
-};
-
-TEST_F(SlotLock, WaitsForAnotherProcessByTryingAgain) {
-    std::optional<BaseSignal> theirs;
-    Peer holder({[&] {
-                     theirs.emplace(def, true);
-                     return std::to_string(pthread_mutex_trylock(&theirs->slot->mutex));
-                 },
-                 [&] {
-                     theirs->slot->raw = 77; // changed under the lock
-                     return std::to_string(pthread_mutex_unlock(&theirs->slot->mutex));
-                 }});
-    BaseSignal signal(def, true);
-    signal.writeRaw(1, 1);
-    ASSERT_EQ(holder.step(), "0");
-    output.out.take();
-
-    BaseSignal::debug = 1;
-    std::atomic<bool> done = false;
-    std::thread release([&] {
-        while (!done && printed().find(retry + retry) == std::string::npos)
-            std::this_thread::yield();
-        holder.step();
-    });
-    unsigned long raw = 0, timestamp = 0;
-    EXPECT_TRUE(signal.read(raw, timestamp));
-    done = true;
-    release.join();
-    BaseSignal::debug = 0;
-    EXPECT_EQ(raw, 77U);
-
-    std::string text = output.out.take();
-    while (text.rfind(retry, 0) == 0)
-        text.erase(0, retry.size());
-    EXPECT_EQ(text, "[DEBUG] BaseSignal::read() instance=" + def.instance +
-                        ",signal=Signal,shmem=true,valid=true,value=77 (0x4d),"
-                        "timestamp=1970-01-01 00:00:00.000000001 (0x1)\n");
-    EXPECT_EQ(output.err.text(), "");
-}
-
-TEST_F(SlotLock, ReadsAndWritesWaitAndNothingElse) {
-    BaseSignal signal(def, true);
+/// Seen by the lines of a slot whose mutex refuses to be locked, after which every operation goes on.
+TEST_F(SlotLock, OperationsThatTakeIt) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the thread sanitizer objects to the unlock without a lock, which is meant";
+#endif
+    canSignalDef_t frameSignal;
+    static_cast<baseSignalDef_t&>(frameSignal) = definition("CAN");
+    CANSignal can(frameSignal, true);
+    BaseSignal shared(definition("S"), true), fallenBack(byteDefinition("."), true),
+        plain(byteDefinition("P"));
+    for (BaseSignal* const signal : std::initializer_list<BaseSignal*>{&can, &shared, &fallenBack, &plain})
+        signal->slot->mutex.__data.__kind = 0x7F; // no mutex is of this kind
     unsigned long raw = 0, timestamp = 0;
     double value = 0;
-    const unsigned char data[] = {1};
-    const struct {
-        const char* name;
-        bool waits;
-        std::function<void()> operation;
-    } rows[] = {
-        {"write", true, [&] { signal.write(1UL, 1UL); }},
-        {"write bytes", true, [&] { signal.write(data, 1, 1); }},
-        {"writeRaw", true, [&] { signal.writeRaw(1, 1); }},
-        {"writeTS", true, [&] { signal.writeTS(1); }},
-        {"read raw", true, [&] { signal.read(raw, timestamp); }},
-        {"read value", true, [&] { signal.read(value, timestamp); }},
-        {"clear", false, [&] { signal.clear(); }},
-        {"decode", false, [&] { signal.decode(1); }},
-        {"physical", false, [&] { signal.physical(); }},
-        {"isModified", false, [&] { signal.isModified(); }},
+    std::vector<unsigned long> ids;
+    const std::pair<const BaseSignal*, std::function<void()>> rows[] = {
+        // whose lock is taken, by what
+        {&shared, [&] { shared.write(1UL, 1UL); }},         {&shared, [&] { shared.write(nullptr, 0, 1); }},
+        {&shared, [&] { shared.writeRaw(1, 1); }},          {&shared, [&] { shared.writeTS(1); }},
+        {&shared, [&] { shared.read(raw, timestamp); }},    {&shared, [&] { shared.read(value, timestamp); }},
+        {&can, [&] { CANSignal::decodeMessage({}, ids); }}, {&fallenBack, [&] { fallenBack.writeRaw(1, 1); }},
+        {nullptr, [&] { plain.writeRaw(1, 1); }},           {nullptr, [&] { shared.clear(); }},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        output.out.take();
-        BaseSignal::debug = 1;
-        ASSERT_EQ(pthread_mutex_trylock(&signal.slot->mutex), 0);
-        std::atomic<bool> done = false;
-        std::thread operation([&] {
-            row.operation();
-            done = true;
-        });
-        while (!done && printed().find(retry) == std::string::npos)
-            std::this_thread::yield();
-        EXPECT_EQ(!done, row.waits);
-        pthread_mutex_unlock(&signal.slot->mutex);
-        operation.join();
-        BaseSignal::debug = 0;
-        EXPECT_EQ(pthread_mutex_trylock(&signal.slot->mutex), 0) << "unlocked afterwards";
-        pthread_mutex_unlock(&signal.slot->mutex);
-    }
-}
-
-TEST_F(SlotLock, FailureIsReportedAndTheOperationGoesOn) {
-    if (underThreadSanitizer)
-        GTEST_SKIP() << "the thread sanitizer objects to the unlock without a lock, which is meant";
-    BaseSignal shared(def, true), fallenBack(byteDefinition("a/b"), true), plain(byteDefinition("plain"));
-    const auto refused = [](const std::string& instance) {
-        return "[ERROR] BaseSignal::lock() mutex trylock(" + instance +
-               "): Invalid argument\n[ERROR] BaseSignal::unlock() mutex unlock(" + instance +
-               "): Invalid argument\n";
-    };
-    const struct {
-        BaseSignal& signal;
-        std::string lines;
-    } rows[] = {{shared, refused(def.instance)}, {fallenBack, refused("a/b")}, {plain, ""}};
-    for (const auto& row : rows) {
-        output.out.take();
-        output.err.take();
-        row.signal.slot->mutex.__data.__kind = 0x7f; // no mutex is of this kind: lock and unlock refuse it
-        row.signal.writeRaw(3, 4);
-        EXPECT_EQ(output.err.take(), row.lines);
+    output.take();
+    for (const auto& [locked, operation] : rows) {
+        operation();
         EXPECT_TRUE(output.err.isFlushed());
-        EXPECT_EQ(rawText(row.signal), "3");
-        EXPECT_EQ(output.err.take(), row.lines);
-        EXPECT_EQ(output.out.take(), "");
+        const std::string lines = "[ERROR] BaseSignal::lock() mutex trylock(NAME): Invalid argument\n"
+                                  "[ERROR] BaseSignal::unlock() mutex unlock(NAME): Invalid argument\n";
+        EXPECT_EQ(output.take(), locked == nullptr ? "" : filled(lines, {{"NAME", locked->def.instance}}));
     }
-}
-
-/// The time stamp that belongs to a raw value.
-constexpr unsigned long stampOf(unsigned long raw) {
-    return raw * 0x9E3779B97F4A7C15 + 1;
+    EXPECT_EQ(can.slot->valid + fallenBack.slot->valid, 2);
 }
 
 TEST_F(SlotLock, NoTornPairBetweenFourProcesses) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point end = Clock::now() + std::chrono::seconds(3);
-    const auto writer = [this, end](unsigned long first, bool asPayload) {
-        return Peer::Step([this, end, first, asPayload] {
-            BaseSignal signal(def, true);
-            unsigned long raw = first;
-            for (; Clock::now() < end; raw += 2)
-                asPayload ? signal.write(raw, stampOf(raw)) : signal.writeRaw(raw, stampOf(raw));
-            return std::string(raw > 100 ? "many" : "few");
-        });
+    const auto stampOf = [](unsigned long raw) { return raw * 0x9E3779B97F4A7C15 + 1; };
+    const baseSignalDef_t def = definition("S"), end = definition("end");
+    const std::string retry = "[DEBUG] BaseSignal::lock() mutex trylock(" + def.instance + "): retrying\n";
+    const auto write = [&](unsigned long raw) {
+        BaseSignal signal(def, true), stop(end, true);
+        for (; rawText(stop) == "invalid"; raw += 2) {
+            signal.write(raw, stampOf(raw));
+            signal.writeRaw(raw, stampOf(raw));
+        }
+        return std::string();
     };
-    const auto reader = [this, end](bool asValue) {
-        return Peer::Step([this, end, asValue] {
-            BaseSignal signal(def, true);
-            unsigned long torn = 0, changes = 0, last = 0;
-            while (Clock::now() < end) {
-                unsigned long raw = 0, timestamp = 0;
-                double value = 0;
-                const bool valid = asValue ? signal.read(value, timestamp) : signal.read(raw, timestamp);
-                raw = asValue ? static_cast<unsigned long>(value) : raw;
-                torn += valid && timestamp == stampOf(raw) ? 0 : 1;
-                changes += raw != last ? 1 : 0;
-                last = raw;
-            }
-            return std::to_string(torn) + (changes > 10 ? " torn of many" : " torn of few");
-        });
+    const auto read = [&] {
+        BaseSignal signal(def, true);
+        unsigned long torn = 0, raw = 0, timestamp = 0;
+        double value = 0;
+        for (int reads = 0, changes = 0; reads < 100'000 || changes < 20; ++reads) {
+            const unsigned long before = raw;
+            signal.read(raw, timestamp);
+            changes += raw != before ? 1 : 0;
+            torn += timestamp != stampOf(raw) ? 1 : 0;
+            signal.read(value, timestamp);
+            torn += timestamp != stampOf(static_cast<unsigned long>(value)) ? 1 : 0;
+        }
+        BaseSignal::debug = 1;
+        while (output.out.text().find("trylock") == std::string::npos) {
+            output.take();
+            signal.read(raw, timestamp);
+        }
+        return std::to_string(torn) + " torn\n" + output.take().substr(0, retry.size());
     };
-
     BaseSignal::detachOnly = true;
-    Peer peers[] = {Peer({writer(2, true)}), Peer({writer(1, false)}), Peer({reader(false)}),
-                    Peer({reader(true)})};
-    BaseSignal signal(def, true);
+    const Peer peers[] = {Peer({read}), Peer({read}), Peer({[&] { return write(1); }}),
+                          Peer({[&] { return write(2); }})};
+    BaseSignal signal(def, true), stop(end, true);
     signal.writeRaw(0, stampOf(0));
-    std::string answers[4];
-    std::vector<std::thread> waits;
-    for (std::size_t i = 0; i < 4; ++i)
-        waits.emplace_back([&answers, &peers, i] { answers[i] = peers[i].step(); });
-    for (std::thread& wait : waits)
-        wait.join();
-    EXPECT_EQ(answers[0], "many");
-    EXPECT_EQ(answers[1], "many");
-    EXPECT_EQ(answers[2], "0 torn of many");
-    EXPECT_EQ(answers[3], "0 torn of many");
+    for (const Peer& peer : peers)
+        peer.begin();
+    EXPECT_EQ(peers[0].answer(), "0 torn\n" + retry);
+    EXPECT_EQ(peers[1].answer(), "0 torn\n" + retry);
+    stop.writeRaw(1, 1);
 }
 
 } // namespace

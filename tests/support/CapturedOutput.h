@@ -3,26 +3,21 @@
 #pragma once
 
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <string>
 
-/// Diverts one stream into memory, from construction to destruction, with the number settings of a fresh
-/// stream; afterwards the stream has its old buffer and settings again. One at a time.
+/// Diverts one stream into memory, from construction to destruction, with the settings of a fresh stream;
+/// afterwards the stream has its old buffer and settings again. One at a time.
 class CapturedStream {
   public:
-    explicit CapturedStream(std::ostream& stream)
-        : stream(stream), flags(stream.flags()), precision(stream.precision()), fill(stream.fill()),
-          original(stream.rdbuf(&buffer)) {
-        stream.flags(std::ios_base::skipws | std::ios_base::dec | (flags & std::ios_base::unitbuf));
-        stream.precision(6);
-        stream.fill(' ');
+    explicit CapturedStream(std::ostream& stream) : stream(stream), original(stream.rdbuf(&buffer)) {
+        settings.copyfmt(stream);
+        stream.copyfmt(std::ios(nullptr));
     }
     ~CapturedStream() {
         stream.rdbuf(original);
-        stream.flags(flags);
-        stream.precision(precision);
-        stream.fill(fill);
-        stream.width(0);
+        stream.copyfmt(settings);
     }
     CapturedStream(const CapturedStream&) = delete;
     CapturedStream& operator=(const CapturedStream&) = delete;
@@ -49,10 +44,8 @@ class CapturedStream {
     };
 
     Buffer buffer;
+    std::ios settings{nullptr};
     std::ostream& stream;
-    std::ios_base::fmtflags flags;
-    std::streamsize precision;
-    char fill;
     std::streambuf* original;
 };
 
@@ -60,4 +53,15 @@ class CapturedStream {
 struct CapturedOutput {
     CapturedStream out{std::cout};
     CapturedStream err{std::cerr};
+
+    /// What both have received since the last look, ordinary output first.
+    std::string take() { return out.take() + err.take(); }
 };
+
+/// `text` with every mark replaced by what it stands for.
+inline std::string filled(std::string text, const std::map<std::string, std::string>& marks) {
+    for (const auto& [mark, meaning] : marks)
+        for (std::size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += meaning.size())
+            text.replace(at, mark.size(), meaning);
+    return text;
+}

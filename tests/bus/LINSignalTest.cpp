@@ -1,0 +1,137 @@
+// LIN signals: their frames, their messages and their texts.
+
+#include "bus/LINSignal.h"
+#include "bus/LINKey.h"
+#include "support/CapturedOutput.h"
+#include "support/SignalTest.h"
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr std::uint64_t kind = 0x4000000000000000;
+
+linSignalDef_t linDefinition(const std::string& instance, std::uint16_t startbit = 0) {
+    linSignalDef_t definition;
+    static_cast<baseSignalDef_t&>(definition) = byteDefinition(instance);
+    definition.startbit = startbit;
+    definition.msgId = 5;
+    return definition;
+}
+
+std::vector<unsigned long> decode(const LINTraceMessage& message, std::uint8_t tslId = 0) {
+    std::vector<unsigned long> ids{1, 2};
+    EXPECT_EQ(LINSignal::decodeMessage(message, ids, tslId), !ids.empty());
+    return ids;
+}
+
+/// A client's class that counts the writes through the virtual interface.
+class Counting : public LINSignal {
+  public:
+    using LINSignal::LINSignal;
+    using LINSignal::write;
+    bool write(const unsigned char* data, unsigned long length, unsigned long timestamp) override {
+        lengths.push_back(length);
+        return LINSignal::write(data, length, timestamp);
+    }
+    std::vector<unsigned long> lengths;
+};
+
+} // namespace
+
+static_assert(lin::frameKey(1, 2, 0x3C) == 0x400000000001023C);
+
+class LINSignalTest : public SignalTest {
+  protected:
+    void TearDown() override {
+        SignalTest::TearDown();
+        EXPECT_TRUE(LINSignal::linContainer.empty());
+        EXPECT_TRUE(BaseSignal::defSignalStorage.linSignals.empty());
+    }
+};
+
+TEST_F(LINSignalTest, FramesReachTheSignalsOfTheirIdentifier) {
+    EXPECT_THAT(decode({.timestamp = 7, .data = {1}, .protectedId = 0xC5}), IsEmpty());
+    const LINSignal low(linDefinition("low"));
+    linSignalDef_t same = linDefinition("high", 60);
+    same.msgId = 0x45; // its low six bits are the same
+    same.bits = 4;
+    const LINSignal high(same);
+    EXPECT_THAT(decode({.timestamp = 7, .data = {0x12, 0, 0, 0, 0, 0, 0, 0xA0}, .protectedId = 0xC5}),
+                ElementsAre(kind, kind + 1));
+    EXPECT_EQ(low.slot->raw, 0x12U);
+    EXPECT_EQ(high.slot->raw, 0xAU);
+    EXPECT_EQ(high.slot->timestamp, 7U);
+    EXPECT_THAT(decode({.data = {1}, .protectedId = 6}), IsEmpty());
+    EXPECT_THAT(decode({.data = {1}, .channel = 1, .protectedId = 5}), IsEmpty());
+    EXPECT_THAT(decode({.data = {1}, .protectedId = 5}, 1), IsEmpty());
+    EXPECT_THAT(decode({.data = {0x77}, .protectedId = 5}), ElementsAre(kind, kind + 1)) << "a short frame";
+    EXPECT_EQ(low.slot->raw, 0x77U);
+    EXPECT_EQ(high.slot->raw, 0U);
+}
+
+TEST_F(LINSignalTest, LengthsAreTakenModulo256) {
+    Counting counting(linDefinition("counting"));
+    for (const std::size_t length : {0U, 1U, 8U, 255U, 256U, 257U}) {
+        decode({.data = std::vector<std::uint8_t>(length, 9), .protectedId = 5});
+    }
+    EXPECT_THAT(counting.lengths, ElementsAre(1, 8, 255, 1));
+}
+
+TEST_F(LINSignalTest, RecordsAreInUseByChannelAndIdentifier) {
+    unsigned char record[27] = {};
+    record[14] = 2;
+    record[26] = 0xC5;
+    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 3));
+    linSignalDef_t definition = linDefinition("used");
+    definition.channel = 2;
+    definition.tslId = 3;
+    const LINSignal used(definition);
+    EXPECT_TRUE(LINSignal::signalsInUse(record, nullptr, 3));
+    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 2));
+    record[26] = 4;
+    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 3));
+}
+
+TEST_F(LINSignalTest, SaysWhatItDoes) {
+    CapturedOutput output;
+    BaseSignal::debug = 2;
+    {
+        const LINSignal signal(linDefinition("a"));
+        const std::string created = output.out.take();
+        const std::string base = freshText("a");
+        EXPECT_NE(
+            created.find("[DEBUG] LINSignal::LINSignal() a created " + base + ";instance=a,signal=Signal,"),
+            std::string::npos)
+            << created;
+        EXPECT_TRUE(created.ends_with(",msgId=5;index=4000000000000000\n")) << created;
+        decode({.protectedId = 5});
+        EXPECT_EQ(output.out.take(),
+                  "[DEBUG] LINSignal::decodeMessage() Signal = a, id = 0x4000000000000005\n");
+        decode({.timestamp = 1, .data = {10, 255}, .channel = 2, .protectedId = 5});
+        EXPECT_EQ(
+            output.out.take(),
+            "[DEBUG] LINSignal::decodeMessage() LIN message not in canMessageContainer: timestamp=1970-01-01 "
+            "00:00:00.000000001,channel=2,protectedId=0x05,data=0a ff, id = 0\n");
+    }
+    BaseSignal::debug = 0;
+    output.out.take();
+
+    BaseSignal::instanceCounter = 0;
+    const LINSignal first(linDefinition("first"));
+    BaseSignal::instanceCounter = 0;
+    {
+        LINSignal second(linDefinition("second"));
+        EXPECT_EQ(output.out.take(),
+                  "[ERROR] LINSignal::LINSignal() gpId 0x4000000000000000 already exists\n");
+        EXPECT_EQ(second.id, ~std::uint64_t{0});
+        EXPECT_THAT(decode({.data = {1}, .protectedId = 5}), ElementsAre(kind));
+        BaseSignal::defSignalStorage.linSignals.at(kind).pop_back();
+        second.id = kind;
+    }
+    EXPECT_EQ(output.out.take(), "[ERROR] LINSignal::~LINSignal() secondinstance not found in vector\n");
+    BaseSignal::defSignalStorage.instancesById[kind] = BaseSignal::getInstance("first");
+}

@@ -1,0 +1,53 @@
+/// \file
+/// The fixture of the tests of input signals.
+#pragma once
+
+#include "input/InputSignal.h"
+#include "support/CapturedOutput.h"
+#include "support/SignalTest.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Also looks that no input is left in use.
+class InputTest : public SignalTest {
+  protected:
+    void TearDown() override {
+        SignalTest::TearDown();
+        EXPECT_TRUE(InputSignal::inputContainer.empty());
+        EXPECT_TRUE(BaseSignal::defSignalStorage.inputSignals.empty());
+    }
+
+    /// A definition of 64 bits.
+    static inputSignalDef_t wide(const std::string& instance, signalValue_t type = signalValue_t::Unsigned) {
+        inputSignalDef_t definition;
+        static_cast<baseSignalDef_t&>(definition) = byteDefinition(instance);
+        definition.bits = 64;
+        definition.type = type;
+        return definition;
+    }
+
+    /// The identifiers that a decoder reports, added to none of those that were there before.
+    template <class... Arguments>
+    static std::vector<unsigned long> decode(const Arguments&... arguments) {
+        return decodeBy<InputSignal>(arguments...);
+    }
+    template <class Class, class Message, class... Arguments>
+    static std::vector<unsigned long> decodeBy(const Message& message, const Arguments&... arguments) {
+        std::vector<unsigned long> ids{1, 2};
+        EXPECT_EQ(Class::decodeMessage(message, ids, arguments...), !ids.empty());
+        return ids;
+    }
+
+    static double read(BaseSignal& signal) {
+        double value = 0;
+        unsigned long timestamp = 0;
+        EXPECT_TRUE(signal.read(value, timestamp)) << signal.def.instance;
+        return value;
+    }
+};

@@ -1,0 +1,101 @@
+// NMEA sentences: what counts, and what it says.
+
+#include "rktrace/GPSTraceMessage.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <random>
+
+namespace {
+
+double number(std::uint64_t bits) {
+    return std::bit_cast<double>(bits);
+}
+
+bool hasRmc(const std::string& sentences) {
+    GPSTraceMessage::numeric_gprmc_t record;
+    return GPSTraceMessage{0, sentences}.getGPRMC(record);
+}
+
+TEST(GPSTraceMessage, WhatCountsAsRmc) {
+    const std::string body = "GPRMC,093005,A,4807.038,N,01131.000,E,022.4,084.4,230394,003.1,W";
+    const std::pair<std::string, bool> rows[] = {
+        {'$' + body + "*68", true},
+        {'$' + body + "*68\r\n", true},
+        {'$' + body, true},
+        {'$' + body + "*69", false},
+        {'$' + body + "*6", false},
+        {'$' + body + "*681", false},
+        {'$' + body + '*', false},
+        {body + "*68", false},
+        {"noise" + body.substr(0, 20) + "$$" + body + "*68$", true},
+        {"$GPGSV,1*00\n$GPRMC,broken\n$" + body + "*68", true},
+        {"$GNRMC,093005.25,V,,,,,,,150726,", true},
+        {"$XXRMC,,,,,,,,,", true},
+        {"$RMC,093005,A,,,,,,,150726", false},
+        {"$GPRMC", false},
+        {"$GPRMC,093005,A,4807.038,N,01131.000,E,022.4,084.4", false},    // cut short
+        {"$GPRMC,093005,X,4807.038,N,01131.000,E,022.4,084.4,1,", false}, // bad status
+        {"$GPRMC,0930,A,,,,,,,150726", false},
+        {"$GPRMC,09300x,A,,,,,,,150726", false},
+        {"$GPRMC,0930055,A,,,,,,,150726", false},
+        {"$GPRMC,093005,A,9000.001,N,,,,,150726", false},
+        {"$GPRMC,093005,A,4860.0,N,,,,,150726", false},
+        {"$GPRMC,093005,A,-4807.0,N,,,,,150726", false},
+        {"$GPRMC,093005,A,4807.0,X,,,,,150726", false},
+        {"$GPRMC,093005,A,4807.0,,,,,,150726", false},
+        {"$GPRMC,093005,A,,,18000.0,W,1e3,,150726", false},
+        {"$GPRMC,093005,A,,,18000.0,W,inf,,150726", false},
+        {"$GPRMC,093005,A,,,18000.0,W,1.5,,150726", true},
+        {"", false},
+    };
+    for (const auto& [sentences, counts] : rows) {
+        EXPECT_EQ(hasRmc(sentences), counts) << sentences;
+    }
+}
+
+TEST(GPSTraceMessage, Fields) {
+    const GPSTraceMessage message{0, "$GPGGA,123519.7,0007.5,S,17959.999,W,2,65535,0.9,-12.5,M,46.9,M,,\n"
+                                     "$GNRMC,235960,A,0007.5,S,17959.999,W,100,359.9,311299,,\n"
+                                     "$GNRMC,000000,V,,,,,,,010100,,\n"};
+    GPSTraceMessage::numeric_gprmc_t rmc;
+    ASSERT_TRUE(message.getGPRMC(rmc)) << "the first one";
+    EXPECT_EQ(rmc.time, 235960);
+    EXPECT_EQ(rmc.status, 1);
+    EXPECT_DOUBLE_EQ(number(rmc.latitude), -0.125);
+    EXPECT_DOUBLE_EQ(number(rmc.longitude), -(179 + 59.999 / 60));
+    EXPECT_DOUBLE_EQ(number(rmc.speed), 185.2);
+    EXPECT_DOUBLE_EQ(number(rmc.course), 359.9);
+    EXPECT_EQ(rmc.date, 311299);
+    GPSTraceMessage::numeric_gpgga_t gga;
+    ASSERT_TRUE(message.getGPGGA(gga));
+    EXPECT_EQ(gga.time, 123519);
+    EXPECT_EQ(gga.quality, 2);
+    EXPECT_EQ(gga.satellites, 65535);
+    EXPECT_DOUBLE_EQ(number(gga.altitude), -12.5);
+
+    rmc.course = 7;
+    ASSERT_TRUE((GPSTraceMessage{0, "$GNRMC,,,,,,,,,"}.getGPRMC(rmc)));
+    EXPECT_EQ(rmc.status, 0);
+    EXPECT_EQ(rmc.course, 7U) << "an empty field leaves what stands there";
+}
+
+TEST(GPSTraceMessage, AnyTextIsSafe) {
+    std::mt19937 random(1);
+    const std::string alphabet = "$*,.\r\n-+eE0123456789GPNRMCGAVSW\xB0";
+    const std::string sentence = "$GPRMC,093005,A,4807.038,N,01131.000,E,022.4,084.4,230394,003.1,W*68\r\n";
+    int counted = 0;
+    for (int round = 0; round < 20'000; ++round) {
+        std::string text = sentence + sentence;
+        for (int change = 0; change < 4; ++change) {
+            text[random() % text.size()] = alphabet[random() % alphabet.size()];
+        }
+        text.resize(random() % text.size());
+        GPSTraceMessage::numeric_gpgga_t gga;
+        counted += hasRmc(text) || GPSTraceMessage{0, text}.getGPGGA(gga);
+    }
+    EXPECT_GT(counted, 500);
+}
+
+} // namespace

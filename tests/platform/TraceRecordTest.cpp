@@ -1,0 +1,210 @@
+// Records and record files: what goes in comes out, wherever it is cut or damaged.
+
+#include "rktrace/TraceRecord.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <random>
+#include <sstream>
+
+namespace {
+
+using Record = std::vector<std::uint8_t>;
+
+class Random {
+  public:
+    std::uint64_t word() { return generator() << (generator() % 64); }
+    template <class Number>
+    Number number() {
+        return static_cast<Number>(word());
+    }
+    std::size_t below(std::size_t count) { return generator() % count; }
+    Record bytes(std::size_t most) {
+        Record result(below(most + 1));
+        std::generate(result.begin(), result.end(), [this] { return number<std::uint8_t>(); });
+        return result;
+    }
+    std::string text(std::size_t most) {
+        const Record content = bytes(most);
+        return {content.begin(), content.end()};
+    }
+
+  private:
+    std::mt19937_64 generator{1};
+};
+
+template <class Message>
+Record encoded(const Message& message) {
+    Record record{1, 2, 3};
+    encodeRecord(message, record);
+    return record;
+}
+
+/// Encodes, decodes and encodes again, which must come to the same; the text forms too. Cut records are
+/// refused.
+template <class Message>
+Record roundTrip(const Message& message) {
+    const Record record = encoded(message);
+    Message decoded;
+    EXPECT_TRUE(decodeRecord(record, decoded));
+    std::ostringstream before;
+    std::ostringstream after;
+    before << message;
+    after << decoded;
+    EXPECT_EQ(after.str(), before.str());
+    EXPECT_EQ(encoded(decoded), record);
+    EXPECT_EQ(recordTimestamp(record), message.timestamp);
+    EXPECT_FALSE(decodeRecord(std::span(record).first(13), decoded));
+    return record;
+}
+
+/// One random message of every class, as records.
+std::vector<Record> randomRecords(Random& random) {
+    CANExtTraceMessage can{random.word(),
+                           random.number<std::uint8_t>(),
+                           random.number<std::uint32_t>() % 6,
+                           random.number<std::uint8_t>(),
+                           random.number<std::uint32_t>(),
+                           {}};
+    for (std::size_t i = 0; i < std::min<std::size_t>(can.length, 64); ++i) {
+        can.payload[i] = random.number<std::uint8_t>();
+    }
+    GpioTraceMessage gpio{random.word(), std::vector<gpioElement_t>(random.below(4))};
+    for (gpioElement_t& element : gpio.elements) {
+        element = {random.number<std::uint16_t>(), random.number<std::uint16_t>(),
+                   random.number<std::uint16_t>()};
+    }
+    AnalogTraceMessage analog{random.word(), std::vector<analogElement_t>(random.below(4))};
+    for (analogElement_t& element : analog.elements) {
+        element = {random.number<std::uint16_t>(), random.number<std::int32_t>(),
+                   random.number<std::int8_t>()};
+    }
+    SystemUsageMessage usage(random.word(), random.number<std::uint8_t>(), random.number<std::uint8_t>(),
+                             random.number<std::uint8_t>());
+    return {roundTrip(can),
+            roundTrip(LINTraceMessage{random.word(), random.bytes(300), random.number<std::uint8_t>(),
+                                      random.number<std::uint8_t>()}),
+            roundTrip(gpio),
+            roundTrip(analog),
+            roundTrip(
+                KeyboardMessage{random.word(), random.number<std::int32_t>(), random.number<std::int32_t>()}),
+            roundTrip(SystemMessage(random.word(), random.number<std::uint32_t>(), random.text(20))),
+            roundTrip(usage),
+            roundTrip(GPSTraceMessage{random.word(), random.text(200)})};
+}
+
+TEST(TraceRecord, RandomMessagesComeBack) {
+    Random random;
+    for (int round = 0; round < 500; ++round) {
+        for (const Record& record : randomRecords(random)) {
+            CANExtTraceMessage can;
+            LINTraceMessage lin;
+            EXPECT_EQ(decodeRecord(record, can), recordType(record) == RecordType::Can);
+            EXPECT_EQ(decodeRecord(record, lin), recordType(record) == RecordType::Lin);
+        }
+    }
+}
+
+TEST(TraceRecord, BytesLieWhereQueriesReadThem) {
+    const Record can = encoded(CANExtTraceMessage{
+        0x0102030405060708, 9, CANExtTraceMessage::FdExtended, 2, 0x1ABCDEF0, {0x11, 0x22}});
+    EXPECT_EQ(can, (Record{0, 1, 0, 9,    1,    2,    3,    4, 5, 6, 7, 8, 0,    0,   9,
+                           0, 0, 0, 0xDA, 0xBC, 0xDE, 0xF0, 0, 0, 0, 3, 2, 0x11, 0x22}));
+    const Record lin = encoded(LINTraceMessage{0, {7}, 3, 0xC5});
+    EXPECT_EQ(lin[14], 3);
+    EXPECT_EQ(lin[26], 0xC5);
+    const Record gpio = encoded(GpioTraceMessage{0, {{0x1234, 1, 1}}});
+    EXPECT_EQ(Record(gpio.begin() + 2, gpio.begin() + 4), (Record{0, 19}));
+    EXPECT_EQ(Record(gpio.begin() + 14, gpio.begin() + 17), (Record{0x12, 0x34, 1}));
+    EXPECT_EQ(encoded(AnalogTraceMessage())[3], 18);
+    EXPECT_EQ(encoded(AnalogTraceMessage())[16], 1) << "also without elements: they count as input 0";
+    EXPECT_EQ(encoded(KeyboardMessage())[2] << 8 | encoded(KeyboardMessage())[3], 32817);
+}
+
+std::string fileOf(const std::vector<Record>& records) {
+    std::ostringstream file;
+    TraceRecordWriter writer(file);
+    for (const Record& record : records) {
+        writer.write(record);
+    }
+    return file.str();
+}
+
+struct Read {
+    std::vector<Record> records;
+    std::uint64_t damaged;
+    std::uint64_t firstDamage;
+};
+
+std::optional<Read> read(const std::string& content) {
+    std::istringstream file(content);
+    TraceRecordReader reader(file);
+    if (!reader.isRecordFile()) {
+        EXPECT_FALSE(reader.next());
+        return std::nullopt;
+    }
+    Read result{};
+    while (reader.next()) {
+        result.records.emplace_back(reader.record().begin(), reader.record().end());
+    }
+    EXPECT_EQ(reader.records(), result.records.size());
+    EXPECT_EQ(reader.position(), content.size());
+    result.damaged = reader.damagedBytes();
+    result.firstDamage = reader.firstDamage();
+    return result;
+}
+
+TEST(TraceRecordFile, CutAnywhereKeepsTheWholeRecords) {
+    Random random;
+    const std::vector<Record> records = randomRecords(random);
+    const std::string content = fileOf(records);
+    for (std::size_t length = 0; length < content.size(); ++length) {
+        const auto result = read(content.substr(0, length));
+        ASSERT_EQ(result.has_value(), length >= 8);
+        if (result) {
+            std::size_t end = 8;
+            std::size_t whole = 0;
+            while (whole < records.size() && end + 12 + records[whole].size() <= length) {
+                end += 12 + records[whole++].size();
+            }
+            EXPECT_EQ(result->records,
+                      std::vector(records.begin(), records.begin() + static_cast<long>(whole)));
+            EXPECT_EQ(result->damaged, length - end);
+        }
+    }
+}
+
+TEST(TraceRecordFile, DamageCostsTheRecordsItHits) {
+    Random random;
+    std::vector<Record> records;
+    for (int i = 0; i < 40; ++i) {
+        const auto more = randomRecords(random);
+        records.insert(records.end(), more.begin(), more.end());
+    }
+    records.push_back(Record(300'000, 'R')); // longer than the reader's buffer
+    records.push_back(encoded(KeyboardMessage()));
+    const std::string content = fileOf(records);
+    EXPECT_EQ(read(content)->records, records);
+    for (int round = 0; round < 100; ++round) {
+        std::string damaged = content;
+        const std::size_t place = 8 + random.below(content.size() - 8);
+        damaged[place] = static_cast<char>(damaged[place] ^ (1 + random.below(255)));
+        const auto result = read(damaged);
+        EXPECT_EQ(result->records.size(), records.size() - 1);
+        EXPECT_LE(result->firstDamage, place);
+        EXPECT_GT(result->firstDamage + result->damaged, place);
+        damaged.insert(place, "RKTRRKTRACE");
+        EXPECT_GE(read(damaged)->records.size(), records.size() - 2);
+    }
+    EXPECT_FALSE(read("RKTRACE\x02" + content.substr(8)).has_value());
+}
+
+TEST(TraceRecordFile, TheChecksumIsTheUsualOne) {
+    const std::string text = "The quick brown fox jumps over the lazy dog"; // CRC-32 0x414FA339
+    EXPECT_EQ(fileOf({Record(text.begin(), text.end())}),
+              std::string("RKTRACE\x01RKTR\x00\x00\x00\x2B\x41\x4F\xA3\x39", 20) + text);
+}
+
+} // namespace
