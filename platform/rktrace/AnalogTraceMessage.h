@@ -24,7 +24,7 @@ static_assert(offsetof(analogElement_t, exponent) == 12);
 /// What the analog inputs of a module measured at one time. A plain value.
 struct RK_EXPORT AnalogTraceMessage {
     std::uint64_t timestamp = 0; ///< nanoseconds since 1970-01-01 00:00 UTC
-    std::vector<analogElement_t> elements;
+    std::vector<analogElement_t> elements{};
 };
 
 /// Writes the message on one line without line end, e.g.

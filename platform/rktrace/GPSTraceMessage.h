@@ -37,7 +37,7 @@ struct RK_EXPORT GPSTraceMessage {
     };
 
     std::uint64_t timestamp = 0; ///< receive time, nanoseconds since 1970-01-01 00:00 UTC
-    std::string sentences;       ///< one or more lines
+    std::string sentences{};     ///< one or more lines
 
     /// Fills `record` from the RMC sentence. An empty field leaves what stands there; an empty status is
     /// void. \return whether there is one; if not, `record` is left alone

@@ -23,7 +23,7 @@ static_assert(offsetof(gpioElement_t, mask) == 10);
 /// What the digital inputs of a module were at one time. A plain value.
 struct RK_EXPORT GpioTraceMessage {
     std::uint64_t timestamp = 0; ///< nanoseconds since 1970-01-01 00:00 UTC
-    std::vector<gpioElement_t> elements;
+    std::vector<gpioElement_t> elements{};
 };
 
 /// Writes the message on one line without line end, e.g.

@@ -24,7 +24,8 @@ linSignalDef_t linDefinition(const std::string& instance, std::uint16_t startbit
 
 std::vector<unsigned long> decode(const LINTraceMessage& message, std::uint8_t tslId = 0) {
     std::vector<unsigned long> ids{1, 2};
-    EXPECT_EQ(LINSignal::decodeMessage(message, ids, tslId), !ids.empty());
+    const bool reported = LINSignal::decodeMessage(message, ids, tslId);
+    EXPECT_EQ(reported, !ids.empty());
     return ids;
 }
 
@@ -102,7 +103,7 @@ TEST_F(LINSignalTest, SaysWhatItDoes) {
     {
         const LINSignal signal(linDefinition("a"));
         const std::string created = output.out.take();
-        const std::string base = freshText("a");
+        const std::string base = signalText("a");
         EXPECT_NE(
             created.find("[DEBUG] LINSignal::LINSignal() a created " + base + ";instance=a,signal=Signal,"),
             std::string::npos)

@@ -32,11 +32,11 @@ TEST_F(InputSignalTest, DigitalInputs) {
     const DigitalSignal zero(wide("DI.0"));
 
     const GpioTraceMessage message{.timestamp = 9, .elements = {{3, 0xFFF5, 0x00FF}, {0, 1, 1}}};
-    EXPECT_THAT(decode(message, 2), ElementsAre(digitalBit, digitalBit + 1));
+    EXPECT_THAT(decode(message, std::uint8_t{2}), ElementsAre(digitalBit, digitalBit + 1));
     EXPECT_EQ(first.slot->raw, 0xF5U);
     EXPECT_EQ(second.slot->raw, 0xFU);
     EXPECT_EQ(second.slot->timestamp, 9U);
-    EXPECT_THAT(decode(message, 1), IsEmpty());
+    EXPECT_THAT(decode(message, std::uint8_t{1}), IsEmpty());
     EXPECT_THAT(decode(GpioTraceMessage()), ElementsAre(digitalBit + 2)) << "counts as input 0";
     EXPECT_EQ(zero.slot->raw, 0U);
     EXPECT_EQ(zero.slot->valid, 1U);

@@ -40,7 +40,8 @@ class InputTest : public SignalTest {
     template <class Class, class Message, class... Arguments>
     static std::vector<unsigned long> decodeBy(const Message& message, const Arguments&... arguments) {
         std::vector<unsigned long> ids{1, 2};
-        EXPECT_EQ(Class::decodeMessage(message, ids, arguments...), !ids.empty());
+        const bool reported = Class::decodeMessage(message, ids, arguments...);
+        EXPECT_EQ(reported, !ids.empty());
         return ids;
     }
 
