@@ -7,6 +7,7 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <string_view>
 
@@ -32,49 +33,58 @@ std::optional<std::string_view> verified(std::string_view sentence) {
     return actual == expected ? std::optional(content) : std::nullopt;
 }
 
-/// The fields of a sentence, read one after the other. An empty field reads as nothing; a malformed or
-/// missing one makes the whole sentence malformed.
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+/// The fields of a sentence, read one after the other. An empty field, or one that a cut sentence lacks,
+/// reads as nothing; so does a malformed one that is no measurement. A malformed measurement is not a number.
 class FieldReader {
   public:
     explicit FieldReader(std::string_view fields) : rest(fields) {}
 
-    bool isWellFormed() const { return wellFormed; }
-
-    /// Passes over a field.
     std::string_view next() {
-        if (!hasMore) {
-            wellFormed = false;
-            return {};
-        }
-        const std::size_t comma = rest.find(',');
+        const std::size_t comma = std::min(rest.find(','), rest.size());
         const std::string_view field = rest.substr(0, comma);
-        hasMore = comma != std::string_view::npos;
-        rest.remove_prefix(hasMore ? comma + 1 : rest.size());
+        rest.remove_prefix(std::min(comma + 1, rest.size()));
         return field;
     }
 
     /// A decimal number without exponent.
-    std::optional<double> number() { return numberIn(next()); }
+    std::optional<double> measurement() {
+        const std::string_view field = next();
+        if (field.empty()) {
+            return std::nullopt;
+        }
+        double value = 0.0;
+        const char* const fieldEnd = field.data() + field.size();
+        const auto [end, error] = std::from_chars(field.data(), fieldEnd, value, std::chars_format::fixed);
+        return error == std::errc() && end == fieldEnd && std::isfinite(value) ? value : notANumber;
+    }
 
-    std::optional<unsigned> count() {
-        const auto value = number();
-        require(!value || (*value >= 0 && *value <= 65535 && *value == std::floor(*value)));
-        return wellFormed && value ? std::optional(static_cast<unsigned>(*value)) : std::nullopt;
+    std::optional<std::uint16_t> count() {
+        const std::string_view field = next();
+        std::uint16_t value = 0;
+        const char* const fieldEnd = field.data() + field.size();
+        const auto [end, error] = std::from_chars(field.data(), fieldEnd, value);
+        return error == std::errc() && end == fieldEnd ? std::optional(value) : std::nullopt;
     }
 
     /// `hhmmss` or `ddmmyy`, perhaps with decimals, as a number.
     std::optional<std::int64_t> sixDigits() {
+        constexpr std::size_t length = 6;
         const std::string_view field = next();
-        const std::string_view digits = field.substr(0, 6);
-        const auto value = numberIn(field);
-        require(field.empty() || (field.size() >= 6 && std::all_of(digits.begin(), digits.end(), isDigit) &&
-                                  (field.size() == 6 || field[6] == '.')));
-        return wellFormed && value ? std::optional(static_cast<std::int64_t>(*value)) : std::nullopt;
+        std::int64_t value = 0;
+        const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+        if (field.size() < length || !std::all_of(field.begin(), field.begin() + length, isDigit) ||
+            (field.size() > length && field[length] != '.')) {
+            return std::nullopt;
+        }
+        std::from_chars(field.data(), field.data() + length, value);
+        return value;
     }
 
     /// An angle as degrees times 100 plus minutes, and the letter of its hemisphere, in degrees.
     std::optional<double> angle(char positive, char negative, double limit) {
-        const auto value = number();
+        const auto value = measurement();
         const std::string_view hemisphere = next();
         if (!value) {
             return std::nullopt;
@@ -82,30 +92,16 @@ class FieldReader {
         const double degrees = std::floor(*value / 100);
         const double minutes = *value - 100 * degrees;
         const double result = degrees + minutes / 60;
-        require(*value >= 0 && minutes < 60 && result <= limit && hemisphere.size() == 1 &&
-                (hemisphere[0] == positive || hemisphere[0] == negative));
-        return wellFormed && hemisphere[0] == negative ? -result : result;
+        const bool isNegative = hemisphere == std::string_view(&negative, 1);
+        if (!(*value >= 0 && minutes < 60 && result <= limit) ||
+            (!isNegative && hemisphere != std::string_view(&positive, 1))) {
+            return notANumber;
+        }
+        return isNegative ? -result : result;
     }
-
-    void require(bool condition) { wellFormed = wellFormed && condition; }
 
   private:
-    static bool isDigit(char character) { return character >= '0' && character <= '9'; }
-
-    std::optional<double> numberIn(std::string_view field) {
-        if (field.empty()) {
-            return std::nullopt;
-        }
-        double value = 0.0;
-        const auto [end, error] =
-            std::from_chars(field.data(), field.data() + field.size(), value, std::chars_format::fixed);
-        require(error == std::errc() && end == field.data() + field.size() && std::isfinite(value));
-        return value;
-    }
-
     std::string_view rest;
-    bool hasMore = true;
-    bool wellFormed = true;
 };
 
 template <class Field, class Value>
@@ -121,19 +117,22 @@ void setBits(std::uint64_t& word, const std::optional<double>& value) {
     }
 }
 
+/// \return whether the sentence counts
 bool parse(FieldReader& fields, GPSTraceMessage::numeric_gprmc_t& record) {
     constexpr double kilometresPerNauticalMile = 1.852;
     set(record.time, fields.sixDigits());
     const std::string_view status = fields.next();
-    fields.require(status.empty() || status == "A" || status == "V");
+    if (!status.empty() && status != "A" && status != "V") {
+        return false;
+    }
     record.status = status == "A" ? 1 : 0;
     setBits(record.latitude, fields.angle('N', 'S', 90));
     setBits(record.longitude, fields.angle('E', 'W', 180));
-    const auto knots = fields.number();
+    const auto knots = fields.measurement();
     setBits(record.speed, knots ? std::optional(*knots * kilometresPerNauticalMile) : std::nullopt);
-    setBits(record.course, fields.number());
+    setBits(record.course, fields.measurement());
     set(record.date, fields.sixDigits());
-    return fields.isWellFormed();
+    return true;
 }
 
 bool parse(FieldReader& fields, GPSTraceMessage::numeric_gpgga_t& record) {
@@ -143,8 +142,8 @@ bool parse(FieldReader& fields, GPSTraceMessage::numeric_gpgga_t& record) {
     set(record.quality, fields.count());
     set(record.satellites, fields.count());
     fields.next(); // horizontal dilution of precision
-    setBits(record.altitude, fields.number());
-    return fields.isWellFormed();
+    setBits(record.altitude, fields.measurement());
+    return true;
 }
 
 /// Fills `record` from the first sentence of this type that counts.

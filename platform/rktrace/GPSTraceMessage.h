@@ -11,9 +11,11 @@
 /// Sentences of NMEA 0183 with the time of their reception.
 ///
 /// A sentence counts when it begins with `$`, has the type asked for behind a talker of two characters (`GP`,
-/// `GN`, `GL`, `GA`, ...), is well formed in every field that is read, and has the right checksum or none. Of
-/// several, the first one that counts is taken. Text before `$` and lines of other kinds are passed over.
-/// Nothing throws for what the text holds.
+/// `GN`, `GL`, `GA`, ...), and has the right checksum or none. Of several, the first one that counts is
+/// taken. Text before `$` and lines of other kinds are passed over. Nothing throws for what the text holds.
+///
+/// An empty field, or one that a cut sentence lacks, leaves what stands in the record. A field that should be
+/// a measurement and is none becomes not-a-number, any other malformed one counts as empty.
 struct RK_EXPORT GPSTraceMessage {
     /// What an RMC sentence (recommended minimum) tells. Words hold the bit pattern of a double.
     struct numeric_gprmc_t {
@@ -39,8 +41,8 @@ struct RK_EXPORT GPSTraceMessage {
     std::uint64_t timestamp = 0; ///< receive time, nanoseconds since 1970-01-01 00:00 UTC
     std::string sentences{};     ///< one or more lines
 
-    /// Fills `record` from the RMC sentence. An empty field leaves what stands there; an empty status is
-    /// void. \return whether there is one; if not, `record` is left alone
+    /// Fills `record` from the RMC sentence. One with a status other than active, void or empty, which is
+    /// void, does not count. \return whether there is one; if not, `record` is left alone
     bool getGPRMC(numeric_gprmc_t& record) const;
     /// The same for the GGA sentence.
     bool getGPGGA(numeric_gpgga_t& record) const;

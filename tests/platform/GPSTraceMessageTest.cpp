@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cmath>
 #include <random>
 
 namespace {
@@ -35,19 +36,6 @@ TEST(GPSTraceMessage, WhatCountsAsRmc) {
         {"$XXRMC,,,,,,,,,", true},
         {"$RMC,093005,A,,,,,,,150726", false},
         {"$GPRMC", false},
-        {"$GPRMC,093005,A,4807.038,N,01131.000,E,022.4,084.4", false},    // cut short
-        {"$GPRMC,093005,X,4807.038,N,01131.000,E,022.4,084.4,1,", false}, // bad status
-        {"$GPRMC,0930,A,,,,,,,150726", false},
-        {"$GPRMC,09300x,A,,,,,,,150726", false},
-        {"$GPRMC,0930055,A,,,,,,,150726", false},
-        {"$GPRMC,093005,A,9000.001,N,,,,,150726", false},
-        {"$GPRMC,093005,A,4860.0,N,,,,,150726", false},
-        {"$GPRMC,093005,A,-4807.0,N,,,,,150726", false},
-        {"$GPRMC,093005,A,4807.0,X,,,,,150726", false},
-        {"$GPRMC,093005,A,4807.0,,,,,,150726", false},
-        {"$GPRMC,093005,A,,,18000.0,W,1e3,,150726", false},
-        {"$GPRMC,093005,A,,,18000.0,W,inf,,150726", false},
-        {"$GPRMC,093005,A,,,18000.0,W,1.5,,150726", true},
         {"", false},
     };
     for (const auto& [sentences, counts] : rows) {
@@ -74,11 +62,37 @@ TEST(GPSTraceMessage, Fields) {
     EXPECT_EQ(gga.quality, 2);
     EXPECT_EQ(gga.satellites, 65535);
     EXPECT_DOUBLE_EQ(number(gga.altitude), -12.5);
+}
 
-    rmc.course = 7;
-    ASSERT_TRUE((GPSTraceMessage{0, "$GNRMC,,,,,,,,,"}.getGPRMC(rmc)));
-    EXPECT_EQ(rmc.status, 0);
-    EXPECT_EQ(rmc.course, 7U) << "an empty field leaves what stands there";
+TEST(GPSTraceMessage, EmptyAndMalformedFields) {
+    constexpr std::uint64_t before = 0x1234; // a tiny number
+    const struct {
+        const char* fields; ///< time, status, latitude and longitude, date
+        std::int64_t time;
+        double latitude;
+        std::int64_t date;
+    } rows[] = {
+        {"093005,A,4807.5,N,,,,,150726", 93005, 48.125, 150726},
+        {"0930,A,4807.5,S,,,,,15072", 7, -48.125, 8},
+        {"09300x,A,4860.0,N,,,,,150726,", 7, NAN, 150726},
+        {"0930055,A,9000.001,N,,,,,-15072", 7, NAN, 8},
+        {"093005.9,A,-4807.5,N,,,,,150726.", 93005, NAN, 150726},
+        {",A,4807.5,X", 7, NAN, 8},
+        {",A,4807.5", 7, NAN, 8}, // cut short
+        {",A,4e3,N", 7, NAN, 8},
+        {",A,inf,N", 7, NAN, 8},
+        {",,,N", 7, number(before), 8},
+    };
+    for (const auto& row : rows) {
+        GPSTraceMessage::numeric_gprmc_t rmc{7, 0, before, before, before, before, 8};
+        ASSERT_TRUE((GPSTraceMessage{0, std::string("$GNRMC,") + row.fields}.getGPRMC(rmc))) << row.fields;
+        const double latitude = number(rmc.latitude);
+        EXPECT_EQ(rmc.time, row.time) << row.fields;
+        EXPECT_TRUE(latitude == row.latitude || (std::isnan(latitude) && std::isnan(row.latitude)))
+            << row.fields;
+        EXPECT_EQ(rmc.speed, before) << row.fields;
+        EXPECT_EQ(rmc.date, row.date) << row.fields;
+    }
 }
 
 TEST(GPSTraceMessage, AnyTextIsSafe) {

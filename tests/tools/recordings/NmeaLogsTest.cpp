@@ -1,0 +1,118 @@
+// Recorded output of GPS receivers, sentence by sentence, beside what another parser made of it.
+
+#include "input/GPSSignal.h"
+#include "support/SignalTest.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <vector>
+
+namespace rksignal {
+namespace {
+
+using nlohmann::json;
+
+/// Lines end in a line feed, a carriage return or both.
+std::vector<std::string> linesOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::vector<std::string> lines(1);
+    char previous = 0;
+    for (char character = 0; file.get(character); previous = character) {
+        if (character != '\n' && character != '\r') {
+            lines.back() += character;
+        } else if (character == '\r' || previous != '\r') {
+            lines.emplace_back();
+        }
+    }
+    return lines;
+}
+
+class NmeaLogs : public SignalTest {
+  protected:
+    void SetUp() override {
+        SignalTest::SetUp();
+        for (const auto& [name, kind] : GPSSignal::gps_ids) {
+            inputSignalDef_t definition;
+            definition.instance = name;
+            definition.bits = 64;
+            signals[name] = std::make_unique<GPSSignal>(definition);
+        }
+    }
+    void TearDown() override {
+        signals.clear();
+        SignalTest::TearDown();
+    }
+
+    /// Whether the signal holds the expected number times `scale`; nothing is expected of an empty field.
+    void expectValue(const char* name, const json& expected, double scale = 1) {
+        if (expected.is_null() || expected == "") {
+            return;
+        }
+        const double number =
+            expected.is_string() ? std::stod(expected.get<std::string>()) : expected.get<double>();
+        double value = 0;
+        unsigned long timestamp = 0;
+        EXPECT_TRUE(signals.at(name)->read(value, timestamp)) << name;
+        EXPECT_NEAR(value, number * scale, 1e-6) << name;
+    }
+
+    void expectRmc(const json& expected, bool reported) {
+        EXPECT_TRUE(reported);
+        const bool active = expected["status"] == "A";
+        EXPECT_EQ(signals.at("GPS.Status")->slot->raw, active ? 1U : 0U);
+        if (!active) {
+            EXPECT_EQ(signals.at("GPS.Latitude")->slot->valid, 0U);
+            return;
+        }
+        expectValue("GPS.Latitude", expected["lat"]);
+        expectValue("GPS.Longitude", expected["lon"]);
+        expectValue("GPS.Speed", expected["speed_knots"], 1.852);
+        expectValue("GPS.Course", expected["course"]);
+        expectValue("GPS.Date", expected["date"]);
+        EXPECT_EQ(signals.at("GPS.Time")->slot->raw,
+                  static_cast<std::uint64_t>(std::stod(expected["utc"].get<std::string>())));
+    }
+
+    void expectSentence(const json& expected, const std::string& sentence) {
+        SCOPED_TRACE(sentence);
+        const bool isRmc = expected["sentence"].get<std::string>().ends_with("RMC");
+        GPSSignal::gpsStatus = 1;
+        std::vector<unsigned long> ids;
+        const bool reported = GPSSignal::decodeMessage(GPSTraceMessage{1, sentence}, ids);
+        if (expected["checksum_ok"] == false) {
+            EXPECT_FALSE(reported) << "a wrong checksum";
+        } else if (isRmc) {
+            expectRmc(expected, reported);
+        } else {
+            EXPECT_TRUE(reported);
+            expectValue("GPS.Satellites", expected["sats"]);
+            expectValue("GPS.Altitude", expected["alt_m"]);
+        }
+    }
+
+    std::map<std::string, std::unique_ptr<GPSSignal>> signals;
+};
+
+TEST_F(NmeaLogs, EverySentence) {
+    const char* const folder = std::getenv("RKSIGNAL_RECORDINGS");
+    if (folder == nullptr) {
+        GTEST_SKIP() << "RKSIGNAL_RECORDINGS is not set";
+    }
+    std::ifstream file(std::string(folder) + "/expected/nmea_rmc_gga.json");
+    const json logs = json::parse(file);
+    int sentences = 0;
+    for (const auto& [name, expectations] : logs.items()) {
+        const std::vector<std::string> lines = linesOf(std::string(folder) + "/gpsd/nmea/" + name);
+        for (const json& expected : expectations) {
+            expectSentence(expected, lines.at(expected["line"].get<std::size_t>() - 1));
+            ++sentences;
+        }
+    }
+    EXPECT_EQ(sentences, 860);
+}
+
+} // namespace
+} // namespace rksignal
