@@ -1,7 +1,7 @@
 #include "decode/SignalSelection.h"
 
 #include "UsageError.h"
-#include "decode/ClosestNames.h"
+#include "command/ClosestNames.h"
 
 #include <fnmatch.h>
 #include <string_view>

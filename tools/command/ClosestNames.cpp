@@ -1,4 +1,4 @@
-#include "decode/ClosestNames.h"
+#include "command/ClosestNames.h"
 
 #include <algorithm>
 #include <cctype>

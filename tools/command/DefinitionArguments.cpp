@@ -1,4 +1,4 @@
-#include "decode/DefinitionArguments.h"
+#include "command/DefinitionArguments.h"
 
 #include "UsageError.h"
 #include "dbc/DbcFile.h"

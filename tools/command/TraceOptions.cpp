@@ -1,0 +1,31 @@
+#include "command/TraceOptions.h"
+
+#include <CLI/CLI.hpp>
+
+namespace rksignal {
+
+void addTraceArguments(CLI::App& command, TraceOptions& options) {
+    command.add_option("TRACE", options.traces, "candump logs, one after the other; - is standard input")
+        ->required();
+    command.add_option("--dbc", options.definitions, "Signal definitions, for one channel or for all")
+        ->required()
+        ->type_name("[CHANNEL=]FILE")
+        ->allow_extra_args(false);
+    command.add_option("--channel", options.channels, "Channel number of an interface; can0 is 0 by itself")
+        ->type_name("NAME=N")
+        ->allow_extra_args(false);
+}
+
+void addOutputArguments(CLI::App& command, TraceOptions& options) {
+    const auto setSyntax = [&options](const std::string& name) {
+        options.syntax = name == "csv" ? &csvSyntax : &jsonSyntax;
+    };
+    command.add_option_function<std::string>("--format", setSyntax, "Form of the rows")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"csv", "jsonl"}));
+    command.add_option("-o,--output", options.output, "Write to this file instead of standard output")
+        ->type_name("FILE");
+    command.add_flag("-q,--quiet", options.quiet, "No remarks and no summary");
+}
+
+} // namespace rksignal
