@@ -21,15 +21,15 @@ struct ConditionArguments {
 };
 
 /// Adds `--when`, `--when-file` and `--allow-unknown`. `arguments` must outlive the parsing.
-void addConditionOptions(CLI::App& command, ConditionArguments& arguments);
+void addConditionArguments(CLI::App& command, ConditionArguments& arguments);
 
-/// Reads all conditions, the arguments first. Lines that hold none, and names that are taken, go to
-/// `findings` as errors. \throws std::system_error if a file cannot be read
+/// Reads all conditions, the arguments first. Lines that cannot hold one go to `findings` as errors.
+/// \throws std::system_error if a file cannot be read
 std::vector<ConditionText> readConditions(const ConditionArguments& arguments,
                                           std::vector<Finding>& findings);
 
 /// Compiles and checks conditions with the signals of `storage`. What there is to say goes to `findings`;
-/// conditions with errors are left out.
+/// conditions with errors, and those whose name an earlier one has, are left out.
 std::vector<std::unique_ptr<Condition>> compileConditions(const std::vector<ConditionText>& texts,
                                                           SignalStorage& storage,
                                                           const ConditionOptions& options,

@@ -8,7 +8,8 @@ namespace rksignal {
 namespace {
 
 constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_";
-constexpr std::string_view nameCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_.-0123456789";
+constexpr std::string_view nameCharacters =
+    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_.-0123456789";
 
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view blanks = " \t\r\n";
