@@ -2,8 +2,6 @@
 
 #include "output/NumberText.h"
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 #include <ostream>
 
@@ -85,7 +83,7 @@ class Explainer {
         if (!node.missing.empty()) {
             return "0 (no such signal)";
         }
-        return std::isnan(values[index]) ? arithmeticUnknown(node) : numberText(values[index]);
+        return std::isnan(values[index]) ? arithmeticUnknown(node) : doubleText(values[index]);
     }
 
     std::string arithmeticUnknown(const ExpressionNode& node) const {
@@ -103,13 +101,8 @@ class Explainer {
             return "unknown (not a number)";
         }
         const std::string meaning = signal.getValueDescription(raw);
-        return numberText(value) + (signal.def.unit.empty() ? "" : " " + signal.def.unit) +
+        return doubleText(value) + (signal.def.unit.empty() ? "" : " " + signal.def.unit) +
                (meaning.empty() ? "" : " (" + meaning + ")");
-    }
-
-    static std::string numberText(double value) {
-        std::array<char, maxNumberText> digits{};
-        return {digits.data(), writeDouble(digits.data(), value)};
     }
 
     const ExpressionTree& tree;
