@@ -47,10 +47,12 @@ class Explainer {
             open.push_back({node.left, depth});
             return;
         }
-        if (node.kind == Operator::Constant && node.missing.empty()) {
+        const std::string text = tree.text(index);
+        const std::string value = valueText(index);
+        if (text == value) { // a number
             return;
         }
-        out << std::string(2 * depth, ' ') << tree.text(index) << ": " << valueText(index) << '\n';
+        out << std::string(2 * depth, ' ') << text << ": " << value << '\n';
         openOperands(index, depth + 1);
     }
 

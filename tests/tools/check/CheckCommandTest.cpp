@@ -7,8 +7,7 @@
 namespace rksignal {
 namespace {
 
-class CheckCommand : public testing::Test {
-  protected:
+struct CheckCommand : testing::Test {
     ProgramResult check(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "check");
         ProgramResult result = runIn(folder, arguments);
@@ -19,10 +18,11 @@ class CheckCommand : public testing::Test {
     TemporaryFolder folder;
     std::string dbc = folder.write("a.DBC", "BO_ 1 Motor: 8 X\n SG_ Speed : 0|8@1+ (1,0) [0|0] \"rpm\" X\n"
                                             " SG_ On : 60|8@1+ (1,0) [0|0] \"\" X\n");
-    std::string body = folder.write("body", "\nBO_ 2 Body : 8 X\n SG_ Door : 0|1@1+ (1,0) [0|0] \"\" X\n");
 };
 
 TEST_F(CheckCommand, TellsDefinitionsFromConditions) {
+    const std::string body =
+        folder.write("body", "\nBO_ 2 Body : 8 X\n SG_ Door : 0|1@1+ (1,0) [0|0] \"\" X\n");
     const std::string conditions =
         folder.write("c.txt", "# doors\r\nopen = Body.Door == 1\r\n\n  # speed\nfast = Motor.Speed > 300\n"
                               "fast = Body.Door\nMotor.Sped > 3\nBody.Door" +
