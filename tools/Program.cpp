@@ -1,5 +1,6 @@
 #include "Program.h"
 
+#include "check/CheckCommand.h"
 #include "decode/DecodeCommand.h"
 #include "output/OutputBuffer.h"
 
@@ -27,6 +28,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     program.require_subcommand(1);
     int status = Clean;
     addDecodeCommand(program, console, status);
+    addCheckCommand(program, console, status);
     try {
         program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // last one first
     } catch (const CLI::ParseError& event) {

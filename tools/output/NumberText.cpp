@@ -47,6 +47,11 @@ char* writeDouble(char* out, double value) {
     return std::to_chars(out, end, value).ptr;
 }
 
+std::string doubleText(double value) {
+    char digits[maxNumberText];
+    return {digits, writeDouble(digits, value)};
+}
+
 char* writeRaw(char* out, std::uint64_t raw, signalValue_t type) {
     switch (type) {
     case signalValue_t::Signed:
