@@ -6,20 +6,24 @@ if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
 endif()
 
+# Sanitizers and coverage, for generated code too.
+add_library(rksignal_instrumentation INTERFACE)
+if(RKSIGNAL_SANITIZE)
+  target_compile_options(rksignal_instrumentation INTERFACE
+    -fsanitize=${RKSIGNAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(rksignal_instrumentation INTERFACE -fsanitize=${RKSIGNAL_SANITIZE})
+endif()
+if(RKSIGNAL_COVERAGE)
+  target_compile_options(rksignal_instrumentation INTERFACE --coverage)
+  target_link_options(rksignal_instrumentation INTERFACE --coverage)
+endif()
+
 add_library(rksignal_build_options INTERFACE)
 target_compile_options(rksignal_build_options INTERFACE -Wall -Wextra -Wconversion)
 if(RKSIGNAL_WERROR)
   target_compile_options(rksignal_build_options INTERFACE -Werror)
 endif()
-if(RKSIGNAL_SANITIZE)
-  target_compile_options(rksignal_build_options INTERFACE
-    -fsanitize=${RKSIGNAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(rksignal_build_options INTERFACE -fsanitize=${RKSIGNAL_SANITIZE})
-endif()
-if(RKSIGNAL_COVERAGE)
-  target_compile_options(rksignal_build_options INTERFACE --coverage)
-  target_link_options(rksignal_build_options INTERFACE --coverage)
-endif()
+target_link_libraries(rksignal_build_options INTERFACE rksignal_instrumentation)
 
 # rksignal_library(<name> HEADER_ROOT <dir> HEADERS ... SOURCES ... LINK ...)
 # One of the three shared libraries: lib<name>.so.0, headers reached from HEADER_ROOT, symbols limited to

@@ -5,9 +5,9 @@
 ///     bool result = false;
 ///     if (overspeed.getExpResult(result) && result) { ... }
 ///
-/// An expression is one line: signal names, numbers and keyword constants (`pressed`, `high`, `warning`, ...),
-/// joined by `||` and `&&` (one level, from left to right), `== != < <= > >=`, `!`, `+ - * / %`, signs and
-/// parentheses. Blank lines and lines that start with `#` may stand before it.
+/// An expression is one line: signal names, numbers and keyword constants (`pressed`, `high`, `warning`,
+/// ...), joined by `||` and `&&` (one level, from left to right), `== != < <= > >=`, `!`, `+ - * / %`, signs
+/// and parentheses. Blank lines and lines that start with `#` may stand before it.
 ///
 /// A signal without a valid value is unknown. Unknown is carried as NaN: arithmetic and comparisons with an
 /// unknown operand are unknown; `||` and `&&` are known where the known operand decides (three-valued logic,
@@ -112,8 +112,8 @@ class RKSIGNAL_EXPORT ExpParser {
     void opminus();  ///< a - b
     void opmult();   ///< a * b
     void opdiv();    ///< a / b; an infinity or NaN for b = 0
-    /// Remainder of a and b as unsigned 64-bit integers, both truncated; a negative operand wraps modulo 2^64.
-    /// NaN if an operand is unknown or outside -2^63 .. 2^64, or if b truncates to 0.
+    /// Remainder of a and b as unsigned 64-bit integers, both truncated; a negative operand wraps modulo
+    /// 2^64. NaN if an operand is unknown or outside -2^63 .. 2^64, or if b truncates to 0.
     void opmod();
     void opexp();  ///< a to the power of b; no expression text leads to it
     void oplt();   ///< a < b
@@ -142,20 +142,20 @@ class RKSIGNAL_EXPORT ExpParser {
     std::unique_ptr<expFlexLexer> lexer;
     std::string expression; ///< text as given
     bool edgeTrigger;
-    bool lastResult = false;                           ///< last known result, in edge mode
-    std::set<std::uint64_t> signalIds;                 ///< identifiers of the signals
-    std::set<BaseSignal*, BaseSignalCompare> signals;  ///< signals that the program reads
+    bool lastResult = false;                          ///< last known result, in edge mode
+    std::set<std::uint64_t> signalIds;                ///< identifiers of the signals
+    std::set<BaseSignal*, BaseSignalCompare> signals; ///< signals that the program reads
     SignalStorage* storage;
 
   private:
-    friend class ExpMachine;
-
-    RKSIGNAL_HIDDEN void push(double value);
-    RKSIGNAL_HIDDEN void growStack();
     RKSIGNAL_HIDDEN bool parse();
-    template <auto function> RKSIGNAL_HIDDEN void unary();
-    template <auto function> RKSIGNAL_HIDDEN void binary();
-    RKSIGNAL_HIDDEN void require(std::ptrdiff_t depth) const;
+    RKSIGNAL_HIDDEN void growStack();
+    RKSIGNAL_HIDDEN bool runSteps(double& value);
+    RKSIGNAL_HIDDEN void require(std::ptrdiff_t count) const;
+    template <auto function>
+    RKSIGNAL_HIDDEN void unary();
+    template <auto function>
+    RKSIGNAL_HIDDEN void binary();
 
     std::unique_ptr<ExpMachine> machine; ///< the program in the form that is run
 };

@@ -1,0 +1,247 @@
+#include "expression/ExpParser.h"
+
+#include "expression/ExpLexer.h"
+#include "expression/ExpMachine.h"
+#include "expression/Operations.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+
+std::set<ExpParser*> ExpParser::allExpParsers;
+int ExpParser::debug = 0;
+
+ExpParser::ExpParser(const char* text, bool reportsEdge, SignalStorage* registry)
+    : lexer(std::make_unique<ExpLexer>()), expression(text), edgeTrigger(reportsEdge), storage(registry),
+      machine(std::make_unique<ExpMachine>()) {
+    if (parse()) {
+        machine->compile(program);
+        allExpParsers.insert(this);
+    }
+    pc = program.end();
+}
+
+ExpParser::~ExpParser() {
+    allExpParsers.erase(this);
+    delete[] stackBase;
+}
+
+void ExpParser::clear() {
+    while (!allExpParsers.empty()) {
+        delete *allExpParsers.begin();
+    }
+}
+
+bool ExpParser::parse() {
+    std::stringstream text;
+    text << expression << '\n';
+    if (debug > 1) {
+        lexer->set_debug(1);
+        expdebug = 1;
+    }
+    lexer->switch_streams(&text, nullptr);
+    if (debug != 0) {
+        std::cout << "[DEBUG] parsing " << text.str() << std::endl;
+    }
+    if (expparse(this) != 0) {
+        std::cerr << "[ERROR] parser error in ExpParser: " << text.str() << std::endl;
+        return false;
+    }
+    if (debug != 0) {
+        std::cout << "[DEBUG] parsed" << std::endl;
+    }
+    return true;
+}
+
+void ExpParser::add(const Step& step) {
+    program.push_back(step);
+    machine->clear();
+}
+
+void ExpParser::add(Operation operation) {
+    add(Step(operation, {}));
+}
+
+void ExpParser::add(double value) {
+    Step step(&ExpParser::opdouble, {});
+    step.second.constant = value;
+    add(step);
+    growStack();
+}
+
+void ExpParser::add(const std::string& name) {
+    BaseSignal* const signal = BaseSignal::getInstance(name, storage);
+    if (signal == nullptr) {
+        std::cerr << "[ERROR] ExpParser::add: Signal not found: " << name << std::endl;
+        add(0.0);
+        return;
+    }
+    Step step(&ExpParser::opsignal, {});
+    step.second.signal = signal;
+    step.second.name = name;
+    add(step);
+    signalIds.insert(signal->id);
+    signals.insert(signal);
+    growStack();
+}
+
+/// Makes room for as many values as there are steps. Only steps that push a value call it, and none is pushed
+/// while the program is built, so the stack neither overflows nor has anything to carry over.
+void ExpParser::growStack() {
+    if (program.size() <= stackCapacity) {
+        return;
+    }
+    const auto depth = stackTop - stackBase;
+    delete[] stackBase;
+    stackCapacity = program.size();
+    stackBase = new double[stackCapacity + 1];
+    stackTop = stackBase + depth;
+}
+
+void ExpParser::clearstack() {
+    stackTop = stackBase;
+}
+
+bool ExpParser::getExpResult(bool& result) {
+    result = false;
+    clearstack();
+    double value = 0.0;
+    if (machine->runs(program)) {
+        value = machine->run(stackBase + 1);
+    } else if (!runSteps(value)) {
+        return false;
+    }
+    if (operation::isUnknown(value)) {
+        return false;
+    }
+    result = value != 0;
+    return true;
+}
+
+/// Runs the program as it stands, step by step: one that was built by hand.
+bool ExpParser::runSteps(double& value) {
+    for (pc = program.begin(); pc != program.end(); ++pc) {
+        (this->*pc->first)();
+    }
+    if (const auto depth = stackTop - stackBase; depth != 1) {
+        std::cerr << "[ERROR] stack size wrong at end of program: " << depth << std::endl;
+        return false;
+    }
+    value = *stackTop;
+    return true;
+}
+
+bool ExpParser::getTrigger() {
+    bool result = false;
+    if (!getExpResult(result)) {
+        return false;
+    }
+    if (!edgeTrigger) {
+        return result;
+    }
+    if (result == lastResult) {
+        return false;
+    }
+    lastResult = result;
+    return result;
+}
+
+unsigned long ExpParser::getLastestTime() const {
+    unsigned long latest = 0;
+    for (const auto& [operation, operand] : program) {
+        if (!operand.name.empty()) {
+            unsigned long raw = 0;
+            unsigned long timestamp = 0;
+            operand.signal->read(raw, timestamp);
+            latest = std::max(latest, timestamp);
+        }
+    }
+    return latest;
+}
+
+void ExpParser::require(std::ptrdiff_t count) const {
+    const auto depth = stackTop - stackBase;
+    if (depth < count) {
+        std::cerr << "Less than " << count << " elements on bool stack (" << depth << ")" << std::endl;
+        std::exit(4);
+    }
+}
+
+void ExpParser::opdouble() {
+    *++stackTop = pc->second.constant;
+}
+
+void ExpParser::opsignal() {
+    double value = 0.0;
+    unsigned long timestamp = 0;
+    const bool isValid = pc->second.signal->read(value, timestamp);
+    *++stackTop = isValid ? value : operation::unknown;
+}
+
+template <auto function>
+void ExpParser::unary() {
+    require(1);
+    *stackTop = function(operation::unknown, *stackTop);
+}
+
+template <auto function>
+void ExpParser::binary() {
+    require(2);
+    --stackTop;
+    *stackTop = function(stackTop[0], stackTop[1]);
+}
+
+#define EXP_UNARY(name, result)                                                                              \
+    void ExpParser::name() {                                                                                 \
+        unary<operation::name>();                                                                            \
+    }
+#define EXP_BINARY(name, result)                                                                             \
+    void ExpParser::name() {                                                                                 \
+        binary<operation::name>();                                                                           \
+    }
+EXP_UNARY_OPERATIONS(EXP_UNARY)
+EXP_BINARY_OPERATIONS(EXP_BINARY)
+#undef EXP_UNARY
+#undef EXP_BINARY
+
+namespace {
+
+const char* nameOf(ExpParser::Operation operation) {
+    struct Name {
+        ExpParser::Operation operation;
+        const char* text;
+    };
+#define EXP_NAME(name, result) Name{&ExpParser::name, #name},
+    static constexpr std::array names{Name{&ExpParser::opdouble, "opdouble"},
+                                      Name{&ExpParser::opsignal, "opsignal"},
+                                      EXP_UNARY_OPERATIONS(EXP_NAME) EXP_BINARY_OPERATIONS(EXP_NAME)};
+#undef EXP_NAME
+    const auto* const entry = std::find_if(names.begin(), names.end(),
+                                           [&](const Name& name) { return name.operation == operation; });
+    return entry != names.end() ? entry->text : "?";
+}
+
+/// With the fewest digits that read back as the same number.
+std::string shortest(double value) {
+    std::array<char, 32> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+    return {digits.data(), end};
+}
+
+} // namespace
+
+void ExpParser::dump(std::ostream& out) const {
+    std::size_t number = 0;
+    for (const auto& [operation, operand] : program) {
+        out << number++ << ' ' << nameOf(operation);
+        if (operation == &ExpParser::opdouble) {
+            out << ' ' << shortest(operand.constant);
+        } else if (!operand.name.empty()) {
+            out << ' ' << operand.name;
+        }
+        out << '\n';
+    }
+}
