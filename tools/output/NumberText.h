@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace rksignal {
 
@@ -20,6 +21,9 @@ char* writeDouble(char* out, double value);
 /// hexadecimal digits.
 char* writeRaw(char* out, std::uint64_t raw, signalValue_t type);
 
+/// The same as a string.
+std::string doubleText(double value);
+
 /// Writes time stamps as seconds with 6 decimals, or 9 when they are not whole microseconds. Remembers the
 /// last second, which most frames share with the one before.
 class TimeText {
@@ -32,5 +36,8 @@ class TimeText {
     char text[maxNumberText] = {};
     std::size_t length = 0;
 };
+
+/// A single time stamp as a string.
+std::string timeText(std::uint64_t timestamp);
 
 } // namespace rksignal

@@ -7,11 +7,6 @@
 namespace rksignal {
 namespace {
 
-std::string timeText(std::uint64_t timestamp) {
-    char text[maxNumberText];
-    return {text, TimeText().write(text, timestamp)};
-}
-
 Reception receptionOf(const Catalog& catalog, const BaseSignal& signal) {
     for (const auto& decoder : catalog.decoders()) {
         const Reception reception = decoder->receptionOf(signal);

@@ -5,14 +5,9 @@
 namespace rksignal {
 namespace {
 
-std::string numberText(double value) {
-    char text[maxNumberText];
-    return {text, writeDouble(text, value)};
-}
-
 /// A number, or what JSON has for those that are none.
 std::string jsonNumber(double value) {
-    return std::isfinite(value) ? numberText(value) : "null";
+    return std::isfinite(value) ? doubleText(value) : "null";
 }
 
 /// A signal at the time of a firing.
@@ -61,9 +56,9 @@ std::string FiringRows::csvSignals(const Firing& firing) const {
             text += "unknown";
             continue;
         }
-        text += numberText(reading.value);
+        text += doubleText(reading.value);
         text += signal->def.unit.empty() ? "" : ' ' + signal->def.unit;
-        text += " (" + numberText(reading.age) + ')';
+        text += " (" + doubleText(reading.age) + ')';
     }
     return text;
 }

@@ -76,8 +76,8 @@ void WindowWriter::written(const CANExtTraceMessage& frame, std::span<const unsi
     for (const unsigned long id : ids) {
         const std::size_t signal = catalog.indexOf(id);
         const ValueSample sample = ValueSample::of(*catalog.signals()[signal]);
-        values.push({sample.timestamp, sample.raw, sample.value, static_cast<std::uint32_t>(signal),
-                     frame.channel});
+        values.push(
+            {sample.timestamp, sample.raw, sample.value, static_cast<std::uint32_t>(signal), frame.channel});
     }
 }
 
@@ -124,8 +124,8 @@ void WindowWriter::finish() {
 void WindowWriter::summarise(std::ostream& out) const {
     out << files << " window" << (files == 1 ? "" : "s") << " written to " << folder << '\n';
     if (incomplete > 0) {
-        out << incomplete << " of them lack their oldest values: more than "
-            << maxValues << " were decoded in one\n";
+        out << incomplete << " of them lack their oldest values: more than " << maxValues
+            << " were decoded in one\n";
     }
     if (omitted > 0) {
         out << omitted << " firings have no window: there are files for " << maxFiles << " only\n";
