@@ -1,5 +1,6 @@
 #include "Program.h"
 
+#include "check/CheckCommand.h"
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
 #include "output/OutputBuffer.h"
@@ -31,6 +32,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addDecodeCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addEventsCommand(program, console, status);
+    addCheckCommand(program, console, status);
     try {
         program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // last one first
     } catch (const CLI::ParseError& event) {

@@ -1,5 +1,7 @@
 #include "command/TraceOptions.h"
 
+#include "command/DefinitionArguments.h"
+
 #include <CLI/CLI.hpp>
 
 namespace rksignal {
@@ -7,13 +9,7 @@ namespace rksignal {
 void addTraceArguments(CLI::App& command, TraceOptions& options) {
     command.add_option("TRACE", options.traces, "candump logs, one after the other; - is standard input")
         ->required();
-    command.add_option("--dbc", options.definitions, "Signal definitions, for one channel or for all")
-        ->required()
-        ->type_name("[CHANNEL=]FILE")
-        ->allow_extra_args(false);
-    command.add_option("--channel", options.channels, "Channel number of an interface; can0 is 0 by itself")
-        ->type_name("NAME=N")
-        ->allow_extra_args(false);
+    addDefinitionArguments(command, options.definitions, options.channels)->required();
 }
 
 CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options) {
