@@ -22,21 +22,20 @@ Reception receptionOf(const Catalog& catalog, const BaseSignal& signal) {
 void FiringExplanations::fired(const Firing& firing) {
     if (firingsToo) {
         write(firing.trigger, firing.timestamp,
-              firing.channel ? " on channel " + std::to_string(*firing.channel) + " fires "
-                             : " after a time-out fires ");
+              firing.channel ? " fires, channel " + std::to_string(*firing.channel) : " fires, time-out");
     }
 }
 
 void FiringExplanations::explainAll(std::uint64_t timestamp) {
     for (std::size_t i = 0; i < triggers.size(); ++i) {
-        write(i, timestamp, " ");
+        write(i, timestamp, "");
     }
 }
 
 void FiringExplanations::write(std::size_t trigger, std::uint64_t timestamp, std::string_view event) {
     std::ostringstream text;
     Condition& condition = triggers.condition(trigger);
-    text << timeText(timestamp) << event << condition.name() << '\n';
+    text << timeText(timestamp) << ' ' << condition.name() << event << '\n';
     explain(
         condition, [this](const BaseSignal& signal) { return whyUnknown(signal); }, text);
     text << '\n';

@@ -114,9 +114,9 @@ class TriggerRun {
         run.summarise(statistics);
         for (std::size_t i = 0; i < triggers.size(); ++i) {
             const TriggerCounts& counts = triggers.counts(i);
-            console.messages << triggers.condition(i).name() << ": evaluated " << counts.evaluations()
-                             << " times: " << counts.isTrue << " true, " << counts.isFalse << " false, "
-                             << counts.isUnknown << " unknown; fired " << counts.firings << " times\n";
+            console.messages << triggers.condition(i).name() << ": evaluations " << counts.evaluations()
+                             << ", true " << counts.isTrue << ", false " << counts.isFalse << ", unknown "
+                             << counts.isUnknown << ", firings " << counts.firings << '\n';
         }
         if (windows) {
             windows->summarise(console.messages);

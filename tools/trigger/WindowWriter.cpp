@@ -40,8 +40,8 @@ std::uint64_t sum(std::uint64_t left, std::uint64_t right) {
 } // namespace
 
 WindowWriter::WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent,
-                           std::string folder, std::size_t valueLimit)
-    : catalog(catalog), triggers(triggers), extent(extent), folder(std::move(folder)), values(valueLimit) {
+                           std::string folder)
+    : catalog(catalog), triggers(triggers), extent(extent), folder(std::move(folder)), values(maxValues) {
     std::filesystem::create_directories(this->folder);
     for (const auto& signal : catalog.signals()) {
         cells.emplace_back(*signal, csvSyntax);
@@ -122,13 +122,13 @@ void WindowWriter::finish() {
 }
 
 void WindowWriter::summarise(std::ostream& out) const {
-    out << files << " window" << (files == 1 ? "" : "s") << " written to " << folder << '\n';
+    out << "windows written to " << folder << ": " << files << '\n';
     if (incomplete > 0) {
-        out << incomplete << " of them lack their oldest values: more than " << maxValues
-            << " were decoded in one\n";
+        out << "windows without their oldest values, with more than " << maxValues << ": " << incomplete
+            << '\n';
     }
     if (omitted > 0) {
-        out << omitted << " firings have no window: there are files for " << maxFiles << " only\n";
+        out << "firings without a window, behind the first " << maxFiles << ": " << omitted << '\n';
     }
 }
 

@@ -34,8 +34,7 @@ class WindowWriter : public FiringSink {
 
     /// Makes `folder` if it is not there; everything else must outlive the writer.
     /// \throws std::system_error if that fails
-    WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent, std::string folder,
-                 std::size_t valueLimit = maxValues);
+    WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent, std::string folder);
 
     /// Writes the windows that ended before `now`, and forgets values that no window can hold any more.
     /// \throws std::system_error if a file cannot be written
