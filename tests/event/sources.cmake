@@ -1,0 +1,2 @@
+set(EVENT_TEST_SOURCES
+  event/EventParserTest.cpp)
