@@ -3,16 +3,10 @@
 #include "condition/SignalRange.h"
 #include "output/NumberText.h"
 
-#include <array>
 #include <utility>
 
 namespace rksignal {
 namespace {
-
-std::string numberText(double value) {
-    std::array<char, maxNumberText> digits{};
-    return {digits.data(), writeDouble(digits.data(), value)};
-}
 
 std::string withUnit(std::string number, const ExpressionNode& node) {
     const bool hasUnit = node.kind == Operator::Signal && !node.signal->def.unit.empty();
@@ -121,7 +115,7 @@ class Check {
         }
         const Interval truth = Interval::of(tree[index].kind == Operator::NotEqual ? 1 : 0);
         warn(quoted(index) + " " + verdict(truth) + ": the nearest values of " + signal.def.instance +
-             " are " + numberText(nearest.low) + " and " + withUnit(numberText(nearest.high), tree[side]));
+             " are " + doubleText(nearest.low) + " and " + withUnit(doubleText(nearest.high), tree[side]));
         return truth;
     }
 
@@ -191,7 +185,7 @@ class Check {
             return " is never a number";
         }
         if (range.isSingle()) {
-            const std::string number = numberText(range.low);
+            const std::string number = doubleText(range.low);
             return tree.text(index) == number
                        ? ""
                        : (tree.isConstant(index) ? " is " : " is always ") + withUnit(number, node);
@@ -200,8 +194,8 @@ class Check {
             return " is 0 or 1";
         }
         return range.isEverything() ? ""
-                                    : " lies between " + numberText(range.low) + " and " +
-                                          withUnit(numberText(range.high), node);
+                                    : " lies between " + doubleText(range.low) + " and " +
+                                          withUnit(doubleText(range.high), node);
     }
 
     const ExpressionNode& withoutTruth(std::size_t index) const {

@@ -2,8 +2,6 @@
 
 #include "output/NumberText.h"
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 #include <ostream>
 
@@ -49,10 +47,12 @@ class Explainer {
             open.push_back({node.left, depth});
             return;
         }
-        if (node.kind == Operator::Constant && node.missing.empty()) {
+        const std::string text = tree.text(index);
+        const std::string value = valueText(index);
+        if (text == value) { // a number
             return;
         }
-        out << std::string(2 * depth, ' ') << tree.text(index) << ": " << valueText(index) << '\n';
+        out << std::string(2 * depth, ' ') << text << ": " << value << '\n';
         openOperands(index, depth + 1);
     }
 
@@ -85,7 +85,7 @@ class Explainer {
         if (!node.missing.empty()) {
             return "0 (no such signal)";
         }
-        return std::isnan(values[index]) ? arithmeticUnknown(node) : numberText(values[index]);
+        return std::isnan(values[index]) ? arithmeticUnknown(node) : doubleText(values[index]);
     }
 
     std::string arithmeticUnknown(const ExpressionNode& node) const {
@@ -103,13 +103,8 @@ class Explainer {
             return "unknown (not a number)";
         }
         const std::string meaning = signal.getValueDescription(raw);
-        return numberText(value) + (signal.def.unit.empty() ? "" : " " + signal.def.unit) +
+        return doubleText(value) + (signal.def.unit.empty() ? "" : " " + signal.def.unit) +
                (meaning.empty() ? "" : " (" + meaning + ")");
-    }
-
-    static std::string numberText(double value) {
-        std::array<char, maxNumberText> digits{};
-        return {digits.data(), writeDouble(digits.data(), value)};
     }
 
     const ExpressionTree& tree;

@@ -15,7 +15,7 @@ using UnknownReason = std::function<std::string(const BaseSignal&)>;
 
 /// Writes the value of the condition and of each of its sub-expressions, one a line, operands below their
 /// operator and indented by two more. Reads the signals as they are now; `reason` is asked about those
-/// without a value. Constants have no line of their own. The operands of `a && b && c` stand side by side.
+/// without a value. Numbers have no line of their own. The operands of `a && b && c` stand side by side.
 ///
 ///     Engine.Speed > 3000 && Gear.Lever == 2: true
 ///       Engine.Speed > 3000: true

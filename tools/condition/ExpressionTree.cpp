@@ -86,11 +86,7 @@ std::string leafText(const ExpressionNode& node) {
     if (node.kind == Operator::Signal) {
         return node.signal->def.instance;
     }
-    if (!node.missing.empty()) {
-        return node.missing;
-    }
-    std::array<char, maxNumberText> digits{};
-    return {digits.data(), writeDouble(digits.data(), node.constant)};
+    return node.missing.empty() ? doubleText(node.constant) : node.missing;
 }
 
 std::string operandText(Operator kind, Piece operand, bool isRight) {

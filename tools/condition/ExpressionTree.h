@@ -69,7 +69,8 @@ class ExpressionTree {
     bool isConstant(std::size_t node) const;
 
     /// The sub-expression, with as few parentheses as it needs to be read back as the same, and those of an
-    /// `||` before an `&&`, which bind equally but do not everywhere. Keyword constants are their numbers.
+    /// `||` before an `&&`, which bind equally but do not everywhere. Keyword constants are their numbers,
+    /// a number too large for a double is `inf`.
     std::string text(std::size_t node) const;
 
   private:

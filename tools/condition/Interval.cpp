@@ -74,24 +74,21 @@ bool canBeZero(Interval a) {
 }
 
 bool canBeOther(Interval a) {
-    return a.low < 0 || a.high > 0;
+    return !a.isEmpty() && (a.low < 0 || a.high > 0);
 }
 
 Interval logicalNot(Interval a) {
-    return a.isEmpty() ? a : truth(canBeOther(a), canBeZero(a));
+    return truth(canBeOther(a), canBeZero(a));
 }
 
 /// A zero decides, whether the other is known or not.
 Interval logicalAnd(Interval a, Interval b) {
-    const bool known = !a.isEmpty() && !b.isEmpty();
-    return truth(canBeZero(a) || canBeZero(b), known && canBeOther(a) && canBeOther(b));
+    return truth(canBeZero(a) || canBeZero(b), canBeOther(a) && canBeOther(b));
 }
 
-/// A positive number decides, whether the other is known or not; a negative one only beside a known one.
+/// A positive number decides, whether the other is known or not.
 Interval logicalOr(Interval a, Interval b) {
-    const bool known = !a.isEmpty() && !b.isEmpty();
-    const bool canBeTrue = known ? canBeOther(a) || canBeOther(b) : a.high > 0 || b.high > 0;
-    return truth(canBeZero(a) && canBeZero(b), canBeTrue);
+    return truth(canBeZero(a) && canBeZero(b), canBeOther(a) || canBeOther(b));
 }
 
 Interval ofNumbers(Operator kind, Interval a, Interval b) {

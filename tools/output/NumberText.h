@@ -17,12 +17,12 @@ constexpr std::size_t maxNumberText = 32;
 /// from 10^-5 to 10^15 without exponent (`0.0001`), others with (`1e-07`). `nan`, `inf`, `-inf`.
 char* writeDouble(char* out, double value);
 
+/// The same text as a string.
+std::string doubleText(double value);
+
 /// A raw value: decimal, with sign if the type has one; the bits of a float or double as `0x` and 8 or 16
 /// hexadecimal digits.
 char* writeRaw(char* out, std::uint64_t raw, signalValue_t type);
-
-/// The same as a string.
-std::string doubleText(double value);
 
 /// Writes time stamps as seconds with 6 decimals, or 9 when they are not whole microseconds. Remembers the
 /// last second, which most frames share with the one before.

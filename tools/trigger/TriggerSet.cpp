@@ -9,7 +9,8 @@ TriggerSet::TriggerSet(const Catalog& catalog, std::vector<std::unique_ptr<Condi
                        bool edgeTrigger)
     : edgeTrigger(edgeTrigger) {
     for (auto& condition : conditions) {
-        triggers.push_back({std::move(condition)});
+        ExpParser& parser = condition->parser();
+        triggers.push_back({std::move(condition), &parser});
     }
     due.reserve(triggers.size());
     firing.reserve(triggers.size());
@@ -19,7 +20,7 @@ TriggerSet::TriggerSet(const Catalog& catalog, std::vector<std::unique_ptr<Condi
 void TriggerSet::buildIndex(const Catalog& catalog) {
     std::vector<std::pair<std::size_t, std::uint32_t>> uses; // signal, trigger
     for (std::uint32_t trigger = 0; trigger < triggers.size(); ++trigger) {
-        for (const BaseSignal* const signal : triggers[trigger].condition->parser().signals) {
+        for (const BaseSignal* const signal : triggers[trigger].parser->signals) {
             uses.emplace_back(catalog.indexOf(signal->id), trigger);
         }
     }
@@ -57,7 +58,7 @@ std::span<const std::uint32_t> TriggerSet::evaluate() {
 bool TriggerSet::fires(Trigger& trigger) const {
     trigger.isDue = false;
     bool result = false;
-    if (!trigger.condition->parser().getExpResult(result)) {
+    if (!trigger.parser->getExpResult(result)) {
         ++trigger.counts.isUnknown;
         return false;
     }

@@ -52,6 +52,7 @@ class TriggerSet {
   private:
     struct Trigger {
         std::unique_ptr<Condition> condition;
+        ExpParser* parser; ///< of the condition, without a detour: most conditions are not in the cache
         TriggerCounts counts = {};
         bool wasTrue = false; ///< when last known
         bool isDue = false;
