@@ -5,9 +5,11 @@
 #include "trace/LineReader.h"
 
 #include <CLI/CLI.hpp>
+#include <iomanip>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <sstream>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -66,15 +68,22 @@ std::vector<Source> listSources(const std::string& text) {
 }
 
 std::string table(const std::vector<Source>& sources) {
-    std::string text;
+    std::ostringstream text;
+    const auto writeRow = [&text](const auto& source, const auto& count, const auto& number,
+                                  const std::string& name) {
+        text << std::left << std::setw(14) << source << std::right << std::setw(7) << count << std::setw(12)
+             << number << "  " << name << '\n';
+    };
+    writeRow("source", "count", "number", "signal");
     for (const Source& source : sources) {
-        text += source.name + ", " + std::to_string(source.count) + " times:\n";
+        bool isFirst = true;
         for (const Source::Signal& signal : source.signals) {
-            text += "  " + signal.name;
-            text += signal.number ? " (input " + std::to_string(*signal.number) + ")\n" : "\n";
+            writeRow(isFirst ? source.name : "", isFirst ? std::to_string(source.count) : "",
+                     signal.number ? std::to_string(*signal.number) : "", signal.name);
+            isFirst = false;
         }
     }
-    return text;
+    return text.str();
 }
 
 std::string jsonText(const std::vector<Source>& sources) {
