@@ -47,10 +47,8 @@ Conditions randomConditions(Dice dice, const Catalog& catalog, SignalStorage& st
     Conditions conditions;
     std::vector<Finding> findings;
     for (int i = 0; i < 30; ++i) {
-        std::string text = "!(" + name() + " > 0)";
-        for (unsigned terms = dice(3); terms > 0; --terms) {
-            text += (dice(2) != 0 ? " && " : " || ") + name() + " != " + std::to_string(dice(3));
-        }
+        const std::string text = "!(" + name() + " > 0)" + (dice(2) != 0 ? " && " : " || ") + name() +
+                                 " != " + std::to_string(dice(3)) + " || " + name() + " > 2";
         conditions.push_back(
             Condition::compile({std::to_string(i), text, ""}, storage, {edge, false}, findings));
     }
@@ -60,8 +58,8 @@ Conditions randomConditions(Dice dice, const Catalog& catalog, SignalStorage& st
 /// The library's getTrigger after every frame and every time-out. Without edge trigger, where it fires again
 /// and again, only conditions with a signal that looks other than before count.
 struct Model : ValueSink {
-    Model(const Catalog& catalog, SignalStorage& storage, Conditions conditions, bool edge)
-        : catalog(catalog), storage(storage), conditions(std::move(conditions)), edge(edge) {}
+    Model(const Catalog& catalog, Conditions conditions, bool edge)
+        : catalog(catalog), conditions(std::move(conditions)), edge(edge) {}
 
     void reached(std::uint64_t now) override {
         std::set<std::uint64_t> writes;
@@ -71,8 +69,8 @@ struct Model : ValueSink {
         for (const std::uint64_t write : writes) {
             std::vector<unsigned long> ids;
             if (write + timeout < now) {
-                BaseSignal::checkTimeout(write + 1, ids, &storage);
-                BaseSignal::clear(ids, &storage);
+                BaseSignal::checkTimeout(write + 1, ids, catalog.signals()[0]->storage);
+                BaseSignal::clear(ids, catalog.signals()[0]->storage);
                 evaluate(write + timeout);
             }
         }
@@ -86,11 +84,10 @@ struct Model : ValueSink {
             now[signal.get()] = signal->slot->valid != 0 ? signal->physical() : -100;
         }
         for (const auto& condition : conditions) {
-            bool changed = false;
-            for (const BaseSignal* const signal : condition->parser().signals) {
-                changed = changed || before.empty() || now[signal] != before[signal];
-            }
-            if ((edge || changed) && condition->parser().getTrigger()) {
+            const auto changed = [&](const BaseSignal* signal) { return now[signal] != before[signal]; };
+            const auto& signals = condition->parser().signals;
+            if ((edge || std::any_of(signals.begin(), signals.end(), changed)) &&
+                condition->parser().getTrigger()) {
                 firings.push_back(std::to_string(time) + " " + condition->name());
             }
         }
@@ -98,7 +95,6 @@ struct Model : ValueSink {
     }
 
     const Catalog& catalog;
-    SignalStorage& storage;
     Conditions conditions;
     bool edge;
     std::vector<std::string> firings;
@@ -106,8 +102,8 @@ struct Model : ValueSink {
 };
 
 struct Recorder : FiringSink {
-    void fired(const Firing& firing) override {
-        firings.push_back(std::to_string(firing.timestamp) + " " + std::to_string(firing.trigger));
+    void fired(const Firing& each) override {
+        firings.push_back(std::to_string(each.timestamp) + " " + std::to_string(each.trigger));
     }
     std::vector<std::string> firings;
 };
@@ -117,7 +113,7 @@ std::vector<std::string> firings(const std::string& log, unsigned seed, bool edg
     Catalog catalog(storage);
     catalog.add(parseDbc(definitions, "bound"), 0);
     catalog.add(parseDbc(definitions, "any"), std::nullopt); // decodes the frames of channel 0 once more
-    Model model(catalog, storage, randomConditions(Dice(seed), catalog, storage, edge), edge);
+    Model model(catalog, randomConditions(Dice(seed), catalog, storage, edge), edge);
     TriggerSet triggers(catalog, byModel ? Conditions() : std::move(model.conditions), edge);
     Recorder recorder;
     const OutputBuffer out(-1);
