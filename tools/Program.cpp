@@ -2,7 +2,9 @@
 
 #include "check/CheckCommand.h"
 #include "decode/DecodeCommand.h"
+#include "events/EventsCommand.h"
 #include "output/OutputBuffer.h"
+#include "trigger/TriggerCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -28,6 +30,8 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     program.require_subcommand(1);
     int status = Clean;
     addDecodeCommand(program, console, status);
+    addTriggerCommand(program, console, status);
+    addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
     try {
         program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // last one first

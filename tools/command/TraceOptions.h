@@ -9,6 +9,7 @@
 
 namespace CLI {
 class App;
+class Option;
 } // namespace CLI
 
 namespace rksignal {
@@ -26,7 +27,7 @@ struct TraceOptions {
 /// below.
 void addTraceArguments(CLI::App& command, TraceOptions& options);
 
-/// Adds what says where and how results are written: `--format`, `--output` and `--quiet`.
-void addOutputArguments(CLI::App& command, TraceOptions& options);
+/// Adds what says where and how results are written: `--format`, which is returned, `--output`, `--quiet`.
+CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options);
 
 } // namespace rksignal

@@ -6,9 +6,7 @@
 #include "output/OutputFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <ostream>
-#include <system_error>
 
 namespace rksignal {
 
@@ -72,14 +70,6 @@ std::uint64_t TraceRun::knownSize() const {
         total += trace->size();
     }
     return total;
-}
-
-bool TraceRun::finish(OutputBuffer& out) const {
-    out.flush();
-    if (out.closed() && out.error() != EPIPE) {
-        throw std::system_error(out.error(), std::generic_category(), "cannot write the output");
-    }
-    return !out.closed();
 }
 
 void TraceRun::summarise(const ReplayStatistics& statistics) const {

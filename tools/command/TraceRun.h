@@ -31,10 +31,6 @@ class TraceRun {
     /// flushed whenever the pipe has nothing more. \throws std::system_error if reading fails
     ReplayStatistics replay(ValueSink& sink, OutputBuffer& out);
 
-    /// Flushes `out`. \return false if the reader of the output has gone: it has seen enough, and nothing
-    /// more is to be said \throws std::system_error if the output could not be written
-    bool finish(OutputBuffer& out) const;
-
     /// Prints the statistics, unless quiet.
     void summarise(const ReplayStatistics& statistics) const;
 

@@ -48,8 +48,8 @@ char* writeDouble(char* out, double value) {
 }
 
 std::string doubleText(double value) {
-    char digits[maxNumberText];
-    return {digits, writeDouble(digits, value)};
+    char text[maxNumberText];
+    return {text, writeDouble(text, value)};
 }
 
 char* writeRaw(char* out, std::uint64_t raw, signalValue_t type) {
@@ -77,6 +77,11 @@ char* TimeText::write(char* out, std::uint64_t timestamp) {
     std::memcpy(out, text, length);
     return nanoseconds % 1000 == 0 ? writePadded(out + length, nanoseconds / 1000, 6)
                                    : writePadded(out + length, nanoseconds, 9);
+}
+
+std::string timeText(std::uint64_t timestamp) {
+    char text[maxNumberText];
+    return {text, TimeText().write(text, timestamp)};
 }
 
 } // namespace rksignal

@@ -37,4 +37,7 @@ class TimeText {
     std::size_t length = 0;
 };
 
+/// A single time stamp as a string.
+std::string timeText(std::uint64_t timestamp);
+
 } // namespace rksignal
