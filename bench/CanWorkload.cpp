@@ -1,6 +1,7 @@
 #include "CanWorkload.h"
 
-#include "dbc/DbcParser.h"
+#include "dbc/DbcFile.h"
+#include "replay/CanDefinition.h"
 
 #include <cstdio>
 #include <map>
@@ -36,20 +37,6 @@ std::vector<CANExtTraceMessage> randomFrames(const std::vector<canSignalDef_t>& 
         frames.push_back(frame);
     }
     return frames;
-}
-
-signalValue_t valueType(rksignal::DbcValueType type) {
-    switch (type) {
-    case rksignal::DbcValueType::Signed:
-        return signalValue_t::Signed;
-    case rksignal::DbcValueType::Float:
-        return signalValue_t::Float;
-    case rksignal::DbcValueType::Double:
-        return signalValue_t::Double;
-    case rksignal::DbcValueType::Unsigned:
-        break;
-    }
-    return signalValue_t::Unsigned;
 }
 
 } // namespace
@@ -96,18 +83,9 @@ std::optional<CanWorkload> dbcWorkload(const Recording& recording) {
     workload.name = recording.name;
     for (const auto& message : rksignal::parseDbc(*text, recording.file).messages) {
         for (const auto& signal : message.signals) {
-            canSignalDef_t definition;
+            canSignalDef_t definition = rksignal::canDefinition(message, signal);
             definition.instance = message.name + "." + signal.name;
-            definition.signal = signal.name;
-            definition.startbit = signal.startbit;
-            definition.bits = signal.bits;
-            definition.endian = signal.bigEndian;
-            definition.type = valueType(signal.type);
-            definition.scale = signal.scale;
-            definition.offset = signal.offset;
-            definition.msgId = message.id;
-            definition.extended = message.extended;
-            definition.canFD = message.canFd;
+            definition.multiplexer = 0; // every signal is there in every frame
             workload.definitions.push_back(definition);
         }
     }

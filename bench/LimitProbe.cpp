@@ -90,35 +90,35 @@ const LimitProbe::Bucket* LimitProbe::find(const CANExtTraceMessage& message) co
     }
 }
 
-bool LimitProbe::decodePrivate(const CANExtTraceMessage& message, std::vector<unsigned long>& ids) {
+/// `store` keeps the raw value in its field.
+template <class Field, class Store>
+bool LimitProbe::decode(std::vector<Field>& fields, const CANExtTraceMessage& message,
+                        std::vector<unsigned long>& ids, Store&& store) {
     ids.clear();
     const Bucket& bucket = *find(message);
     std::uint64_t little = 0;
     std::memcpy(&little, message.payload.data(), sizeof little);
     const std::uint64_t big = __builtin_bswap64(little);
     for (std::uint32_t i = bucket.begin; i < bucket.end; ++i) {
-        PrivateField& field = privateFields[i];
+        Field& field = fields[i];
         const std::uint64_t bits = ((field.bigEndian ? big : little) >> field.right) & field.mask;
-        const std::uint64_t raw = (bits ^ field.sign) - field.sign;
-        field.modified = raw != field.raw;
-        field.raw = raw;
-        field.timestamp = message.timestamp;
-        field.valid = true;
+        store(field, (bits ^ field.sign) - field.sign);
         ids.push_back(field.id);
     }
     return !ids.empty();
 }
 
+bool LimitProbe::decodePrivate(const CANExtTraceMessage& message, std::vector<unsigned long>& ids) {
+    return decode(privateFields, message, ids, [&message](PrivateField& field, std::uint64_t raw) {
+        field.modified = raw != field.raw;
+        field.raw = raw;
+        field.timestamp = message.timestamp;
+        field.valid = true;
+    });
+}
+
 bool LimitProbe::decodeShared(const CANExtTraceMessage& message, std::vector<unsigned long>& ids) {
-    ids.clear();
-    const Bucket& bucket = *find(message);
-    std::uint64_t little = 0;
-    std::memcpy(&little, message.payload.data(), sizeof little);
-    const std::uint64_t big = __builtin_bswap64(little);
-    for (std::uint32_t i = bucket.begin; i < bucket.end; ++i) {
-        SharedField& field = sharedFields[i];
-        const std::uint64_t bits = ((field.bigEndian ? big : little) >> field.right) & field.mask;
-        const std::uint64_t raw = (bits ^ field.sign) - field.sign;
+    return decode(sharedFields, message, ids, [&message](SharedField& field, std::uint64_t raw) {
         signalSlot_t& slot = *field.slot;
         while (pthread_mutex_trylock(&slot.mutex) != 0) {
         }
@@ -127,9 +127,7 @@ bool LimitProbe::decodeShared(const CANExtTraceMessage& message, std::vector<uns
         slot.timestamp = message.timestamp;
         slot.valid = 1;
         pthread_mutex_unlock(&slot.mutex);
-        ids.push_back(field.id);
-    }
-    return !ids.empty();
+    });
 }
 
 std::uint64_t LimitProbe::raw(std::size_t definition) const {

@@ -43,6 +43,9 @@ class LimitProbe {
     };
 
     const Bucket* find(const CANExtTraceMessage& message) const;
+    template <class Field, class Store>
+    bool decode(std::vector<Field>& fields, const CANExtTraceMessage& message,
+                std::vector<unsigned long>& ids, Store&& store);
 
     std::vector<Bucket> buckets;
     int shift = 64;

@@ -16,7 +16,7 @@ void load(benchmark::State& state, const std::string& text) {
         }
     }
     state.counters["signals"] = static_cast<double>(signals);
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
 /// 500 messages of 8 signals each with units and value descriptions.
