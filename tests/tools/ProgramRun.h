@@ -1,42 +1,73 @@
 /// \file
-/// Runs the program inside a test and collects what it writes.
+/// Runs the built program on files that exist for one test only.
 #pragma once
 
-#include "Program.h"
-#include "tools/TemporaryFolder.h"
+#include <nlohmann/json.hpp>
 
-#include <cstdio>
-#include <memory>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
 #include <sstream>
+#include <stdexcept>
 #include <string>
-#include <vector>
+#include <sys/wait.h>
 
 namespace rksignal {
 
 struct ProgramResult {
-    int status;
-    std::string output;
-    std::string messages; ///< without the path of the test's folder
+    int status;           ///< with which it ended
+    std::string output;   ///< its standard output
+    std::string messages; ///< its standard error
 };
 
-/// Runs the program on files of `folder`.
-inline ProgramResult runIn(const TemporaryFolder& folder, const std::vector<std::string>& arguments,
-                           bool interactive = false) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-        std::fopen(folder.path(".output").c_str(), "w"), std::fclose);
-    std::ostringstream messages;
-    const int status = runProgram(arguments, Console{fileno(file.get()), messages, interactive});
-    return {status, folder.read(".output"), folder.withoutPath(messages.str())};
-}
+/// A folder that is removed with everything in it.
+class TemporaryFolder {
+  public:
+    TemporaryFolder() {
+        std::string name = (std::filesystem::temp_directory_path() / "rksignal-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("cannot make a folder " + name);
+        }
+        folder = name;
+    }
+    ~TemporaryFolder() { std::filesystem::remove_all(folder); }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-/// Runs `decode` with `options` on one definition file and one trace.
-inline ProgramResult decodeText(const std::string& dbc, const std::string& trace,
-                                const std::vector<std::string>& options = {}) {
-    const TemporaryFolder folder;
-    std::vector<std::string> arguments = {"decode", "--dbc", folder.write("test.dbc", dbc),
-                                          folder.write("test.log", trace)};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    return runIn(folder, arguments);
+    std::string path(const std::string& name) const { return folder / name; }
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(folder / name, std::ios::binary) << text;
+    }
+    std::string read(const std::string& name) const {
+        std::ifstream file(folder / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    /// Runs a shell command in the folder; `rksignal` is the program.
+    ProgramResult run(const std::string& command) const {
+        const std::string script = "cd '" + folder.string() +
+                                   "'; rksignal() { " RKSIGNAL_PROGRAM " \"$@\"; }\n{ " + command +
+                                   "\n} > .output 2> .messages";
+        const int status = std::system(script.c_str()); // NOLINT: tests have one thread
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".output"), read(".messages")};
+    }
+
+  private:
+    std::filesystem::path folder;
+};
+
+/// Calls `use` with each of the JSON lines in `output`, its message and its signal.
+template <class Use>
+void forEachRow(const std::string& output, Use&& use) {
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        const auto row = nlohmann::json::parse(line);
+        const std::string instance = row["instance"];
+        const std::size_t dot = instance.find('.');
+        use(row, instance.substr(0, dot), instance.substr(dot + 1));
+    }
 }
 
 } // namespace rksignal

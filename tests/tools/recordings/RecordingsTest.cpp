@@ -1,0 +1,184 @@
+/// \file
+/// Recorded drives, single frames and definition files of public projects, against what other decoders make
+/// of them. They lie in the folder that the environment variable RKSIGNAL_RECORDINGS names.
+#include "replay/Catalog.h"
+#include "tools/ProgramRun.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <regex>
+
+namespace rksignal {
+namespace {
+
+using nlohmann::json;
+using Frame = std::map<std::string, json>;                      ///< rows by signal
+using Frames = std::map<std::pair<double, std::string>, Frame>; ///< by time and message
+
+std::string testName(const testing::TestParamInfo<const char*>& info) {
+    return std::regex_replace(info.param, std::regex("[^A-Za-z0-9]+"), "_");
+}
+
+class Recordings : public testing::TestWithParam<const char*> {
+  protected:
+    void SetUp() override {
+        if (folder == nullptr) {
+            GTEST_SKIP() << "RKSIGNAL_RECORDINGS is not set";
+        }
+    }
+
+    std::string pathOf(const std::string& name) const { return folder + ("/" + name); }
+    json read(const std::string& name) const {
+        std::ifstream file(pathOf(name));
+        return json::parse(file);
+    }
+
+    const char* const folder = std::getenv("RKSIGNAL_RECORDINGS");
+    TemporaryFolder working;
+};
+
+/// Equal but for the order of the operations that made them. JSON has no number for not-a-number.
+bool same(const json& left, const json& right) {
+    const double a = left.is_number() ? left.get<double>() : std::nan("");
+    const double b = right.is_number() ? right.get<double>() : std::nan("");
+    return a == b || (std::isnan(a) && std::isnan(b)) ||
+           std::abs(a - b) <= 1e-12 * std::max(std::abs(a), std::abs(b));
+}
+
+void expectFrame(const Frame& frame, const json& expected) {
+    EXPECT_EQ(frame.size(), expected.size());
+    for (const auto& [name, values] : expected.items()) {
+        ASSERT_TRUE(frame.contains(name)) << name;
+        const json& row = frame.at(name);
+        EXPECT_TRUE(row["raw"].is_string() || row["raw"].dump() == values["raw"].dump()) << row;
+        EXPECT_PRED2(same, row["value"], values["physical"]) << row;
+        EXPECT_EQ(row["unit"], values.value("unit", row["unit"])) << row;
+        EXPECT_EQ(row["text"], values.value("name", row["text"])) << row;
+    }
+}
+
+/// The sum of the numbers in the group of `pattern`, wherever it matches.
+std::uint64_t sumOf(const std::string& text, const char* pattern) {
+    const std::regex regex(pattern);
+    std::uint64_t sum = 0;
+    for (std::sregex_iterator match(text.begin(), text.end(), regex), end; match != end; ++match) {
+        sum += std::stoull(match->str(1));
+    }
+    return sum;
+}
+
+class RecordedLogs : public Recordings {};
+
+TEST_P(RecordedLogs, EverySignalIsAsExpected) {
+    const json expected = read(std::string("expected/") + GetParam() + ".json");
+    const std::string log = " '" + pathOf(expected["log"]) + "'";
+    const std::string channel =
+        expected["channel"].is_string() ? expected["channel"].get<std::string>() + "=" : "";
+    const ProgramResult result =
+        working.run("rksignal decode --format jsonl --dbc '" + channel + pathOf(expected["dbc"]) + "'" + log);
+    const auto keyOf = [](const json& sample) {
+        return std::pair(std::stod(sample["t"].get<std::string>()), sample["message"].get<std::string>());
+    };
+    Frames samples;
+    for (const json& sample : expected["samples"]) {
+        samples[keyOf(sample)];
+    }
+    std::map<std::string, std::vector<double>> series;
+    forEachRow(result.output, [&](const json& row, const std::string& message, const std::string& signal) {
+        series[row["instance"]].push_back(row["value"]);
+        if (const auto sample = samples.find({row["time"], message}); sample != samples.end()) {
+            sample->second[signal] = row;
+        }
+    });
+    for (const json& sample : expected["samples"]) {
+        SCOPED_TRACE(sample);
+        expectFrame(samples[keyOf(sample)], sample["signals"]);
+    }
+    for (const auto& [instance, values] : expected["signals"].items()) {
+        SCOPED_TRACE(instance);
+        const std::vector<double>& found = series[instance];
+        ASSERT_EQ(found.size(), values["count"]);
+        if (!found.empty()) {
+            const auto [least, greatest] = std::minmax_element(found.begin(), found.end());
+            EXPECT_PRED2(same, *least, values["min"]);
+            EXPECT_PRED2(same, *greatest, values["max"]);
+            EXPECT_PRED2(same, found.front(), values["first"]);
+            EXPECT_PRED2(same, found.back(), values["last"]);
+        }
+    }
+    EXPECT_EQ(series.size(), expected["signals"].size()) << "signals that were not expected";
+    const std::string& summary = result.messages;
+    EXPECT_EQ(sumOf(summary, R"((\d+) decoded)"), expected["matched"]);
+    EXPECT_EQ(sumOf(summary, R"(: (\d+) of \d+ frames?, )"), expected["short_frames"]);
+    EXPECT_EQ(sumOf(summary, R"(never seen: (\d+) of )") + expected["matched_ids"].get<std::size_t>(),
+              expected["dbc_messages"]);
+    EXPECT_EQ(sumOf(summary, R"((\d+) frames read)"),
+              std::stoul(working.run("grep -c '^([0-9]'" + log).output));
+    EXPECT_EQ(sumOf(summary, R"((\d+) malformed)"), std::stoul(working.run("grep -c '^(-'" + log).output));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, RecordedLogs,
+    testing::Values(
+        "230112-7-2019-pcan-ccan-power-off-on-ready-off.converted.candump__pcan.with_BS_BU.derived.dbc",
+        "250105-1-2020-comp-can-heating.converted.candump__comp_can.dbc",
+        "candump-2021-07-21_220402-15-seconds-engine-on-big-truck__remora_exact_ids.derived.dbc",
+        "candump-2021-07-22_220952-short-temp-sensor-black-box__remora.dbc"),
+    testName);
+
+class Vectors : public Recordings {};
+
+TEST_P(Vectors, ExactlyTheExpectedSignalsAreWritten) {
+    const json vectors = read(std::string("vectors/") + GetParam() + "_open.json")["vectors"];
+    std::map<std::string, std::ostringstream> traces; // by definition file, one frame a second
+    for (std::size_t second = 0; second < vectors.size(); ++second) {
+        const json& vector = vectors[second];
+        const std::string data = vector["data"];
+        traces[vector["dbc"]] << '(' << second << ".0) can0 " << std::hex << std::setfill('0')
+                              << std::setw(vector["extended"] ? 8 : 3) << vector["frame_id"].get<unsigned>()
+                              << std::dec << (data.size() > 16 ? "##0" : "#") << data << '\n';
+    }
+    Frames frames;
+    for (const auto& [dbc, trace] : traces) {
+        working.write("t.log", trace.str());
+        const std::string path = pathOf((GetParam() == std::string("cantools") ? "cantools/dbc/" : "") + dbc);
+        forEachRow(working.run("rksignal decode --format jsonl t.log --dbc '" + path + "'").output,
+                   [&frames](const json& row, const std::string& message, const std::string& signal) {
+                       frames[{row["time"], message}][signal] = row;
+                   });
+    }
+    for (std::size_t second = 0; second < vectors.size(); ++second) {
+        SCOPED_TRACE(vectors[second]);
+        const std::pair<double, std::string> key(second, vectors[second]["message"]);
+        expectFrame(frames[key], vectors[second]["signals"]);
+        frames.erase(key);
+    }
+    EXPECT_EQ(frames.size(), 0U) << "of other messages than expected";
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Vectors, testing::Values("cantools", "other_dbcs"), testName);
+
+class RecordedDefinitions : public Recordings {};
+
+TEST_F(RecordedDefinitions, EveryLineIsUsedButForKnownFaults) {
+    std::map<std::string, std::size_t> unused; // lines
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.path().extension() == ".dbc") {
+            SignalStorage storage;
+            Catalog catalog(storage);
+            catalog.add(readDbc(entry.path()), std::nullopt);
+            const std::string count = "grep -acE '^ *(BO_ .*:|SG_ .*@)' '" + entry.path().string() + "'";
+            unused[entry.path().filename()] =
+                std::stoul(working.run(count).output) - catalog.decoders().size() - catalog.signals().size();
+        }
+    }
+    std::erase_if(unused, [](const auto& file) { return file.second == 0; });
+    EXPECT_THAT(unused, testing::ElementsAre(testing::Pair("gbk.dbc", 91), testing::Pair("issue_62.dbc", 19),
+                                             testing::Pair("toyota_2017_ref_pt.dbc", 307)));
+}
+
+} // namespace
+} // namespace rksignal
