@@ -3,16 +3,14 @@
 #include "tools/ProgramRun.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 namespace rksignal {
 namespace {
 
-ProgramResult events(const std::string& text, std::vector<std::string> arguments = {}) {
+ProgramResult events(const std::string& text, const std::string& option = "") {
     const TemporaryFolder folder;
     folder.write("event.txt", text);
-    arguments.insert(arguments.begin(), {"events", folder.path("event.txt")});
-    return runIn(folder, arguments);
+    return folder.run("rksignal events event.txt " + option);
 }
 
 TEST(EventsCommand, ListsSignalsBySource) {
@@ -27,10 +25,10 @@ logger              1              Logger.Timer
 logger timer        1              Logger.Timer
 GPS                 1              GPS.Speed
 )");
-    EXPECT_EQ(nlohmann::json::parse(events("RC.TRG DI.5 RC.TRG", {"--json"}).output), R"([
+    EXPECT_EQ(nlohmann::json::parse(events("RC.TRG DI.5 RC.TRG", "--json").output), R"([
         {"source": "remote control", "count": 2, "signals": [{"name": "RC.TRG"}]},
         {"source": "digital inputs", "count": 1, "signals": [{"name": "DI.5", "number": 5}]}])"_json);
-    EXPECT_EQ(events("nothing", {"--json"}).output, "[]\n");
+    EXPECT_EQ(events("nothing", "--json").output, "[]\n");
 }
 
 } // namespace

@@ -28,27 +28,22 @@ constexpr const char* drive = "(100.000000) can0 100#E02E\n"
                               "(102.000000) can0 300#0105\n" // too short for Right
                               "(103.000000) can0 300#010501\n";
 
-const std::string fast = "fast=Engine.Speed >= 3000 && Gear.Lever == 2";
+const std::string fast = "--when 'fast=Engine.Speed >= 3000 && Gear.Lever == 2' ";
 const std::string rows = "time,channel,condition,signals\n";
 const std::string values = "time,channel,instance,value,unit,raw,text\n";
 
 struct TriggerCommand : testing::Test {
-    /// Arguments that start with `@` are files of the folder.
-    ProgramResult trigger(std::vector<std::string> arguments, const std::string& trace = drive) {
+    ProgramResult trigger(const std::string& arguments, const std::string& trace = drive) {
         folder.write("a.dbc", definitions);
         folder.write("t.log", trace);
-        arguments.insert(arguments.begin(), {"trigger", "@t.log", "--dbc", "@a.dbc"});
-        for (std::string& argument : arguments) {
-            argument = argument.starts_with('@') ? folder.path(argument.substr(1)) : argument;
-        }
-        return runIn(folder, arguments);
+        return folder.run("rksignal trigger t.log --dbc a.dbc " + arguments);
     }
 
     TemporaryFolder folder;
 };
 
 TEST_F(TriggerCommand, WritesARowAFiring) {
-    const ProgramResult result = trigger({"--when", fast, "--when", "Mux.Right > 0 || Gear.Lever == 2"});
+    const ProgramResult result = trigger(fast + "--when 'Mux.Right > 0 || Gear.Lever == 2'");
     EXPECT_EQ(result.output, rows + R"(100.010000,0,fast,Engine.Speed=3000 rpm (0.01); Gear.Lever=2 (0)
 100.010000,0,Mux.Right > 0 || Gear.Lever == 2,Gear.Lever=2 (0); Mux.Right=unknown
 100.020000,1,fast,Engine.Speed=3000.25 rpm (0); Gear.Lever=2 (0.01)
@@ -63,14 +58,15 @@ fast: evaluations 5, true 3, false 1, unknown 1, firings 3
 Mux.Right > 0 || Gear.Lever == 2: evaluations 2, true 2, false 0, unknown 0, firings 2
 )");
     EXPECT_EQ(
-        trigger({"--when", fast + " && Mux.Left == 5", "--edge", "--timeout", "1", "--format", "jsonl", "-q"})
+        trigger("--when 'fast=Engine.Speed >= 3000 && Gear.Lever == 2 && Mux.Left == 5' --edge --timeout 1 "
+                "--format jsonl -q")
             .output,
         R"({"time":100.040000,"channel":0,"condition":"fast","signals":[{"instance":"Engine.Speed","value":3000.25,"unit":"rpm","age":0.01},{"instance":"Gear.Lever","value":2,"unit":"","age":0.03},{"instance":"Mux.Left","value":5,"unit":"","age":0}]}
 )");
 }
 
 TEST_F(TriggerCommand, ATimeoutIsAChangeWithoutAFrame) {
-    EXPECT_EQ(trigger({"--when", "x=Gear.Lever == 2 || Engine.Speed < 1", "--timeout", "1", "-q"}).output,
+    EXPECT_EQ(trigger("--when 'x=Gear.Lever == 2 || Engine.Speed < 1' --timeout 1 -q").output,
               rows + "100.010000,0,x,Engine.Speed=3000 rpm (0.01); Gear.Lever=2 (0)\n"
                      "100.020000,1,x,Engine.Speed=3000.25 rpm (0); Gear.Lever=2 (0.01)\n"
                      "101.000000,0,x,Engine.Speed=0 rpm (0); Gear.Lever=2 (0.99)\n"
@@ -78,10 +74,8 @@ TEST_F(TriggerCommand, ATimeoutIsAChangeWithoutAFrame) {
 }
 
 TEST_F(TriggerCommand, ExplainsFiringsAndMoments) {
-    EXPECT_EQ(
-        trigger({"--when", "right=Mux.Right > 0", "--explain", "--at", "102.5", "--at", "100", "--at", "101"})
-            .output,
-        R"(100.000000 right
+    EXPECT_EQ(trigger("--when 'right=Mux.Right > 0' --explain --at 102.5 --at 100 --at 101").output,
+              R"(100.000000 right
 Mux.Right > 0: unknown
   Mux.Right: unknown (never seen)
 
@@ -98,7 +92,7 @@ Mux.Right > 0: true
   Mux.Right: 261
 
 )");
-    EXPECT_EQ(trigger({"--when", fast, "--at", "101.9", "--timeout", "1.5"}).output, R"(101.900000 fast
+    EXPECT_EQ(trigger(fast + "--at 101.9 --timeout 1.5").output, R"(101.900000 fast
 Engine.Speed >= 3000 && Gear.Lever == 2: unknown
   Engine.Speed >= 3000: true
     Engine.Speed: 3004 rpm
@@ -109,7 +103,7 @@ Engine.Speed >= 3000 && Gear.Lever == 2: unknown
 }
 
 TEST_F(TriggerCommand, OverlappingWindowsHaveAFileEachAndAClockSetBackEndsThem) {
-    trigger({"--when", fast, "--timeout", "1.5", "--window", "0.01,0.99", "--to", "@w"},
+    trigger(fast + "--timeout 1.5 --window 0.01,0.99 --to w",
             drive + std::string("(9.0) can0 200#0200\n(10.0) can0 100#E02E\n(10.5) can0 100#E02E\n"));
     const std::string both =
         "100.010000,0,Gear.Lever,2,,2,Drive\n100.020000,1,Engine.Speed,3000.25,rpm,12001,\n"
@@ -125,22 +119,20 @@ TEST_F(TriggerCommand, OverlappingWindowsHaveAFileEachAndAClockSetBackEndsThem) 
 
 TEST_F(TriggerCommand, StatusIsThatOfGrep) {
     folder.write("bad.log", "(1.0) can0 200#0\n");
-    const auto expect = [this](int status, std::vector<std::string> arguments, const std::string& messages) {
-        arguments.emplace_back("-q");
-        const ProgramResult result = trigger(arguments);
+    const auto expect = [this](int status, const std::string& arguments, const std::string& messages) {
+        const ProgramResult result = trigger(arguments + " -q");
         EXPECT_EQ(result.status, status);
         EXPECT_EQ(result.messages, messages);
     };
-    expect(0, {"--when", "Gear.Lewer + Gear.Lever == 2", "--allow-unknown"}, "");
-    expect(1, {"--when", "Gear.Lever == 3"}, "");
-    expect(2, {"--when", fast, "@bad.log"}, "");
-    expect(2, {}, "rksignal: no condition: --when or --when-file gives them\n");
-    expect(2, {"--when", "Gear.Lewer == 3"},
+    expect(0, "--when 'Gear.Lewer + Gear.Lever == 2' --allow-unknown", "");
+    expect(1, "--when 'Gear.Lever == 3'", "");
+    expect(2, fast + "bad.log", "");
+    expect(2, "", "rksignal: no condition: --when or --when-file gives them\n");
+    expect(2, "--when 'Gear.Lewer == 3'",
            "--when 'Gear.Lewer == 3': error: there is no signal Gear.Lewer; close are Gear.Lever, Mux.Left, "
            "Engine.Speed\nrksignal: not all conditions can be used\n");
-    expect(2, {"--when", fast, "--window", "5", "--to", "@w"},
-           "rksignal: --window 5: not of the form BEFORE,AFTER\n");
-    expect(2, {"--when", fast, "--at", "x"}, "rksignal: --at x: not seconds with at most 9 decimals\n");
+    expect(2, fast + "--window 5 --to w", "rksignal: --window 5: not of the form BEFORE,AFTER\n");
+    expect(2, fast + "--at x", "rksignal: --at x: not seconds with at most 9 decimals\n");
 }
 
 } // namespace

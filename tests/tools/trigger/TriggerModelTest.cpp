@@ -1,6 +1,6 @@
 /// \file
 /// The index of conditions against a model that looks at all of them at every frame.
-#include "tools/TemporaryFolder.h"
+#include "tools/ProgramRun.h"
 #include "trigger/TriggerSink.h"
 
 #include <gtest/gtest.h>
