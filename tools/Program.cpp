@@ -1,7 +1,10 @@
 #include "Program.h"
 
+#include "check/CheckCommand.h"
 #include "decode/DecodeCommand.h"
+#include "events/EventsCommand.h"
 #include "output/OutputBuffer.h"
+#include "trigger/TriggerCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -27,6 +30,9 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     program.require_subcommand(1);
     int status = Clean;
     addDecodeCommand(program, console, status);
+    addTriggerCommand(program, console, status);
+    addEventsCommand(program, console, status);
+    addCheckCommand(program, console, status);
     try {
         program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // last one first
     } catch (const CLI::ParseError& event) {

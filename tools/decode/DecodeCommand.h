@@ -3,28 +3,18 @@
 #pragma once
 
 #include "Console.h"
+#include "command/TraceOptions.h"
 
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-} // namespace CLI
-
 namespace rksignal {
 
-struct DecodeOptions {
-    enum class Format { Default, Csv, JsonLines };
-
-    std::vector<std::string> definitions; ///< `[CHANNEL=]FILE`, CHANNEL a number or an interface name
-    std::vector<std::string> channels;    ///< `NAME=N`
-    std::vector<std::string> patterns;    ///< of instance names
-    std::vector<std::string> traces;      ///< file names, `-` for standard input
-    std::string output;                   ///< file name; empty: `Console::output`
-    Format format = Format::Default;      ///< CSV, but a table for `last`
+/// Rows are CSV by themselves, but a table for `last`.
+struct DecodeOptions : TraceOptions {
+    std::vector<std::string> patterns; ///< of instance names
     bool changedOnly = false;
     bool last = false;
-    bool quiet = false;
 };
 
 /// Decodes the traces. Results go to the output, remarks and the summary to `console.messages`.

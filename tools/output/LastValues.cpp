@@ -19,10 +19,9 @@ std::size_t width(const std::string& text) {
         std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
 }
 
-template <class Write>
-std::string numberText(Write&& write) {
+std::string rawText(std::uint64_t raw, signalValue_t type) {
     char text[maxNumberText];
-    return {text, write(text)};
+    return {text, writeRaw(text, raw, type)};
 }
 
 /// A text of a definition on one line.
@@ -35,12 +34,12 @@ std::string oneLine(std::string text) {
 TableRow tableRow(CANSignal& signal, std::uint64_t count, std::uint8_t channel) {
     const ValueSample sample = ValueSample::of(signal);
     return {oneLine(signal.def.instance),
-            numberText([&](char* out) { return writeDouble(out, sample.value); }),
+            doubleText(sample.value),
             oneLine(signal.def.unit),
-            numberText([&](char* out) { return writeRaw(out, sample.raw, signal.def.type); }),
+            rawText(sample.raw, signal.def.type),
             oneLine(signal.getValueDescription(sample.raw)),
             std::to_string(channel),
-            numberText([&](char* out) { return TimeText().write(out, sample.timestamp); }),
+            timeText(sample.timestamp),
             std::to_string(count)};
 }
 

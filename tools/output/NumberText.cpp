@@ -47,6 +47,11 @@ char* writeDouble(char* out, double value) {
     return std::to_chars(out, end, value).ptr;
 }
 
+std::string doubleText(double value) {
+    char text[maxNumberText];
+    return {text, writeDouble(text, value)};
+}
+
 char* writeRaw(char* out, std::uint64_t raw, signalValue_t type) {
     switch (type) {
     case signalValue_t::Signed:
@@ -72,6 +77,11 @@ char* TimeText::write(char* out, std::uint64_t timestamp) {
     std::memcpy(out, text, length);
     return nanoseconds % 1000 == 0 ? writePadded(out + length, nanoseconds / 1000, 6)
                                    : writePadded(out + length, nanoseconds, 9);
+}
+
+std::string timeText(std::uint64_t timestamp) {
+    char text[maxNumberText];
+    return {text, TimeText().write(text, timestamp)};
 }
 
 } // namespace rksignal

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace rksignal {
 
@@ -15,6 +16,9 @@ constexpr std::size_t maxNumberText = 32;
 /// The shortest text that reads back as the same double: integers below 10^15 as such (`255000`), magnitudes
 /// from 10^-5 to 10^15 without exponent (`0.0001`), others with (`1e-07`). `nan`, `inf`, `-inf`.
 char* writeDouble(char* out, double value);
+
+/// The same text as a string.
+std::string doubleText(double value);
 
 /// A raw value: decimal, with sign if the type has one; the bits of a float or double as `0x` and 8 or 16
 /// hexadecimal digits.
@@ -32,5 +36,8 @@ class TimeText {
     char text[maxNumberText] = {};
     std::size_t length = 0;
 };
+
+/// A single time stamp as a string.
+std::string timeText(std::uint64_t timestamp);
 
 } // namespace rksignal

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 #include <unistd.h>
 
 namespace rksignal {
@@ -18,6 +19,14 @@ void OutputBuffer::flush() {
         }
     }
     used = 0;
+}
+
+bool OutputBuffer::finish() {
+    flush();
+    if (closed() && error() != EPIPE) {
+        throw std::system_error(error(), std::generic_category(), "cannot write the output");
+    }
+    return !closed();
 }
 
 void OutputBuffer::appendInPieces(std::string_view text) {

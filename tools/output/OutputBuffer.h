@@ -38,6 +38,10 @@ class OutputBuffer {
     void advance(const char* end) { used = static_cast<std::size_t>(end - buffer.data()); }
 
     void flush();
+    /// Flushes at the end of a command. \return false if the reader of the output has gone: it has seen
+    /// enough, and nothing more is to be said
+    /// \throws std::system_error if the output could not be written
+    bool finish();
 
     /// Nothing can be written any more; what is appended is lost.
     bool closed() const { return failure != 0; }

@@ -117,6 +117,7 @@ void MessageDecoder::unfile(const std::vector<CANSignal*>& signals) const {
 void MessageDecoder::decode(const CANExtTraceMessage& received, std::vector<unsigned long>& ids) {
     ++counts.frames;
     counts.channels.set(received.channel);
+    lastLength = received.length;
     const std::uint64_t untouchedBefore = counts.untouched;
     if (viaLibrary && received.length >= neededBytes) {
         decodeByLibrary(received, ids);
@@ -168,6 +169,32 @@ bool MessageDecoder::isSelected(const Field& field) const {
     const std::uint64_t value = raw & multiplexer.valueMask; // without sign extension
     return std::any_of(field.ranges.begin(), field.ranges.end(),
                        [value](const auto& range) { return range.first <= value && value <= range.second; });
+}
+
+Reception MessageDecoder::receptionOf(const BaseSignal& signal) const {
+    const auto field = std::find_if(fields.begin(), fields.end(),
+                                    [&signal](const Field& each) { return each.signal == &signal; });
+    if (field == fields.end()) {
+        return Reception::Foreign;
+    }
+    return counts.frames == 0 ? Reception::NeverSeen : receptionOf(*field);
+}
+
+/// The outermost multiplexer has the last word: those below it may be left from an earlier frame.
+Reception MessageDecoder::receptionOf(const Field& field) const {
+    if (field.multiplexer) {
+        const Field& multiplexer = fields[*field.multiplexer];
+        const Reception above = receptionOf(multiplexer);
+        if (above != Reception::Written) {
+            return above;
+        }
+        unsigned long raw = 0;
+        unsigned long timestamp = 0;
+        if (multiplexer.signal->read(raw, timestamp) && !isSelected(field)) {
+            return Reception::Unselected;
+        }
+    }
+    return field.end > lastLength ? Reception::TooShort : Reception::Written;
 }
 
 } // namespace rksignal

@@ -28,6 +28,15 @@ struct MessageStatistics {
     std::bitset<256> channels;     ///< where the frames came from
 };
 
+/// What the last frame of a message did to a signal.
+enum class Reception : std::uint8_t {
+    Foreign,    ///< the signal is not one of the message
+    NeverSeen,  ///< there was no frame yet
+    Written,    ///< the signal got a value
+    Unselected, ///< it lies in a branch that a multiplexer did not select
+    TooShort,   ///< its bytes, or those of a multiplexer it depends on, were not received
+};
+
 /// One message on one channel, or on any.
 class MessageDecoder {
   public:
@@ -49,6 +58,10 @@ class MessageDecoder {
     /// signal with a byte that was not received, or in a branch that the multiplexers do not select, keeps
     /// its value and time stamp; a multiplexer that was not received selects nothing.
     void decode(const CANExtTraceMessage& received, std::vector<unsigned long>& ids);
+
+    /// REQUIRES: the multiplexers of the message have not been written by anything else. Searches the
+    /// signals; for explanations, not for each frame.
+    Reception receptionOf(const BaseSignal& signal) const;
 
     const DbcMessage& message() const { return definition; }
     std::optional<std::uint8_t> channel() const { return boundTo; }
@@ -73,11 +86,13 @@ class MessageDecoder {
     void decodeByLibrary(const CANExtTraceMessage& received, std::vector<unsigned long>& ids) const;
     void decodeFields(const CANExtTraceMessage& received, std::vector<unsigned long>& ids);
     bool isSelected(const Field& field) const;
+    Reception receptionOf(const Field& field) const;
 
     DbcMessage definition;
     std::optional<std::uint8_t> boundTo;
     std::vector<Field> fields; ///< parents first
     std::size_t neededBytes = 0;
+    std::uint8_t lastLength = 0; ///< of the last frame
     bool viaLibrary = false;
     MessageStatistics counts;
 };

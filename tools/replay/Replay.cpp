@@ -29,6 +29,7 @@ const char* Replay::replayLine(std::string_view text) {
     }
     line.frame.channel = *channel;
     ++counts.frames;
+    sink.reached(line.frame.timestamp);
     switch (line.kind) {
     case CandumpLine::Kind::Data:
         replayFrame(line.frame);
@@ -58,6 +59,7 @@ void Replay::replayFrame(const CANExtTraceMessage& frame) {
     }
     if (known) {
         ++counts.decoded;
+        sink.decoded(frame);
     } else {
         counts.countUnknown(frame);
     }

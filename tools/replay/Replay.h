@@ -8,6 +8,7 @@
 #include "trace/ChannelMap.h"
 #include "trace/LineReader.h"
 
+#include <cstdint>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -19,9 +20,16 @@ class ValueSink {
   public:
     virtual ~ValueSink() = default;
 
+    /// Called for each frame of a trace, of whatever kind, before anything else is done with it. Times may go
+    /// back: interfaces are recorded side by side, and clocks are set.
+    virtual void reached(std::uint64_t /*timestamp*/) {}
+
     /// Called once for each definition that decoded `frame`, with the identifiers of the signals it has just
     /// written; their values are read from the signals.
     virtual void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) = 0;
+
+    /// Called after all definitions that `frame` matches have decoded it.
+    virtual void decoded(const CANExtTraceMessage& /*frame*/) {}
 
     /// Whether no further values are wanted: the replay ends.
     virtual bool closed() const { return false; }

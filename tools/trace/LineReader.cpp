@@ -1,5 +1,6 @@
 #include "trace/LineReader.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -32,6 +33,30 @@ std::uint64_t InputFile::size() const {
     struct stat status {};
     const bool isFile = fstat(handle, &status) == 0 && S_ISREG(status.st_mode);
     return isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+std::size_t InputFile::read(char* to, std::size_t size) const {
+    ssize_t count = 0;
+    do {
+        count = ::read(handle, to, size);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot read " + name);
+    }
+    return static_cast<std::size_t>(count);
+}
+
+std::string InputFile::readAll() const {
+    std::string text;
+    for (std::size_t used = 0;;) {
+        text.resize(used + std::max<std::size_t>(65536, used / 2));
+        const std::size_t count = read(text.data() + used, text.size() - used);
+        used += count;
+        if (count == 0) {
+            text.resize(used);
+            return text;
+        }
+    }
 }
 
 LineReader::LineReader(const InputFile& file, std::function<void(std::uint64_t)> beforeRead)
@@ -84,15 +109,9 @@ bool LineReader::refill() {
     std::memmove(buffer.data(), at, pending);
     at = buffer.data();
     end = at + pending;
-    ssize_t count = 0;
-    do {
-        count = read(file.descriptor(), buffer.data() + pending, buffer.size() - pending);
-    } while (count < 0 && errno == EINTR);
-    if (count < 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot read " + file.path());
-    }
+    const std::size_t count = file.read(buffer.data() + pending, buffer.size() - pending);
     end += count;
-    bytes += static_cast<std::uint64_t>(count);
+    bytes += count;
     return count > 0;
 }
 

@@ -20,8 +20,12 @@ class InputFile {
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
-    int descriptor() const { return handle; }
     const std::string& path() const { return name; }
+    /// Reads up to `size` bytes, at least one, waiting for them if need be. \return their number; 0 at the
+    /// end \throws std::system_error; the text names the file.
+    std::size_t read(char* to, std::size_t size) const;
+    /// Reads all the rest. \throws std::system_error
+    std::string readAll() const;
     /// In bytes; 0 when it is not known, as for a pipe.
     std::uint64_t size() const;
 

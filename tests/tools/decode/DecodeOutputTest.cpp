@@ -112,7 +112,8 @@ TEST(DecodeOutput, SummaryCountsEveryKindOfLine) {
  SG_ Here : 0|8@1+ (1,0) [0|0] ""
  SG_ Missing : 56|8@1+ (1,0) [0|0] ""
 BO_ 300 Absent: 1
- SG_ Broken : 0|8@1+ (1,0 [0|0] "")");
+ SG_ Broken : 0|8@1+ (1,0 [0|0] ""
+BA_ "no end)");
     folder.write("1.log", "a\r\n\n\r\n" + longest + "\n" + longest + "\r\n" + longest + "x\n" +
                               std::string(1'000'000, 'y') + R"(
 (1.1) can1 001#R
@@ -130,6 +131,7 @@ DROPCOUNT: dropped 1 CAN frame on 'can1' socket (total drops 1)
         result.output,
         "time,channel,instance,value,unit,raw,text\n2.000000,1,A.Here,5,,5,\n2.000000,1,A.Here,5,,5,\n");
     EXPECT_EQ(result.messages, R"(a.dbc:5: SG_: expected ')', found '['
+a.dbc:6: BA_: expected a quoted text with an end, found '"'
 272 frames read: 2 decoded, 267 unknown, 1 remote, 1 error, 1 CAN XL (not supported)
 the recorder lost 1 frame
 unknown: can1 7FF (2), can0 7FF (1), can1 400 (1), can1 402 (1), can1 403 (1), can1 404 (1), can1 405 (1), can1 407 (1), can1 408 (1), can1 409 (1) and 256 more

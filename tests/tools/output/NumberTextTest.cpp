@@ -26,12 +26,12 @@ TEST(NumberText, IsTheShortestThatReadsBackTheSame) {
     EXPECT_EQ(textOf(writeRaw, ~0UL, signalValue_t::Unsigned) +
                   textOf(writeRaw, 1UL << 63, signalValue_t::Signed) +
                   textOf(writeRaw, ~0UL << 32 | 1, signalValue_t::Float) +
-                  textOf(writeRaw, 1, signalValue_t::Double),
+                  textOf(writeRaw, 1UL, signalValue_t::Double),
               "18446744073709551615 -9223372036854775808 0x00000001 0x0000000000000001 ");
     TimeText time;
     const auto writeTime = [&time](char* out, std::uint64_t timestamp) { return time.write(out, timestamp); };
-    EXPECT_EQ(textOf(writeTime, 1626905042645596000) + textOf(writeTime, 1626905042000000001) +
-                  textOf(writeTime, 0),
+    EXPECT_EQ(textOf(writeTime, 1626905042645596000UL) + textOf(writeTime, 1626905042000000001UL) +
+                  textOf(writeTime, 0UL),
               "1626905042.645596 1626905042.000000001 0.000000 ");
 }
 

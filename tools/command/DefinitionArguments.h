@@ -8,7 +8,17 @@
 #include <string>
 #include <vector>
 
+namespace CLI {
+class App;
+class Option;
+} // namespace CLI
+
 namespace rksignal {
+
+/// Adds `--dbc`, which is returned, and `--channel`, the arguments of the functions below. They must outlive
+/// the parsing.
+CLI::Option* addDefinitionArguments(CLI::App& command, std::vector<std::string>& definitions,
+                                    std::vector<std::string>& channels);
 
 /// Enters arguments of the form `NAME=N`. \throws UsageError
 void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels);

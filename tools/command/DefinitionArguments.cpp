@@ -1,8 +1,9 @@
-#include "decode/DefinitionArguments.h"
+#include "command/DefinitionArguments.h"
 
 #include "UsageError.h"
 #include "dbc/DbcFile.h"
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>
 #include <optional>
@@ -53,6 +54,18 @@ void loadDefinition(const std::string& argument, ChannelMap& channels, Catalog& 
 }
 
 } // namespace
+
+CLI::Option* addDefinitionArguments(CLI::App& command, std::vector<std::string>& definitions,
+                                    std::vector<std::string>& channels) {
+    CLI::Option* const option =
+        command.add_option("--dbc", definitions, "Signal definitions, for one channel or for all")
+            ->type_name("[CHANNEL=]FILE")
+            ->allow_extra_args(false);
+    command.add_option("--channel", channels, "Channel number of an interface; can0 is 0 by itself")
+        ->type_name("NAME=N")
+        ->allow_extra_args(false);
+    return option;
+}
 
 void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels) {
     for (const std::string& argument : arguments) {

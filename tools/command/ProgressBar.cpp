@@ -1,4 +1,4 @@
-#include "decode/ProgressBar.h"
+#include "command/ProgressBar.h"
 
 #include <algorithm>
 #include <ostream>

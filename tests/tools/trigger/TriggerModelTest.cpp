@@ -1,0 +1,140 @@
+/// \file
+/// The index of conditions against a model that looks at all of them at every frame.
+#include "tools/ProgramRun.h"
+#include "trigger/TriggerSink.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+
+namespace rksignal {
+namespace {
+
+using Conditions = std::vector<std::unique_ptr<Condition>>;
+
+constexpr const char* definitions = R"(BO_ 1 A: 8 X
+ SG_ One : 0|2@1+ (1,0) [0|0] "" X
+ SG_ Two : 2|2@1- (0.5,0) [0|0] "" X
+BO_ 2 B: 8 X
+ SG_ Mux M : 0|1@1+ (1,0) [0|0] "" X
+ SG_ Zero m0 : 1|1@1+ (1,0) [0|0] "" X
+ SG_ One m1 : 8|2@1+ (1,0) [0|0] "" X
+)";
+constexpr std::uint64_t timeout = 400'000'000;
+
+struct Dice : std::mt19937 {
+    using std::mt19937::mt19937;
+    unsigned operator()(std::size_t sides) {
+        return static_cast<unsigned>(std::mt19937::operator()() % sides);
+    }
+};
+
+/// Frames of all lengths on two channels, with pauses in which signals time out.
+std::string randomLog(Dice dice) {
+    std::string log;
+    for (unsigned i = 0, tenth = 10; i < 1500; ++i) {
+        tenth += dice(7) == 0 ? dice(6) : 0;
+        const char* const data[] = {"", "00", "01", "03", "0C", "0001", "0102", "0103", "0F"};
+        log += "(" + std::to_string(tenth / 10) + "." + std::to_string(tenth % 10) + ") can" +
+               std::to_string(dice(2)) + " 00" + std::to_string(1 + dice(3)) + "#" + data[dice(9)] + "\n";
+    }
+    return log;
+}
+
+Conditions randomConditions(Dice dice, const Catalog& catalog, SignalStorage& storage, bool edge) {
+    const auto name = [&] { return catalog.signals()[dice(catalog.signals().size())]->def.instance; };
+    Conditions conditions;
+    std::vector<Finding> findings;
+    for (int i = 0; i < 30; ++i) {
+        const std::string text = "!(" + name() + " > 0)" + (dice(2) != 0 ? " && " : " || ") + name() +
+                                 " != " + std::to_string(dice(3)) + " || " + name() + " > 2";
+        conditions.push_back(
+            Condition::compile({std::to_string(i), text, ""}, storage, {edge, false}, findings));
+    }
+    return conditions;
+}
+
+/// The library's getTrigger after every frame and every time-out. Without edge trigger, where it fires again
+/// and again, only conditions with a signal that looks other than before count.
+struct Model : ValueSink {
+    Model(const Catalog& catalog, Conditions conditions, bool edge)
+        : catalog(catalog), conditions(std::move(conditions)), edge(edge) {}
+
+    void reached(std::uint64_t now) override {
+        std::set<std::uint64_t> writes;
+        for (const auto& signal : catalog.signals()) {
+            writes.insert(signal->slot->timestamp);
+        }
+        for (const std::uint64_t write : writes) {
+            std::vector<unsigned long> ids;
+            if (write + timeout < now) {
+                BaseSignal::checkTimeout(write + 1, ids, catalog.signals()[0]->storage);
+                BaseSignal::clear(ids, catalog.signals()[0]->storage);
+                evaluate(write + timeout);
+            }
+        }
+    }
+    void written(const CANExtTraceMessage& /*frame*/, std::span<const unsigned long> /*ids*/) override {}
+    void decoded(const CANExtTraceMessage& frame) override { evaluate(frame.timestamp); }
+
+    void evaluate(std::uint64_t time) {
+        std::map<const BaseSignal*, double> now;
+        for (const auto& signal : catalog.signals()) {
+            now[signal.get()] = signal->slot->valid != 0 ? signal->physical() : -100;
+        }
+        for (const auto& condition : conditions) {
+            const auto changed = [&](const BaseSignal* signal) { return now[signal] != before[signal]; };
+            const auto& signals = condition->parser().signals;
+            if ((edge || std::any_of(signals.begin(), signals.end(), changed)) &&
+                condition->parser().getTrigger()) {
+                firings.push_back(std::to_string(time) + " " + condition->name());
+            }
+        }
+        before = now;
+    }
+
+    const Catalog& catalog;
+    Conditions conditions;
+    bool edge;
+    std::vector<std::string> firings;
+    std::map<const BaseSignal*, double> before;
+};
+
+struct Recorder : FiringSink {
+    void fired(const Firing& each) override {
+        firings.push_back(std::to_string(each.timestamp) + " " + std::to_string(each.trigger));
+    }
+    std::vector<std::string> firings;
+};
+
+std::vector<std::string> firings(const std::string& log, unsigned seed, bool edge, bool byModel) {
+    SignalStorage storage;
+    Catalog catalog(storage);
+    catalog.add(parseDbc(definitions, "bound"), 0);
+    catalog.add(parseDbc(definitions, "any"), std::nullopt); // decodes the frames of channel 0 once more
+    Model model(catalog, randomConditions(Dice(seed), catalog, storage, edge), edge);
+    TriggerSet triggers(catalog, byModel ? Conditions() : std::move(model.conditions), edge);
+    Recorder recorder;
+    const OutputBuffer out(-1);
+    TriggerSink sink(catalog, triggers, recorder, out, {timeout, {}, {}, nullptr});
+    ChannelMap channels;
+    const InputFile file(log);
+    LineReader reader(file);
+    Replay(catalog, channels, byModel ? static_cast<ValueSink&>(model) : sink).run(reader);
+    return byModel ? model.firings : recorder.firings;
+}
+
+TEST(TriggerModel, FiresAsIfAllConditionsWereTriedAtEveryFrame) {
+    const TemporaryFolder folder;
+    for (const unsigned seed : {1U, 2U, 3U, 4U}) {
+        folder.write("random.log", randomLog(Dice(seed)));
+        const auto expected = firings(folder.path("random.log"), seed, seed % 2 == 0, true);
+        EXPECT_GT(expected.size(), 100U);
+        EXPECT_EQ(firings(folder.path("random.log"), seed, seed % 2 == 0, false), expected)
+            << "seed " << seed;
+    }
+}
+
+} // namespace
+} // namespace rksignal

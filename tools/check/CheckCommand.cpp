@@ -1,0 +1,151 @@
+#include "check/CheckCommand.h"
+
+#include "UsageError.h"
+#include "command/DefinitionArguments.h"
+#include "dbc/DbcWords.h"
+#include "output/OutputBuffer.h"
+#include "trace/LineReader.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <system_error>
+
+namespace rksignal {
+namespace {
+
+bool hasDbcExtension(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return extension == ".dbc";
+}
+
+/// Whether a line starts a statement of a DBC file, as `VERSION ""`, `NS_ :` or `BO_ 291 Engine: 8 X`. Behind
+/// a name in an expression stands an operator.
+bool startsDbcStatement(std::string_view line) {
+    const std::size_t first = line.find_first_not_of(" \t");
+    if (first == line.npos) {
+        return false;
+    }
+    const std::size_t wordEnd = std::min(line.find_first_of(" \t:\"", first), line.size());
+    const std::size_t next = line.find_first_not_of(" \t", wordEnd);
+    return isDbcKeyword(line.substr(first, wordEnd - first)) &&
+           (next == line.npos || line[next] == '"' || line[next] == ':' || isDigit(line[next]));
+}
+
+bool isDefinitionFile(const std::string& path) {
+    if (path == "-" || hasDbcExtension(path)) {
+        return path != "-";
+    }
+    const InputFile file(path);
+    LineReader reader(file);
+    std::string_view line;
+    while (reader.next(line)) {
+        if (line.find_first_not_of(" \t\r") != line.npos) {
+            return startsDbcStatement(line);
+        }
+    }
+    return false;
+}
+
+/// A number of things: `1 error`, `2 errors`, `no errors`.
+std::string quantity(std::size_t number, const std::string& thing) {
+    return (number == 0 ? "no" : std::to_string(number)) + " " + thing + (number == 1 ? "" : "s");
+}
+
+/// One run of the command.
+class CheckRun {
+  public:
+    CheckRun(const CheckOptions& options, const Console& console)
+        : definitions(options.definitions), conditions(options.conditions), out(console.output) {
+        for (const std::string& path : options.files) {
+            (isDefinitionFile(path) ? definitions : conditions.files).push_back(path);
+        }
+        assignChannels(options.channels, channels);
+    }
+
+    ExitStatus run() {
+        if (definitions.empty() && conditions.files.empty() && conditions.when.empty()) {
+            throw UsageError("there is nothing to check");
+        }
+        loadDefinitions(definitions, channels, catalog);
+        const std::vector<ConditionText> texts = readConditions(conditions, findings);
+        compileConditions(texts, storage, conditions.options, findings);
+        write(catalog.notes());
+        write(findings);
+        write(std::vector{summary(texts.size())});
+        out.flush();
+        return conclude();
+    }
+
+  private:
+    template <typename Line>
+    void write(const std::vector<Line>& lines) {
+        std::ostringstream text;
+        for (const Line& line : lines) {
+            text << line << '\n';
+        }
+        out.append(text.str());
+    }
+
+    std::string summary(std::size_t conditionCount) const {
+        std::string text;
+        if (!definitions.empty()) {
+            text = quantity(definitions.size(), "definition file") + ": " +
+                   quantity(catalog.decoders().size(), "message") + ", " +
+                   quantity(catalog.signals().size(), "signal") + ", " +
+                   quantity(definitionErrors(), "error");
+        }
+        if (!conditions.files.empty() || !conditions.when.empty()) {
+            text += (text.empty() ? "" : "; ") + quantity(conditionCount, "condition") + ": " +
+                    quantity(count(findings, Finding::Severity::Error), "error") + ", " +
+                    quantity(count(findings, Finding::Severity::Warning), "warning");
+        }
+        return text;
+    }
+
+    std::size_t definitionErrors() const {
+        const auto& notes = catalog.notes();
+        const auto isError = [](const DbcNote& note) { return note.severity == DbcNote::Severity::Error; };
+        return static_cast<std::size_t>(std::count_if(notes.begin(), notes.end(), isError));
+    }
+
+    ExitStatus conclude() const {
+        if (out.closed() && out.error() != EPIPE) {
+            throw std::system_error(out.error(), std::generic_category(), "cannot write the output");
+        }
+        const bool isClean = definitionErrors() == 0 && count(findings, Finding::Severity::Error) == 0 &&
+                             count(findings, Finding::Severity::Warning) == 0;
+        return isClean ? Clean : Damaged;
+    }
+
+    std::vector<std::string> definitions;
+    ConditionArguments conditions;
+    SignalStorage storage;
+    Catalog catalog{storage};
+    ChannelMap channels;
+    std::vector<Finding> findings;
+    OutputBuffer out;
+};
+
+} // namespace
+
+ExitStatus check(const CheckOptions& options, const Console& console) {
+    return CheckRun(options, console).run();
+}
+
+void addCheckCommand(CLI::App& program, const Console& console, int& status) {
+    const auto options = std::make_shared<CheckOptions>();
+    CLI::App& command = *program.add_subcommand("check", "Check definitions and conditions without a trace");
+    command.add_option("FILE", options->files, "Definition files (.dbc) and files of conditions");
+    addDefinitionArguments(command, options->definitions, options->channels);
+    addConditionArguments(command, options->conditions);
+    command.callback([options, &console, &status] { status = check(*options, console); });
+}
+
+} // namespace rksignal

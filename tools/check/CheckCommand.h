@@ -1,0 +1,34 @@
+/// \file
+/// `rksignal check`: definitions and conditions examined without a trace.
+#pragma once
+
+#include "Console.h"
+#include "condition/ConditionArguments.h"
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+} // namespace CLI
+
+namespace rksignal {
+
+struct CheckOptions {
+    std::vector<std::string> files;       ///< definition files and files of conditions
+    std::vector<std::string> definitions; ///< `[CHANNEL=]FILE`, CHANNEL a number or an interface name
+    std::vector<std::string> channels;    ///< `NAME=N`
+    ConditionArguments conditions;
+};
+
+/// Reads the definitions, then the conditions, and writes what there is to say, and a summary, to
+/// `Console::output`.
+/// \return Clean, or Damaged if a line of a definition file could not be understood or a condition has an
+/// error or a warning
+/// \throws UsageError, std::system_error
+ExitStatus check(const CheckOptions& options, const Console& console);
+
+/// Adds the command to the program. When it has been called, `status` is set to its result.
+void addCheckCommand(CLI::App& program, const Console& console, int& status);
+
+} // namespace rksignal

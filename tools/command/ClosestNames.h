@@ -1,0 +1,16 @@
+/// \file
+/// Finds what somebody may have meant by a name that does not exist.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rksignal {
+
+/// The up to three names that come closest to `pattern`, as the end of a message: `; close are A, B, C`.
+/// Empty without names. Upper case counts as lower case, `*` in the pattern matches any run of characters
+/// and `?` any one. Takes time in proportion to the length of all names together.
+std::string closestNames(std::string_view pattern, const std::vector<std::string_view>& names);
+
+} // namespace rksignal

@@ -1,0 +1,34 @@
+#include "command/SecondsArgument.h"
+
+#include "UsageError.h"
+
+#include <algorithm>
+#include <charconv>
+#include <system_error>
+
+namespace rksignal {
+namespace {
+
+constexpr std::size_t decimals = 9;
+
+bool readNumber(std::string_view digits, std::uint64_t& number) {
+    const char* const end = digits.data() + digits.size();
+    const auto [stop, status] = std::from_chars(digits.data(), end, number);
+    return status == std::errc() && stop == end;
+}
+
+} // namespace
+
+std::uint64_t parseSeconds(const std::string& option, std::string_view text) {
+    const std::size_t point = std::min(text.find('.'), text.size());
+    std::string digits(text.substr(0, point));
+    const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
+    digits.append(fraction).append(decimals - std::min(decimals, fraction.size()), '0');
+    std::uint64_t nanoseconds = 0;
+    if (point == 0 || fraction.size() > decimals || !readNumber(digits, nanoseconds)) {
+        throw UsageError(option + " " + std::string(text) + ": not seconds with at most 9 decimals");
+    }
+    return nanoseconds;
+}
+
+} // namespace rksignal

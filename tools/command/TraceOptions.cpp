@@ -1,0 +1,29 @@
+#include "command/TraceOptions.h"
+
+#include "command/DefinitionArguments.h"
+
+#include <CLI/CLI.hpp>
+
+namespace rksignal {
+
+void addTraceArguments(CLI::App& command, TraceOptions& options) {
+    command.add_option("TRACE", options.traces, "candump logs, one after the other; - is standard input")
+        ->required();
+    addDefinitionArguments(command, options.definitions, options.channels)->required();
+}
+
+CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options) {
+    const auto setSyntax = [&options](const std::string& name) {
+        options.syntax = name == "csv" ? &csvSyntax : &jsonSyntax;
+    };
+    CLI::Option* const format =
+        command.add_option_function<std::string>("--format", setSyntax, "Form of the rows")
+            ->type_name("FORMAT")
+            ->check(CLI::IsMember({"csv", "jsonl"}));
+    command.add_option("-o,--output", options.output, "Write to this file instead of standard output")
+        ->type_name("FILE");
+    command.add_flag("-q,--quiet", options.quiet, "No remarks and no summary");
+    return format;
+}
+
+} // namespace rksignal

@@ -1,0 +1,53 @@
+/// \file
+/// One run of a command that replays traces.
+#pragma once
+
+#include "Console.h"
+#include "command/TraceOptions.h"
+#include "output/OutputBuffer.h"
+#include "replay/Catalog.h"
+#include "replay/Replay.h"
+#include "trace/ChannelMap.h"
+#include "trace/LineReader.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+/// Owns the signals and the traces of one run. Remarks, progress and summary go to `Console::messages`.
+class TraceRun {
+  public:
+    /// Loads the definitions, says what was remarkable in them, and opens the traces. Both arguments must
+    /// outlive the run. \throws UsageError, std::system_error
+    TraceRun(const TraceOptions& options, const Console& console);
+
+    Catalog& catalog() { return signals; }
+    SignalStorage& storage() { return registry; }
+
+    /// Replays all traces into `sink`, with a progress bar for who watches. When a trace is a pipe, `out` is
+    /// flushed whenever the pipe has nothing more. \throws std::system_error if reading fails
+    ReplayStatistics replay(ValueSink& sink, OutputBuffer& out);
+
+    /// Prints the statistics, unless quiet.
+    void summarise(const ReplayStatistics& statistics) const;
+
+    /// Whether all lines of the definitions and of the traces were understood.
+    bool understood(const ReplayStatistics& statistics) const;
+
+  private:
+    void printNotes() const;
+    void openTraces();
+    std::uint64_t knownSize() const;
+
+    const TraceOptions& options;
+    const Console& console;
+    SignalStorage registry;
+    Catalog signals{registry};
+    ChannelMap channels;
+    std::vector<std::unique_ptr<InputFile>> traces;
+};
+
+} // namespace rksignal

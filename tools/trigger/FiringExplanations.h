@@ -1,0 +1,43 @@
+/// \file
+/// Explains firings, and what conditions are at a moment, as text.
+#pragma once
+
+#include "output/NumberText.h"
+#include "output/OutputBuffer.h"
+#include "replay/Catalog.h"
+#include "trigger/Firing.h"
+#include "trigger/SignalTimeouts.h"
+#include "trigger/TriggerSet.h"
+
+#include <string>
+#include <string_view>
+
+namespace rksignal {
+
+class FiringExplanations : public FiringSink {
+  public:
+    /// Firings are only explained if `firingsToo`. Everything must outlive the sink.
+    FiringExplanations(const Catalog& catalog, TriggerSet& triggers, OutputBuffer& out, bool firingsToo)
+        : catalog(catalog), triggers(triggers), out(out), firingsToo(firingsToo) {}
+
+    /// Null: signals do not time out.
+    void setTimeouts(const SignalTimeouts* signalTimeouts) { timeouts = signalTimeouts; }
+
+    void fired(const Firing& firing) override;
+    /// Explains every condition.
+    void explainAll(std::uint64_t timestamp);
+
+    /// Why the signal has no value: never seen, timed out, branch inactive or frame too short.
+    std::string whyUnknown(const BaseSignal& signal) const;
+
+  private:
+    void write(std::size_t trigger, std::uint64_t timestamp, std::string_view event);
+
+    const Catalog& catalog;
+    TriggerSet& triggers;
+    OutputBuffer& out;
+    const SignalTimeouts* timeouts = nullptr;
+    bool firingsToo;
+};
+
+} // namespace rksignal

@@ -1,0 +1,37 @@
+/// \file
+/// Writes a row for each firing.
+#pragma once
+
+#include "output/NumberText.h"
+#include "output/OutputBuffer.h"
+#include "output/RowFormat.h"
+#include "trigger/Firing.h"
+#include "trigger/TriggerSet.h"
+
+#include <string>
+
+namespace rksignal {
+
+/// A row has the time, the channel of the frame, the name of the condition, and of each signal of the
+/// condition, in the order of their names, the value, the unit and the age: the seconds since its own time
+/// stamp.
+///
+/// As CSV the signals share a cell, so that all rows have the same columns; as JSON lines they are objects.
+class FiringRows : public FiringSink {
+  public:
+    /// Writes the header. Everything must outlive the sink.
+    FiringRows(const TriggerSet& triggers, const RowSyntax& syntax, OutputBuffer& out);
+
+    void fired(const Firing& firing) override;
+
+  private:
+    std::string csvSignals(const Firing& firing) const;
+    std::string jsonSignals(const Firing& firing) const;
+
+    const TriggerSet& triggers;
+    const RowSyntax& syntax;
+    OutputBuffer& out;
+    TimeText time;
+};
+
+} // namespace rksignal

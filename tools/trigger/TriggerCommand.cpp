@@ -1,0 +1,178 @@
+#include "trigger/TriggerCommand.h"
+
+#include "UsageError.h"
+#include "command/SecondsArgument.h"
+#include "command/TraceRun.h"
+#include "output/OutputFile.h"
+#include "trigger/FiringExplanations.h"
+#include "trigger/FiringRows.h"
+#include "trigger/TriggerSink.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <ostream>
+
+namespace rksignal {
+namespace {
+
+std::vector<std::uint64_t> parseMoments(const TriggerOptions& options) {
+    std::vector<std::uint64_t> moments;
+    for (const std::string& text : options.moments) {
+        moments.push_back(parseSeconds("--at", text));
+    }
+    std::sort(moments.begin(), moments.end());
+    return moments;
+}
+
+std::optional<std::uint64_t> parseTimeout(const TriggerOptions& options) {
+    return options.timeout.empty() ? std::nullopt : std::optional(parseSeconds("--timeout", options.timeout));
+}
+
+WindowWriter::Extent parseWindow(const std::string& text) {
+    const std::size_t comma = text.find(',');
+    if (comma == text.npos) {
+        throw UsageError("--window " + text + ": not of the form BEFORE,AFTER");
+    }
+    return {parseSeconds("--window", text.substr(0, comma)),
+            parseSeconds("--window", text.substr(comma + 1))};
+}
+
+/// One run of the command.
+class TriggerRun {
+  public:
+    TriggerRun(const TriggerOptions& options, const Console& console)
+        : options(options), console(console), timeout(parseTimeout(options)), moments(parseMoments(options)),
+          run(options, console), triggers(run.catalog(), loadConditions(), edgeTrigger()) {}
+
+    TriggerStatus replay() {
+        openWindows();
+        const OutputFile file(options.output, console.output);
+        OutputBuffer out(file.descriptor());
+        const ReplayStatistics statistics = writesText() ? writeExplanations(out) : writeRows(out);
+        if (!out.finish()) {
+            return Fired; // the reader has seen enough
+        }
+        summarise(statistics);
+        return conclude(statistics);
+    }
+
+  private:
+    bool edgeTrigger() const { return options.conditions.options.edgeTrigger; }
+    bool writesText() const { return options.explain || !options.moments.empty(); }
+
+    std::vector<std::unique_ptr<Condition>> loadConditions() {
+        std::vector<Finding> findings;
+        const std::vector<ConditionText> texts = readConditions(options.conditions, findings);
+        auto conditions = compileConditions(texts, run.storage(), options.conditions.options, findings);
+        for (const Finding& finding : findings) {
+            if (!options.quiet || finding.severity == Finding::Severity::Error) {
+                console.messages << finding << '\n';
+            }
+        }
+        if (count(findings, Finding::Severity::Error) > 0) {
+            throw UsageError("not all conditions can be used");
+        }
+        if (conditions.empty()) {
+            throw UsageError("no condition: --when or --when-file gives them");
+        }
+        return conditions;
+    }
+
+    void openWindows() {
+        if (!options.window.empty()) {
+            windows.emplace(run.catalog(), triggers, parseWindow(options.window), options.folder);
+        }
+    }
+
+    ReplayStatistics writeRows(OutputBuffer& out) {
+        FiringRows rows(triggers, options.syntax != nullptr ? *options.syntax : csvSyntax, out);
+        TriggerSink sink(run.catalog(), triggers, rows, out, {timeout, {}, {}, windowWriter()});
+        return replayInto(sink, out);
+    }
+
+    ReplayStatistics writeExplanations(OutputBuffer& out) {
+        FiringExplanations text(run.catalog(), triggers, out, options.explain);
+        const auto explainAll = [&text](std::uint64_t moment) { text.explainAll(moment); };
+        TriggerSink sink(run.catalog(), triggers, text, out, {timeout, moments, explainAll, windowWriter()});
+        text.setTimeouts(sink.signalTimeouts());
+        return replayInto(sink, out);
+    }
+
+    ReplayStatistics replayInto(TriggerSink& sink, OutputBuffer& out) {
+        ReplayStatistics statistics = run.replay(sink, out);
+        sink.finish();
+        return statistics;
+    }
+
+    WindowWriter* windowWriter() { return windows ? &*windows : nullptr; }
+
+    void summarise(const ReplayStatistics& statistics) const {
+        if (options.quiet) {
+            return;
+        }
+        run.summarise(statistics);
+        for (std::size_t i = 0; i < triggers.size(); ++i) {
+            const TriggerCounts& counts = triggers.counts(i);
+            console.messages << triggers.condition(i).name() << ": evaluations " << counts.evaluations()
+                             << ", true " << counts.isTrue << ", false " << counts.isFalse << ", unknown "
+                             << counts.isUnknown << ", firings " << counts.firings << '\n';
+        }
+        if (windows) {
+            windows->summarise(console.messages);
+        }
+    }
+
+    TriggerStatus conclude(const ReplayStatistics& statistics) const {
+        if (!run.understood(statistics)) {
+            return Failed;
+        }
+        for (std::size_t i = 0; i < triggers.size(); ++i) {
+            if (triggers.counts(i).firings > 0) {
+                return Fired;
+            }
+        }
+        return NothingFired;
+    }
+
+    const TriggerOptions& options;
+    const Console& console;
+    std::optional<std::uint64_t> timeout;
+    std::vector<std::uint64_t> moments;
+    TraceRun run;
+    TriggerSet triggers;
+    std::optional<WindowWriter> windows;
+};
+
+} // namespace
+
+TriggerStatus trigger(const TriggerOptions& options, const Console& console) {
+    return TriggerRun(options, console).replay();
+}
+
+void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
+    const auto options = std::make_shared<TriggerOptions>();
+    CLI::App& command = *program.add_subcommand("trigger", "Try trigger conditions on recorded CAN traces");
+    addTraceArguments(command, *options);
+    addConditionArguments(command, options->conditions);
+    command.add_flag("--edge", options->conditions.options.edgeTrigger,
+                     "Fire only when a condition becomes true");
+    command.add_option("--timeout", options->timeout, "A signal not written for longer is unknown")
+        ->type_name("SECONDS");
+    CLI::Option* const explain =
+        command.add_flag("--explain", options->explain, "For each firing the value of every sub-expression");
+    CLI::Option* const moments =
+        command.add_option("--at", options->moments, "The value of every sub-expression at this time")
+            ->type_name("SECONDS")
+            ->allow_extra_args(false);
+    CLI::Option* const window =
+        command.add_option("--window", options->window, "Write the values around each firing, in seconds")
+            ->type_name("BEFORE,AFTER");
+    window->needs(command.add_option("--to", options->folder, "Folder of the windows, a file each")
+                      ->type_name("FOLDER")
+                      ->needs(window));
+    addOutputArguments(command, *options)->excludes(explain)->excludes(moments);
+    command.callback([options, &console, &status] { status = trigger(*options, console); });
+}
+
+} // namespace rksignal

@@ -1,0 +1,35 @@
+/// \file
+/// `rksignal trigger`: tries trigger conditions on recorded CAN traces.
+#pragma once
+
+#include "Console.h"
+#include "command/TraceOptions.h"
+#include "condition/ConditionArguments.h"
+
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+/// Times are seconds, as `parseSeconds` reads them.
+struct TriggerOptions : TraceOptions {
+    ConditionArguments conditions;
+    std::string timeout;              ///< empty: signals stay known
+    bool explain = false;             ///< explanations of the firings instead of rows
+    std::vector<std::string> moments; ///< at which all conditions are explained, instead of rows
+    std::string window;               ///< `BEFORE,AFTER`; empty: no windows
+    std::string folder;               ///< of the windows
+};
+
+/// Exit statuses, which are those of grep. A damaged input is an error, whatever fired.
+enum TriggerStatus : int { Fired = 0, NothingFired = 1, Failed = 2 };
+
+/// Replays the traces and writes what fires. Findings about the conditions, remarks and the summary go to
+/// `console.messages`.
+/// \throws UsageError, std::system_error
+TriggerStatus trigger(const TriggerOptions& options, const Console& console);
+
+/// Adds the command to the program. When it has been called, `status` is set to its result.
+void addTriggerCommand(CLI::App& program, const Console& console, int& status);
+
+} // namespace rksignal

@@ -1,0 +1,135 @@
+#include "trigger/WindowWriter.h"
+
+#include "output/OutputFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <ostream>
+#include <set>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace rksignal {
+namespace {
+
+constexpr std::size_t maxStem = 100;
+
+/// A condition's name with everything that a shell or a file system might not like as `_`.
+std::string fileStem(std::string_view name) {
+    constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.-";
+    std::string stem;
+    for (const char character : name.substr(0, maxStem)) {
+        const bool keep = harmless.find(character) != harmless.npos && !(stem.empty() && character == '.');
+        if (keep || (!stem.empty() && stem.back() != '_')) {
+            stem += keep ? character : '_';
+        }
+    }
+    return stem.empty() ? "condition" : stem;
+}
+
+std::uint64_t difference(std::uint64_t left, std::uint64_t right) {
+    return left > right ? left - right : 0;
+}
+
+std::uint64_t sum(std::uint64_t left, std::uint64_t right) {
+    return left + std::min(right, std::numeric_limits<std::uint64_t>::max() - left);
+}
+
+} // namespace
+
+WindowWriter::WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent,
+                           std::string folder)
+    : catalog(catalog), triggers(triggers), extent(extent), folder(std::move(folder)), values(maxValues) {
+    std::filesystem::create_directories(this->folder);
+    for (const auto& signal : catalog.signals()) {
+        cells.emplace_back(*signal, csvSyntax);
+    }
+    nameFiles(triggers);
+}
+
+void WindowWriter::nameFiles(const TriggerSet& triggers) {
+    std::set<std::string> taken;
+    for (std::size_t i = 0; i < triggers.size(); ++i) {
+        const std::string wanted = fileStem(triggers.condition(i).name());
+        std::string stem = wanted;
+        for (unsigned n = 2; !taken.insert(stem).second; ++n) {
+            stem = wanted + "_" + std::to_string(n);
+        }
+        stems.push_back(stem);
+    }
+}
+
+void WindowWriter::reached(std::uint64_t now) {
+    while (!open.empty() && open.front().to < now) {
+        write(open.front());
+        open.pop_front();
+    }
+    const std::uint64_t wanted = difference(difference(now, extent.before), extent.after);
+    while (!values.empty() && values.front().timestamp < wanted) {
+        values.pop();
+    }
+}
+
+void WindowWriter::written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) {
+    for (const unsigned long id : ids) {
+        const std::size_t signal = catalog.indexOf(id);
+        const ValueSample sample = ValueSample::of(*catalog.signals()[signal]);
+        values.push(
+            {sample.timestamp, sample.raw, sample.value, static_cast<std::uint32_t>(signal), frame.channel});
+    }
+}
+
+void WindowWriter::fired(const Firing& firing) {
+    if (files + open.size() >= maxFiles) {
+        ++omitted;
+        return;
+    }
+    open.push_back({firing.trigger, triggers.counts(firing.trigger).firings,
+                    difference(firing.timestamp, extent.before), sum(firing.timestamp, extent.after)});
+}
+
+void WindowWriter::write(const Window& window) {
+    const std::string name = stems[window.trigger] + "-" + std::to_string(window.number) + ".csv";
+    const std::string path = (std::filesystem::path(folder) / name).string();
+    const OutputFile file(path, -1);
+    OutputBuffer out(file.descriptor());
+    RowFormat format(csvSyntax, out);
+    out.append(csvSyntax.header);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const PastValue& past = values[i];
+        if (window.from <= past.timestamp && past.timestamp <= window.to) {
+            format.setFrame(past.timestamp, past.channel);
+            format.write(cells[past.signal], catalog.signals()[past.signal]->def.type,
+                         {past.value, past.raw, past.timestamp});
+        }
+    }
+    out.flush();
+    if (out.closed()) {
+        throw std::system_error(out.error(), std::generic_category(), "cannot write " + path);
+    }
+    ++files;
+    incomplete += values.lostUntil() != 0 && values.lostUntil() >= window.from ? 1 : 0;
+}
+
+void WindowWriter::finish() {
+    for (const Window& window : open) {
+        write(window);
+    }
+    open.clear();
+    values.clear();
+}
+
+void WindowWriter::summarise(std::ostream& out) const {
+    out << "windows written to " << folder << ": " << files << '\n';
+    if (incomplete > 0) {
+        out << "windows without their oldest values, with more than " << maxValues << ": " << incomplete
+            << '\n';
+    }
+    if (omitted > 0) {
+        out << "firings without a window, behind the first " << maxFiles << ": " << omitted << '\n';
+    }
+}
+
+} // namespace rksignal

@@ -1,0 +1,75 @@
+/// \file
+/// Writes the decoded values around each firing to a file of its own.
+#pragma once
+
+#include "output/RowFormat.h"
+#include "replay/Catalog.h"
+#include "trigger/Firing.h"
+#include "trigger/TriggerSet.h"
+#include "trigger/ValueRing.h"
+
+#include <cstdint>
+#include <deque>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+/// Keeps the values of the last seconds. When a window has ended, its values go to `CONDITION-NUMBER.csv`, in
+/// the form of `rksignal decode`. Windows may overlap: each gets all its values.
+///
+/// Memory is bounded by the values kept; more windows than `maxFiles` are not written.
+class WindowWriter : public FiringSink {
+  public:
+    static constexpr std::size_t maxFiles = 10'000;
+    static constexpr std::size_t maxValues = std::size_t{1} << 22; ///< 32 bytes each
+
+    /// Nanoseconds around the firing, bounds included.
+    struct Extent {
+        std::uint64_t before;
+        std::uint64_t after;
+    };
+
+    /// Makes `folder` if it is not there; everything else must outlive the writer.
+    /// \throws std::system_error if that fails
+    WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent, std::string folder);
+
+    /// Writes the windows that ended before `now`, and forgets values that no window can hold any more.
+    /// \throws std::system_error if a file cannot be written
+    void reached(std::uint64_t now);
+    void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids);
+    void fired(const Firing& firing) override;
+
+    /// Writes all windows as far as they have come, and starts anew. \throws std::system_error
+    void finish();
+
+    /// Says how many files there are, and what is missing in them, in one to three lines.
+    void summarise(std::ostream& out) const;
+
+  private:
+    struct Window {
+        std::size_t trigger;
+        std::uint64_t number; ///< of the firing of its condition
+        std::uint64_t from;
+        std::uint64_t to;
+    };
+
+    void nameFiles(const TriggerSet& triggers);
+    void write(const Window& window);
+
+    const Catalog& catalog;
+    const TriggerSet& triggers;
+    Extent extent;
+    std::string folder;
+    std::vector<SignalCells> cells; ///< as Catalog::signals()
+    std::vector<std::string> stems; ///< of the file names, by trigger
+    ValueRing values;
+    std::deque<Window> open;
+    std::uint64_t files = 0;
+    std::uint64_t incomplete = 0;
+    std::uint64_t omitted = 0;
+};
+
+} // namespace rksignal
