@@ -47,7 +47,7 @@ std::string FiringExplanations::whyUnknown(const BaseSignal& signal) const {
     if (reception == Reception::NeverSeen) {
         return "never seen";
     }
-    const std::string last = reception == Reception::TooShort ? "frame too short" : "branch inactive";
+    std::string last = reception == Reception::TooShort ? "frame too short" : "branch inactive";
     const std::size_t index = catalog.indexOf(signal.id);
     if (timeouts == nullptr || !timeouts->isTimedOut(index)) {
         return last; // long enough, and still no value: whatever is read of the multiplexer now
