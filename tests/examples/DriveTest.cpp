@@ -6,10 +6,8 @@
 
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <cstdint>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -95,39 +93,6 @@ TEST(Drive, RatesSumUpToWhatTheyChange) {
         for (const double end : {46.0, 75.0, 165.0, 255.0}) {
             EXPECT_NEAR(integral(rate, 30, end) * factor, at(sum, end) - at(sum, 30), tolerance)
                 << sum << end;
-        }
-    }
-}
-
-/// A wheel of 0.316 m radius turns 8.394 times a minute per km/h; the final drive multiplies this by 3.46. At
-/// 98 km/h, 0.372 * v^2 + 160 N at the wheels are 62.6 Nm in sixth gear.
-TEST(Drive, ValuesFollowFromOthers) {
-    using Law = std::function<double(double time)>;
-    const Law speed = [](double time) { return at("Vehicle.Speed", time); };
-    const struct {
-        const char* instance;
-        double from, to, tolerance;
-        Law expected;
-    } laws[] = {
-        {"Gear.OutputSpeed", 26, 280, 5, [&](double time) { return 29.044 * speed(time); }},
-        {"Wheel.FrontLeft", 26, 280, 3, speed},
-        {"Wheel.RearLeft", 26, 280, 0.5,
-         [&](double time) { return 2 * speed(time) - at("Wheel.RearRight", time); }},
-        {"Inertia.Lateral", 26, 280, 0.05,
-         [&](double time) { return speed(time) * at("Inertia.YawRate", time) * M_PI / 648; }},
-        {"Radar.EgoSpeed", 1, 310, 0.2, speed},
-        {"Radar.Clock", 0, 310, 0.02, [](double time) { return time; }},
-        {"Monitor.SupplyVoltage", 26, 280, 0.05,
-         [](double time) { return at("Battery.Voltage", time) - 0.12; }},
-        {"Engine.Torque", 230, 236, 0.2, [](double) { return 62.6; }},
-        {"Gear.Current", 17, 21, 0, [](double) { return -1; }},
-        {"Light.HighBeam", 145, 155, 0, [](double) { return 1; }},
-    };
-    for (const auto& [instance, from, to, tolerance, expected] : laws) {
-        for (const auto& [time, value] : decodedDrive().at(instance)) {
-            if (from < time && time < to) {
-                ASSERT_NEAR(value, expected(time), tolerance) << instance << " at " << time;
-            }
         }
     }
 }

@@ -82,7 +82,7 @@ class Generator {
 
     /// Between booleans: a number on the left would make it a comparison of numbers.
     Term equality(int depth) {
-        const Term left = boolean(depth - 1);
+        Term left = boolean(depth - 1);
         const Term right = boolean(depth - 1);
         if (left.binding >= Sum) {
             return left;
