@@ -46,7 +46,7 @@ Record encoded(const Message& message) {
 /// refused.
 template <class Message>
 Record roundTrip(const Message& message) {
-    const Record record = encoded(message);
+    Record record = encoded(message);
     Message decoded;
     EXPECT_TRUE(decodeRecord(record, decoded));
     std::ostringstream before;
@@ -183,14 +183,14 @@ TEST(TraceRecordFile, DamageCostsTheRecordsItHits) {
         const auto more = randomRecords(random);
         records.insert(records.end(), more.begin(), more.end());
     }
-    records.push_back(Record(300'000, 'R')); // longer than the reader's buffer
+    records.emplace_back(300'000, 'R'); // longer than the reader's buffer
     records.push_back(encoded(KeyboardMessage()));
     const std::string content = fileOf(records);
     EXPECT_EQ(read(content)->records, records);
     for (int round = 0; round < 100; ++round) {
         std::string damaged = content;
         const std::size_t place = 8 + random.below(content.size() - 8);
-        damaged[place] = static_cast<char>(damaged[place] ^ (1 + random.below(255)));
+        damaged[place] = static_cast<char>(damaged[place] ^ static_cast<char>(1 + random.below(255)));
         const auto result = read(damaged);
         EXPECT_EQ(result->records.size(), records.size() - 1);
         EXPECT_LE(result->firstDamage, place);
