@@ -40,7 +40,7 @@ class RKSIGNAL_EXPORT InputSignal : public BaseSignal {
 
     /// Whether a raw trace record of digital inputs (type 19), analog inputs (18) or keys (32817) belongs to
     /// an input in use. Reads the type at bytes 2 and 3, for inputs also the number at bytes 14 and 15 and
-    /// the mark at byte 16; the a record too short for them is not in use. Records of keys are asked for
+    /// the mark at byte 16; a record too short for them is not in use. Records of keys are asked for
     /// under one key that no predefined name has: deliberate. \param recordEnd behind the record's last byte;
     /// null: it is long enough
     static bool signalsInUse(const unsigned char* record, const unsigned char* recordEnd,

@@ -43,12 +43,20 @@ TEST(Readme, ShowsWhatTheProgramsPrint) {
     const std::string readme = contentOf(project / "README.md");
     EXPECT_EQ(firstBlock(readme, "cpp"), contentOf(project / "examples/first_signal.cpp"));
     EXPECT_EQ(firstBlock(readme, "text"), runCommand(FIRST_SIGNAL).output);
-    const std::string shown = readme.substr(readme.find("```sh\nbuild/release/bin/rksignal decode"));
-    std::string command = std::regex_replace(firstBlock(shown, "sh"),
-                                             std::regex("build/release/bin/rksignal"), RKSIGNAL_PROGRAM);
-    command = std::regex_replace(command, std::regex("build/release/examples/drive/drive.log"), "--quiet -");
-    EXPECT_EQ(firstBlock(shown, "text"),
-              runCommand("cd '" + project.string() + "' && " MAKE_DRIVE " 2>/dev/null | " + command).output);
+    const std::string fence = "```sh\nbuild/release/bin/rksignal";
+    int commands = 0;
+    for (std::size_t at = readme.find(fence); at != readme.npos;
+         at = readme.find(fence, at + 1), ++commands) {
+        const std::string shown = readme.substr(at);
+        std::string command = std::regex_replace(firstBlock(shown, "sh"),
+                                                 std::regex("build/release/bin/rksignal"), RKSIGNAL_PROGRAM);
+        command =
+            std::regex_replace(command, std::regex("build/release/examples/drive/drive.log"), "--quiet -");
+        const std::string printed =
+            runCommand("cd '" + project.string() + "' && " MAKE_DRIVE " 2>/dev/null | " + command).output;
+        EXPECT_EQ(firstBlock(shown, "text"), std::regex_replace(printed, std::regex("\n\n$"), "\n"));
+    }
+    EXPECT_EQ(commands, 2);
 }
 
 TEST(Documents, NameOnlyWhatExists) {
@@ -63,12 +71,14 @@ TEST(Documents, NameOnlyWhatExists) {
         for (const std::string& link : matches(text, R"(\]\(([^)#:]+)(?:#[^)]*)?\))")) {
             EXPECT_TRUE(fs::exists(document.parent_path() / link)) << link;
         }
-        for (const std::string& path : matches(
-                 text,
-                 R"([^\w/.-]((?:src|platform|tools|tests|bench|examples|docs|scripts|cmake)/[\w./-]*\w))")) {
+        for (
+            const std::string& path : matches(
+                text,
+                R"([^\w/.-]((?:src|platform|tools|tests|bench|fuzz|examples|docs|scripts|cmake)/[\w./-]*\w))")) {
             EXPECT_TRUE(fs::exists(project / path)) << path;
         }
-        for (const std::string& header : matches(text, R"([^\w/.-]((?:signal|bus|rktrace|rkutil)/\w+\.h))")) {
+        for (const std::string& header :
+             matches(text, R"([^\w/.-]((?:signal|bus|input|expression|event|rktrace|rkutil)/\w+\.h))")) {
             EXPECT_TRUE(fs::exists(project / "src" / header) || fs::exists(project / "platform" / header))
                 << header;
         }
@@ -80,6 +90,9 @@ TEST(Documents, NameOnlyWhatExists) {
         }
         for (const auto& [command, program] :
              {std::pair("(rksignal decode [^`\n]*)", RKSIGNAL_PROGRAM " decode --help"),
+              {"(rksignal trigger [^`\n]*)", RKSIGNAL_PROGRAM " trigger --help"},
+              {"(rksignal events [^`\n]*)", RKSIGNAL_PROGRAM " events --help"},
+              {"(rksignal check [^`\n]*)", RKSIGNAL_PROGRAM " check --help"},
               {"(make_drive [^`\n]*)", MAKE_DRIVE " --help"}}) {
             const std::string help = runCommand(program).output;
             for (const std::string& use : matches(text, command)) {
