@@ -36,8 +36,10 @@ std::string randomLog(Dice dice) {
     for (unsigned i = 0, tenth = 10; i < 1500; ++i) {
         tenth += dice(7) == 0 ? dice(6) : 0;
         const char* const data[] = {"", "00", "01", "03", "0C", "0001", "0102", "0103", "0F"};
-        log += "(" + std::to_string(tenth / 10) + "." + std::to_string(tenth % 10) + ") can" +
-               std::to_string(dice(2)) + " 00" + std::to_string(1 + dice(3)) + "#" + data[dice(9)] + "\n";
+        log += "(" + std::to_string(tenth / 10) + "." + std::to_string(tenth % 10) + ") can";
+        log += std::to_string(dice(2));
+        log += " 00" + std::to_string(1 + dice(3)) + "#";
+        log += std::string(data[dice(9)]) + "\n";
     }
     return log;
 }
@@ -47,8 +49,12 @@ Conditions randomConditions(Dice dice, const Catalog& catalog, SignalStorage& st
     Conditions conditions;
     std::vector<Finding> findings;
     for (int i = 0; i < 30; ++i) {
-        const std::string text = "!(" + name() + " > 0)" + (dice(2) != 0 ? " && " : " || ") + name() +
-                                 " != " + std::to_string(dice(3)) + " || " + name() + " > 2";
+        std::string text =
+            "!(" + name() + " > 0)"; // in steps: the order of operands is the compiler's choice
+        text += dice(2) != 0 ? " && " : " || ";
+        text += name();
+        text += " != " + std::to_string(dice(3));
+        text += " || " + name() + " > 2";
         conditions.push_back(
             Condition::compile({std::to_string(i), text, ""}, storage, {edge, false}, findings));
     }
@@ -59,7 +65,7 @@ Conditions randomConditions(Dice dice, const Catalog& catalog, SignalStorage& st
 /// and again, only conditions with a signal that looks other than before count.
 struct Model : ValueSink {
     Model(const Catalog& catalog, Conditions conditions, bool edge)
-        : catalog(catalog), conditions(std::move(conditions)), edge(edge) {}
+        : catalog(catalog), conditions(std::move(conditions)), edge(edge), before(look()) {}
 
     void reached(std::uint64_t now) override {
         std::set<std::uint64_t> writes;
@@ -78,11 +84,17 @@ struct Model : ValueSink {
     void written(const CANExtTraceMessage& /*frame*/, std::span<const unsigned long> /*ids*/) override {}
     void decoded(const CANExtTraceMessage& frame) override { evaluate(frame.timestamp); }
 
-    void evaluate(std::uint64_t time) {
-        std::map<const BaseSignal*, double> now;
+    /// The values of all signals; -100 is none.
+    std::map<const BaseSignal*, double> look() const {
+        std::map<const BaseSignal*, double> values;
         for (const auto& signal : catalog.signals()) {
-            now[signal.get()] = signal->slot->valid != 0 ? signal->physical() : -100;
+            values[signal.get()] = signal->slot->valid != 0 ? signal->physical() : -100;
         }
+        return values;
+    }
+
+    void evaluate(std::uint64_t time) {
+        std::map<const BaseSignal*, double> now = look();
         for (const auto& condition : conditions) {
             const auto changed = [&](const BaseSignal* signal) { return now[signal] != before[signal]; };
             const auto& signals = condition->parser().signals;
