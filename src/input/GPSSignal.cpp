@@ -12,26 +12,25 @@
 using enum signalValue_t;
 using input::gpsBit;
 
-const std::map<std::string, std::uint64_t> GPSSignal::gps_ids = {
+std::map<std::string, std::uint64_t> GPSSignal::gps_ids = {
     {"GPS.Time", gpsBit},      {"GPS.Status", gpsBit},     {"GPS.Latitude", gpsBit},
     {"GPS.Longitude", gpsBit}, {"GPS.Speed", gpsBit},      {"GPS.Course", gpsBit},
     {"GPS.Date", gpsBit},      {"GPS.Satellites", gpsBit}, {"GPS.Altitude", gpsBit},
 };
 
-const std::map<std::string, signalValue_t> GPSSignal::gpsSignalTypes = {
+std::map<std::string, signalValue_t> GPSSignal::gpsSignalTypes = {
     {"GPS.Time", Unsigned},    {"GPS.Status", Unsigned},     {"GPS.Latitude", Double},
     {"GPS.Longitude", Double}, {"GPS.Speed", Double},        {"GPS.Course", Double},
     {"GPS.Date", Unsigned},    {"GPS.Satellites", Unsigned}, {"GPS.Altitude", Double},
 };
 
-const std::map<std::string, std::string> GPSSignal::gpsSignalUnit = {
+std::map<std::string, std::string> GPSSignal::gpsSignalUnit = {
     {"GPS.Time", "UTC"},   {"GPS.Status", ""},     {"GPS.Latitude", ""},
     {"GPS.Longitude", ""}, {"GPS.Speed", "km/h"},  {"GPS.Course", "°"},
     {"GPS.Date", "UTC"},   {"GPS.Satellites", ""}, {"GPS.Altitude", "m"},
 };
 
-const std::map<std::uint64_t, std::string> GPSSignal::gpsStatusValueDescription = {{0, "Void"},
-                                                                                   {1, "Active"}};
+std::map<std::uint64_t, std::string> GPSSignal::gpsStatusValueDescription = {{0, "Void"}, {1, "Active"}};
 
 std::uint8_t GPSSignal::gpsStatus = 0;
 

@@ -16,11 +16,11 @@
 /// bits from bit 0 for the doubles among them. One receiver: what it said last counts for all storages.
 class RKSIGNAL_EXPORT GPSSignal : public InputSignal {
   public:
-    static const std::map<std::string, std::uint64_t> gps_ids;        ///< the names, with the bit of the kind
-    static const std::map<std::string, signalValue_t> gpsSignalTypes; ///< Unsigned or Double
-    static const std::map<std::string, std::string> gpsSignalUnit;
+    static std::map<std::string, std::uint64_t> gps_ids;        ///< the names, with the bit of the kind
+    static std::map<std::string, signalValue_t> gpsSignalTypes; ///< Unsigned or Double
+    static std::map<std::string, std::string> gpsSignalUnit;
     /// Texts of `GPS.Status`, unless the definition brings its own.
-    static const std::map<std::uint64_t, std::string> gpsStatusValueDescription;
+    static std::map<std::uint64_t, std::string> gpsStatusValueDescription;
     static std::uint8_t gpsStatus; ///< of the last RMC sentence; 0: void, or none yet
 
     /// Builds the signal; its type and unit follow from its name. Another name is reported and gives a signal

@@ -23,6 +23,9 @@ struct inputSignalDef_t : baseSignalDef_t {};
 /// `tslId` from bit 16 and the input's number, or a key that belongs to a name. See BaseSignal for threads,
 /// errors and shared memory.
 ///
+/// The tables of predefined names and texts in the classes of the kinds are filled at program start, and
+/// meant to be read.
+///
 /// The decoders empty `ids`, then list in it the identifier of each signal written, in the order of
 /// construction, and return whether there is one. Never throw for what a message holds; allocate only when
 /// `ids` grows. Null storages mean the default one. One thread at a time; each slot is locked for its own

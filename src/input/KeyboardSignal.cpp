@@ -4,7 +4,7 @@
 
 using input::keyboardBit;
 
-const std::map<std::string, std::uint64_t> KeyboardSignal::predefinedInputs = {
+std::map<std::string, std::uint64_t> KeyboardSignal::predefinedInputs = {
     {"RC.F1", keyboardBit + 1},   {"RC.F2", keyboardBit + 2},   {"RC.F3", keyboardBit + 3},
     {"RC.F4", keyboardBit + 4},   {"RC.F5", keyboardBit + 5},   {"RC.F6", keyboardBit + 6},
     {"RC.F7", keyboardBit + 7},   {"RC.F8", keyboardBit + 8},   {"RC.F9", keyboardBit + 9},

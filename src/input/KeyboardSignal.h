@@ -12,7 +12,7 @@
 class RKSIGNAL_EXPORT KeyboardSignal : public InputSignal {
   public:
     /// The instance names that a signal may have, with their input keys: `RC.F1` to `RC.F10`, and `RC.TRG`.
-    static const std::map<std::string, std::uint64_t> predefinedInputs;
+    static std::map<std::string, std::uint64_t> predefinedInputs;
 
     /// Builds the signal and files it under the key of its name. Another name is reported and gives a signal
     /// with identifier 0, an identifier already in use one with all ones; neither receives a value.

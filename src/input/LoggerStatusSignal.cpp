@@ -4,17 +4,17 @@
 
 using input::loggerBit;
 
-const std::map<std::string, std::uint64_t> LoggerStatusSignal::predefinedInputs = {
+std::map<std::string, std::uint64_t> LoggerStatusSignal::predefinedInputs = {
     {"Logger.Status", loggerBit},        {"Logger.Start", loggerBit + 1}, {"Logger.IntMemory", loggerBit + 2},
     {"Logger.ExtMemory", loggerBit + 2}, {"Logger.Timer", loggerBit + 3},
 };
 
 /// The values are those of the status keywords in trigger expressions.
-const std::map<std::uint64_t, std::string> LoggerStatusSignal::statusDescriptions = {
+std::map<std::uint64_t, std::string> LoggerStatusSignal::statusDescriptions = {
     {0, "OK"}, {1, "ERROR"}, {2, "NoSync"}, {3, "Warning"}, {4, "FWUpdate"}, {5, "Memory"}, {6, "Ring"},
 };
 
-const std::map<std::uint64_t, std::string> LoggerStatusSignal::memoryDescriptions = {{255, "N/C"}};
+std::map<std::uint64_t, std::string> LoggerStatusSignal::memoryDescriptions = {{255, "N/C"}};
 
 std::set<LoggerStatusSignal*> LoggerStatusSignal::allInstancesLoggerStatusSignals;
 

@@ -14,11 +14,11 @@ class RKSIGNAL_EXPORT LoggerStatusSignal : public InputSignal {
   public:
     /// The instance names that a signal may have, with their input keys. The two memories share one key:
     /// their message carries both values, which find their signals by name.
-    static const std::map<std::string, std::uint64_t> predefinedInputs;
+    static std::map<std::string, std::uint64_t> predefinedInputs;
     /// Texts of `Logger.Status`, unless the definition brings its own.
-    static const std::map<std::uint64_t, std::string> statusDescriptions;
+    static std::map<std::uint64_t, std::string> statusDescriptions;
     /// Texts of `Logger.IntMemory` and `Logger.ExtMemory`, unless the definition brings its own.
-    static const std::map<std::uint64_t, std::string> memoryDescriptions;
+    static std::map<std::uint64_t, std::string> memoryDescriptions;
     /// Every logger status signal that exists.
     static std::set<LoggerStatusSignal*> allInstancesLoggerStatusSignals;
 
