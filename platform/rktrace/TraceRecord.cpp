@@ -6,6 +6,7 @@
 #include <concepts>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 
 namespace {
@@ -109,6 +110,85 @@ class RecordDecoder {
     bool whole = false;
 };
 
+template <class Message, class Class>
+concept Is = std::same_as<std::remove_const_t<Message>, Class>;
+
+// What stands in a record behind its header, in this order, and how it is written as well as read.
+auto fieldsOf(Is<gpioElement_t> auto& element) {
+    return std::tie(element.input, element.value, element.mask);
+}
+auto fieldsOf(Is<analogElement_t> auto& element) {
+    return std::tie(element.input, element.mantissa, element.exponent);
+}
+auto fieldsOf(Is<KeyboardMessage> auto& message) {
+    return std::tie(message.keyCode, message.value);
+}
+auto fieldsOf(Is<SystemMessage> auto& message) {
+    return std::tie(message.code, message.text);
+}
+auto fieldsOf(Is<SystemUsageMessage> auto& message) {
+    return std::tie(message.code, message.internalUsage, message.externalUsage, message.externalUsage2,
+                    message.text);
+}
+auto fieldsOf(Is<GPSTraceMessage> auto& message) {
+    return std::tie(message.sentences);
+}
+
+void putField(RecordEncoder& encoder, std::integral auto number) {
+    encoder.put(number);
+}
+void putField(RecordEncoder& encoder, const std::string& text) {
+    encoder.putText(text);
+}
+template <std::integral Number>
+void getField(RecordDecoder& decoder, Number& number) {
+    number = decoder.get<Number>();
+}
+void getField(RecordDecoder& decoder, std::string& text) {
+    decoder.getText(text);
+}
+
+template <class Fields>
+void putFields(RecordEncoder& encoder, const Fields& fields) {
+    std::apply([&encoder](const auto&... field) { (putField(encoder, field), ...); }, fields);
+}
+template <class Fields>
+void getFields(RecordDecoder& decoder, const Fields& fields) {
+    std::apply([&decoder](auto&... field) { (getField(decoder, field), ...); }, fields);
+}
+
+template <class Message>
+void encodeFields(const Message& message, RecordType type, Record& record) {
+    RecordEncoder encoder(record, type, message.timestamp);
+    putFields(encoder, fieldsOf(message));
+}
+template <class Message>
+bool decodeFields(std::span<const std::uint8_t> record, RecordType type, Message& message) {
+    RecordDecoder decoder(record, type, message.timestamp);
+    getFields(decoder, fieldsOf(message));
+    return decoder.isWhole();
+}
+
+template <class Message>
+void encodeElements(const Message& message, RecordType type, Record& record) {
+    RecordEncoder encoder(record, type, message.timestamp);
+    encoder.putElementsHead(message.elements);
+    for (const auto& element : message.elements) {
+        putFields(encoder, fieldsOf(element));
+    }
+}
+/// `elementLength`: of an element in the record.
+template <class Message>
+bool decodeElements(std::span<const std::uint8_t> record, RecordType type, std::size_t elementLength,
+                    Message& message) {
+    RecordDecoder decoder(record, type, message.timestamp);
+    decoder.getElementsHead(message.elements, elementLength);
+    for (auto& element : message.elements) {
+        getFields(decoder, fieldsOf(element));
+    }
+    return decoder.isWhole();
+}
+
 /// The identifier word of a CAN record: the flags are added, as they are in frame keys.
 std::uint32_t flagsOf(std::uint32_t frameFormat) {
     using Format = CANExtTraceMessage::FrameFormat;
@@ -179,99 +259,49 @@ bool decodeRecord(std::span<const std::uint8_t> record, LINTraceMessage& message
 }
 
 void encodeRecord(const GpioTraceMessage& message, Record& record) {
-    RecordEncoder encoder(record, RecordType::Gpio, message.timestamp);
-    encoder.putElementsHead(message.elements);
-    for (const gpioElement_t& element : message.elements) {
-        encoder.put(element.input);
-        encoder.put(element.value);
-        encoder.put(element.mask);
-    }
+    encodeElements(message, RecordType::Gpio, record);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, GpioTraceMessage& message) {
-    RecordDecoder decoder(record, RecordType::Gpio, message.timestamp);
-    decoder.getElementsHead(message.elements, 6);
-    for (gpioElement_t& element : message.elements) {
-        element.input = decoder.get<std::uint16_t>();
-        element.value = decoder.get<std::uint16_t>();
-        element.mask = decoder.get<std::uint16_t>();
-    }
-    return decoder.isWhole();
+    return decodeElements(record, RecordType::Gpio, 6, message);
 }
 
 void encodeRecord(const AnalogTraceMessage& message, Record& record) {
-    RecordEncoder encoder(record, RecordType::Analog, message.timestamp);
-    encoder.putElementsHead(message.elements);
-    for (const analogElement_t& element : message.elements) {
-        encoder.put(element.input);
-        encoder.put(element.mantissa);
-        encoder.put(element.exponent);
-    }
+    encodeElements(message, RecordType::Analog, record);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, AnalogTraceMessage& message) {
-    RecordDecoder decoder(record, RecordType::Analog, message.timestamp);
-    decoder.getElementsHead(message.elements, 7);
-    for (analogElement_t& element : message.elements) {
-        element.input = decoder.get<std::uint16_t>();
-        element.mantissa = decoder.get<std::int32_t>();
-        element.exponent = decoder.get<std::int8_t>();
-    }
-    return decoder.isWhole();
+    return decodeElements(record, RecordType::Analog, 7, message);
 }
 
 void encodeRecord(const KeyboardMessage& message, Record& record) {
-    RecordEncoder encoder(record, RecordType::Keyboard, message.timestamp);
-    encoder.put(message.keyCode);
-    encoder.put(message.value);
+    encodeFields(message, RecordType::Keyboard, record);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, KeyboardMessage& message) {
-    RecordDecoder decoder(record, RecordType::Keyboard, message.timestamp);
-    message.keyCode = decoder.get<std::int32_t>();
-    message.value = decoder.get<std::int32_t>();
-    return decoder.isWhole();
+    return decodeFields(record, RecordType::Keyboard, message);
 }
 
 void encodeRecord(const SystemMessage& message, Record& record) {
-    RecordEncoder encoder(record, RecordType::System, message.timestamp);
-    encoder.put(message.code);
-    encoder.putText(message.text);
+    encodeFields(message, RecordType::System, record);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, SystemMessage& message) {
-    RecordDecoder decoder(record, RecordType::System, message.timestamp);
-    message.code = decoder.get<std::uint32_t>();
-    decoder.getText(message.text);
-    return decoder.isWhole();
+    return decodeFields(record, RecordType::System, message);
 }
 
 void encodeRecord(const SystemUsageMessage& message, Record& record) {
-    RecordEncoder encoder(record, RecordType::SystemUsage, message.timestamp);
-    encoder.put(message.code);
-    encoder.put(message.internalUsage);
-    encoder.put(message.externalUsage);
-    encoder.put(message.externalUsage2);
-    encoder.putText(message.text);
+    encodeFields(message, RecordType::SystemUsage, record);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, SystemUsageMessage& message) {
-    RecordDecoder decoder(record, RecordType::SystemUsage, message.timestamp);
-    message.code = decoder.get<std::uint32_t>();
-    message.internalUsage = decoder.get<std::uint8_t>();
-    message.externalUsage = decoder.get<std::uint8_t>();
-    message.externalUsage2 = decoder.get<std::uint8_t>();
-    decoder.getText(message.text);
-    return decoder.isWhole();
+    return decodeFields(record, RecordType::SystemUsage, message);
 }
 
 void encodeRecord(const GPSTraceMessage& message, Record& record) {
-    RecordEncoder encoder(record, RecordType::Gps, message.timestamp);
-    encoder.putText(message.sentences);
+    encodeFields(message, RecordType::Gps, record);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, GPSTraceMessage& message) {
-    RecordDecoder decoder(record, RecordType::Gps, message.timestamp);
-    decoder.getText(message.sentences);
-    return decoder.isWhole();
+    return decodeFields(record, RecordType::Gps, message);
 }
