@@ -4,7 +4,6 @@
 #include "expression/ExpLexer.h"
 #include "expression/ExpParser.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
