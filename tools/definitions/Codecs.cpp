@@ -109,11 +109,10 @@ std::optional<double> NumberCodec::read(const JsonValue& value, const Place& pla
     return std::nullopt;
 }
 
-/// Whole numbers without a fraction, where a double holds them exactly. -0.0 is not one of them.
+/// Whole numbers without a fraction, where a double holds them exactly.
 JsonOutput NumberCodec::write(Value value) const {
     const bool isWhole = std::abs(value) < 0x1p53 && std::trunc(value) == value;
-    return isWhole && !(value == 0 && std::signbit(value)) ? JsonOutput(static_cast<std::int64_t>(value))
-                                                           : JsonOutput(value);
+    return isWhole ? JsonOutput(static_cast<std::int64_t>(value)) : JsonOutput(value);
 }
 
 JsonOutput NumberCodec::schema() const {

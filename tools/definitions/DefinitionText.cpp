@@ -2,17 +2,20 @@
 
 #include "definitions/DefinitionKinds.h"
 
+#include <cstdint>
+#include <utility>
+
 namespace rksignal {
 namespace {
 
 template <class Kind>
 JsonOutput writeDefinition(const Kind& kind, const PlacedDefinition<typename Kind::Record>& definition) {
-    JsonOutput object =
-        writeFields(kind.fields, definition.record, kind.defaults(definition.record.instance));
-    if (kind.anyChannel && !definition.anyChannel) { // then the default is to name none
-        object["channel"] = definition.record.channel;
+    auto defaults = kind.defaults(definition.record.instance);
+    if (kind.anyChannel) { // the default is to name none
+        const std::uint8_t channel = definition.record.channel;
+        defaults.channel = definition.anyChannel ? channel : static_cast<std::uint8_t>(~channel);
     }
-    return object;
+    return writeFields(kind.fields, definition.record, defaults);
 }
 
 /// The schemas of the kinds. What several kinds describe in the same way stands once, in `definitions`.
