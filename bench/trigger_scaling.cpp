@@ -5,6 +5,7 @@
 
 #include "condition/Condition.h"
 #include "dbc/DbcFile.h"
+#include "trace/TraceFile.h"
 #include "trigger/TriggerSink.h"
 
 #include <cstdio>
@@ -76,12 +77,12 @@ class NoSink : public ValueSink, public FiringSink {
 
 /// \return nanoseconds of processor time a frame
 double replay(Catalog& catalog, std::FILE* log, ValueSink& sink) {
-    const InputFile file("/proc/self/fd/" + std::to_string(fileno(log)));
-    LineReader reader(file);
     ChannelMap channels;
-    Replay replay(catalog, channels, sink);
+    TraceMerge traces;
+    traces.add(openTrace("/proc/self/fd/" + std::to_string(fileno(log)), channels));
+    Replay replay(catalog, sink);
     const std::clock_t start = std::clock();
-    replay.run(reader);
+    replay.run(traces);
     return 1e9 / CLOCKS_PER_SEC * static_cast<double>(std::clock() - start) /
            static_cast<double>(replay.statistics().frames);
 }

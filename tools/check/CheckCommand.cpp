@@ -40,7 +40,7 @@ bool isDefinitionFile(const std::string& path) {
     if (path == "-" || hasDbcExtension(path)) {
         return path != "-";
     }
-    const InputFile file(path);
+    InputFile file(path);
     LineReader reader(file);
     std::string_view line;
     while (reader.next(line)) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <system_error>
 
 namespace rksignal {
@@ -29,6 +30,16 @@ std::uint64_t parseSeconds(const std::string& option, std::string_view text) {
         throw UsageError(option + " " + std::string(text) + ": not seconds with at most 9 decimals");
     }
     return nanoseconds;
+}
+
+std::int64_t parseSignedSeconds(const std::string& option, std::string_view text) {
+    const bool isNegative = text.starts_with('-');
+    const std::uint64_t distance = parseSeconds(option, text.substr(isNegative ? 1 : 0));
+    if (distance > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+        throw UsageError(option + " " + std::string(text) + ": too many seconds");
+    }
+    const auto shift = static_cast<std::int64_t>(distance);
+    return isNegative ? -shift : shift;
 }
 
 } // namespace rksignal

@@ -12,4 +12,7 @@ namespace rksignal {
 /// \return nanoseconds \throws UsageError, which names `option`
 std::uint64_t parseSeconds(const std::string& option, std::string_view text);
 
+/// The same with a sign in front, `-0.5`.
+std::int64_t parseSignedSeconds(const std::string& option, std::string_view text);
+
 } // namespace rksignal

@@ -7,8 +7,13 @@
 namespace rksignal {
 
 void addTraceArguments(CLI::App& command, TraceOptions& options) {
-    command.add_option("TRACE", options.traces, "candump logs, one after the other; - is standard input")
-        ->required();
+    command.add_option("TRACE", options.traces, "Traces, merged by time; - is standard input");
+    command.add_option("--gps", options.gpsLogs, "The log of a GPS receiver (NMEA 0183)")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+    command.add_option("--shift", options.shifts, "Seconds to add to the times of a trace")
+        ->type_name("FILE=SECONDS")
+        ->allow_extra_args(false);
     addDefinitionArguments(command, options.definitions, options.channels)->required();
 }
 

@@ -3,12 +3,36 @@
 #include "UsageError.h"
 #include "command/DefinitionArguments.h"
 #include "command/ProgressBar.h"
+#include "command/SecondsArgument.h"
 #include "output/OutputFile.h"
+#include "trace/TraceFile.h"
 
 #include <algorithm>
 #include <ostream>
+#include <utility>
 
 namespace rksignal {
+namespace {
+
+std::map<std::string, std::int64_t> parseShifts(const TraceOptions& options) {
+    std::map<std::string, std::int64_t> shifts;
+    for (const std::string& argument : options.shifts) {
+        const std::size_t equals = argument.rfind('=');
+        const std::string path = argument.substr(0, equals);
+        if (equals == argument.npos) {
+            throw UsageError("--shift " + argument + ": not of the form FILE=SECONDS");
+        }
+        if (std::count(options.traces.begin(), options.traces.end(), path) +
+                std::count(options.gpsLogs.begin(), options.gpsLogs.end(), path) ==
+            0) {
+            throw UsageError("--shift " + argument + ": " + path + " is none of the traces");
+        }
+        shifts[path] = parseSignedSeconds("--shift", argument.substr(equals + 1));
+    }
+    return shifts;
+}
+
+} // namespace
 
 TraceRun::TraceRun(const TraceOptions& options, const Console& console) : options(options), console(console) {
     assignChannels(options.channels, channels);
@@ -30,46 +54,67 @@ void TraceRun::printNotes() const {
 }
 
 void TraceRun::openTraces() {
-    for (const std::string& path : options.traces) {
-        traces.push_back(std::make_unique<InputFile>(path));
-        if (!options.output.empty() && isSameFile(path, options.output)) {
-            throw UsageError("the output would overwrite the trace " + path);
+    if (options.traces.empty() && options.gpsLogs.empty()) {
+        throw UsageError("there is no trace");
+    }
+    shifts = parseShifts(options);
+    const auto reading = [this] {
+        if (beforeRead) {
+            beforeRead();
         }
+    };
+    for (const std::string& path : options.traces) {
+        addTrace(openTrace(path, channels, reading));
+    }
+    for (const std::string& path : options.gpsLogs) {
+        addTrace(openGpsLog(path, reading));
     }
 }
 
+void TraceRun::addTrace(std::unique_ptr<TraceSource> trace) {
+    if (!options.output.empty() && isSameFile(trace->path(), options.output)) {
+        throw UsageError("the output would overwrite the trace " + trace->path());
+    }
+    const auto shift = shifts.find(trace->path());
+    traces.add(std::move(trace), shift != shifts.end() ? shift->second : 0);
+}
+
 ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer& out) {
-    Replay replay(signals, channels, sink);
+    Replay replay(signals, sink);
     const std::uint64_t total = knownSize();
     const bool showsProgress = console.interactive && !options.quiet && total > 0;
     ProgressBar bar(console.messages, total);
-    std::uint64_t done = 0;
-    for (const auto& trace : traces) {
-        const bool isPipe = trace->size() == 0;
-        LineReader reader(*trace, [&](std::uint64_t position) {
-            if (showsProgress) {
-                bar.show(done + position);
-            }
-            if (isPipe) { // whatever comes next may take its time
-                out.flush();
-            }
-        });
-        replay.run(reader);
-        done += reader.position();
-    }
+    beforeRead = [&] {
+        if (showsProgress) {
+            bar.show(position());
+        }
+        if (total == 0) { // whatever comes next may take its time
+            out.flush();
+        }
+    };
+    replay.run(traces);
+    beforeRead = nullptr;
     return replay.statistics();
 }
 
 /// Of all traces; 0 if one has no size.
 std::uint64_t TraceRun::knownSize() const {
     std::uint64_t total = 0;
-    for (const auto& trace : traces) {
-        if (trace->size() == 0) {
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+        if (traces[i].size() == 0) {
             return 0;
         }
-        total += trace->size();
+        total += traces[i].size();
     }
     return total;
+}
+
+std::uint64_t TraceRun::position() const {
+    std::uint64_t sum = 0;
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+        sum += traces[i].position();
+    }
+    return sum;
 }
 
 void TraceRun::summarise(const ReplayStatistics& statistics) const {
@@ -80,7 +125,7 @@ void TraceRun::summarise(const ReplayStatistics& statistics) const {
 
 bool TraceRun::understood(const ReplayStatistics& statistics) const {
     const auto& notes = signals.notes();
-    return statistics.malformed == 0 && std::none_of(notes.begin(), notes.end(), [](const DbcNote& note) {
+    return statistics.understood() && std::none_of(notes.begin(), notes.end(), [](const DbcNote& note) {
                return note.severity == DbcNote::Severity::Error;
            });
 }

@@ -8,9 +8,11 @@
 #include "replay/Catalog.h"
 #include "replay/Replay.h"
 #include "trace/ChannelMap.h"
-#include "trace/LineReader.h"
+#include "trace/TraceMerge.h"
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,7 +30,7 @@ class TraceRun {
     SignalStorage& storage() { return registry; }
 
     /// Replays all traces into `sink`, with a progress bar for who watches. When a trace is a pipe, `out` is
-    /// flushed whenever the pipe has nothing more. \throws std::system_error if reading fails
+    /// flushed whenever more is read. \throws std::system_error if reading fails
     ReplayStatistics replay(ValueSink& sink, OutputBuffer& out);
 
     /// Prints the statistics, unless quiet.
@@ -40,14 +42,18 @@ class TraceRun {
   private:
     void printNotes() const;
     void openTraces();
+    void addTrace(std::unique_ptr<TraceSource> trace);
     std::uint64_t knownSize() const;
+    std::uint64_t position() const;
 
     const TraceOptions& options;
     const Console& console;
     SignalStorage registry;
     Catalog signals{registry};
     ChannelMap channels;
-    std::vector<std::unique_ptr<InputFile>> traces;
+    std::map<std::string, std::int64_t> shifts; ///< by trace, in nanoseconds
+    TraceMerge traces;
+    std::function<void()> beforeRead; ///< of any trace, while they are replayed
 };
 
 } // namespace rksignal

@@ -52,7 +52,7 @@ ConditionText parseCondition(const std::string& argument) {
 }
 
 std::vector<ConditionText> readConditions(const std::string& path, std::vector<Finding>& findings) {
-    const InputFile file(path);
+    InputFile file(path);
     LineReader reader(file);
     std::vector<ConditionText> conditions;
     std::string_view line;

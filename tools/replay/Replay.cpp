@@ -2,51 +2,18 @@
 
 namespace rksignal {
 
-void Replay::run(LineReader& trace) {
-    std::string_view text;
-    while (!sink.closed() && trace.next(text)) {
-        const char* const damage = trace.tooLong() ? "line is too long" : replayLine(text);
-        if (damage != nullptr) {
-            counts.countMalformed(trace.path(), trace.lineNumber(), damage);
-        }
+void Replay::run(TraceMerge& traces) {
+    while (!sink.closed() && traces.next()) {
+        traces.deliver(*this);
+    }
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+        counts.count(traces[i]);
     }
 }
 
-const char* Replay::replayLine(std::string_view text) {
-    if (text.empty()) {
-        return nullptr;
-    }
-    if (const char* const damage = parseCandumpLine(text, line)) {
-        return damage;
-    }
-    if (line.kind == CandumpLine::Kind::DropCount) {
-        counts.dropped += line.dropped;
-        return nullptr;
-    }
-    const auto channel = channels.channelOf(line.interfaceName);
-    if (!channel) {
-        return "too many different interface names";
-    }
-    line.frame.channel = *channel;
+void Replay::receive(const CANExtTraceMessage& frame) {
     ++counts.frames;
-    sink.reached(line.frame.timestamp);
-    switch (line.kind) {
-    case CandumpLine::Kind::Data:
-        replayFrame(line.frame);
-        break;
-    case CandumpLine::Kind::Remote:
-        ++counts.remote;
-        break;
-    case CandumpLine::Kind::Error:
-        ++counts.error;
-        break;
-    default:
-        ++counts.xl;
-    }
-    return nullptr;
-}
-
-void Replay::replayFrame(const CANExtTraceMessage& frame) {
+    sink.reached(frame.timestamp);
     bool known = false;
     for (const auto decoders : catalog.decodersOf(frame)) {
         for (MessageDecoder* const decoder : decoders) {
@@ -63,6 +30,23 @@ void Replay::replayFrame(const CANExtTraceMessage& frame) {
     } else {
         counts.countUnknown(frame);
     }
+}
+
+void Replay::receive(const LINTraceMessage& frame) {
+    pass(PassedMessage::Other, frame.timestamp);
+}
+
+void Replay::receive(const GPSTraceMessage& message) {
+    pass(PassedMessage::Other, message.timestamp);
+}
+
+void Replay::receiveRecord(std::span<const std::uint8_t> /*record*/, std::uint64_t timestamp) {
+    pass(PassedMessage::Other, timestamp);
+}
+
+void Replay::pass(PassedMessage kind, std::uint64_t timestamp) {
+    ++counts.passed[static_cast<std::size_t>(kind)];
+    sink.reached(timestamp);
 }
 
 } // namespace rksignal

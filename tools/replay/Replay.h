@@ -4,13 +4,11 @@
 
 #include "replay/Catalog.h"
 #include "replay/ReplayStatistics.h"
-#include "trace/CandumpLine.h"
-#include "trace/ChannelMap.h"
-#include "trace/LineReader.h"
+#include "trace/TraceMerge.h"
+#include "trace/TraceReceiver.h"
 
 #include <cstdint>
 #include <span>
-#include <string_view>
 #include <vector>
 
 namespace rksignal {
@@ -35,29 +33,28 @@ class ValueSink {
     virtual bool closed() const { return false; }
 };
 
-/// Replays traces one after the other; the signals keep their values in between. Allocates nothing a frame.
-class Replay {
+/// Replays traces; the signals keep their values in between. Allocates nothing a message.
+class Replay : private TraceReceiver {
   public:
     /// Everything must outlive the replay.
-    Replay(Catalog& catalog, ChannelMap& channels, ValueSink& sink)
-        : catalog(catalog), channels(channels), sink(sink) {}
+    Replay(Catalog& catalog, ValueSink& sink) : catalog(catalog), sink(sink) {}
 
-    /// Replays a trace to its end, or until the sink is closed.
+    /// Replays traces to their end, or until the sink is closed.
     /// \throws std::system_error if reading fails.
-    void run(LineReader& trace);
+    void run(TraceMerge& traces);
 
     const ReplayStatistics& statistics() const { return counts; }
 
   private:
-    /// \return null, or why the line cannot be used
-    const char* replayLine(std::string_view text);
-    void replayFrame(const CANExtTraceMessage& frame);
+    void receive(const CANExtTraceMessage& frame) override;
+    void receive(const LINTraceMessage& frame) override;
+    void receive(const GPSTraceMessage& message) override;
+    void receiveRecord(std::span<const std::uint8_t> record, std::uint64_t timestamp) override;
+    void pass(PassedMessage kind, std::uint64_t timestamp) override;
 
     Catalog& catalog;
-    ChannelMap& channels;
     ValueSink& sink;
     ReplayStatistics counts;
-    CandumpLine line;
     std::vector<unsigned long> ids;
 };
 

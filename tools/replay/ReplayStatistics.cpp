@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <numeric>
 #include <ostream>
 #include <span>
 #include <utility>
@@ -12,6 +13,13 @@ namespace rksignal {
 namespace {
 
 constexpr std::size_t maxListed = 10; // of what is listed by name
+
+/// By PassedMessage, and whether the summary also says that there were none.
+constexpr std::pair<const char*, bool> passedNames[passedMessages] = {{"remote", true},
+                                                                      {"error", true},
+                                                                      {"CAN XL (not supported)", false},
+                                                                      {"not recorded in full", false},
+                                                                      {"of other kinds", false}};
 
 std::uint64_t unknownKey(const CANExtTraceMessage& frame) {
     const std::uint64_t extended = frame.frameFormat & CANExtTraceMessage::Extended;
@@ -106,10 +114,19 @@ void ReplayStatistics::countUnknown(const CANExtTraceMessage& frame) {
     }
 }
 
-void ReplayStatistics::countMalformed(const std::string& file, std::uint64_t line, const char* reason) {
-    ++malformed;
-    if (malformedTexts.size() < maxMalformedTexts) {
-        malformedTexts.push_back(file + ":" + std::to_string(line) + ": " + reason);
+void ReplayStatistics::count(const TraceSource& trace) {
+    const TraceDamage& damage = trace.damage();
+    dropped += damage.dropped;
+    malformed += damage.malformed;
+    for (const std::string& text : damage.texts) {
+        if (malformedTexts.size() < TraceDamage::maxTexts) {
+            malformedTexts.push_back(text);
+        }
+    }
+    if (damage.bytes > 0) {
+        damagedFiles.push_back(trace.path() + ": " + std::to_string(damage.bytes) + " byte" +
+                               plural(damage.bytes) + " damaged from offset " +
+                               std::to_string(damage.firstByte));
     }
 }
 
@@ -117,7 +134,7 @@ void ReplayStatistics::print(std::ostream& out, const Catalog& catalog, const Ch
     printCounts(out);
     printUnknown(out, channels);
     printShort(out, catalog);
-    printMalformed(out);
+    printDamage(out);
     printNeverSeen(out, catalog);
     printSeveralChannels(out, catalog);
     for (const std::string& remark : channels.remarks()) {
@@ -126,10 +143,13 @@ void ReplayStatistics::print(std::ostream& out, const Catalog& catalog, const Ch
 }
 
 void ReplayStatistics::printCounts(std::ostream& out) const {
-    out << frames << " frame" << plural(frames) << " read: " << decoded << " decoded, " << unknown
-        << " unknown, " << remote << " remote, " << error << " error";
-    if (xl > 0) {
-        out << ", " << xl << " CAN XL (not supported)";
+    const std::uint64_t read = std::accumulate(passed.begin(), passed.end(), frames);
+    out << read << " frame" << plural(read) << " read: " << decoded << " decoded, " << unknown << " unknown";
+    for (std::size_t kind = 0; kind < passedMessages; ++kind) {
+        const auto& [name, isAlwaysListed] = passedNames[kind];
+        if (passed[kind] > 0 || isAlwaysListed) {
+            out << ", " << passed[kind] << ' ' << name;
+        }
     }
     out << '\n';
     if (dropped > 0) {
@@ -157,7 +177,10 @@ void ReplayStatistics::printUnknown(std::ostream& out, const ChannelMap& channel
     }
 }
 
-void ReplayStatistics::printMalformed(std::ostream& out) const {
+void ReplayStatistics::printDamage(std::ostream& out) const {
+    for (const std::string& text : damagedFiles) {
+        out << text << '\n';
+    }
     if (malformed == 0) {
         return;
     }

@@ -4,7 +4,10 @@
 
 #include "rktrace/CANExtTraceMessage.h"
 #include "trace/ChannelMap.h"
+#include "trace/TraceSource.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -20,19 +23,18 @@ class Catalog;
 class ReplayStatistics {
   public:
     static constexpr std::size_t maxIdentifiers = 65536;
-    static constexpr std::size_t maxMalformedTexts = 10;
 
-    std::uint64_t frames = 0;  ///< of all kinds; the five below add up to it
-    std::uint64_t decoded = 0; ///< data frames with a definition
-    std::uint64_t unknown = 0; ///< data frames without one
-    std::uint64_t remote = 0;
-    std::uint64_t error = 0;
-    std::uint64_t xl = 0;        ///< CAN XL frames, which are not decoded
-    std::uint64_t dropped = 0;   ///< frames that the recorder says it lost
-    std::uint64_t malformed = 0; ///< lines that could not be understood
+    std::uint64_t frames = 0;                           ///< data frames; the two below add up to it
+    std::uint64_t decoded = 0;                          ///< those with a definition
+    std::uint64_t unknown = 0;                          ///< those without one
+    std::array<std::uint64_t, passedMessages> passed{}; ///< by PassedMessage
 
     void countUnknown(const CANExtTraceMessage& frame);
-    void countMalformed(const std::string& file, std::uint64_t line, const char* reason);
+    /// Adds what was wrong with a trace, which has been read to its end.
+    void count(const TraceSource& trace);
+
+    /// Whether everything in the traces could be understood.
+    bool understood() const { return malformed == 0 && damagedFiles.empty(); }
 
     /// Writes the counts, the most frequent unknown identifiers, the frames that were too short, the first
     /// malformed lines, and what of the definitions did not appear, as text of several lines.
@@ -41,11 +43,14 @@ class ReplayStatistics {
   private:
     void printCounts(std::ostream& out) const;
     void printUnknown(std::ostream& out, const ChannelMap& channels) const;
-    void printMalformed(std::ostream& out) const;
+    void printDamage(std::ostream& out) const;
 
     std::unordered_map<std::uint64_t, std::uint64_t> unknownFrames; ///< by channel, width and identifier
     std::uint64_t uncountedIdentifiers = 0;                         ///< frames beyond `maxIdentifiers`
+    std::uint64_t dropped = 0;                                      ///< frames that the recorder says it lost
+    std::uint64_t malformed = 0;                                    ///< lines that could not be understood
     std::vector<std::string> malformedTexts;
+    std::vector<std::string> damagedFiles; ///< as text
 };
 
 } // namespace rksignal

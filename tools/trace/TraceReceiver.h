@@ -6,6 +6,7 @@
 #include "rktrace/GPSTraceMessage.h"
 #include "rktrace/LINTraceMessage.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -19,6 +20,8 @@ enum class PassedMessage : std::uint8_t {
     Truncated, ///< a frame that was not recorded in full
     Other,     ///< a kind that is not known
 };
+
+constexpr std::size_t passedMessages = 5; ///< number of kinds of them
 
 /// One call a message, in the order of the trace. What is handed over is good until the call returns.
 class TraceReceiver {

@@ -24,7 +24,7 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
     const std::pair<std::string, std::string> rows[] = {
         {"rksignal encode", "A subcommand is required\n" + help},
         {"rksignal decode t.log", "--dbc is required\n" + help},
-        {"rksignal decode --dbc a.dbc", "TRACE is required\n" + help},
+        {"rksignal decode --dbc a.dbc", "rksignal: there is no trace\n"},
         {"$decode absent.log", "rksignal: cannot open absent.log: No such file or directory\n"},
         {"$decode .", "rksignal: cannot open .: Is a directory\n"},
         {"$decode --dbc absent.dbc", "rksignal: absent.dbc: No such file or directory\n"},

@@ -1,6 +1,7 @@
 /// \file
 /// The index of conditions against a model that looks at all of them at every frame.
 #include "tools/ProgramRun.h"
+#include "trace/TraceFile.h"
 #include "trigger/TriggerSink.h"
 
 #include <gtest/gtest.h>
@@ -131,9 +132,9 @@ std::vector<std::string> firings(const std::string& log, unsigned seed, bool edg
     const OutputBuffer out(-1);
     TriggerSink sink(catalog, triggers, recorder, out, {timeout, {}, {}, nullptr});
     ChannelMap channels;
-    const InputFile file(log);
-    LineReader reader(file);
-    Replay(catalog, channels, byModel ? static_cast<ValueSink&>(model) : sink).run(reader);
+    TraceMerge traces;
+    traces.add(openTrace(log, channels));
+    Replay(catalog, byModel ? static_cast<ValueSink&>(model) : sink).run(traces);
     return byModel ? model.firings : recorder.firings;
 }
 

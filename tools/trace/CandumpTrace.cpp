@@ -1,0 +1,48 @@
+#include "trace/CandumpTrace.h"
+
+namespace rksignal {
+
+bool CandumpTrace::next() {
+    std::string_view text;
+    while (nextLine(text)) {
+        if (const char* const reason = read(text)) {
+            countMalformed(reason);
+        } else if (line.kind == CandumpLine::Kind::DropCount) {
+            found.dropped += line.dropped;
+        } else {
+            now = line.frame.timestamp;
+            return true;
+        }
+    }
+    return false;
+}
+
+/// \return null, or why the line cannot be used
+const char* CandumpTrace::read(std::string_view text) {
+    const char* const reason = parseCandumpLine(text, line);
+    if (reason != nullptr || line.kind == CandumpLine::Kind::DropCount) {
+        return reason;
+    }
+    const auto channel = channels.channelOf(line.interfaceName);
+    line.frame.channel = channel.value_or(0);
+    return channel ? nullptr : "too many different interface names";
+}
+
+void CandumpTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
+    switch (line.kind) {
+    case CandumpLine::Kind::Data:
+        line.frame.timestamp = time;
+        receiver.receive(line.frame);
+        break;
+    case CandumpLine::Kind::Remote:
+        receiver.pass(PassedMessage::Remote, time);
+        break;
+    case CandumpLine::Kind::Error:
+        receiver.pass(PassedMessage::Error, time);
+        break;
+    default:
+        receiver.pass(PassedMessage::Xl, time);
+    }
+}
+
+} // namespace rksignal

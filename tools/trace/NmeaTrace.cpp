@@ -1,0 +1,85 @@
+#include "trace/NmeaTrace.h"
+
+namespace rksignal {
+namespace {
+
+constexpr std::uint64_t day = 86'400'000'000'000; // in nanoseconds
+
+} // namespace
+
+bool NmeaTrace::next() {
+    if (!isPending && !nextSentence()) {
+        return false;
+    }
+    message.sentences.clear();
+    hasRmc = hasGga = false;
+    timeOfDay = date = std::nullopt;
+    take();
+    while (nextSentence()) {
+        if (!joins(sentence)) {
+            isPending = true;
+            break;
+        }
+        take();
+    }
+    setTime();
+    return true;
+}
+
+/// Reads on up to a sentence that carries values. \return whether there is one
+bool NmeaTrace::nextSentence() {
+    std::string_view line;
+    while (nextLine(line)) {
+        switch (reader.read(line, sentence)) {
+        case NmeaSentenceReader::Result::Values:
+            text = line;
+            return true;
+        case NmeaSentenceReader::Result::Damaged:
+            countMalformed("not a sentence of NMEA 0183 with the right checksum");
+            break;
+        default:
+            break;
+        }
+    }
+    return false;
+}
+
+/// Whether a sentence belongs to the current message.
+bool NmeaTrace::joins(const NmeaSentence& other) const {
+    const bool isTaken = other.type == NmeaSentence::Type::Rmc ? hasRmc : hasGga;
+    return !isTaken && other.timeOfDay == timeOfDay;
+}
+
+/// Adds the last sentence to the current message.
+void NmeaTrace::take() {
+    isPending = false;
+    message.sentences.append(text).append("\r\n");
+    (sentence.type == NmeaSentence::Type::Rmc ? hasRmc : hasGga) = true;
+    timeOfDay = sentence.timeOfDay;
+    if (sentence.midnight) {
+        date = sentence.midnight;
+    }
+}
+
+void NmeaTrace::setTime() {
+    const std::uint64_t lastTimeOfDay = midnight ? now - *midnight : 0;
+    if (date) {
+        midnight = date;
+    } else if (midnight && timeOfDay && *timeOfDay + day / 2 < lastTimeOfDay) {
+        *midnight += day;
+    }
+    if (midnight && timeOfDay) {
+        now = *midnight + *timeOfDay;
+    }
+}
+
+void NmeaTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
+    if (now == 0) {
+        receiver.pass(PassedMessage::Other, time);
+        return;
+    }
+    message.timestamp = time;
+    receiver.receive(message);
+}
+
+} // namespace rksignal

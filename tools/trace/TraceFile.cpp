@@ -1,0 +1,73 @@
+#include "trace/TraceFile.h"
+
+#include "trace/AscTrace.h"
+#include "trace/CandumpTrace.h"
+#include "trace/NmeaTrace.h"
+#include "trace/RecordTrace.h"
+
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+namespace rksignal {
+namespace {
+
+using File = std::unique_ptr<InputFile>;
+
+/// How a format is recognised, and read.
+struct Format {
+    std::string_view begin;  ///< of the file
+    std::string_view ending; ///< of its name; empty: none tells
+    std::unique_ptr<TraceSource> (*open)(File file, ChannelMap& channels);
+};
+
+/// The last one takes what no other does.
+constexpr Format formats[] = {
+    {"RKTRACE", "",
+     [](File file, ChannelMap&) -> std::unique_ptr<TraceSource> {
+         return std::make_unique<RecordTrace>(std::move(file));
+     }},
+    {"$", ".nmea",
+     [](File file, ChannelMap&) -> std::unique_ptr<TraceSource> {
+         return std::make_unique<NmeaTrace>(std::move(file));
+     }},
+    {"date ", ".asc",
+     [](File file, ChannelMap&) -> std::unique_ptr<TraceSource> {
+         return std::make_unique<AscTrace>(std::move(file));
+     }},
+    {"(", ".log",
+     [](File file, ChannelMap& channels) -> std::unique_ptr<TraceSource> {
+         return std::make_unique<CandumpTrace>(std::move(file), channels);
+     }},
+};
+
+const Format& formatOf(InputFile& file) {
+    constexpr std::size_t longestBegin = 8;
+    const std::string_view first = file.peek(longestBegin);
+    for (const Format& format : formats) {
+        if (first.starts_with(format.begin)) {
+            return format;
+        }
+    }
+    for (const Format& format : formats) {
+        if (!format.ending.empty() && file.path().ends_with(format.ending)) {
+            return format;
+        }
+    }
+    return *std::prev(std::end(formats));
+}
+
+} // namespace
+
+std::unique_ptr<TraceSource> openTrace(const std::string& path, ChannelMap& channels,
+                                       std::function<void()> beforeRead) {
+    auto file = std::make_unique<InputFile>(path, std::move(beforeRead));
+    const Format& format = formatOf(*file);
+    return format.open(std::move(file), channels);
+}
+
+std::unique_ptr<TraceSource> openGpsLog(const std::string& path, std::function<void()> beforeRead) {
+    return std::make_unique<NmeaTrace>(std::make_unique<InputFile>(path, std::move(beforeRead)));
+}
+
+} // namespace rksignal
