@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <optional>
 #include <span>
+#include <string>
 
 namespace {
 
@@ -47,11 +48,18 @@ class Reception {
         const std::size_t count = signals.size();
         for (std::size_t i = 0; i < count; ++i) {
             const FieldWriter& writer = program.at(i, signals, compile);
-            if (tracing || !writer.isDirect() || writer.place.traits != 0) [[unlikely]] {
+            if (tracing || !writer.isDirect()) [[unlikely]] {
                 decodeOne(writer);
                 continue;
             }
-            const std::size_t start = writer.place.startByte;
+            std::size_t start = writer.place.startByte;
+            if (writer.place.traits != 0) {
+                const auto offset = offsetOf(writer);
+                if (!offset) {
+                    continue;
+                }
+                start += *offset;
+            }
             if (start + writer.place.numBytes > length) {
                 continue;
             }
@@ -61,48 +69,68 @@ class Reception {
     }
 
   private:
-    /// The general case: PDUs, update bits, classes of clients, debug output. Kept out of the loop.
+    /// The general case: classes of clients, debug output. Kept out of the loop.
     [[gnu::noinline]] void decodeOne(const FieldWriter& writer) {
-        const auto& signal = static_cast<const FlexRaySignal&>(*writer.signal);
-        trace("Signal = ", signal.def.instance);
-        if (signal.definition.positions.empty()) {
-            return;
+        const std::string& name = writer.signal->def.instance;
+        if (tracing) {
+            logDebug(site, "Signal = ", name);
         }
-        const auto offset = offsetOf(signal, signal.definition.positions.front());
+        const auto offset = offsetOf(writer);
         if (!offset) {
             return;
         }
         const std::size_t start = *offset + writer.place.startByte;
         if (start + writer.place.numBytes > length) {
-            trace(signal.def.instance, ": payload to small");
+            if (tracing) {
+                logDebug(site, name, ": payload to small");
+            }
             return;
         }
-        writeBytes(writer, start);
+        if (tracing) {
+            tracePayload();
+        }
+        writer.signal->write(message.payload.data() + start, writer.place.numBytes, message.timestamp);
         ids.push_back(writer.id);
     }
 
     /// Where the bytes begin from which the byte range counts, or nothing if the signal is not there or has
     /// not been updated. Inside a PDU the update bit does not count.
-    std::optional<std::size_t> offsetOf(const FlexRaySignal& signal, const flexRayPosition_t& position) {
+    std::optional<std::size_t> offsetOf(const FieldWriter& writer) {
+        const auto& signal = static_cast<const FlexRaySignal&>(*writer.signal);
+        if (signal.definition.positions.empty()) {
+            return std::nullopt;
+        }
+        const flexRayPosition_t& position = signal.definition.positions.front();
         if (position.pduId) {
-            return findPdu(signal, *position.pduId);
+            return tracing ? tracedPdu(signal, *position.pduId) : findPdu(*position.pduId);
         }
         if (position.updateBit && !isSet(*position.updateBit)) {
-            trace(signal.def.instance, ": update bit not set");
+            if (tracing) {
+                logDebug(site, signal.def.instance, ": update bit not set");
+            }
             return std::nullopt;
         }
         return 0;
     }
 
-    std::optional<std::size_t> findPdu(const FlexRaySignal& signal, std::uint32_t wanted) {
-        trace("search for PDU ", std::dec, wanted);
-        const auto data = pdu::find<pdu::flexRay>(message.payload, message.data.size() & 0xFF, wanted);
-        if (data) {
-            trace("pduPayload = ", std::dec, *data);
-        } else {
-            trace("PDU of ", signal.def.instance, " not found");
+    /// Where the data of a PDU begin. Signals of one PDU mostly stand together, so the last answer is kept.
+    std::optional<std::size_t> findPdu(std::uint32_t wanted) {
+        if (lastPdu != wanted) {
+            lastPdu = wanted;
+            lastOffset = pdu::find<pdu::flexRay>(message.payload, message.data.size() & 0xFF, wanted);
         }
-        return data;
+        return lastOffset;
+    }
+
+    std::optional<std::size_t> tracedPdu(const FlexRaySignal& signal, std::uint32_t wanted) {
+        logDebug(site, "search for PDU ", std::dec, wanted);
+        const auto offset = findPdu(wanted);
+        if (offset) {
+            logDebug(site, "pduPayload = ", std::dec, *offset);
+        } else {
+            logDebug(site, "PDU of ", signal.def.instance, " not found");
+        }
+        return offset;
     }
 
     /// A bit past the payload is clear.
@@ -111,31 +139,18 @@ class Reception {
         return byte < message.payload.size() && (message.payload[byte] >> (bit % 8) & 1) != 0;
     }
 
-    /// REQUIRES: the byte range from `start` on lies in the payload.
-    void writeBytes(const FieldWriter& writer, std::size_t start) const {
-        if (writer.isDirect() && !tracing) {
-            writer.store(wordAt(std::span(message.payload), start), message.timestamp);
-            return;
-        }
-        if (tracing) {
-            const std::lock_guard guard(LogUtil::logMutex);
-            hexdump(std::cout, message.payload.data(), message.payload.size());
-            std::cout.flush();
-        }
-        writer.signal->write(message.payload.data() + start, writer.place.numBytes, message.timestamp);
-    }
-
-    template <class... Items>
-    void trace(const Items&... items) const {
-        if (tracing) {
-            logDebug(site, items...);
-        }
+    void tracePayload() const {
+        const std::lock_guard guard(LogUtil::logMutex);
+        hexdump(std::cout, message.payload.data(), message.payload.size());
+        std::cout.flush();
     }
 
     const FlexRayExtTraceMessage& message;
     std::vector<unsigned long>& ids;
     const std::size_t length; ///< within the payload
     const bool tracing;
+    std::optional<std::uint32_t> lastPdu;
+    std::optional<std::size_t> lastOffset;
 };
 
 } // namespace
