@@ -159,6 +159,8 @@ class Router {
             return decodeIf<CANSignal>(CANSignal::signalsInUse(begin, end, 0), record, can);
         case RecordType::Lin:
             return decodeIf<LINSignal>(LINSignal::signalsInUse(begin, end, 0), record, lin);
+        case RecordType::FlexRay:
+            return; // none in the file
         case RecordType::Gpio:
             return decodeIf<InputSignal>(InputSignal::signalsInUse(begin, end, 0), record, digital);
         case RecordType::Analog:

@@ -1,39 +1,17 @@
 // CAN definitions and frames of any content, as a client without checks of its own would pass them on.
 
+#include "FuzzInput.h"
 #include "bus/CANKey.h"
 #include "bus/CANSignal.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
-/// Takes values from the front of the input; zeros when it has run out.
-class Input {
-  public:
-    Input(const std::uint8_t* data, std::size_t size) : data(data), size(size) {}
-
-    template <class Value>
-    Value take() {
-        Value value{};
-        const std::size_t count = std::min(size, sizeof value);
-        std::memcpy(&value, data, count);
-        data += count;
-        size -= count;
-        return value;
-    }
-    bool empty() const { return size == 0; }
-
-  private:
-    const std::uint8_t* data;
-    std::size_t size;
-};
-
-canSignalDef_t definitionFrom(Input& input, std::size_t number) {
+canSignalDef_t definitionFrom(FuzzInput& input, std::size_t number) {
     canSignalDef_t definition;
     definition.instance = "s" + std::to_string(number);
     const auto flags = input.take<std::uint8_t>();
@@ -49,7 +27,7 @@ canSignalDef_t definitionFrom(Input& input, std::size_t number) {
     return definition;
 }
 
-CANExtTraceMessage frameFrom(Input& input) {
+CANExtTraceMessage frameFrom(FuzzInput& input) {
     CANExtTraceMessage frame;
     frame.frameFormat = input.take<std::uint8_t>() & 2;
     frame.length = input.take<std::uint8_t>();
@@ -60,7 +38,7 @@ CANExtTraceMessage frameFrom(Input& input) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Input input(data, size);
+    FuzzInput input(data, size);
     SignalStorage storage;
     std::vector<std::unique_ptr<CANSignal>> signals;
     for (std::size_t count = input.take<std::uint8_t>() % 8; count > 0; --count) {

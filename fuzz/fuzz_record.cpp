@@ -33,6 +33,7 @@ void decode(std::span<const std::uint8_t> bytes) {
 void decodeAll(std::span<const std::uint8_t> bytes) {
     decode<CANExtTraceMessage>(bytes);
     decode<LINTraceMessage>(bytes);
+    decode<FlexRayExtTraceMessage>(bytes);
     decode<GpioTraceMessage>(bytes);
     decode<AnalogTraceMessage>(bytes);
     decode<KeyboardMessage>(bytes);

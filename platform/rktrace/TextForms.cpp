@@ -2,6 +2,7 @@
 
 #include "rktrace/AnalogTraceMessage.h"
 #include "rktrace/CANExtTraceMessage.h"
+#include "rktrace/FlexRayExtTraceMessage.h"
 #include "rktrace/GPSTraceMessage.h"
 #include "rktrace/GpioTraceMessage.h"
 #include "rktrace/KeyboardMessage.h"
@@ -56,6 +57,16 @@ std::ostream& operator<<(std::ostream& out, const LINTraceMessage& message) {
     writeHead(out, message.timestamp) << ",channel=" << unsigned{message.channel} << ",protectedId=0x";
     hexOctet(out, message.protectedId) << ",data=";
     writeOctets(out, message.data);
+    return out;
+}
+
+std::ostream& operator<<(std::ostream& out, const FlexRayExtTraceMessage& message) {
+    writeHead(out, message.timestamp)
+        << ",frameKind=" << unsigned{message.frameKind} << ",channel=" << unsigned{message.channel}
+        << ",slot=" << message.slot << ",cycle=" << unsigned{message.cycle} << ",data=";
+    writeOctets(out, message.data);
+    out << ",payload=";
+    writeOctets(out, message.payload);
     return out;
 }
 

@@ -88,6 +88,11 @@ class RecordDecoder {
         return bytes;
     }
 
+    void getOctets(std::size_t count, std::vector<std::uint8_t>& octets) {
+        const auto bytes = getBytes(count);
+        octets.assign(bytes.begin(), bytes.end());
+    }
+
     void getText(std::string& text) {
         text.assign(rest.begin(), rest.end());
         rest = {};
@@ -253,8 +258,36 @@ bool decodeRecord(std::span<const std::uint8_t> record, LINTraceMessage& message
     decoder.skip(7);
     const auto length = decoder.get<std::uint32_t>();
     message.protectedId = decoder.get<std::uint8_t>();
-    const auto data = decoder.getBytes(length);
-    message.data.assign(data.begin(), data.end());
+    decoder.getOctets(length, message.data);
+    return decoder.isWhole();
+}
+
+void encodeRecord(const FlexRayExtTraceMessage& message, Record& record) {
+    RecordEncoder encoder(record, RecordType::FlexRay, message.timestamp);
+    encoder.put(message.frameKind);
+    encoder.put(message.channel);
+    encoder.putZeros(3);
+    encoder.put(message.slot);
+    encoder.putZeros(3);
+    encoder.put(message.cycle);
+    encoder.put(static_cast<std::uint32_t>(message.data.size()));
+    encoder.put(static_cast<std::uint32_t>(message.payload.size()));
+    encoder.putBytes(message.data);
+    encoder.putBytes(message.payload);
+}
+
+bool decodeRecord(std::span<const std::uint8_t> record, FlexRayExtTraceMessage& message) {
+    RecordDecoder decoder(record, RecordType::FlexRay, message.timestamp);
+    message.frameKind = decoder.get<std::uint8_t>();
+    message.channel = decoder.get<std::uint8_t>();
+    decoder.skip(3);
+    message.slot = decoder.get<std::uint16_t>();
+    decoder.skip(3);
+    message.cycle = decoder.get<std::uint8_t>();
+    const auto dataLength = decoder.get<std::uint32_t>();
+    const auto payloadLength = decoder.get<std::uint32_t>();
+    decoder.getOctets(dataLength, message.data);
+    decoder.getOctets(payloadLength, message.payload);
     return decoder.isWhole();
 }
 

@@ -13,16 +13,18 @@
 ///
 /// and goes on, by type, with
 ///
-/// | type | content |
-/// |---|---|
-/// | Can | 14 channel; 15-17 zero; 18-21 identifier, plus 2^31 if extended, plus 2^30 if CAN FD; 22-25 frame
-/// format; 26 length; from 27 on the payload, as many bytes as there are, at most 64 | | Lin | 14 channel;
-/// 15-21 zero; 22-25 number of data bytes; 26 protected identifier; from 27 on the data | | Gpio | 14-15
-/// input of the first element, or 0; 16 always 1; 17 zero; 18-21 number of elements; from 22 on the elements:
-/// input (2), value (2), mask (2) | | Analog | 14-22 as Gpio; elements: input (2), mantissa (4), exponent (1)
-/// | | Keyboard | 14-17 key code; 18-21 value | | System | 14-17 code; from 18 on the text | | SystemUsage |
-/// 14-17 code; 18 internal, 19 external, 20 second external usage; from 21 on the text | | Gps | from 14 on
-/// the sentences |
+/// - Can: 14 channel; 15-17 zero; 18-21 identifier, plus 2^31 if extended, plus 2^30 if CAN FD; 22-25 frame
+///   format; 26 length; from 27 on the payload, as many bytes as there are, at most 64
+/// - Lin: 14 channel; 15-21 zero; 22-25 number of data bytes; 26 protected identifier; from 27 on the data
+/// - FlexRay: 14 frame kind; 15 channel; 16-18 zero; 19-20 slot; 21-23 zero; 24 cycle; 25-28 number of data
+///   bytes; 29-32 number of payload bytes; from 33 on the data, then the payload
+/// - Gpio: 14-15 input of the first element, or 0; 16 always 1; 17 zero; 18-21 number of elements; from 22 on
+///   the elements: input (2), value (2), mask (2)
+/// - Analog: 14-21 as Gpio; from 22 on the elements: input (2), mantissa (4), exponent (1)
+/// - Keyboard: 14-17 key code; 18-21 value
+/// - System: 14-17 code; from 18 on the text
+/// - SystemUsage: 14-17 code; 18 internal, 19 external, 20 second external usage; from 21 on the text
+/// - Gps: from 14 on the sentences
 ///
 /// The `signalsInUse` operations of the signal classes read these bytes where they stand, so that records
 /// that nobody wants are dropped before they become messages.
@@ -34,6 +36,7 @@
 
 #include "rktrace/AnalogTraceMessage.h"
 #include "rktrace/CANExtTraceMessage.h"
+#include "rktrace/FlexRayExtTraceMessage.h"
 #include "rktrace/GPSTraceMessage.h"
 #include "rktrace/GpioTraceMessage.h"
 #include "rktrace/KeyboardMessage.h"
@@ -50,6 +53,7 @@
 enum class RecordType : std::uint16_t {
     Can = 9,
     Lin = 10,
+    FlexRay = 11,
     Analog = 18,
     Gpio = 19,
     System = 0x8010,
@@ -70,6 +74,7 @@ RK_EXPORT std::uint64_t recordTimestamp(std::span<const std::uint8_t> record);
 /// it is.
 RK_EXPORT void encodeRecord(const CANExtTraceMessage& message, std::vector<std::uint8_t>& record);
 RK_EXPORT void encodeRecord(const LINTraceMessage& message, std::vector<std::uint8_t>& record);
+RK_EXPORT void encodeRecord(const FlexRayExtTraceMessage& message, std::vector<std::uint8_t>& record);
 RK_EXPORT void encodeRecord(const GpioTraceMessage& message, std::vector<std::uint8_t>& record);
 RK_EXPORT void encodeRecord(const AnalogTraceMessage& message, std::vector<std::uint8_t>& record);
 RK_EXPORT void encodeRecord(const KeyboardMessage& message, std::vector<std::uint8_t>& record);
@@ -82,6 +87,7 @@ RK_EXPORT void encodeRecord(const GPSTraceMessage& message, std::vector<std::uin
 /// this type, and whole; if not, what `message` holds means nothing
 RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, CANExtTraceMessage& message);
 RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, LINTraceMessage& message);
+RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, FlexRayExtTraceMessage& message);
 RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, GpioTraceMessage& message);
 RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, AnalogTraceMessage& message);
 RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, KeyboardMessage& message);

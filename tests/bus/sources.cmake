@@ -3,4 +3,5 @@ set(BUS_TEST_SOURCES
   bus/CANDecodeTest.cpp
   bus/CANModelTest.cpp
   bus/CANSignalTest.cpp
+  bus/FlexRaySignalTest.cpp
   bus/LINSignalTest.cpp)

@@ -86,6 +86,10 @@ std::vector<Record> randomRecords(Random& random) {
     return {roundTrip(can),
             roundTrip(LINTraceMessage{random.word(), random.bytes(300), random.number<std::uint8_t>(),
                                       random.number<std::uint8_t>()}),
+            roundTrip(FlexRayExtTraceMessage{random.word(), random.number<std::uint8_t>(),
+                                             random.number<std::uint8_t>(), random.bytes(300),
+                                             random.number<std::uint16_t>(), random.number<std::uint8_t>(),
+                                             random.bytes(300)}),
             roundTrip(gpio),
             roundTrip(analog),
             roundTrip(
@@ -115,6 +119,9 @@ TEST(TraceRecord, BytesLieWhereQueriesReadThem) {
     const Record lin = encoded(LINTraceMessage{0, {7}, 3, 0xC5});
     EXPECT_EQ(lin[14], 3);
     EXPECT_EQ(lin[26], 0xC5);
+    EXPECT_EQ(encoded(FlexRayExtTraceMessage{7, 16, 1, {0xAA}, 0x7FE, 63, {0xBB, 0xCC}}),
+              (Record{0, 1, 0,    11, 0, 0, 0,  0, 0, 0, 0, 7, 0, 0, 16, 1,    0,    0,
+                      0, 7, 0xFE, 0,  0, 0, 63, 0, 0, 0, 1, 0, 0, 0, 2,  0xAA, 0xBB, 0xCC}));
     const Record gpio = encoded(GpioTraceMessage{0, {{0x1234, 1, 1}}});
     EXPECT_EQ(Record(gpio.begin() + 2, gpio.begin() + 4), (Record{0, 19}));
     EXPECT_EQ(Record(gpio.begin() + 14, gpio.begin() + 17), (Record{0x12, 0x34, 1}));

@@ -1,0 +1,38 @@
+/// \file
+/// A fuzzer's input as a sequence of values.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+/// Takes values from the front of the input; zeros when it has run out.
+class FuzzInput {
+  public:
+    FuzzInput(const std::uint8_t* data, std::size_t size) : data(data), size(size) {}
+
+    template <class Value>
+    Value take() {
+        Value value{};
+        const std::size_t count = std::min(size, sizeof value);
+        std::memcpy(&value, data, count);
+        data += count;
+        size -= count;
+        return value;
+    }
+    /// The next `count` bytes, or those that are left.
+    std::vector<std::uint8_t> takeBytes(std::size_t count) {
+        const std::size_t taken = std::min(size, count);
+        std::vector<std::uint8_t> bytes(data, data + taken);
+        data += taken;
+        size -= taken;
+        return bytes;
+    }
+    bool empty() const { return size == 0; }
+
+  private:
+    const std::uint8_t* data;
+    std::size_t size;
+};

@@ -1,0 +1,174 @@
+#include "bus/FlexRaySignal.h"
+
+#include "signal/BitField.h"
+#include "signal/ByteOrder.h"
+#include "signal/Diagnostics.h"
+#include "signal/SignalFiling.h"
+
+#include <algorithm>
+#include <ostream>
+
+FrameTable<FlexRaySignal> FlexRaySignal::flexrayFrames;
+
+namespace {
+
+constexpr LogSite constructionSite{"FlexRaySignal", "FlexRaySignal"};
+
+/// Computes the byte range of the field at `position`. \return whether the codec takes it
+bool findBytes(const flexRaySignalDef_t& definition, flexRayPosition_t& position) {
+    const bitfield::ByteRange range =
+        bitfield::byteRange(position.startBit, definition.bits, definition.endian);
+    position.startByte = static_cast<std::uint8_t>(range.startByte);
+    position.numBytes = range.numBytes;
+    return definition.bits <= 64 && position.numBytes <= bitfield::maxRangeBytes;
+}
+
+template <class Number>
+void writeOptional(std::ostream& out, const std::optional<Number>& number) {
+    if (number) {
+        out << *number;
+    } else {
+        out << "none";
+    }
+}
+
+void writeCycles(std::ostream& out, const std::array<bool, flexray::cycleCount>& cycles) {
+    for (std::size_t cycle = 0; cycle < cycles.size(); ++cycle) {
+        if (cycles[cycle]) {
+            out << cycle;
+        }
+        out << (cycle + 1 < cycles.size() ? "," : "");
+    }
+}
+
+void writePosition(std::ostream& out, const flexRayPosition_t& position) {
+    out << "[startBit=" << position.startBit << ",type=" << (position.type ? "static" : "dynamic")
+        << ",slot=" << position.slot << ",baseCycle=" << unsigned{position.baseCycle}
+        << ",repetition=" << unsigned{position.repetition} << ",startByte=" << unsigned{position.startByte}
+        << ",numBytes=" << unsigned{position.numBytes} << ",updateBit=";
+    writeOptional(out, position.updateBit);
+    out << ",pduId=";
+    writeOptional(out, position.pduId);
+    out << ",cycle=";
+    writeCycles(out, position.cycle);
+    out << "]";
+}
+
+} // namespace
+
+FlexRaySignal::FlexRaySignal(const flexRaySignalDef_t& def, bool shm, SignalStorage* storage)
+    : BaseSignal(def, shm, storage), definition(def) {
+    if (!checkSignalDefinition(definition)) {
+        id = filing::rejectedId;
+        return;
+    }
+    for (flexRayPosition_t& position : definition.positions) {
+        position.cycle = flexray::cyclesOf(position.baseCycle, position.repetition);
+    }
+    if (!filing::enter(*this, flexray::kindBit, this->storage->flexRaySignals, constructionSite)) {
+        return;
+    }
+    if (!definition.positions.empty()) {
+        const flexRayPosition_t& first = definition.positions.front();
+        frameKeyBase = flexray::frameKeyBase(definition.tslId, definition.channel, first.slot, first.type);
+    }
+    takePlace();
+    if (debug) {
+        logDebug(constructionSite, definition.instance, " created ", shm ? "(shared memory);" : ";", *this,
+                 std::dec);
+    }
+    addChildren();
+}
+
+FlexRaySignal::FlexRaySignal(FlexRaySignal* parent, const flexRaySignalDef_t& def)
+    : BaseSignal(parent), definition(def) {
+    if (parent == nullptr) {
+        return;
+    }
+    // Slot, segment and channel stay those of the parent's first position, on purpose.
+    frameKeyBase = parent->frameKeyBase;
+    takePlace();
+    if (debug) {
+        logDebug(constructionSite, "child ", definition.instance, " created ", shmem ? "(shared memory)" : "",
+                 *this, std::dec);
+    }
+}
+
+FlexRaySignal::~FlexRaySignal() {
+    if (storage != nullptr) {
+        filing::leave(*this, storage->flexRaySignals, {"FlexRaySignal", "~FlexRaySignal"});
+    }
+    filing::purge(flexrayFrames, this);
+    children.clear(); // while the slot that they share is still there
+}
+
+void FlexRaySignal::takePlace() {
+    if (definition.positions.empty()) {
+        return;
+    }
+    const flexRayPosition_t& position = definition.positions.front();
+    for (std::uint8_t cycle = position.baseCycle; cycle < flexray::cycleCount; ++cycle) {
+        if (position.cycle[cycle]) {
+            flexrayFrames[frameKeyBase + flexray::cycleTerm(cycle)].push_back(this);
+        }
+    }
+    // From here on the codec sees the bytes from the position's startByte on.
+    def.startbit = position.startBit & 7;
+    cInit();
+}
+
+void FlexRaySignal::addChildren() {
+    flexRaySignalDef_t childDefinition = definition;
+    for (std::size_t i = 1; i < definition.positions.size(); ++i) {
+        childDefinition.positions = {definition.positions[i]};
+        children.push_back(std::make_unique<FlexRaySignal>(this, childDefinition));
+    }
+}
+
+bool FlexRaySignal::checkSignalDefinition(flexRaySignalDef_t& def) {
+    return std::all_of(def.positions.begin(), def.positions.end(), [&def](flexRayPosition_t& position) {
+        if (!findBytes(def, position)) {
+            return false;
+        }
+        position.repetition = std::max<std::uint8_t>(position.repetition, 1);
+        return true;
+    });
+}
+
+bool FlexRaySignal::signalsInUse(const unsigned char* record, const unsigned char* recordEnd,
+                                 unsigned char tslId, SignalStorage* storage) {
+    constexpr std::size_t kindOffset = 14;
+    constexpr std::size_t channelOffset = 15;
+    constexpr std::size_t slotOffset = 19;
+    constexpr std::size_t cycleOffset = 24; // a record that ends before it is not in use
+    if (filing::storageOrDefault(storage).flexRaySignals.empty() ||
+        recordEnd - record <= static_cast<std::ptrdiff_t>(cycleOffset) ||
+        !flexray::carriesSignals(record[kindOffset])) {
+        return false;
+    }
+    const auto slot = static_cast<std::uint16_t>(bigEndian<2>(record + slotOffset));
+    const std::uint64_t key =
+        flexray::frameKey(tslId, record[channelOffset], slot, record[kindOffset], record[cycleOffset]);
+    const bool inUse = flexrayFrames.contains(key);
+    if (debug) {
+        logDebug({"FlexRaySignal", "signalsInUse"}, "id = ", std::hex, key, std::dec,
+                 inUse ? " in use" : " not in use");
+    }
+    return inUse;
+}
+
+std::ostream& operator<<(std::ostream& out, const flexRaySignalDef_t& definition) {
+    out << static_cast<const baseSignalDef_t&>(definition);
+    if (definition.positions.empty()) {
+        out << "[no positions]";
+    }
+    for (const flexRayPosition_t& position : definition.positions) {
+        writePosition(out, position);
+    }
+    return out;
+}
+
+std::ostream& operator<<(std::ostream& out, const FlexRaySignal& signal) {
+    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
+               << signal.id;
+}

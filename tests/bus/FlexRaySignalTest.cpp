@@ -1,0 +1,349 @@
+/// \file
+/// FlexRay signals: where they are filed, what frames and records reach them, and their texts.
+#include "bus/FlexRaySignal.h"
+#include "rktrace/TraceRecord.h"
+#include "signal/BitModel.h"
+#include "support/CapturedOutput.h"
+#include "support/SignalTest.h"
+
+#include <gmock/gmock.h>
+
+#include <list>
+#include <random>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint64_t kind = 0x2000000000000000;
+constexpr std::uint64_t unwritten = 0xAAAAAAAA;
+
+static_assert(flexray::frameKey(0, 1, 10, 16, 4) == 0x2000000000401501);
+static_assert(flexray::frameKey(255, 255, 2047, 17, 63) == 0x20000003FFFFFEFF);
+static_assert(flexray::frameKey(0, 0, 2048, 17, 0) == flexray::frameKey(0, 0, 0, 17, 1)); // carries
+
+/// Cycle c as bit c.
+constexpr std::uint64_t cycleBits(std::uint8_t baseCycle, std::uint8_t repetition) {
+    std::uint64_t bits = 0;
+    for (const bool occurs : flexray::cyclesOf(baseCycle, repetition))
+        bits = bits >> 1 | std::uint64_t{occurs} << 63;
+    return bits;
+}
+static_assert(cycleBits(1, 4) == 0x2222222222222222);
+static_assert(cycleBits(61, 0) == std::uint64_t{7} << 61);
+static_assert(cycleBits(64, 1) == 0);
+static_assert(cycleBits(63, 193) == (std::uint64_t{1} << 63 | 1)); // counted in 8 bits
+static_assert(cycleBits(3, 255) == 0b1111);
+
+/// Static slot 10, in every cycle unless told otherwise.
+flexRayPosition_t position(std::uint16_t startBit = 0, std::uint8_t baseCycle = 0,
+                           std::uint8_t repetition = 1) {
+    return {.startBit = startBit, .type = true, .slot = 10, .baseCycle = baseCycle, .repetition = repetition};
+}
+
+flexRaySignalDef_t definition(const std::string& instance, std::vector<flexRayPosition_t> positions) {
+    flexRaySignalDef_t def;
+    static_cast<baseSignalDef_t&>(def) = byteDefinition(instance);
+    def.channel = 1;
+    def.positions = std::move(positions);
+    return def;
+}
+
+/// Static slot 10 of channel 1, received 18 nanoseconds after the epoch.
+FlexRayExtTraceMessage frame(const Bytes& bytes, std::uint8_t cycle = 0) {
+    return {18, 16, 1, bytes, 10, cycle, bytes};
+}
+
+std::vector<unsigned long> decode(const FlexRayExtTraceMessage& message, std::uint8_t tslId = 0) {
+    std::vector<unsigned long> ids{1, 2};
+    const bool reported = FlexRaySignal::decodeMessage(message, ids, tslId);
+    EXPECT_EQ(reported, !ids.empty());
+    return ids;
+}
+
+class FlexRayTest : public SignalTest {
+  protected:
+    void TearDown() override {
+        SignalTest::TearDown();
+        EXPECT_TRUE(FlexRaySignal::flexrayFrames.empty());
+        EXPECT_TRUE(BaseSignal::defSignalStorage.flexRaySignals.empty());
+    }
+    CapturedOutput output;
+};
+
+TEST_F(FlexRayTest, PositionsShareOneSlotAndOneIdentifier) {
+    flexRayPosition_t elsewhere = position(8, 1, 64);
+    elsewhere.slot = 11; // a child stays in the slot and segment of the first position
+    elsewhere.type = false;
+    FlexRaySignal signal(definition("s", {position(0, 0, 64), elsewhere, position(16, 0, 64)}));
+    EXPECT_THAT(decode(frame({1, 2, 3, 0}, 0)), ElementsAre(kind, kind)); // first and third position
+    EXPECT_EQ(signal.slot->raw, 3U);
+    EXPECT_THAT(decode(frame({1, 2, 3, 0}, 1)), ElementsAre(kind));
+    EXPECT_EQ(signal.slot->raw, 2U);
+    signal.children.clear();
+    EXPECT_EQ(BaseSignal::getInstance("s"), nullptr) << "mirrors take their parent's entries along";
+    EXPECT_THAT(decode(frame({1, 2}, 1)), IsEmpty());
+}
+
+TEST_F(FlexRayTest, DefinitionsThatAreRefusedOrFiledNowhere) {
+    flexRaySignalDef_t def = definition("s", {position(4, 0, 0), position(12), position(5)});
+    def.bits = 60;
+    EXPECT_FALSE(FlexRaySignal::checkSignalDefinition(def)) << "9 bytes at the third position";
+    EXPECT_TRUE(def.positions[0].repetition == 1 && def.positions[1].numBytes == 8);
+    def.bits = 65;
+    const FlexRaySignal rejected(def);
+    EXPECT_EQ(rejected.id, ~0UL);
+    EXPECT_EQ(rejected.definition.positions[0].numBytes, 9);
+    EXPECT_EQ(rejected.definition.positions[2].numBytes, 9) << "as it was: only the first one is looked at";
+    def = definition("nowhere", {});
+    def.bits = 65;
+    FlexRaySignal nowhere(def);
+    EXPECT_EQ(nowhere.id, kind);
+    EXPECT_THAT(FlexRaySignal::flexrayFrames, IsEmpty());
+    FlexRaySignal::flexrayFrames[0x2000000000001501] = {&nowhere}; // as clients may
+    EXPECT_THAT(decode(frame({1, 2})), IsEmpty());
+    EXPECT_EQ(output.take(), "");
+}
+
+TEST_F(FlexRayTest, RecordsAreInUseByTheirBytes) {
+    flexRaySignalDef_t def = definition("s", {position(0, 4, 64)});
+    def.tslId = 3;
+    Bytes record;
+    encodeRecord(frame({1, 2}, 4), record);
+    EXPECT_FALSE(FlexRaySignal::signalsInUse(record.data(), record.data() + 25, 3));
+    const FlexRaySignal signal(def);
+    const struct {
+        std::size_t length, changed;
+        std::uint8_t value;
+        std::string said;
+    } rows[] = {
+        {25, 0, 0, "id = 200000000c401501 in use\n"},
+        {25, 14, 17, "id = 200000000c401401 not in use\n"},
+        {25, 15, 2, "id = 200000000c401502 not in use\n"},
+        {25, 19, 1, "id = 200000000c421501 not in use\n"},
+        {25, 24, 5, "id = 200000000c501501 not in use\n"},
+        {25, 14, 18, ""},
+        {24, 0, 0, ""},
+    };
+    BaseSignal::debug = 1;
+    for (const auto& row : rows) {
+        Bytes changed(record.begin(), record.begin() + static_cast<std::ptrdiff_t>(row.length));
+        changed[row.changed] = row.value;
+        EXPECT_EQ(FlexRaySignal::signalsInUse(changed.data(), changed.data() + row.length, 3),
+                  row.said.ends_with("1 in use\n"));
+        EXPECT_EQ(output.take(), row.said.empty() ? "" : "[DEBUG] FlexRaySignal::signalsInUse() " + row.said);
+    }
+    BaseSignal::debug = 0;
+}
+
+TEST_F(FlexRayTest, TextFormsAndDebugLines) {
+    flexRaySignalDef_t def = definition("s", {position(9, 1, 32), position(0, 1, 64)});
+    def.positions[0].updateBit = 23;
+    def.positions[1].type = false;
+    def.positions[1].pduId = 300;
+    const auto take = [&] {
+        std::string own = output.take();
+        for (std::size_t at = 0; (at = own.find("[DEBUG] BaseSignal", at)) != std::string::npos;)
+            own.erase(at, own.find('\n', at) + 1 - at);
+        return filled(own,
+                      {{signalText("s"), "FRESH"},
+                       {"timestamp=1970-01-01 00:00:00.000000018,frameKind=16,channel=1,slot=10", "HEAD"},
+                       {",1" + std::string(32, ',') + "33" + std::string(30, ','), "1-AND-33"},
+                       {",1" + std::string(62, ','), "1-ALONE"}});
+    };
+    BaseSignal::debug = 1;
+    FlexRaySignal signal(def);
+    EXPECT_EQ(
+        take(),
+        R"([DEBUG] FlexRaySignal::FlexRaySignal() s created ;FRESH;instance=s,signal=Signal,channel=1,unit=,type=unsigned,startbit=0,bits=8,scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0[startBit=9,type=static,slot=10,baseCycle=1,repetition=32,startByte=1,numBytes=2,updateBit=23,pduId=none,cycle=1-AND-33][startBit=0,type=dynamic,slot=10,baseCycle=1,repetition=64,startByte=0,numBytes=1,updateBit=none,pduId=300,cycle=1-ALONE];index=2000000000000000
+[DEBUG] FlexRaySignal::FlexRaySignal() child s created FRESH;instance=s,signal=Signal,channel=1,unit=,type=unsigned,startbit=0,bits=8,scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0[startBit=0,type=dynamic,slot=10,baseCycle=1,repetition=64,startByte=0,numBytes=1,updateBit=none,pduId=300,cycle=1-ALONE];index=2000000000000000
+)");
+    decode(frame({0, 1, 44, 1, 5, 0}, 1));
+    decode(frame({0, 1, 0x80, 0}, 1));
+    decode(frame({}, 2));
+    signal.definition.positions[0].updateBit.reset();
+    decode(frame({}, 33));
+    EXPECT_EQ(
+        take(),
+        R"([DEBUG] FlexRaySignal::decodeMessage() HEAD,cycle=1,data=00 01 2c 01 05 00,payload=00 01 2c 01 05 00
+[DEBUG] FlexRaySignal::decodeMessage() Signal = s
+[DEBUG] FlexRaySignal::decodeMessage() s: update bit not set
+[DEBUG] FlexRaySignal::decodeMessage() Signal = s
+[DEBUG] FlexRaySignal::decodeMessage() search for PDU 300
+[DEBUG] FlexRaySignal::decodeMessage() pduPayload = 4
+00 01 2c 01 05 00
+[DEBUG] FlexRaySignal::decodeMessage() HEAD,cycle=1,data=00 01 80 00,payload=00 01 80 00
+[DEBUG] FlexRaySignal::decodeMessage() Signal = s
+00 01 80 00
+[DEBUG] FlexRaySignal::decodeMessage() Signal = s
+[DEBUG] FlexRaySignal::decodeMessage() search for PDU 300
+[DEBUG] FlexRaySignal::decodeMessage() PDU of s not found
+[DEBUG] FlexRaySignal::decodeMessage() id = 2000000000201501 not found
+[DEBUG] FlexRaySignal::decodeMessage() HEAD,cycle=33,data=,payload=
+[DEBUG] FlexRaySignal::decodeMessage() Signal = s
+[DEBUG] FlexRaySignal::decodeMessage() s: payload to small
+)");
+    BaseSignal::instanceCounter = BaseSignal::debug = 0;
+    {
+        FlexRaySignal duplicate(definition("duplicate", {position(), position()}));
+        EXPECT_EQ(output.take(),
+                  "[ERROR] FlexRaySignal::FlexRaySignal() gpId 0x2000000000000000 already exists\n");
+        EXPECT_TRUE(duplicate.id == ~0UL && duplicate.children.empty());
+        BaseSignal::defSignalStorage.flexRaySignals.at(kind).pop_back();
+        duplicate.id = kind;
+    }
+    EXPECT_EQ(output.take(),
+              "[ERROR] FlexRaySignal::~FlexRaySignal() duplicate instance not found in vector\n");
+    BaseSignal::defSignalStorage.instancesById[kind] = &signal;
+}
+
+TEST_F(FlexRayTest, SignalsInPdusAndWithUpdateBits) {
+    const struct {
+        const char* name;
+        std::uint16_t startBit;
+        std::optional<std::uint16_t> updateBit;
+        std::optional<std::uint32_t> pduId;
+        std::size_t dataSize;
+        Bytes payload;
+        std::uint64_t raw;
+    } rows[] = {
+        {"update bit clear", 0, 7, {}, 2, {0x7F, 0}, unwritten},
+        {"update bit set", 0, 7, {}, 2, {0x80, 0}, 0x80},
+        {"update bit past the payload", 0, 16, {}, 4, {5, 0xFF}, unwritten},
+        {"no update bit in a PDU", 0, 0, 0x10, 6, {0, 0, 16, 1, 9, 0}, 9},
+        {"PDU up to the end of the data", 0, {}, 0x10, 5, {0, 0, 16, 1, 9, 0}, unwritten},
+        {"behind an empty PDU", 0, {}, 2, 12, {0, 0, 1, 0, 0, 0, 2, 1, 7, 6, 5, 0}, unwritten},
+        {"PDU header past the payload", 0, {}, 2, 12, {0, 0, 1, 1, 8, 0, 0, 2}, unwritten},
+        {"24 bits of a longer identifier", 0, {}, 0x1000001, 8, {0, 0, 1, 1, 8, 0}, unwritten},
+    };
+    for (const auto& row : rows) {
+        flexRaySignalDef_t def = definition(row.name, {position(row.startBit)});
+        def.positions[0].updateBit = row.updateBit;
+        def.positions[0].pduId = row.pduId;
+        const FlexRaySignal signal(def);
+        decode({1, 16, 1, Bytes(row.dataSize), 10, 0, row.payload});
+        EXPECT_EQ(signal.slot->raw, row.raw) << row.name;
+    }
+}
+
+/// A slow model: what a received frame holds for a position, bit by bit.
+struct Model {
+    const FlexRayExtTraceMessage& message;
+
+    /// Where the data of the PDU begin, or a place past every frame.
+    int findPdu(std::uint32_t pduId) const {
+        const Bytes& bytes = message.payload;
+        for (std::size_t at = 0; at + 4 <= bytes.size() && bytes[at + 3] != 0; at += 4U + bytes[at + 3])
+            if (at + 4 + bytes[at + 3] >= message.data.size() % 256)
+                break;
+            else if (bytes[at] * 0x10000U + bytes[at + 1] * 0x100U + bytes[at + 2] == pduId)
+                return static_cast<int>(at + 4);
+        return 1'000'000;
+    }
+
+    std::optional<std::uint64_t> value(const flexRaySignalDef_t& def,
+                                       const flexRayPosition_t& position) const {
+        const flexRayPosition_t& first = def.positions[0]; // whose slot and segment count
+        const int cycles = message.cycle - position.baseCycle;
+        const bool received = first.slot == message.slot && first.type == (message.frameKind == 16) &&
+                              cycles >= 0 && cycles % std::max<int>(position.repetition, 1) == 0;
+        const bool fresh = position.pduId || !position.updateBit ||
+                           fieldValue(message.payload, {*position.updateBit}, 0, false) == 1;
+        const std::vector<int> bits = fieldBits(position.startBit, def.bits, def.endian);
+        const int moved = position.pduId ? findPdu(*position.pduId) : 0;
+        const int last = moved + std::max(bits.front(), bits.back()) / 8;
+        const std::size_t length = std::min(message.data.size() % 512 / 2 * 2, message.payload.size());
+        if (!received || !fresh || last >= static_cast<int>(length))
+            return std::nullopt;
+        return fieldValue(message.payload, bits, moved, def.type == signalValue_t::Signed);
+    }
+};
+
+/// Definitions and frames of two slots of either segment.
+class Random {
+  public:
+    template <class Number = std::uint8_t>
+    Number below(std::size_t limit) {
+        return static_cast<Number>(generator() % limit);
+    }
+
+    flexRaySignalDef_t definitionNamed(const std::string& instance) {
+        flexRaySignalDef_t def = definition(instance, std::vector(1 + below(3), position()));
+        def.bits = static_cast<std::uint8_t>(1 + below(57)); // at most 8 bytes anywhere
+        def.endian = below(2) == 0;
+        def.type = static_cast<signalValue_t>(below(4));
+        for (flexRayPosition_t& each : def.positions) {
+            each = position(below<std::uint16_t>(300), below(4), below(5));
+            each.type = below(2) == 0;
+            each.slot = below(2);
+            if (below(3) == 0)
+                each.updateBit = below<std::uint16_t>(400);
+            if (below(2) == 0)
+                each.pduId = below(4);
+        }
+        return def;
+    }
+
+    FlexRayExtTraceMessage frame() {
+        FlexRayExtTraceMessage message{
+            below<std::uint64_t>(~0UL), below(2), 1, Bytes(below(80)), below(2), below(6), {}};
+        message.frameKind |= 16;
+        for (std::size_t i = 0; i < message.data.size(); ++i)
+            message.payload.push_back(below(256));
+        for (std::size_t at = 0; below(12) != 0 && at + 4 <= message.payload.size();) {
+            std::fill_n(&message.payload[at], 2, std::uint8_t{0});
+            message.payload[at + 2] = below(5);
+            at += 4U + (message.payload[at + 3] %= 20);
+        }
+        if (below(4) == 0)
+            message.data.resize(below<std::size_t>(600));
+        return message;
+    }
+
+  private:
+    std::mt19937_64 generator{1};
+};
+
+/// A signal of the library, and what the model knows of it.
+struct Twin {
+    explicit Twin(const flexRaySignalDef_t& def) : real(def) {}
+    FlexRaySignal real;
+    std::uint64_t raw = unwritten, timestamp = 0x55555555;
+};
+
+TEST_F(FlexRayTest, EveryIdentifierAndSlotAsByTheModel) {
+    Random random;
+    std::size_t values = 0;
+    for (int round = 0; round < 2000 && !HasFailure(); ++round) {
+        BaseSignal::debug = round % 50 == 7 ? 1 : 0;
+        std::list<Twin> twins;
+        for (int count = random.below(8); count >= 0; --count)
+            twins.emplace_back(random.definitionNamed(std::to_string(count)));
+        for (int count = 0; count < 10; ++count) {
+            const FlexRayExtTraceMessage message = random.frame();
+            std::vector<unsigned long> expected;
+            for (Twin& twin : twins)
+                for (const flexRayPosition_t& each : twin.real.definition.positions)
+                    if (const auto raw = Model{message}.value(twin.real.definition, each)) {
+                        twin.raw = *raw;
+                        twin.timestamp = message.timestamp;
+                        expected.push_back(twin.real.id);
+                    }
+            EXPECT_EQ(decode(message), expected) << message;
+            for (const Twin& twin : twins)
+                EXPECT_TRUE(twin.real.slot->raw == twin.raw && twin.real.slot->timestamp == twin.timestamp)
+                    << twin.real << '\n'
+                    << message;
+            values += expected.size();
+        }
+        twins.clear();
+        BaseSignal::debug = 0;
+        output.take();
+    }
+    EXPECT_GT(values, 5'000U);
+}
+
+} // namespace
