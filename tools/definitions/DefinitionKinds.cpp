@@ -22,6 +22,9 @@ constexpr std::uint64_t lastLinId = 63;
 constexpr unsigned classicBytes = 8;
 constexpr std::uint64_t lastClassicBit = 63;
 constexpr std::uint64_t lastFdBit = 511;
+constexpr std::uint64_t lastFlexRayBit = 2031; // of 254 bytes
+constexpr std::uint64_t lastSlot = 2047;
+constexpr std::uint64_t lastCycle = 63;
 
 /// In what the fields common to all kinds differ from kind to kind.
 struct CommonFields {
@@ -101,8 +104,19 @@ inputSignalDef_t predefinedDefaults(const std::string& instance) {
     return record;
 }
 
-std::string shownField(const baseSignalDef_t& record) {
-    return std::to_string(record.bits) + " bits from startbit " + std::to_string(record.startbit);
+/// Fields that say themselves, at each of their positions, where the signal lies.
+template <class Record>
+Fields<Record> placedFields(ObjectsCodec<typename decltype(Record::positions)::value_type> positions,
+                            const char* description) {
+    Fields<Record> fields = commonFields<Record>({});
+    std::erase_if(fields, [](const Field<Record>& field) { return field.name == "startbit"; });
+    fields.push_back(
+        required(field<Record>("positions", &Record::positions, std::move(positions), description)));
+    return fields;
+}
+
+std::string shownField(unsigned bits, unsigned startbit) {
+    return std::to_string(bits) + " bits from startbit " + std::to_string(startbit);
 }
 
 std::string checkWidth(const baseSignalDef_t& record) {
@@ -126,7 +140,7 @@ template <class Record>
 std::string checkWord(const Record& record) {
     const bitfield::ByteRange bytes = bitfield::byteRange(record.startbit, record.bits, record.endian);
     if (bytes.startByte + unsigned{bytes.numBytes} > classicBytes) {
-        return "expected a field within 8 bytes, found " + shownField(record);
+        return "expected a field within 8 bytes, found " + shownField(record.bits, record.startbit);
     }
     return checkCommon(record);
 }
@@ -148,9 +162,27 @@ std::string checkCan(const canSignalDef_t& record) {
     }
     canSignalDef_t completed = record;
     if (!CANSignal::checkSignalDefinition(completed)) {
-        return "expected a field that touches at most 8 bytes, found " + shownField(record);
+        return "expected a field that touches at most 8 bytes, found " +
+               shownField(record.bits, record.startbit);
     }
     return record.canFD ? checkCommon(record) : checkWord(record);
+}
+
+std::string checkFlexRay(const flexRaySignalDef_t& record) {
+    const flexRayPosition_t& first = record.positions.front();
+    for (const flexRayPosition_t& position : record.positions) {
+        if (position.slot != first.slot || position.type != first.type) {
+            return "expected the slot and type of the first position at each, found slot " +
+                   std::to_string(position.slot);
+        }
+        flexRaySignalDef_t single = record;
+        single.positions = {position};
+        if (!FlexRaySignal::checkSignalDefinition(single)) {
+            return "expected a field that touches at most 8 bytes, found " +
+                   shownField(record.bits, position.startBit);
+        }
+    }
+    return checkCommon(record);
 }
 
 std::string checkGps(const inputSignalDef_t& record) {
@@ -223,6 +255,28 @@ const DefinitionKind<linSignalDef_t>& linKind() {
         withFields<Record>({}, {required(field<Record>("msgId", &Record::msgId, IdentifierCodec{lastLinId},
                                                        "Identifier of the frame, without parity"))}),
         plainDefaults<Record>, checkWord<Record>};
+    return kind;
+}
+
+const DefinitionKind<flexRaySignalDef_t>& flexRayKind() {
+    using Record = flexRaySignalDef_t;
+    using Position = flexRayPosition_t;
+    const ChoiceCodec<bool> segments{{{"static", true}, {"dynamic", false}}};
+    const ObjectsCodec<Position> positions{
+        {field<Position>("startBit", &Position::startBit, IntegerCodec{0, lastFlexRayBit},
+                         "As startbit elsewhere, counted from the start of the payload or of the PDU's data"),
+         required(field<Position>("type", &Position::type, segments, "Segment of the communication cycle")),
+         required(field<Position>("slot", &Position::slot, IntegerCodec{1, lastSlot}, "Slot of the frame")),
+         field<Position>("baseCycle", &Position::baseCycle, IntegerCodec{0, lastCycle}, "First cycle"),
+         field<Position>("repetition", &Position::repetition, IntegerCodec{1, lastCycle + 1},
+                         "Every how many cycles from there"),
+         field<Position>("updateBit", &Position::updateBit, IntegerCodec{0, lastFlexRayBit},
+                         "Bit of the payload that is 1 when the field has been updated"),
+         field<Position>("pduId", &Position::pduId, IdentifierCodec{maxPduId}, "PDU that holds the field")}};
+    static const DefinitionKind<Record> kind = {
+        "flexray", &SignalDefinitions::flexray,
+        placedFields<Record>(positions, "Where the signal lies; slot and type are the same at each"),
+        plainDefaults<Record>, checkFlexRay};
     return kind;
 }
 

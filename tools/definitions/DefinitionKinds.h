@@ -27,6 +27,7 @@ struct DefinitionKind {
 
 const DefinitionKind<canSignalDef_t>& canKind();
 const DefinitionKind<linSignalDef_t>& linKind();
+const DefinitionKind<flexRaySignalDef_t>& flexRayKind();
 const DefinitionKind<inputSignalDef_t>& digitalKind();
 const DefinitionKind<inputSignalDef_t>& analogKind();
 const DefinitionKind<inputSignalDef_t>& keyboardKind();
@@ -38,6 +39,7 @@ template <class Use>
 void forEachKind(Use&& use) {
     use(canKind());
     use(linKind());
+    use(flexRayKind());
     use(digitalKind());
     use(analogKind());
     use(keyboardKind());

@@ -22,7 +22,6 @@ struct Field {
     JsonOutput schema;
     std::function<void(const JsonValue&, const Place&, Findings&, Record&)> read;
     std::function<JsonOutput(const Record&)> write; ///< null: the record has no value
-    std::function<bool(const Record&, const Record&)> same;
     bool required = false;
 };
 
@@ -52,7 +51,7 @@ bool hasValue(const std::optional<Member>& member) {
 /// The field that stands in `member` of a record. Values that `codec` reads must fit into it.
 template <class Record, class Base, class Member, class Codec>
 Field<Record> field(std::string name, Member Base::*member, Codec codec, std::string description) {
-    Field<Record> result{std::move(name), std::move(description), codec.schema(), {}, {}, {}};
+    Field<Record> result{std::move(name), std::move(description), codec.schema(), {}, {}};
     result.read = [codec, member](const JsonValue& value, const Place& place, Findings& findings,
                                   Record& record) {
         if (auto read = codec.read(value, place, findings)) {
@@ -64,7 +63,6 @@ Field<Record> field(std::string name, Member Base::*member, Codec codec, std::st
         return hasValue(record.*member) ? codec.write(static_cast<Value>(valueOf(record.*member)))
                                         : JsonOutput();
     };
-    result.same = [member](const Record& left, const Record& right) { return left.*member == right.*member; };
     return result;
 }
 
@@ -104,8 +102,9 @@ template <class Record>
 JsonOutput writeFields(const Fields<Record>& fields, const Record& record, const Record& defaults) {
     JsonOutput object = JsonOutput::object();
     for (const Field<Record>& field : fields) {
-        if (field.required || !field.same(record, defaults)) {
-            object[field.name] = field.write(record);
+        JsonOutput value = field.write(record);
+        if (field.required || value != field.write(defaults)) {
+            object[field.name] = std::move(value);
         }
     }
     return object;
@@ -136,15 +135,15 @@ JsonOutput fieldSchema(const Field<Record>& field, const Record& defaults) {
     return schema;
 }
 
-/// An array of objects, each a record with these fields. See Codecs.h.
+/// An array of at least one object, each a record with these fields. See Codecs.h.
 template <class Record>
 struct ObjectsCodec {
     using Value = std::vector<Record>;
     Fields<Record> fields;
 
     std::optional<Value> read(const JsonValue& value, const Place& place, Findings& findings) const {
-        if (!value.is_array()) {
-            findings.expected("an array", value, place);
+        if (!value.is_array() || value.empty()) {
+            findings.expected("an array of at least one object", value, place);
             return std::nullopt;
         }
         const std::size_t before = findings.count();
@@ -165,7 +164,7 @@ struct ObjectsCodec {
 
     JsonOutput schema() const {
         const auto describe = [](const Field<Record>& field) { return fieldSchema(field, Record()); };
-        return {{"type", "array"}, {"items", objectSchema(fields, describe)}};
+        return {{"type", "array"}, {"minItems", 1}, {"items", objectSchema(fields, describe)}};
     }
 };
 

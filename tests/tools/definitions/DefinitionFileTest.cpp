@@ -73,6 +73,23 @@ const std::vector<WrongDocument> wrongDocuments = {
      "\"0x1000000\"\n"
      "#/lin/0/bits: expected an integer from 1 to 64, found 0\n"
      "#/lin/0/msgId: expected an identifier from 0 to 63 or \"0x0\" to \"0x3F\", found 64"},
+    {"positions",
+     R"({"flexray": [{"instance": "A", "bits": 1, "startbit": 0}, {"instance": "B", "bits": 1, "positions": []},
+        {"instance": "C", "bits": 1, "positions": [{"type": "static", "slot": 2048, "repetition": 0}, {"slots": 1}]}]})",
+     "#/flexray/0: expected a member \"positions\", found none\n"
+     "#/flexray/0: expected a known member, found \"startbit\"; close are bits, unit, tslId\n"
+     "#/flexray/1/positions: expected an array of at least one object, found an array\n"
+     "#/flexray/2/positions/0/slot: expected an integer from 1 to 2047, found 2048\n"
+     "#/flexray/2/positions/0/repetition: expected an integer from 1 to 64, found 0\n"
+     "#/flexray/2/positions/1: expected a member \"type\", found none\n"
+     "#/flexray/2/positions/1: expected a member \"slot\", found none\n"
+     "#/flexray/2/positions/1: expected a known member, found \"slots\"; close are slot, pduId, type"},
+    {"positions against each other",
+     R"({"flexray": [{"instance": "A", "bits": 1, "positions": [{"slot": 1, "type": "static"}, {"slot": 2, "type": "static"}]},
+        {"instance": "B", "bits": 64, "positions": [{"slot": 1, "type": "static"}, {"slot": 1, "type": "static", "startBit": 1}]}]})",
+     "#/flexray/0: expected the slot and type of the first position at each, found slot 2\n"
+     "#/flexray/1: expected a field that touches at most 8 bytes, found 64 bits from startbit 1",
+     true},
     {"identifier text", R"({"lin": [{"instance": "L", "bits": 1, "msgId": "0X1"}]})",
      "#/lin/0/msgId: expected an identifier from 0 to 63 or \"0x0\" to \"0x3F\", found \"0X1\""},
     {"names", R"({"digital": [{"instance": "", "bits": 1}, {"instance": "A\u0007", "bits": 1}]})",
@@ -166,49 +183,39 @@ TEST(DefinitionFile, ShowsTwentyFindings) {
 TEST(DefinitionFile, ReadsTheExampleOfTheManual) {
     const SignalDefinitions read = parseSignalDefinitions(example(), "x.json");
     std::ostringstream out;
+    out << read.can.front().record << '\n' << read.can.back().record << '\n';
     const auto show = [&out](const auto& list) {
         for (const auto& [record, place, anyChannel] : list) {
-            out << place << (anyChannel ? " any " : " ") << record << '\n';
+            out << place << ": " << record.instance << (anyChannel ? ", any channel, " : ", channel ")
+                << unsigned{record.channel} << ", " << unsigned{record.bits} << " bits " << record.type
+                << '\n';
         }
     };
+    for (const auto list :
+         {&SignalDefinitions::digital, &SignalDefinitions::analog, &SignalDefinitions::keyboard,
+          &SignalDefinitions::status, &SignalDefinitions::gps}) {
+        show(read.*list);
+    }
     show(read.can);
     show(read.lin);
-    for (const auto* const list : {&read.digital, &read.analog, &read.keyboard, &read.status, &read.gps}) {
-        show(*list);
-    }
-    const std::string plain = ",scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0";
+    show(read.flexray);
     EXPECT_EQ(
         out.str(),
-        "x.json#/can/0 any instance=Engine.Speed,signal=EngineSpeed,channel=0,unit=rpm,type=unsigned,"
-        "startbit=7,bits=16,scale=0.25,offset=0,endian=BIG,multiplexed=no,mux=0,tslId=0,msgId=416,"
-        "extended=no,canFD=no,message=Engine,sender=ECM,pduId=none,startByte=0,numBytes=0\n"
-        "x.json#/can/1 instance=Battery.Current,signal=Battery.Current,channel=1,unit=A,type=signed,"
-        "startbit=0,bits=12,scale=0.1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0\n"
-        "value description table\n18446744073709551615: not measured\n"
-        ",msgId=419367648,extended=yes,canFD=yes,message=,sender=,pduId=1193046,startByte=0,numBytes=0\n"
-        "x.json#/lin/0 instance=Seat.Heating,signal=Seat.Heating,channel=0,unit=,type=unsigned,"
-        "startbit=4,bits=2" +
-            plain +
-            "\nvalue description table\n0: off\n1: low\n2: high\n,msgId=35\n"
-            "x.json#/digital/0 instance=Door.Contact,signal=Door.Contact,channel=8,unit=,type=unsigned,"
-            "startbit=0,bits=1" +
-            plain +
-            "\n"
-            "x.json#/analog/0 instance=Cabin.Temperature,signal=Cabin.Temperature,channel=3,unit=°C,"
-            "type=double,startbit=0,bits=64" +
-            plain +
-            "\n"
-            "x.json#/keyboard/0 "
-            "instance=RC.TRG,signal=RC.TRG,channel=0,unit=,type=unsigned,startbit=0,bits=32" +
-            plain +
-            "\n"
-            "x.json#/status/0 instance=Logger.Status,signal=Logger.Status,channel=0,unit=,type=unsigned,"
-            "startbit=0,bits=32" +
-            plain +
-            "\n"
-            "x.json#/gps/0 "
-            "instance=GPS.Speed,signal=GPS.Speed,channel=0,unit=,type=double,startbit=0,bits=64" +
-            plain + "\n");
+        R"(instance=Engine.Speed,signal=EngineSpeed,channel=0,unit=rpm,type=unsigned,startbit=7,bits=16,scale=0.25,offset=0,endian=BIG,multiplexed=no,mux=0,tslId=0,msgId=416,extended=no,canFD=no,message=Engine,sender=ECM,pduId=none,startByte=0,numBytes=0
+instance=Battery.Current,signal=Battery.Current,channel=1,unit=A,type=signed,startbit=0,bits=12,scale=0.1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0
+value description table
+18446744073709551615: not measured
+,msgId=419367648,extended=yes,canFD=yes,message=,sender=,pduId=1193046,startByte=0,numBytes=0
+x.json#/digital/0: Door.Contact, channel 8, 1 bits unsigned
+x.json#/analog/0: Cabin.Temperature, channel 3, 64 bits double
+x.json#/keyboard/0: RC.TRG, channel 0, 32 bits unsigned
+x.json#/status/0: Logger.Status, channel 0, 32 bits unsigned
+x.json#/gps/0: GPS.Speed, channel 0, 64 bits double
+x.json#/can/0: Engine.Speed, any channel, 0, 16 bits unsigned
+x.json#/can/1: Battery.Current, channel 1, 12 bits signed
+x.json#/lin/0: Seat.Heating, channel 0, 2 bits unsigned
+x.json#/flexray/0: Wheel.Speed, channel 0, 16 bits unsigned
+)");
 }
 
 /// Definitions of all kinds with any values that are allowed.
@@ -226,6 +233,7 @@ class RandomDefinitions {
             auto lin = any<linSignalDef_t>();
             lin.msgId = below(64);
             definitions.lin.push_back({lin, {}});
+            definitions.flexray.push_back({anyFlexRay(), {}});
             definitions.digital.push_back({any<inputSignalDef_t>(), {}});
             definitions.analog.push_back({any<inputSignalDef_t>(), {}});
         }
@@ -262,6 +270,23 @@ class RandomDefinitions {
         can.message = anyText();
         can.sender = anyText();
         return can;
+    }
+
+    flexRaySignalDef_t anyFlexRay() {
+        auto flexRay = any<flexRaySignalDef_t>();
+        flexRayPosition_t position;
+        position.slot = static_cast<std::uint16_t>(1 + below(2047));
+        position.type = chance();
+        for (unsigned i = 0; i <= below(3); ++i) {
+            position.startBit = static_cast<std::uint16_t>(flexRay.startbit + 8 * below(246));
+            position.baseCycle = static_cast<std::uint8_t>(below(64));
+            position.repetition = static_cast<std::uint8_t>(1 + below(64));
+            position.updateBit = chance() ? std::optional<std::uint16_t>(below(2032)) : std::nullopt;
+            position.pduId = chance() ? std::optional<std::uint32_t>(below(0x1000000)) : std::nullopt;
+            flexRay.positions.push_back(position);
+        }
+        flexRay.startbit = 0; // each position has its own
+        return flexRay;
     }
 
     template <class Record>
@@ -327,6 +352,15 @@ void expectSameField(const canSignalDef_t& left, const canSignalDef_t& right) {
 void expectSameField(const linSignalDef_t& left, const linSignalDef_t& right) {
     EXPECT_EQ(left.msgId, right.msgId);
 }
+void expectSameField(const flexRaySignalDef_t& left, const flexRaySignalDef_t& right) {
+    const auto own = [](const flexRayPosition_t& p) {
+        return std::tuple(p.startBit, p.type, p.slot, p.baseCycle, p.repetition, p.updateBit, p.pduId);
+    };
+    ASSERT_EQ(left.positions.size(), right.positions.size());
+    for (std::size_t i = 0; i < left.positions.size(); ++i) {
+        EXPECT_EQ(own(left.positions[i]), own(right.positions[i]));
+    }
+}
 void expectSameField(const inputSignalDef_t& /*left*/, const inputSignalDef_t& /*right*/) {}
 
 template <class Record>
@@ -346,6 +380,7 @@ TEST(DefinitionText, ReadsAsTheSameDefinitions) {
         const SignalDefinitions read = parseSignalDefinitions(definitionText(written), "");
         expectSame(written.can, read.can);
         expectSame(written.lin, read.lin);
+        expectSame(written.flexray, read.flexray);
         for (const auto list :
              {&SignalDefinitions::digital, &SignalDefinitions::analog, &SignalDefinitions::keyboard,
               &SignalDefinitions::status, &SignalDefinitions::gps}) {
