@@ -2,13 +2,14 @@
 
 #include "bus/CANKey.h"
 #include "bus/CANSignal.h"
+#include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/PduChain.h"
 #include "signal/SignalFiling.h"
 
 #include <algorithm>
 #include <array>
-#include <cstring>
+#include <span>
 
 namespace {
 
@@ -21,19 +22,13 @@ enum Trait : std::uint8_t {
     Multiplexer = 4, // selects further signals
 };
 
-/// Whether the byte range that a CAN FD signal is written from holds its whole field, as it does unless a
-/// client has changed the one without the other. Bytes behind the range count as zero.
-bool rangeHoldsField(const CANSignal& signal) {
-    const int highestByte = signal.def.endian ? signal.d_startByte : signal.d_startByte + signal.d_bytes - 1;
-    return highestByte < signal.definition.numBytes;
-}
-
 FieldWriter compile(CANSignal& signal) {
     const canSignalDef_t& definition = signal.definition;
     const auto traits =
         static_cast<std::uint8_t>((definition.canFD ? Fd : 0) | (definition.pduId ? InPdu : 0) |
                                   (signal.def.multiplexer != 0 ? Multiplexer : 0));
-    const bool direct = isExactly(signal) && (!definition.canFD || rangeHoldsField(signal));
+    const bool direct =
+        isExactly(signal) && (!definition.canFD || rangeHoldsField(signal, definition.numBytes));
     return {signal, direct, {definition.startByte, definition.numBytes, traits}};
 }
 
@@ -91,16 +86,9 @@ class Reception {
     }
 
   private:
-    /// The 8 payload bytes from `start` on, byte 0 least significant; those past the 64 bytes of the message
-    /// are zero.
+    /// The 8 payload bytes from `start` on; those past the 64 bytes of the message are zero.
     std::uint64_t wordAt(std::size_t start) const {
-        std::uint64_t word = 0;
-        if (start + sizeof word <= message.payload.size()) [[likely]] {
-            std::memcpy(&word, message.payload.data() + start, sizeof word);
-        } else if (start < message.payload.size()) {
-            std::memcpy(&word, message.payload.data() + start, message.payload.size() - start);
-        }
-        return word;
+        return ::wordAt(std::span<const std::uint8_t, 64>(message.payload), start);
     }
 
     /// The general case: PDUs, multiplexers, classes of clients, debug output. Kept out of the loop.
@@ -150,7 +138,7 @@ class Reception {
     bool writeRange(const FieldWriter& writer) const {
         std::size_t offset = 0;
         if (writer.place.traits & InPdu) {
-            const auto data = pdu::find(message.payload, length, pduIdOf(writer));
+            const auto data = pdu::find<pdu::canFd>(message.payload, length, pduIdOf(writer));
             if (!data) {
                 trace(writer, " not found");
                 return false;

@@ -1,6 +1,7 @@
 #include "bus/CANSignal.h"
 
 #include "bus/CANKey.h"
+#include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
 
@@ -81,10 +82,7 @@ bool CANSignal::signalsInUse(const unsigned char* record, const unsigned char* /
     if (filing::storageOrDefault(storage).canSignals.empty()) {
         return false;
     }
-    std::uint32_t identifier = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        identifier = identifier << 8 | record[identifierOffset + i];
-    }
+    const std::uint32_t identifier = bigEndian<4>(record + identifierOffset);
     const std::uint8_t channel = record[channelOffset];
     // The record's identifier word carries the flags where the key has them.
     const bool inUse = canContainer.contains(can::frameKey(tslId, channel, identifier, false, false));

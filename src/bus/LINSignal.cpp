@@ -1,12 +1,12 @@
 #include "bus/LINSignal.h"
 
 #include "bus/LINKey.h"
+#include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
 
-#include <algorithm>
-#include <cstring>
 #include <ostream>
+#include <span>
 
 FrameTable<LINSignal> LINSignal::linContainer;
 
@@ -47,10 +47,7 @@ FieldWriter compile(LINSignal& signal) {
 void writeAll(const LINTraceMessage& message, std::uint64_t key, FrameTable<LINSignal>::Frame& frame,
               std::vector<unsigned long>& ids) {
     const auto length = static_cast<std::uint8_t>(message.data.size()); // 8 bits on purpose
-    std::uint64_t firstWord = 0;
-    if (length != 0) {
-        std::memcpy(&firstWord, message.data.data(), std::min<std::size_t>(length, sizeof firstWord));
-    }
+    const std::uint64_t firstWord = wordAt(std::span(message.data).first(length), 0);
     const std::vector<LINSignal*>& signals = *frame.signals;
     frame.program.begin(signals, compile);
     for (std::size_t i = 0; i < signals.size(); ++i) {

@@ -117,3 +117,10 @@ template <class Class>
 bool isExactly(const Class& signal) {
     return typeid(signal) == typeid(Class);
 }
+
+/// Whether the `numBytes` bytes that a signal is written from hold its whole field, as they do unless a
+/// client has changed the one without the other. Bytes behind them count as zero.
+inline bool rangeHoldsField(const BaseSignal& signal, int numBytes) {
+    const int highestByte = signal.def.endian ? signal.d_startByte : signal.d_startByte + signal.d_bytes - 1;
+    return highestByte < numBytes;
+}
