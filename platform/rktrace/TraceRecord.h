@@ -13,16 +13,16 @@
 ///
 /// and goes on, by type, with
 ///
-/// | type | content |
-/// |---|---|
-/// | Can | 14 channel; 15-17 zero; 18-21 identifier, plus 2^31 if extended, plus 2^30 if CAN FD; 22-25 frame
-/// format; 26 length; from 27 on the payload, as many bytes as there are, at most 64 | | Lin | 14 channel;
-/// 15-21 zero; 22-25 number of data bytes; 26 protected identifier; from 27 on the data | | Gpio | 14-15
-/// input of the first element, or 0; 16 always 1; 17 zero; 18-21 number of elements; from 22 on the elements:
-/// input (2), value (2), mask (2) | | Analog | 14-22 as Gpio; elements: input (2), mantissa (4), exponent (1)
-/// | | Keyboard | 14-17 key code; 18-21 value | | System | 14-17 code; from 18 on the text | | SystemUsage |
-/// 14-17 code; 18 internal, 19 external, 20 second external usage; from 21 on the text | | Gps | from 14 on
-/// the sentences |
+/// - Can: 14 channel; 15-17 zero; 18-21 identifier, plus 2^31 if extended, plus 2^30 if CAN FD; 22-25 frame
+///   format; 26 length; from 27 on the payload, as many bytes as there are, at most 64
+/// - Lin: 14 channel; 15-21 zero; 22-25 number of data bytes; 26 protected identifier; from 27 on the data
+/// - Gpio: 14-15 input of the first element, or 0; 16 always 1; 17 zero; 18-21 number of elements; from 22 on
+///   the elements: input (2), value (2), mask (2)
+/// - Analog: 14-21 as Gpio; from 22 on the elements: input (2), mantissa (4), exponent (1)
+/// - Keyboard: 14-17 key code; 18-21 value
+/// - System: 14-17 code; from 18 on the text
+/// - SystemUsage: 14-17 code; 18 internal, 19 external, 20 second external usage; from 21 on the text
+/// - Gps: from 14 on the sentences
 ///
 /// The `signalsInUse` operations of the signal classes read these bytes where they stand, so that records
 /// that nobody wants are dropped before they become messages.
