@@ -3,4 +3,6 @@ set(BUS_TEST_SOURCES
   bus/CANDecodeTest.cpp
   bus/CANModelTest.cpp
   bus/CANSignalTest.cpp
+  bus/EthernetModelTest.cpp
+  bus/EthernetSignalTest.cpp
   bus/LINSignalTest.cpp)

@@ -46,6 +46,8 @@ TEST(TextForms, AllOthers) {
     const std::string head = "timestamp=1970-01-01 00:00:00.000000001,";
     EXPECT_EQ(text(LINTraceMessage{1, {10, 255}, 2, 0xC5}),
               head + "channel=2,protectedId=0xc5,data=0a ff 10");
+    EXPECT_EQ(text(EthernetTraceMessage{1, {10, 255}, 2, -8}), head + "channel=2,kind=-8,frame=0a ff 10");
+    EXPECT_EQ(text(MIITraceMessage{1, {10, 255}, 2}), head + "channel=2,frame=0a ff 10");
     EXPECT_EQ(text(GpioTraceMessage{1, {{3, 0x1F, 1}, {4, 0, 2}}}),
               head + "elements=[input=3,value=0x1f,mask=0x1,input=4,value=0x0,mask=0x2] 10");
     EXPECT_EQ(text(AnalogTraceMessage{1, {{3, -125, -2}}}), head + "elements=[input=3,value=-125e-2] 10");
