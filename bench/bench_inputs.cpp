@@ -173,6 +173,9 @@ class Router {
             return decodeIf<InputSignal>(true, record, usage);
         case RecordType::Gps:
             return decodeIf<GPSSignal>(true, record, position);
+        case RecordType::Ethernet:
+        case RecordType::Mii:
+            return; // none in the file
         }
     }
 

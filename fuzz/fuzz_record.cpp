@@ -40,6 +40,8 @@ void decodeAll(std::span<const std::uint8_t> bytes) {
     decode<SystemMessage>(bytes);
     decode<SystemUsageMessage>(bytes);
     decode<GPSTraceMessage>(bytes);
+    decode<EthernetTraceMessage>(bytes);
+    decode<MIITraceMessage>(bytes);
 }
 
 } // namespace

@@ -2,16 +2,20 @@
 
 #include "rktrace/AnalogTraceMessage.h"
 #include "rktrace/CANExtTraceMessage.h"
+#include "rktrace/EthernetTraceMessage.h"
 #include "rktrace/FlexRayExtTraceMessage.h"
 #include "rktrace/GPSTraceMessage.h"
 #include "rktrace/GpioTraceMessage.h"
 #include "rktrace/KeyboardMessage.h"
 #include "rktrace/LINTraceMessage.h"
+#include "rktrace/MIITraceMessage.h"
 #include "rktrace/SystemMessage.h"
 #include "rkutil/hexOctet.h"
+#include "rkutil/macaddr.h"
 #include "rkutil/printTime.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <span>
 
 namespace {
@@ -106,4 +110,30 @@ std::ostream& operator<<(std::ostream& out, const GPSTraceMessage& message) {
     std::replace_if(
         sentences.begin(), sentences.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
     return writeHead(out, message.timestamp) << ",sentences=" << sentences;
+}
+
+std::ostream& operator<<(std::ostream& out, const miiFrameInfo_t& info) {
+    out << std::dec << "sourceMac=";
+    macaddr_t(info.sourceMac).print(out);
+    out << ",destinationMac=";
+    macaddr_t(info.destinationMac).print(out);
+    out << ",sourceIp=" << inet_ntoa({info.sourceIp});
+    out << ",destinationIp="
+        << inet_ntoa({info.destinationIp}); // a statement of its own: one buffer for both
+    return out << ",sourcePort=" << info.sourcePort << ",destinationPort=" << info.destinationPort
+               << ",ipProtocol=" << unsigned{info.ipProtocol} << ",vlan=" << unsigned{info.vlan}
+               << ",vlanId=" << info.vlanId << ",payloadOffset=" << info.payloadOffset;
+}
+
+std::ostream& operator<<(std::ostream& out, const MIITraceMessage& message) {
+    writeHead(out, message.timestamp) << ",channel=" << unsigned{message.channel} << ",frame=";
+    writeOctets(out, message.frame);
+    return out;
+}
+
+std::ostream& operator<<(std::ostream& out, const EthernetTraceMessage& message) {
+    writeHead(out, message.timestamp)
+        << ",channel=" << unsigned{message.channel} << ",kind=" << message.kind << ",frame=";
+    writeOctets(out, message.frame);
+    return out;
 }

@@ -14,6 +14,7 @@ namespace {
 constexpr std::uint16_t layoutVersion = 1;
 constexpr std::uint32_t extendedFlag = 0x80000000;
 constexpr std::uint32_t canFdFlag = 0x40000000;
+constexpr std::size_t maxFrameLength = 0xFFFF; // that is told as it is
 
 using Record = std::vector<std::uint8_t>;
 
@@ -48,6 +49,13 @@ class RecordEncoder {
         put(std::uint8_t{1});
         put(std::uint8_t{0});
         put(static_cast<std::uint32_t>(elements.size()));
+    }
+
+    /// An Ethernet frame behind its length, which has 16 bits; the record's own length tells that of a longer
+    /// frame.
+    void putFrame(const std::vector<std::uint8_t>& frame) {
+        put(static_cast<std::uint16_t>(std::min(frame.size(), maxFrameLength)));
+        putBytes(frame);
     }
 
   private:
@@ -96,6 +104,14 @@ class RecordDecoder {
     void getText(std::string& text) {
         text.assign(rest.begin(), rest.end());
         rest = {};
+    }
+
+    /// The frame that RecordEncoder puts, with `behind` bytes behind it.
+    void getFrame(std::vector<std::uint8_t>& frame, std::size_t behind = 0) {
+        const std::size_t length = get<std::uint16_t>();
+        const auto bytes = getBytes(rest.size() - std::min(rest.size(), behind));
+        whole = whole && length == std::min(bytes.size(), maxFrameLength);
+        frame.assign(bytes.begin(), bytes.end());
     }
 
     /// Makes room for the elements of a GPIO or analog record, each of `size` bytes.
@@ -337,4 +353,41 @@ void encodeRecord(const GPSTraceMessage& message, Record& record) {
 
 bool decodeRecord(std::span<const std::uint8_t> record, GPSTraceMessage& message) {
     return decodeFields(record, RecordType::Gps, message);
+}
+
+void encodeRecord(const EthernetTraceMessage& message, Record& record) {
+    const auto kind = static_cast<std::uint8_t>(message.kind);
+    RecordEncoder encoder(record, RecordType::Ethernet, message.timestamp);
+    encoder.put(message.channel);
+    encoder.put(kind == message.kind ? kind : std::uint8_t{0});
+    encoder.put(message.channel);
+    encoder.putZeros(3);
+    encoder.putFrame(message.frame);
+    encoder.put(message.kind);
+}
+
+bool decodeRecord(std::span<const std::uint8_t> record, EthernetTraceMessage& message) {
+    RecordDecoder decoder(record, RecordType::Ethernet, message.timestamp);
+    message.channel = decoder.get<std::uint8_t>();
+    decoder.skip(5);
+    decoder.getFrame(message.frame, sizeof message.kind);
+    message.kind = decoder.get<std::int32_t>();
+    return decoder.isWhole();
+}
+
+void encodeRecord(const MIITraceMessage& message, Record& record) {
+    RecordEncoder encoder(record, RecordType::Mii, message.timestamp);
+    encoder.putZeros(2);
+    encoder.put(message.channel);
+    encoder.putZeros(7);
+    encoder.putFrame(message.frame);
+}
+
+bool decodeRecord(std::span<const std::uint8_t> record, MIITraceMessage& message) {
+    RecordDecoder decoder(record, RecordType::Mii, message.timestamp);
+    decoder.skip(2);
+    message.channel = decoder.get<std::uint8_t>();
+    decoder.skip(7);
+    decoder.getFrame(message.frame);
+    return decoder.isWhole();
 }

@@ -25,9 +25,15 @@
 /// - System: 14-17 code; from 18 on the text
 /// - SystemUsage: 14-17 code; 18 internal, 19 external, 20 second external usage; from 21 on the text
 /// - Gps: from 14 on the sentences
+/// - Ethernet: 14 channel; 15 kind, or 0 if it is no number from 1 to 255; 16 channel again; 17-19 zero;
+/// 20-21
+///   length of the frame, or 65535 if it is longer; from 22 on the frame; the last 4 bytes the kind
+/// - Mii: 14-15 zero; 16 channel; 17-23 zero; 24-25 length of the frame, or 65535 if it is longer; from 26 on
+///   the frame
 ///
 /// The `signalsInUse` operations of the signal classes read these bytes where they stand, so that records
-/// that nobody wants are dropped before they become messages.
+/// that nobody wants are dropped before they become messages. Of an Ethernet frame of more than 65535 bytes
+/// they see the first 65535.
 ///
 /// A record file (`.rktrace`) begins with the 8 bytes `RKTRACE` and 0x01, the version. Each record follows a
 /// head of 12 bytes: the mark `RKTR`, the record's length and the CRC-32 of its bytes (ISO 3309, as in
@@ -37,10 +43,12 @@
 #include "rktrace/AnalogTraceMessage.h"
 #include "rktrace/CANExtTraceMessage.h"
 #include "rktrace/FlexRayExtTraceMessage.h"
+#include "rktrace/EthernetTraceMessage.h"
 #include "rktrace/GPSTraceMessage.h"
 #include "rktrace/GpioTraceMessage.h"
 #include "rktrace/KeyboardMessage.h"
 #include "rktrace/LINTraceMessage.h"
+#include "rktrace/MIITraceMessage.h"
 #include "rktrace/SystemMessage.h"
 #include "rkutil/Export.h"
 
@@ -51,9 +59,11 @@
 #include <vector>
 
 enum class RecordType : std::uint16_t {
+    Ethernet = 4,
     Can = 9,
     Lin = 10,
     FlexRay = 11,
+    Mii = 14,
     Analog = 18,
     Gpio = 19,
     System = 0x8010,
@@ -81,6 +91,8 @@ RK_EXPORT void encodeRecord(const KeyboardMessage& message, std::vector<std::uin
 RK_EXPORT void encodeRecord(const SystemMessage& message, std::vector<std::uint8_t>& record);
 RK_EXPORT void encodeRecord(const SystemUsageMessage& message, std::vector<std::uint8_t>& record);
 RK_EXPORT void encodeRecord(const GPSTraceMessage& message, std::vector<std::uint8_t>& record);
+RK_EXPORT void encodeRecord(const EthernetTraceMessage& message, std::vector<std::uint8_t>& record);
+RK_EXPORT void encodeRecord(const MIITraceMessage& message, std::vector<std::uint8_t>& record);
 
 /// Makes a record the message that it was made from. Any bytes may be given: never throws but for lack of
 /// memory, and allocates only when a vector or text of `message` grows. \return whether the record is one of
@@ -94,6 +106,8 @@ RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, KeyboardMessag
 RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, SystemMessage& message);
 RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, SystemUsageMessage& message);
 RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, GPSTraceMessage& message);
+RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, EthernetTraceMessage& message);
+RK_EXPORT bool decodeRecord(std::span<const std::uint8_t> record, MIITraceMessage& message);
 
 /// Writes a record file. Errors show in the state of the stream. A file whose writer died is readable up to
 /// the last record that was written in full.

@@ -94,6 +94,8 @@ class FrameProgram {
 
     /// Makes every program compile anew before its next use.
     static void outdateAll() { ++currentGeneration; }
+    /// Changes with every call of `outdateAll`; never 0.
+    static std::uint64_t latestGeneration() { return currentGeneration; }
 
   private:
     template <class Signal, class Compile>

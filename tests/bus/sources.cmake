@@ -3,5 +3,7 @@ set(BUS_TEST_SOURCES
   bus/CANDecodeTest.cpp
   bus/CANModelTest.cpp
   bus/CANSignalTest.cpp
+  bus/EthernetModelTest.cpp
+  bus/EthernetSignalTest.cpp
   bus/FlexRaySignalTest.cpp
   bus/LINSignalTest.cpp)

@@ -46,6 +46,8 @@ TEST(TextForms, AllOthers) {
     const std::string head = "timestamp=1970-01-01 00:00:00.000000001,";
     EXPECT_EQ(text(LINTraceMessage{1, {10, 255}, 2, 0xC5}),
               head + "channel=2,protectedId=0xc5,data=0a ff 10");
+    EXPECT_EQ(text(EthernetTraceMessage{1, {10, 255}, 2, -8}), head + "channel=2,kind=-8,frame=0a ff 10");
+    EXPECT_EQ(text(MIITraceMessage{1, {10, 255}, 2}), head + "channel=2,frame=0a ff 10");
     EXPECT_EQ(text(FlexRayExtTraceMessage{1, 17, 65, {10}, 2047, 63, {255, 0}}),
               head + "frameKind=17,channel=65,slot=2047,cycle=63,data=0a,payload=ff 00 10");
     EXPECT_EQ(text(GpioTraceMessage{1, {{3, 0x1F, 1}, {4, 0, 2}}}),

@@ -96,7 +96,10 @@ std::vector<Record> randomRecords(Random& random) {
                 KeyboardMessage{random.word(), random.number<std::int32_t>(), random.number<std::int32_t>()}),
             roundTrip(SystemMessage(random.word(), random.number<std::uint32_t>(), random.text(20))),
             roundTrip(usage),
-            roundTrip(GPSTraceMessage{random.word(), random.text(200)})};
+            roundTrip(GPSTraceMessage{random.word(), random.text(200)}),
+            roundTrip(EthernetTraceMessage{random.word(), random.bytes(100), random.number<std::uint8_t>(),
+                                           random.number<std::int32_t>()}),
+            roundTrip(MIITraceMessage{random.word(), random.bytes(100), random.number<std::uint8_t>()})};
 }
 
 TEST(TraceRecord, RandomMessagesComeBack) {
@@ -127,7 +130,22 @@ TEST(TraceRecord, BytesLieWhereQueriesReadThem) {
     EXPECT_EQ(Record(gpio.begin() + 14, gpio.begin() + 17), (Record{0x12, 0x34, 1}));
     EXPECT_EQ(encoded(AnalogTraceMessage())[3], 18);
     EXPECT_EQ(encoded(AnalogTraceMessage())[16], 1) << "also without elements: they count as input 0";
+    const Record ethernet = encoded(EthernetTraceMessage{0, {0x11, 0x22}, 7, 8});
+    EXPECT_EQ(Record(ethernet.begin() + 2, ethernet.end()),
+              (Record{0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 8, 7, 0, 0, 0, 0, 2, 0x11, 0x22, 0, 0, 0, 8}));
+    EXPECT_EQ(encoded(EthernetTraceMessage{0, {}, 7, 0x108})[15], 0) << "not kind 8";
+    const Record mii = encoded(MIITraceMessage{0, {0x11, 0x22}, 7});
+    EXPECT_EQ(Record(mii.begin() + 2, mii.end()),
+              (Record{0, 14, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0x11, 0x22}));
     EXPECT_EQ(encoded(KeyboardMessage())[2] << 8 | encoded(KeyboardMessage())[3], 32817);
+}
+
+TEST(TraceRecord, LongFramesComeBack) {
+    for (const std::size_t length : {65534U, 65535U, 65536U, 200'000U}) {
+        const Record ethernet = roundTrip(EthernetTraceMessage{1, Record(length, 7), 2, -8});
+        EXPECT_EQ(ethernet[20] << 8 | ethernet[21], std::min<std::size_t>(length, 65535));
+        roundTrip(MIITraceMessage{1, Record(length, 7), 2});
+    }
 }
 
 std::string fileOf(const std::vector<Record>& records) {

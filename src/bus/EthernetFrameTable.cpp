@@ -1,0 +1,70 @@
+#include "bus/EthernetFrameTable.h"
+
+#include <algorithm>
+
+EthernetFrameTable::Shape EthernetFrameTable::shapeOf(const EthernetFrameHash& frame) {
+    Shape shape = 0;
+    for (const bool isSet : {frame.sourceMac != 0, frame.destinationMac != 0, frame.sourceIp != 0,
+                             frame.destinationIp != 0, frame.sourcePort != 0, frame.destinationPort != 0,
+                             frame.ipProtocol != 0, frame.vlan, frame.vlanId != 0}) {
+        shape = shape << 1 | (isSet ? 1 : 0);
+    }
+    return shape;
+}
+
+/// The frame without the fields that a shape leaves open: it has the hash of the entries that it matches.
+miiFrameInfo_t EthernetFrameTable::masked(const miiFrameInfo_t& frame, Shape shape) {
+    Shape bit = 1U << 9; // one field ahead of the first
+    const auto kept = [&bit, shape](auto field) {
+        bit >>= 1;
+        return (shape & bit) != 0 ? field : decltype(field){};
+    };
+    miiFrameInfo_t result;
+    result.sourceMac = kept(frame.sourceMac);
+    result.destinationMac = kept(frame.destinationMac);
+    result.sourceIp = kept(frame.sourceIp);
+    result.destinationIp = kept(frame.destinationIp);
+    result.sourcePort = kept(frame.sourcePort);
+    result.destinationPort = kept(frame.destinationPort);
+    result.ipProtocol = kept(frame.ipProtocol);
+    result.vlan = kept(frame.vlan);
+    result.vlanId = kept(frame.vlanId);
+    return result;
+}
+
+void EthernetFrameTable::makeIndex() {
+    entries.clear();
+    groups.clear();
+    for (const value_type& entry : *this) {
+        const EthernetFrameHash& frame = *entry.first;
+        groups[shapeOf(frame)].push_back({frame.hash, static_cast<std::uint32_t>(entries.size())});
+        entries.push_back(&entry);
+    }
+    for (auto& [shape, group] : groups) {
+        std::sort(group.begin(), group.end());
+    }
+    generation = FrameProgram::latestGeneration();
+}
+
+bool EthernetFrameTable::appendMatching(const miiFrameInfo_t& frame, std::uint8_t channel,
+                                        std::vector<EthernetSignal*>& signals) {
+    if (generation != FrameProgram::latestGeneration()) {
+        makeIndex();
+    }
+    matching.clear();
+    for (const auto& [shape, group] : groups) {
+        const auto hash = static_cast<std::uint32_t>(hashFrame(masked(frame, shape), channel));
+        auto candidate = std::lower_bound(group.begin(), group.end(), Indexed{hash, 0});
+        for (; candidate != group.end() && candidate->hash == hash; ++candidate) {
+            if (entries[candidate->entry]->first->match(frame, channel)) {
+                matching.push_back(candidate->entry);
+            }
+        }
+    }
+    std::sort(matching.begin(), matching.end());
+    for (const std::uint32_t entry : matching) {
+        const mapped_type& bound = entries[entry]->second;
+        signals.insert(signals.end(), bound.begin(), bound.end());
+    }
+    return !matching.empty();
+}

@@ -1,0 +1,147 @@
+#include "bus/EthernetSignal.h"
+
+#include "bus/EthernetKey.h"
+#include "rkutil/macaddr.h"
+#include "signal/BitField.h"
+#include "signal/Diagnostics.h"
+#include "signal/SignalFiling.h"
+
+#include <arpa/inet.h>
+#include <ostream>
+
+std::array<bool, 256> EthernetSignal::channelsInUse{};
+EthernetFrameTable EthernetSignal::ethernetFrames;
+FrameTable<EthernetSignal> EthernetSignal::positiveList;
+FrameKeySet EthernetSignal::negativeList;
+
+EthernetSignal::EthernetSignal(const ethernetSignalDef_t& def, bool shared, SignalStorage* storage)
+    : BaseSignal(def, shared, storage), definition(def) {
+    constexpr LogSite site{"EthernetSignal", "EthernetSignal"};
+    if (!checkSignalDefinition(definition)) {
+        id = filing::rejectedId;
+        return;
+    }
+    if (!filing::enter(*this, ethernet::kindBit, this->storage->ethernetSignals, site)) {
+        return;
+    }
+    channelsInUse[definition.channel] = true;
+    fileAtPosition();
+    if (debug) {
+        logDebug(site, definition.instance, " created ", shared ? "(shared memory);" : ";", *this);
+    }
+    addChildren();
+}
+
+EthernetSignal::EthernetSignal(EthernetSignal* parent, const ethernetSignalDef_t& def)
+    : BaseSignal(parent), definition(def) {
+    if (parent == nullptr) {
+        return;
+    }
+    fileAtPosition();
+    if (debug) {
+        logDebug({"EthernetSignal", "EthernetSignal"}, "child ", definition.instance, " created ",
+                 shmem ? "(shared memory)" : "");
+    }
+}
+
+/// Binds the signal to its position, if it has one: from here on the codec sees the bytes from its startByte
+/// on.
+void EthernetSignal::fileAtPosition() {
+    if (!definition.positions.empty()) {
+        frameHash.setFrame(position(), definition.channel);
+        ethernetFrames[&frameHash].push_back(this);
+        def.startbit = position().startBit & 7;
+    }
+    cInit();
+}
+
+void EthernetSignal::addChildren() {
+    ethernetSignalDef_t one = definition;
+    for (std::size_t i = 1; i < definition.positions.size(); ++i) {
+        one.positions = {definition.positions[i]};
+        children.push_back(std::make_unique<EthernetSignal>(this, one));
+    }
+}
+
+EthernetSignal::~EthernetSignal() {
+    if (storage == nullptr) {
+        return; // a child without parent
+    }
+    filing::leave(*this, storage->ethernetSignals, {"EthernetSignal", "~EthernetSignal"});
+    ethernetFrames.erase(&frameHash); // whoever else is listed there: the address is about to be gone
+    filing::purge(ethernetFrames, this);
+    filing::purge(positiveList, this);
+    children.clear();
+    if (storage->ethernetSignals.empty()) {
+        negativeList.clear();
+        positiveList.clear();
+        ethernetFrames.clear();
+        channelsInUse.fill(false);
+    }
+}
+
+bool EthernetSignal::checkSignalDefinition(ethernetSignalDef_t& def) {
+    for (ethernetPosition_t& position : def.positions) {
+        position.startByte = position.startBit / 8;
+        const int lastByte = bitfield::lastBit(position.startBit, def.bits, def.endian) / 8;
+        position.numBytes = static_cast<std::uint8_t>(lastByte - position.startByte + 1);
+        if (def.bits > 64 || position.numBytes > bitfield::maxRangeBytes) {
+            return false;
+        }
+    }
+    return true;
+}
+
+const ethernetPosition_t& EthernetSignal::position() const {
+    static const ethernetPosition_t none;
+    return definition.positions.empty() ? none : definition.positions.front();
+}
+
+std::ostream& operator<<(std::ostream& out, ethSignalPosType_t type) {
+    switch (type) {
+    case ethSignalPosType_t::DEFAULT:
+        return out << "DEFAULT";
+    case ethSignalPosType_t::IPDU:
+        return out << "IPDU";
+    case ethSignalPosType_t::SPDU:
+        return out << "SPDU";
+    case ethSignalPosType_t::SOMEIP:
+        return out << "SOME/IP";
+    }
+    return out;
+}
+
+namespace {
+
+void writePosition(std::ostream& out, const ethernetPosition_t& position) {
+    out << std::dec << std::boolalpha << "[ethSignalType=" << position.ethSignalType
+        << ",startBit=" << position.startBit << ",sourceMac=";
+    macaddr_t(position.sourceMac).print(out);
+    out << ",destinationMac=";
+    macaddr_t(position.destinationMac).print(out);
+    out << ",sourceIp=" << inet_ntoa({position.sourceIp});
+    out << ",destinationIp=" << inet_ntoa({position.destinationIp}); // a statement of its own: one buffer
+    out << ",sourcePort=" << position.sourcePort << ",destinationPort=" << position.destinationPort
+        << ",ipProtocol=" << position.ipProtocol << ",vlan=" << position.vlan << ",vlanId=" << position.vlanId
+        << ",pduId=" << position.pduId << ",messageId=" << position.messageId
+        << ",serviceId=" << position.serviceId << ",methodEventId=" << position.methodEventId
+        << ",startByte=" << position.startByte << ",numBytes=" << unsigned{position.numBytes} << "]";
+}
+
+} // namespace
+
+std::ostream& operator<<(std::ostream& out, const ethernetSignalDef_t& definition) {
+    out << static_cast<const baseSignalDef_t&>(definition);
+    if (definition.positions.empty()) {
+        return out << "[no positions]";
+    }
+    for (const ethernetPosition_t& position : definition.positions) {
+        writePosition(out, position);
+    }
+    return out;
+}
+
+std::ostream& operator<<(std::ostream& out, const EthernetSignal& signal) {
+    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
+               << signal.id << std::dec;
+}

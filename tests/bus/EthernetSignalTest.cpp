@@ -1,0 +1,364 @@
+// Ethernet signals: their frames, their containers, the remembered decisions, and their texts.
+
+#include "bus/EthernetSignal.h"
+#include "bus/EthernetTest.h"
+#include "rktrace/TraceRecord.h"
+
+#include <algorithm>
+#include <functional>
+#include <utility>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+constexpr std::uint64_t kind = 0x1000000000000000;
+
+/// A PDU or message: identifier, length, the rest of its header, then `data` bytes from 0xA0 on.
+Octets container(std::uint32_t identifier, std::uint32_t length, std::size_t headerBytes, std::size_t data) {
+    Octets octets;
+    append(octets, std::uint64_t{identifier} << 32 | length, 8);
+    octets.resize(headerBytes);
+    for (std::size_t i = 0; i < data; ++i)
+        octets.push_back(static_cast<std::uint8_t>(0xA0 + i));
+    return octets;
+}
+
+Octets operator+(Octets left, const Octets& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+} // namespace
+
+TEST_F(EthernetTest, HashesAndMatchesByWhatIsNotOpen) {
+    miiFrameInfo_t frame;
+    ethernetPosition_t position;
+    frame.sourceMac = position.sourceMac = 0x020000000001;
+    frame.destinationMac = position.destinationMac = 0x020000000002;
+    frame.sourceIp = position.sourceIp = 0x0100000A;
+    frame.destinationIp = position.destinationIp = 0x0200000A;
+    frame.sourcePort = position.sourcePort = 1000;
+    frame.destinationPort = position.destinationPort = 2000;
+    position.ipProtocol = frame.ipProtocol = 17;
+    position.vlan = true;
+    frame.vlan = 1;
+    frame.vlanId = position.vlanId = 5;
+    EthernetFrameHash hash(position, 3);
+    EXPECT_EQ(hash.hash, static_cast<std::uint32_t>(hashFrame(frame, 3)));
+    EXPECT_EQ(hashFrame(frame, 3), 0xE7E5F7DCD8F64F35U) << "worked out apart";
+    EXPECT_EQ(print(hash), "sMAC=02:00:00:00:00:01,dMAC=02:00:00:00:00:02,sIP=10.0.0.1,dIP=10.0.0.2,sP=1000,"
+                           "dP=2000,ipProto=17,vlan=true,vId=5");
+    EXPECT_TRUE(hash.match(frame, 3));
+    EXPECT_FALSE(hash.match(frame, 2));
+    EXPECT_EQ(EthernetFrameHash(hash).channel, 0);
+    const EthernetFrameHash any;
+    EXPECT_TRUE(any.match(frame, 0));
+    EXPECT_EQ(any.hash, static_cast<std::uint32_t>(hashFrame({}, 0)));
+
+    const struct {
+        const char* name;
+        std::function<void(ethernetPosition_t&)> change;
+        bool matches;
+    } rows[] = {
+        {"other source MAC", [](auto& p) { p.sourceMac = 7; }, false},
+        {"other destination MAC", [](auto& p) { p.destinationMac = 7; }, false},
+        {"MAC of more than 48 bits", [](auto& p) { p.sourceMac |= 1ULL << 48; }, false},
+        {"other source IP", [](auto& p) { p.sourceIp = 7; }, false},
+        {"other destination IP", [](auto& p) { p.destinationIp = 7; }, false},
+        {"other source port", [](auto& p) { p.sourcePort = 7; }, false},
+        {"other destination port", [](auto& p) { p.destinationPort = 7; }, false},
+        {"protocol above 255", [](auto& p) { p.ipProtocol = 256 + 17; }, false},
+        {"tag not required", [](auto& p) { p.vlan = false; }, true},
+        {"other VLAN, tag not required", [](auto& p) { p.vlan = false, p.vlanId = 6; }, false},
+        {"all open", [](auto& p) { p = {}; }, true},
+    };
+    for (const auto& row : rows) {
+        ethernetPosition_t changed = position;
+        row.change(changed);
+        EXPECT_EQ(EthernetFrameHash(changed, 3).match(frame, 3), row.matches) << row.name;
+        hash.setFrame(changed, 3);
+        EXPECT_EQ(hash.match(frame, 3), row.matches || changed.sourceMac >> 48 != 0)
+            << row.name << ", masked";
+    }
+    frame.vlan = 0;
+    EXPECT_FALSE(EthernetFrameHash(position, 3).match(frame, 3)) << "tag required";
+}
+
+TEST_F(EthernetTest, DefinitionsAreChecked) {
+    const struct {
+        const char* name;
+        std::uint8_t bits;
+        bool bigEndian;
+        std::uint16_t startBit, startByte;
+        std::uint8_t numBytes;
+        bool accepted;
+    } rows[] = {
+        {"64 bits", 64, false, 0, 0, 8, true},
+        {"nine bytes", 64, false, 4, 0, 9, false},
+        {"big endian", 16, true, 7, 0, 2, true},
+        {"far", 12, false, 65535, 8191, 3, true},
+        {"big, over a byte", 16, true, 10, 1, 3, true},
+        {"65 bits", 65, false, 0, 0, 9, false},
+        {"no bits", 0, true, 7, 0, 1, true},
+    };
+    for (const auto& row : rows) {
+        ethernetSignalDef_t def = definition("checked", {.startBit = row.startBit});
+        def.positions.push_back(def.positions[0]);
+        def.bits = row.bits;
+        def.endian = row.bigEndian;
+        EXPECT_EQ(EthernetSignal::checkSignalDefinition(def), row.accepted) << row.name;
+        EXPECT_EQ(def.positions[0].startByte, row.startByte) << row.name;
+        EXPECT_EQ(def.positions[0].numBytes, row.numBytes) << row.name;
+        EXPECT_EQ(def.positions[1].numBytes, row.accepted ? row.numBytes : 0) << row.name;
+        const EthernetSignal signal(def);
+        EXPECT_EQ(signal.id == ~std::uint64_t{0}, !row.accepted) << row.name;
+        EXPECT_EQ(EthernetSignal::ethernetFrames.size(), row.accepted ? 2U : 0U) << row.name;
+    }
+    ethernetSignalDef_t none = definition("none", {});
+    none.positions.clear();
+    const EthernetSignal signal(none);
+    EXPECT_EQ(signal.id >> 60, 1U);
+    EXPECT_THAT(EthernetSignal::ethernetFrames, IsEmpty());
+}
+
+TEST_F(EthernetTest, WalksContainersToTheFramesEnd) {
+    using enum ethSignalPosType_t;
+    const Octets first = container(1, 2, 8, 2);
+    const Octets second = container(2, 3, 8, 3);
+    const Octets message = container(0x12348001, 2, 16, 2);
+    const struct {
+        const char* name;
+        ethernetPosition_t position;
+        Octets payload;
+        std::string lines;
+    } rows[] = {
+        {"direct", {.startBit = 8}, {1, 0x77}, "raw 77\n"},
+        {"direct, past the end", {.startBit = 16}, {1, 2}, "D a: payload to small\n"},
+        {"IPDU",
+         {.ethSignalType = IPDU, .pduId = 2},
+         first + second + Octets{0},
+         "D check pdu at 42\nD skipped: IPDU 1\nD check pdu at 52\nD found: IPDU 2\nraw a0\n"},
+        {"IPDU to the end",
+         {.ethSignalType = IPDU, .pduId = 2},
+         first + second,
+         "D check pdu at 42\nD skipped: IPDU 1\nD a not found\n"},
+        {"IPDU range past the frame",
+         {.ethSignalType = IPDU, .startBit = 24, .pduId = 1},
+         first + Octets{0},
+         "D check pdu at 42\nD found: IPDU 1\nD a: payload to small\n"},
+        {"IPDU of 4 GiB",
+         {.ethSignalType = IPDU, .pduId = 1},
+         container(1, 0xFFFFFFFF, 8, 9),
+         "D a not found\n"},
+        {"SPDU",
+         {.ethSignalType = SPDU, .messageId = 0x12348001},
+         container(16, 1, 16, 1) + message + Octets{0},
+         "D skipped: SPDU 10\nD found: SPDU 12348001\nraw a0\n"},
+        {"empty SPDU",
+         {.ethSignalType = SPDU, .messageId = 1},
+         container(1, 0, 16, 0) + message,
+         "D a not found\n"},
+        {"empty SOME/IP",
+         {.ethSignalType = SOMEIP, .serviceId = 0x1234, .methodEventId = 0x8001},
+         container(0x12340001, 0, 16, 0) + message + Octets{0},
+         "D check serviceID 1234, methodeEventId 1\nD check serviceID 1234, methodeEventId 8001\nraw a0\n"},
+        {"SOME/IP, service of 17 bits",
+         {.ethSignalType = SOMEIP, .serviceId = 0x11234, .methodEventId = 0x8001},
+         message + Octets{0},
+         "D check serviceID 1234, methodeEventId 8001\nD a not found\n"},
+        {"unknown",
+         {.ethSignalType = static_cast<ethSignalPosType_t>(4)},
+         {1},
+         "E a: unknown ethernet signal type = \nD a not found\n"},
+    };
+    for (const auto& row : rows) {
+        EthernetSignal signal(definition("a", row.position));
+        const auto run = [&] {
+            const bool written = !decode(FrameText{}.with(row.payload)).empty();
+            return written ? "raw " + hex(std::exchange(signal.slot->raw, 0)) + "\n" : std::string();
+        };
+        const std::string quiet = run();
+        EXPECT_EQ(row.lines.ends_with("\n" + quiet) || row.lines == quiet || quiet.empty(), true) << row.name;
+        output.take();
+        BaseSignal::debug = 1;
+        const std::string loud = run();
+        EXPECT_EQ(linesAfter(output.out.take(), "checking for a") + loud, row.lines) << row.name;
+        EXPECT_EQ(loud, quiet) << row.name;
+        BaseSignal::debug = 0;
+    }
+}
+
+TEST_F(EthernetTest, OffsetsHaveSixteenBits) {
+    const EthernetSignal far(definition("far", {.ethSignalType = ethSignalPosType_t::IPDU, .pduId = 2}));
+    Octets payload = container(1, 65536 - 42 - 16, 8, 65536 - 42 - 16) + container(2, 4, 8, 4) + Octets{0};
+    Octets frame = FrameText{}.with({}, payload.size());
+    std::copy(payload.begin(), payload.end(), frame.begin() + 42);
+    EXPECT_THAT(decode(frame), ElementsAre(kind));
+    EXPECT_EQ(far.slot->raw, 2U) << "the first byte of the frame, at 65536 - 65536";
+    EXPECT_EQ(frame[0], 2);
+}
+
+TEST_F(EthernetTest, EveryPositionUpdatesTheOneValue) {
+    ethernetSignalDef_t def = definition("many", {.startBit = 8, .destinationPort = 1});
+    def.positions.push_back({.destinationPort = 2});
+    def.positions.push_back({.startBit = 4, .destinationPort = 3});
+    def.bits = 4;
+    const EthernetSignal many(def);
+    const EthernetSignal other(definition("other", {}));
+    ASSERT_EQ(many.children.size(), 2U);
+    const std::uint64_t values[] = {0x8, 0x3, 0xA};
+    for (std::uint16_t port = 1; port <= 3; ++port) {
+        EXPECT_THAT(decode(FrameText{.destinationPort = port}.with({0xA3, 0xB8})),
+                    UnorderedElementsAre(kind, kind + 1));
+        EXPECT_EQ(many.slot->raw, values[port - 1]);
+    }
+    EXPECT_EQ(BaseSignal::getInstance(kind), &many);
+    EthernetSignal::channelsInUse[9] = true;
+    std::vector<unsigned long> ids{1};
+    EXPECT_FALSE(EthernetSignal::decodeMessage(EthernetTraceMessage{1, {}, 0, 7}, ids));
+    EXPECT_FALSE(EthernetSignal::decodeMessage(MIITraceMessage{1, {}, 1}, ids));
+    EXPECT_THAT(ids, ElementsAre(1)) << "not even emptied";
+    EXPECT_FALSE(EthernetSignal::decodeMessage(MIITraceMessage{1, {}, 9}, ids));
+    EXPECT_THAT(ids, IsEmpty());
+    EXPECT_TRUE(EthernetSignal::decodeMessage(EthernetTraceMessage{1, FrameText{}.with({5}), 0, 8}, ids));
+}
+
+TEST_F(EthernetTest, DecisionsStayUntilTheLastSignalLeaves) {
+    auto first = std::make_unique<EthernetSignal>(definition("first", {.destinationPort = 1}));
+    const Octets frame = FrameText{.destinationPort = 2}.with({9});
+    EXPECT_THAT(decode(frame), IsEmpty());
+    EXPECT_THAT(decode(FrameText{.destinationPort = 1}.with({9})), ElementsAre(kind));
+    auto late = std::make_unique<EthernetSignal>(definition("late", {}));
+    EXPECT_THAT(decode(frame), IsEmpty());
+    EXPECT_THAT(decode(FrameText{.destinationPort = 1}.with({9})), ElementsAre(kind));
+    EXPECT_THAT(decode(FrameText{.destinationPort = 3}.with({9})), ElementsAre(kind + 1));
+    first.reset();
+    EXPECT_EQ(EthernetSignal::positiveList.size(), 1U) << "the entry of the first is empty and gone";
+    EXPECT_THAT(decode(FrameText{.destinationPort = 1}.with({9})), ElementsAre(kind + 1));
+    late.reset();
+    EXPECT_THAT(EthernetSignal::negativeList, IsEmpty());
+    const EthernetSignal again(definition("again", {.destinationPort = 2}));
+    EXPECT_THAT(decode(frame), ElementsAre(kind + 2));
+}
+
+TEST_F(EthernetTest, MadeUpAddressesDoNotFillTheMemory) {
+    const EthernetSignal first(definition("first", {.destinationPort = 1}));
+    const EthernetSignal second(definition("second", {.sourcePort = 7}));
+    for (const bool carries : {false, true}) {
+        std::size_t most = 0;
+        for (std::uint32_t i = 0; i < 70'000; ++i) {
+            const std::uint16_t port = carries ? 1 : 2;
+            const auto ids =
+                decode(FrameText{.destinationPort = port, .sourceMac = 0x020000000000U + i}.with({1}));
+            ASSERT_EQ(ids.size(), carries ? 1U : 0U);
+            most = std::max(most, EthernetSignal::negativeList.size() + EthernetSignal::positiveList.size());
+        }
+        EXPECT_LE(most, EthernetSignal::maxNegative + (carries ? EthernetSignal::maxPositive : 0));
+    }
+    // Emptied on the way; a few of the frames share a key.
+    EXPECT_LE(EthernetSignal::negativeList.size(), 70'000 - EthernetSignal::maxNegative);
+    EXPECT_LE(EthernetSignal::positiveList.size(), 70'000 % EthernetSignal::maxPositive);
+    EXPECT_GT(EthernetSignal::positiveList.size(), 4000U);
+}
+
+TEST_F(EthernetTest, RecordsAreInUseByTheirFrames) {
+    const auto inUse = [](const auto& message) {
+        std::vector<std::uint8_t> record;
+        encodeRecord(message, record);
+        return EthernetSignal::signalsInUse(record.data(), nullptr);
+    };
+    const Octets frame = FrameText{.destinationPort = 1}.with({1});
+    const Octets other = FrameText{.destinationPort = 2}.with({1});
+    EXPECT_FALSE(inUse(MIITraceMessage{1, frame, 3}));
+    ethernetSignalDef_t def = definition("used", {.destinationPort = 1});
+    def.channel = 3;
+    const EthernetSignal used(def);
+    const struct {
+        const char* name;
+        bool inUse, expected;
+    } rows[] = {
+        {"MII", inUse(MIITraceMessage{1, frame, 3}), true},
+        {"MII, again", inUse(MIITraceMessage{1, frame, 3}), true},
+        {"MII, other frame", inUse(MIITraceMessage{1, other, 3}), false},
+        {"MII, other channel", inUse(MIITraceMessage{1, frame, 2}), false},
+        {"MII, no frame", inUse(MIITraceMessage{1, {}, 3}), false},
+        {"Ethernet", inUse(EthernetTraceMessage{1, frame, 3, 8}), true},
+        {"Ethernet, other frame", inUse(EthernetTraceMessage{1, other, 3, 8}), false},
+        {"Ethernet, other kind", inUse(EthernetTraceMessage{1, frame, 3, 0x108}), false},
+        {"CAN", inUse(CANExtTraceMessage{1, 3, 0, 0, 0x03030303, {}}), false},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.inUse, row.expected) << row.name;
+}
+
+TEST_F(EthernetTest, SaysWhatItDoes) {
+    BaseSignal::debug = 3;
+    const std::string info = "sourceMac=02:00:00:00:00:01,destinationMac=02:00:00:00:00:02,sourceIp=10.0.0.1,"
+                             "destinationIp=10.0.0.2,sourcePort=1000,destinationPort=";
+    const std::string position =
+        ",sourceMac=00:00:00:00:00:00,destinationMac=00:00:00:00:00:00,sourceIp=0.0.0.0,"
+        "destinationIp=0.0.0.0,sourcePort=0,destinationPort=2000,ipProtocol=17,vlan=false,vlanId=0,pduId=0,"
+        "messageId=0,serviceId=0,methodEventId=0,startByte=0,numBytes=1]";
+    ethernetSignalDef_t def = definition("a", {.destinationPort = 2000, .ipProtocol = 17});
+    def.positions.push_back({.startBit = 3, .destinationPort = 2000, .ipProtocol = 17});
+    {
+        const EthernetSignal signal(def);
+        const std::string created = output.out.take();
+        EXPECT_NE(created.find("[DEBUG] EthernetSignal::EthernetSignal() a created ;" + signalText("a") +
+                               ";instance=a,signal=Signal,"),
+                  std::string::npos);
+        EXPECT_NE(created.find(",tslId=0[ethSignalType=DEFAULT,startBit=0" + position +
+                               "[ethSignalType=DEFAULT,startBit=3"),
+                  std::string::npos)
+            << created;
+        EXPECT_TRUE(created.ends_with("[DEBUG] EthernetSignal::EthernetSignal() child a created \n"))
+            << created;
+        EthernetSignal::ethernetFrames.erase(&signal.children[0]->frameHash);
+
+        const std::string rest = ",ipProtocol=17,vlan=0,vlanId=0,payloadOffset=42\nD frame size = 43\n" +
+                                 std::string("02 00 00 00 00 02 02 00 00 00 00 01 08 00 45 00\n"
+                                             "00 1d 00 00 00 00 40 11 00 00 0a 00 00 01 0a 00\n"
+                                             "00 02 03 e8 07 d0 00 09 00 00 ");
+        const std::string kinds =
+            "D sMAC=00:00:00:00:00:00,dMAC=00:00:00:00:00:00,sIP=0.0.0.0,dIP=0.0.0.0,sP=0,"
+            "dP=2000,ipProto=17,vlan=false,vId=0\n";
+        const Octets frame = FrameText{}.with({7});
+        miiFrameInfo_t analysed{};
+        MIITraceMessage::analyzeFrame(frame.data(), frame.size(), analysed);
+        const std::string key = "D " + hex(kind + static_cast<std::uint32_t>(hashFrame(analysed, 0)));
+        decode(frame);
+        EXPECT_EQ(linesAfter(output.out.take(), ""),
+                  "D analyzeFrame:" + info + "2000" + rest + "07\n" + kinds + key +
+                      " in use, inserted in positiveList\nD positiveList->second.size() = 1\n"
+                      "D checking for a\n");
+        decode(frame);
+        EXPECT_EQ(linesAfter(output.out.take(), ""), "D analyzeFrame:" + info + "2000" + rest + "07\n" + key +
+                                                         " found in positiveList\nD checking for a\n");
+        BaseSignal::debug = 1;
+        decode({});
+        EXPECT_TRUE(
+            output.out.take().starts_with("[DEBUG] EthernetSignal::decode() analyzeFrame failed: sou"));
+        for (const char* decision : {" not in use, inserted in negativeList\n", " found in negativeList\n"}) {
+            decode(FrameText{.destinationPort = 1}.with({7}));
+            EXPECT_TRUE(output.out.take().ends_with(decision));
+        }
+        BaseSignal::debug = 0;
+    }
+    BaseSignal::instanceCounter = 0;
+    const EthernetSignal first(definition("first", {}));
+    BaseSignal::instanceCounter = 0;
+    {
+        EthernetSignal second(definition("second", {}));
+        EXPECT_TRUE(output.out.take().ends_with(
+            "[ERROR] EthernetSignal::EthernetSignal() gpId 0x1000000000000000 already exists\n"));
+        EXPECT_EQ(second.id, ~std::uint64_t{0});
+        BaseSignal::defSignalStorage.ethernetSignals.at(kind).pop_back();
+        second.id = kind;
+    }
+    EXPECT_EQ(output.out.take(),
+              "[ERROR] EthernetSignal::~EthernetSignal() second instance not found in vector\n");
+    BaseSignal::defSignalStorage.instancesById[kind] = BaseSignal::getInstance("first");
+}
