@@ -1,37 +1,16 @@
 // CAN definitions and frames of any content, as a client without checks of its own would pass them on.
 
+#include "Input.h"
 #include "bus/CANKey.h"
 #include "bus/CANSignal.h"
 
-#include <algorithm>
+#include <array>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace {
-
-/// Takes values from the front of the input; zeros when it has run out.
-class Input {
-  public:
-    Input(const std::uint8_t* data, std::size_t size) : data(data), size(size) {}
-
-    template <class Value>
-    Value take() {
-        Value value{};
-        const std::size_t count = std::min(size, sizeof value);
-        std::memcpy(&value, data, count);
-        data += count;
-        size -= count;
-        return value;
-    }
-    bool empty() const { return size == 0; }
-
-  private:
-    const std::uint8_t* data;
-    std::size_t size;
-};
 
 canSignalDef_t definitionFrom(Input& input, std::size_t number) {
     canSignalDef_t definition;
