@@ -78,6 +78,24 @@ struct NameCodec {
     JsonOutput schema() const;
 };
 
+/// A MAC address, `02:00:00:00:00:01`, in the low 48 bits, the first octet most significant.
+struct MacAddressCodec {
+    using Value = std::uint64_t;
+
+    std::optional<Value> read(const JsonValue& value, const Place& place, Findings& findings) const;
+    JsonOutput write(Value value) const;
+    JsonOutput schema() const;
+};
+
+/// An IPv4 address, `10.0.0.1`, in network order in memory.
+struct Ipv4AddressCodec {
+    using Value = std::uint32_t;
+
+    std::optional<Value> read(const JsonValue& value, const Place& place, Findings& findings) const;
+    JsonOutput write(Value value) const;
+    JsonOutput schema() const;
+};
+
 /// Texts by raw value, an object with the raw values as member names: decimal, negative ones as two's
 /// complement of 64 bits.
 struct ValueTextsCodec {

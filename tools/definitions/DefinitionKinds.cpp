@@ -25,6 +25,7 @@ constexpr std::uint64_t lastFdBit = 511;
 constexpr std::uint64_t lastFlexRayBit = 2031; // of 254 bytes
 constexpr std::uint64_t lastSlot = 2047;
 constexpr std::uint64_t lastCycle = 63;
+constexpr std::uint64_t lastVlanId = 4095;
 
 /// In what the fields common to all kinds differ from kind to kind.
 struct CommonFields {
@@ -168,6 +169,20 @@ std::string checkCan(const canSignalDef_t& record) {
     return record.canFD ? checkCommon(record) : checkWord(record);
 }
 
+/// At each position a field must lie within the bytes that the decoder takes as one word.
+template <class Signal, class Record>
+std::string checkPositions(const Record& record) {
+    for (const auto& position : record.positions) {
+        Record single = record;
+        single.positions = {position};
+        if (!Signal::checkSignalDefinition(single)) {
+            return "expected a field that touches at most 8 bytes, found " +
+                   shownField(record.bits, position.startBit);
+        }
+    }
+    return checkCommon(record);
+}
+
 std::string checkFlexRay(const flexRaySignalDef_t& record) {
     const flexRayPosition_t& first = record.positions.front();
     for (const flexRayPosition_t& position : record.positions) {
@@ -175,14 +190,8 @@ std::string checkFlexRay(const flexRaySignalDef_t& record) {
             return "expected the slot and type of the first position at each, found slot " +
                    std::to_string(position.slot);
         }
-        flexRaySignalDef_t single = record;
-        single.positions = {position};
-        if (!FlexRaySignal::checkSignalDefinition(single)) {
-            return "expected a field that touches at most 8 bytes, found " +
-                   shownField(record.bits, position.startBit);
-        }
     }
-    return checkCommon(record);
+    return checkPositions<FlexRaySignal>(record);
 }
 
 std::string checkGps(const inputSignalDef_t& record) {
@@ -277,6 +286,39 @@ const DefinitionKind<flexRaySignalDef_t>& flexRayKind() {
         "flexray", &SignalDefinitions::flexray,
         placedFields<Record>(positions, "Where the signal lies; slot and type are the same at each"),
         plainDefaults<Record>, checkFlexRay};
+    return kind;
+}
+
+const DefinitionKind<ethernetSignalDef_t>& ethernetKind() {
+    using Record = ethernetSignalDef_t;
+    using Position = ethernetPosition_t;
+    using enum ethSignalPosType_t;
+    const ChoiceCodec<ethSignalPosType_t> containers{
+        {{"DEFAULT", DEFAULT}, {"IPDU", IPDU}, {"SPDU", SPDU}, {"SOME/IP", SOMEIP}}};
+    const ObjectsCodec<Position> positions{
+        {field<Position>("ethSignalType", &Position::ethSignalType, containers,
+                         "Container within the payload that holds the field"),
+         field<Position>("startBit", &Position::startBit, IntegerCodec{0, max16},
+                         "As startbit elsewhere, counted from the start of the container's data"),
+         field<Position>("sourceMac", &Position::sourceMac, MacAddressCodec{}, "Any if absent"),
+         field<Position>("destinationMac", &Position::destinationMac, MacAddressCodec{}, "Any if absent"),
+         field<Position>("sourceIp", &Position::sourceIp, Ipv4AddressCodec{}, "Any if absent"),
+         field<Position>("destinationIp", &Position::destinationIp, Ipv4AddressCodec{}, "Any if absent"),
+         field<Position>("sourcePort", &Position::sourcePort, IntegerCodec{0, max16}, "0: any"),
+         field<Position>("destinationPort", &Position::destinationPort, IntegerCodec{0, max16}, "0: any"),
+         field<Position>("ipProtocol", &Position::ipProtocol, IntegerCodec{0, max8},
+                         "6: TCP, 17: UDP, 0: any"),
+         field<Position>("vlan", &Position::vlan, FlagCodec{}, "A VLAN tag is required"),
+         field<Position>("vlanId", &Position::vlanId, IntegerCodec{0, lastVlanId}, "0: any"),
+         field<Position>("pduId", &Position::pduId, IdentifierCodec{max32}, "Of an IPDU"),
+         field<Position>("messageId", &Position::messageId, IdentifierCodec{max32}, "Of an SPDU"),
+         field<Position>("serviceId", &Position::serviceId, IdentifierCodec{max16}, "Of SOME/IP"),
+         field<Position>("methodEventId", &Position::methodEventId, IdentifierCodec{max16},
+                         "Method or event of SOME/IP")}};
+    static const DefinitionKind<Record> kind = {
+        "ethernet", &SignalDefinitions::ethernet,
+        placedFields<Record>(positions, "Where the signal lies, for each kind of frame that carries it"),
+        plainDefaults<Record>, checkPositions<EthernetSignal, Record>};
     return kind;
 }
 

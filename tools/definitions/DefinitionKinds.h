@@ -28,6 +28,7 @@ struct DefinitionKind {
 const DefinitionKind<canSignalDef_t>& canKind();
 const DefinitionKind<linSignalDef_t>& linKind();
 const DefinitionKind<flexRaySignalDef_t>& flexRayKind();
+const DefinitionKind<ethernetSignalDef_t>& ethernetKind();
 const DefinitionKind<inputSignalDef_t>& digitalKind();
 const DefinitionKind<inputSignalDef_t>& analogKind();
 const DefinitionKind<inputSignalDef_t>& keyboardKind();
@@ -40,6 +41,7 @@ void forEachKind(Use&& use) {
     use(canKind());
     use(linKind());
     use(flexRayKind());
+    use(ethernetKind());
     use(digitalKind());
     use(analogKind());
     use(keyboardKind());

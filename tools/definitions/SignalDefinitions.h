@@ -3,6 +3,7 @@
 #pragma once
 
 #include "bus/CANSignal.h"
+#include "bus/EthernetSignal.h"
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
 #include "input/InputSignal.h"
@@ -26,6 +27,7 @@ struct SignalDefinitions {
     std::vector<PlacedDefinition<canSignalDef_t>> can;
     std::vector<PlacedDefinition<linSignalDef_t>> lin;
     std::vector<PlacedDefinition<flexRaySignalDef_t>> flexray;
+    std::vector<PlacedDefinition<ethernetSignalDef_t>> ethernet;
     std::vector<PlacedDefinition<inputSignalDef_t>> digital;
     std::vector<PlacedDefinition<inputSignalDef_t>> analog;
     std::vector<PlacedDefinition<inputSignalDef_t>> keyboard;

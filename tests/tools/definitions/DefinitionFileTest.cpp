@@ -77,13 +77,28 @@ const std::vector<WrongDocument> wrongDocuments = {
      R"({"flexray": [{"instance": "A", "bits": 1, "startbit": 0}, {"instance": "B", "bits": 1, "positions": []},
         {"instance": "C", "bits": 1, "positions": [{"type": "static", "slot": 2048, "repetition": 0}, {"slots": 1}]}]})",
      "#/flexray/0: expected a member \"positions\", found none\n"
-     "#/flexray/0: expected a known member, found \"startbit\"; close are bits, unit, tslId\n"
+     "#/flexray/0: expected a known member, found \"startbit\"; close are bits, instance, positions\n"
      "#/flexray/1/positions: expected an array of at least one object, found an array\n"
      "#/flexray/2/positions/0/slot: expected an integer from 1 to 2047, found 2048\n"
      "#/flexray/2/positions/0/repetition: expected an integer from 1 to 64, found 0\n"
      "#/flexray/2/positions/1: expected a member \"type\", found none\n"
      "#/flexray/2/positions/1: expected a member \"slot\", found none\n"
-     "#/flexray/2/positions/1: expected a known member, found \"slots\"; close are slot, pduId, type"},
+     "#/flexray/2/positions/1: expected a known member, found \"slots\"; close are slot, startBit, type"},
+    {"addresses", R"({"ethernet": [{"instance": "A", "bits": 8, "positions": [{"ethSignalType": "SOMEIP",
+        "sourceMac": "02:00:00:00:00:0g", "destinationMac": "2:0:0:0:0:1", "sourceIp": "10.0.0.256", "destinationIp": 1,
+        "vlanId": 4096, "serviceId": 65536}]}]})",
+     "#/ethernet/0/positions/0/ethSignalType: expected \"DEFAULT\", \"IPDU\", \"SPDU\" or \"SOME/IP\", found "
+     "\"SOMEIP\"\n"
+     "#/ethernet/0/positions/0/sourceMac: expected a MAC address as \"02:00:00:00:00:01\", found "
+     "\"02:00:00:00:00:0g\"\n"
+     "#/ethernet/0/positions/0/destinationMac: expected a MAC address as \"02:00:00:00:00:01\", found "
+     "\"2:0:0:0:0:1\"\n"
+     "#/ethernet/0/positions/0/sourceIp: expected an IPv4 address as \"10.0.0.1\", found \"10.0.0.256\"\n"
+     "#/ethernet/0/positions/0/destinationIp: expected an IPv4 address as \"10.0.0.1\", found 1\n"
+     "#/ethernet/0/positions/0/vlanId: expected an integer from 0 to 4095, found 4096\n"
+     "#/ethernet/0/positions/0/serviceId: expected an identifier from 0 to 65535 or \"0x0\" to \"0xFFFF\", "
+     "found "
+     "65536"},
     {"positions against each other",
      R"({"flexray": [{"instance": "A", "bits": 1, "positions": [{"slot": 1, "type": "static"}, {"slot": 2, "type": "static"}]},
         {"instance": "B", "bits": 64, "positions": [{"slot": 1, "type": "static"}, {"slot": 1, "type": "static", "startBit": 1}]}]})",
@@ -199,6 +214,7 @@ TEST(DefinitionFile, ReadsTheExampleOfTheManual) {
     show(read.can);
     show(read.lin);
     show(read.flexray);
+    show(read.ethernet);
     EXPECT_EQ(
         out.str(),
         R"(instance=Engine.Speed,signal=EngineSpeed,channel=0,unit=rpm,type=unsigned,startbit=7,bits=16,scale=0.25,offset=0,endian=BIG,multiplexed=no,mux=0,tslId=0,msgId=416,extended=no,canFD=no,message=Engine,sender=ECM,pduId=none,startByte=0,numBytes=0
@@ -215,6 +231,7 @@ x.json#/can/0: Engine.Speed, any channel, 0, 16 bits unsigned
 x.json#/can/1: Battery.Current, channel 1, 12 bits signed
 x.json#/lin/0: Seat.Heating, channel 0, 2 bits unsigned
 x.json#/flexray/0: Wheel.Speed, channel 0, 16 bits unsigned
+x.json#/ethernet/0: Radar.Distance, channel 0, 16 bits unsigned
 )");
 }
 
@@ -234,6 +251,7 @@ class RandomDefinitions {
             lin.msgId = below(64);
             definitions.lin.push_back({lin, {}});
             definitions.flexray.push_back({anyFlexRay(), {}});
+            definitions.ethernet.push_back({anyEthernet(), {}});
             definitions.digital.push_back({any<inputSignalDef_t>(), {}});
             definitions.analog.push_back({any<inputSignalDef_t>(), {}});
         }
@@ -287,6 +305,31 @@ class RandomDefinitions {
         }
         flexRay.startbit = 0; // each position has its own
         return flexRay;
+    }
+
+    ethernetSignalDef_t anyEthernet() {
+        auto ethernet = any<ethernetSignalDef_t>();
+        for (unsigned i = 0; i <= below(3); ++i) {
+            ethernetPosition_t position;
+            position.ethSignalType = static_cast<ethSignalPosType_t>(below(4));
+            position.startBit = static_cast<std::uint16_t>(ethernet.startbit + 8 * below(180));
+            position.sourceMac = std::uint64_t{below(0x1000000)} << 24 | below(0x1000000);
+            position.destinationMac = below(2);
+            position.sourceIp = below(0x80000000) * 2 + below(2);
+            position.destinationIp = below(2);
+            position.sourcePort = static_cast<std::uint16_t>(below(65536));
+            position.destinationPort = static_cast<std::uint16_t>(below(2));
+            position.ipProtocol = static_cast<std::uint16_t>(below(256));
+            position.vlan = chance();
+            position.vlanId = static_cast<std::uint16_t>(below(4096));
+            position.pduId = ~below(2);
+            position.messageId = below(2);
+            position.serviceId = below(65536);
+            position.methodEventId = below(65536);
+            ethernet.positions.push_back(position);
+        }
+        ethernet.startbit = 0; // each position has its own
+        return ethernet;
     }
 
     template <class Record>
@@ -352,14 +395,27 @@ void expectSameField(const canSignalDef_t& left, const canSignalDef_t& right) {
 void expectSameField(const linSignalDef_t& left, const linSignalDef_t& right) {
     EXPECT_EQ(left.msgId, right.msgId);
 }
-void expectSameField(const flexRaySignalDef_t& left, const flexRaySignalDef_t& right) {
-    const auto own = [](const flexRayPosition_t& p) {
-        return std::tuple(p.startBit, p.type, p.slot, p.baseCycle, p.repetition, p.updateBit, p.pduId);
-    };
+auto fieldsOf(const flexRayPosition_t& p) {
+    return std::tuple(p.startBit, p.type, p.slot, p.baseCycle, p.repetition, p.updateBit, p.pduId);
+}
+auto fieldsOf(const ethernetPosition_t& p) {
+    return std::tuple(p.ethSignalType, p.startBit, p.sourceMac, p.destinationMac, p.sourceIp, p.destinationIp,
+                      p.sourcePort, p.destinationPort, p.ipProtocol, p.vlan, p.vlanId, p.pduId, p.messageId,
+                      p.serviceId, p.methodEventId);
+}
+
+template <class Record>
+void expectSamePositions(const Record& left, const Record& right) {
     ASSERT_EQ(left.positions.size(), right.positions.size());
     for (std::size_t i = 0; i < left.positions.size(); ++i) {
-        EXPECT_EQ(own(left.positions[i]), own(right.positions[i]));
+        EXPECT_EQ(fieldsOf(left.positions[i]), fieldsOf(right.positions[i]));
     }
+}
+void expectSameField(const flexRaySignalDef_t& left, const flexRaySignalDef_t& right) {
+    expectSamePositions(left, right);
+}
+void expectSameField(const ethernetSignalDef_t& left, const ethernetSignalDef_t& right) {
+    expectSamePositions(left, right);
 }
 void expectSameField(const inputSignalDef_t& /*left*/, const inputSignalDef_t& /*right*/) {}
 
@@ -375,12 +431,13 @@ void expectSame(const std::vector<PlacedDefinition<Record>>& left,
 }
 
 TEST(DefinitionText, ReadsAsTheSameDefinitions) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
+    for (unsigned seed = 0; seed < 10; ++seed) {
         const SignalDefinitions written = RandomDefinitions(seed).all();
         const SignalDefinitions read = parseSignalDefinitions(definitionText(written), "");
         expectSame(written.can, read.can);
         expectSame(written.lin, read.lin);
         expectSame(written.flexray, read.flexray);
+        expectSame(written.ethernet, read.ethernet);
         for (const auto list :
              {&SignalDefinitions::digital, &SignalDefinitions::analog, &SignalDefinitions::keyboard,
               &SignalDefinitions::status, &SignalDefinitions::gps}) {
