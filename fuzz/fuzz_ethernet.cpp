@@ -56,8 +56,8 @@ void decode(const Octets& frame, SignalStorage& storage) {
     }
     std::vector<unsigned long> first;
     std::vector<unsigned long> again;
-    EthernetSignal::decode(0, exact, 1, first, &storage);
-    EthernetSignal::decode(0, exact, 2, again, &storage);
+    EthernetSignal::decode(0, frame, 1, first, &storage);
+    EthernetSignal::decode(0, frame, 2, again, &storage);
     if (first != again) {
         std::abort();
     }
