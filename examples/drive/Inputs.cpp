@@ -10,8 +10,8 @@ namespace {
 /// Levels by number of the input, from 1 on.
 constexpr bool (*digitalInputs[])(const VehicleState& car) = {
     [](const VehicleState& car) { return car.driver.ignition != Ignition::Off; },
-    // The trailer's plug is loose: the sharper curves open its contact.
-    [](const VehicleState& car) { return std::abs(car.lateralAcceleration) < 2.2; },
+    // The trailer's plug is loose: a sharp curve to the right opens its contact.
+    [](const VehicleState& car) { return car.lateralAcceleration > -2.2; },
     [](const VehicleState& car) { return car.driver.driverDoorOpen; },
 };
 
