@@ -71,8 +71,7 @@ void RecordedDrive::buildSignals() {
 
 RecordedDrive::RecordedDrive() {
     buildSignals();
-    std::istringstream file(
-        runCommand(MAKE_DRIVE " 2>/dev/null --seconds 310 --start 0 --records -").output);
+    std::istringstream file(runCommand(MAKE_DRIVE " 2>/dev/null --seconds 310 --start 0 --records -").output);
     TraceRecordReader reader(file);
     for (std::uint64_t last = 0; reader.next(); last = recordTimestamp(reader.record())) {
         backwardSteps += recordTimestamp(reader.record()) < last ? 1 : 0;
