@@ -21,9 +21,6 @@ class CandumpLog {
     void flush();
 
   private:
-    void putDecimal(std::uint64_t number, int digits);
-    void putHex(std::uint64_t number, int digits);
-
     std::ostream& out;
     std::string text;
 };

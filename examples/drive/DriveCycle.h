@@ -10,8 +10,9 @@ namespace drive {
 enum class Ignition : std::uint8_t { Off, On, Crank };
 enum class Lever : std::uint8_t { Park, Reverse, Neutral, Drive };
 enum class Turn : std::uint8_t { Off, Left, Right };
+enum class WindowSwitch : std::uint8_t { None, Up, UpAutomatic, Down, DownAutomatic };
 
-/// One stretch of the drive, in which the driver wants the same all the time.
+/// One stretch of the drive, in which the driver wants the same all the time and the road stays the same.
 struct Phase {
     double seconds;
     double speed;         ///< km/h that the driver aims at, forwards or backwards as the lever says
@@ -21,6 +22,9 @@ struct Phase {
     Turn turn = Turn::Off;
     bool driverDoorOpen = false;
     bool highBeam = false;
+    WindowSwitch window = WindowSwitch::None; ///< of the driver's door
+    unsigned rain = 0;                        ///< 0 dry to 3 heavy
+    bool tunnel = false;
 };
 
 /// Walks through the script, a drive of five minutes out of a parking place, through a town and over a

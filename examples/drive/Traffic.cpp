@@ -6,8 +6,6 @@ namespace drive {
 
 namespace {
 
-constexpr unsigned tickMilliseconds = 10;
-
 /// How long the frame occupies its bus, in nanoseconds, stuff bits left out: 500 kbit/s, the data of a CAN FD
 /// frame 2 Mbit/s.
 unsigned duration(const Frame& frame) {
@@ -24,7 +22,7 @@ unsigned duration(const Frame& frame) {
 std::span<const Frame> Traffic::next() {
     const double seconds = tickMilliseconds / 1000.0 / load;
     car.step(seconds);
-    const std::uint64_t tickStart = start + tick * tickMilliseconds * 1000 / load;
+    const std::uint64_t tickStart = time();
     frames.clear();
     sendAll(powertrain, tickStart);
     sendAll(body, tickStart);

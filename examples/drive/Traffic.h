@@ -20,8 +20,14 @@ class Traffic {
 
     /// Goes on by one tick of 10 / `load` ms. \return its frames, good until the next call
     std::span<const Frame> next();
+    /// The car at the end of the last tick.
+    const VehicleState& vehicle() const { return car.now(); }
+    /// When the next tick begins, in microseconds since 1970-01-01 UTC. No frame of it is received earlier.
+    std::uint64_t time() const { return start + tick * tickMilliseconds * 1000 / load; }
 
   private:
+    static constexpr unsigned tickMilliseconds = 10;
+
     struct Bus {
         std::uint8_t number;
         std::span<const Sender> senders;

@@ -29,10 +29,6 @@ double maximumTorque(double rpm) {
 
 } // namespace
 
-double VehicleModel::noise() {
-    return static_cast<double>(random() >> 11) * 0x1p-52 - 1.0;
-}
-
 void VehicleModel::step(double dt) {
     state.time += dt;
     state.driver = cycle.advance(dt);
@@ -43,9 +39,11 @@ void VehicleModel::step(double dt) {
     burnFuel(dt);
     warmUp(dt);
     steer(dt);
+    travel(dt);
     turnWheels();
     supply(dt);
     seeOthers(dt);
+    adjustSeat(dt);
 }
 
 /// The driver closes on the wanted speed, gently and without jerks.

@@ -7,10 +7,10 @@
 #pragma once
 
 #include "DriveCycle.h"
+#include "Noise.h"
 
 #include <array>
 #include <cstdint>
-#include <random>
 
 namespace drive {
 
@@ -38,6 +38,9 @@ struct VehicleState {
     double steeringWheel = 0, steeringRate = 0; ///< degrees, degrees/s, positive to the left
     double yawRate = 0;                         ///< degrees/s, positive to the left
     double lateralAcceleration = 0;             ///< m/s^2, positive to the left
+    double east = 0, north = 0;                 ///< m from where the drive began
+    double heading = 36.86989764584402;         ///< degrees clockwise from north
+    double eastward = 0.6, northward = 0.8;     ///< the heading as a vector of length 1
 
     EngineState engine = EngineState::Off;
     double engineSpeed = 0;  ///< rpm
@@ -54,7 +57,8 @@ struct VehicleState {
     double operatingHours = 1204.3;                                               ///< h
     unsigned starts = 3127;                                                       ///< of the engine
     bool locked = false;                                                          ///< the doors
-    bool lampsFlash = false; ///< the indicators are in their bright half
+    double seatPosition = 210, backrest = -6; ///< mm from the front; degrees, leaned back
+    bool lampsFlash = false;                  ///< the indicators are in their bright half
     std::array<RadarObject, 2> objects;
 };
 
@@ -67,7 +71,7 @@ class VehicleModel {
     void step(double dt);
     const VehicleState& now() const { return state; }
     /// Evenly distributed in [-1, 1).
-    double noise();
+    double noise() { return random(); }
 
   private:
     void accelerate(double dt);
@@ -77,13 +81,15 @@ class VehicleModel {
     void burnFuel(double dt);
     void warmUp(double dt);
     void steer(double dt);
+    void travel(double dt);
     void turnWheels();
     void supply(double dt);
     void seeOthers(double dt);
+    void adjustSeat(double dt);
 
     VehicleState state;
     DriveCycle cycle;
-    std::mt19937_64 random;
+    Noise random;
     double sinceShift = 0;  // s
     double pauseOfRoad = 4; // s until the next car comes the other way
 };

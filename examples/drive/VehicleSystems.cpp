@@ -58,6 +58,21 @@ void VehicleModel::steer(double dt) {
     state.lateralAcceleration = state.speed * turned;
 }
 
+/// Turns the heading and moves on along it. The vector is turned by the half angle's tangent, of which the
+/// angle itself is a good approximation in so short a time: its length stays 1.
+void VehicleModel::travel(double dt) {
+    const double half = -state.yawRate * dt * pi / 360; // rad, clockwise
+    const double cosine = (1 - half * half) / (1 + half * half);
+    const double sine = 2 * half / (1 + half * half);
+    const double eastward = state.eastward;
+    state.eastward = eastward * cosine + state.northward * sine;
+    state.northward = state.northward * cosine - eastward * sine;
+    state.heading -= state.yawRate * dt;
+    state.heading += state.heading < 0 ? 360 : state.heading >= 360 ? -360 : 0;
+    state.east += state.direction * state.speed * state.eastward * dt;
+    state.north += state.direction * state.speed * state.northward * dt;
+}
+
 /// The inner wheels roll slower; the driven front wheels slip a little.
 void VehicleModel::turnWheels() {
     const double lean = curvature(state.steeringWheel) * track / 2;
@@ -112,6 +127,13 @@ void VehicleModel::seeOthers(double dt) {
             pauseOfRoad = 8 + 5 * noise();
         }
     }
+}
+
+/// The driver's seat makes room for getting in and out.
+void VehicleModel::adjustSeat(double dt) {
+    const bool open = state.driver.driverDoorOpen;
+    approachAtRate(state.seatPosition, open ? 210 : 165, 15 * dt);
+    approachAtRate(state.backrest, open ? -6 : 21.5, 12 * dt);
 }
 
 } // namespace drive

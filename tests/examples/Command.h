@@ -1,8 +1,9 @@
 /// \file
-/// Runs a program and keeps what it writes.
+/// Runs a program and keeps what it writes, or a digest of it.
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -29,4 +30,13 @@ inline CommandResult runCommand(const std::string& command) {
         throw std::runtime_error("killed: " + command);
     }
     return {std::move(output), WEXITSTATUS(status)};
+}
+
+/// FNV-1a, 64 bits.
+inline std::uint64_t digest(const std::string& bytes) {
+    std::uint64_t hash = 0xCBF29CE484222325;
+    for (const char byte : bytes) {
+        hash = (hash ^ static_cast<std::uint8_t>(byte)) * 0x100000001B3;
+    }
+    return hash;
 }

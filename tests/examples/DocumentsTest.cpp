@@ -50,10 +50,14 @@ TEST(Readme, ShowsWhatTheProgramsPrint) {
         const std::string shown = readme.substr(at);
         std::string command = std::regex_replace(firstBlock(shown, "sh"),
                                                  std::regex("build/release/bin/rksignal"), RKSIGNAL_PROGRAM);
-        command =
-            std::regex_replace(command, std::regex("build/release/examples/drive/drive.log"), "--quiet -");
-        const std::string printed =
-            runCommand("cd '" + project.string() + "' && " MAKE_DRIVE " 2>/dev/null | " + command).output;
+        const std::regex trace("build/release/examples/drive/drive\\.(log|rktrace)");
+        std::smatch match;
+        ASSERT_TRUE(std::regex_search(command, match, trace)) << command;
+        const std::string output = match.str(1) == "log" ? " --output - " : " --records - ";
+        command = std::regex_replace(command, trace, "--quiet -");
+        const std::string printed = runCommand("cd '" + project.string() + "' && " MAKE_DRIVE " 2>/dev/null" +
+                                               output + "| " + command)
+                                        .output;
         EXPECT_EQ(firstBlock(shown, "text"), std::regex_replace(printed, std::regex("\n\n$"), "\n"));
     }
     EXPECT_EQ(commands, 2);
