@@ -19,7 +19,8 @@ if(RKSIGNAL_COVERAGE)
 endif()
 
 add_library(rksignal_build_options INTERFACE)
-target_compile_options(rksignal_build_options INTERFACE -Wall -Wextra -Wconversion)
+target_compile_options(rksignal_build_options INTERFACE -Wall -Wextra -Wconversion
+  $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>)
 if(RKSIGNAL_WERROR)
   target_compile_options(rksignal_build_options INTERFACE -Werror)
 endif()
