@@ -21,9 +21,9 @@ namespace {
 constexpr unsigned slots = 64;
 constexpr unsigned signalsPerFrame = 10;
 constexpr std::size_t frameCount = 1024;
-constexpr unsigned payloadSize = 64;
-constexpr unsigned pduDataSize = 8;
-constexpr unsigned pduSize = 4 + pduDataSize;
+constexpr std::size_t payloadSize = 64;
+constexpr std::uint8_t pduDataSize = 8;
+constexpr std::ptrdiff_t pduSize = 4 + pduDataSize;
 
 enum class Content { Plain, UpdateBits, Pdus };
 
@@ -68,8 +68,8 @@ std::vector<FlexRayExtTraceMessage> framesOf(Content content) {
         frame.payload.resize(payloadSize);
         std::generate(frame.payload.begin(), frame.payload.end(),
                       [&random] { return static_cast<std::uint8_t>(random()); });
-        for (unsigned pdu = 0; content == Content::Pdus && pdu < payloadSize / pduSize; ++pdu) {
-            const std::uint8_t header[] = {0, 1, static_cast<std::uint8_t>(pdu), pduDataSize};
+        for (std::uint8_t pdu = 0; content == Content::Pdus && pdu < 5; ++pdu) {
+            const std::uint8_t header[] = {0, 1, pdu, pduDataSize};
             std::copy(std::begin(header), std::end(header), frame.payload.begin() + pduSize * pdu);
         }
         frame.data = frame.payload;
@@ -121,7 +121,7 @@ class Probe {
 
   private:
     static constexpr std::uint32_t none = ~0U;
-    static constexpr std::size_t bucketCount = std::bit_ceil(4 * slots * flexray::cycleCount);
+    static constexpr std::size_t bucketCount = std::bit_ceil(std::size_t{4} * slots * flexray::cycleCount);
 
     struct Field {
         std::uint64_t mask, sign, raw, timestamp;
