@@ -10,6 +10,11 @@ void Recording::observe(std::span<const Frame> frames, const VehicleState& car, 
         recorder.add(frame);
     }
     linBus.observe(car, now, recorder);
+    flexRayBus.observe(car, now, recorder);
+    for (const MIITraceMessage& frame : ethernetNetwork.observe(car, now)) {
+        recorder.add(frame);
+        capture.write(frame);
+    }
     digitalInputs.observe(car, now, recorder);
     analogInputs.observe(car, now, recorder);
     remoteControl.observe(now, recorder);

@@ -2,6 +2,9 @@
 /// Everything that a logger in the demo's car records, in one file.
 #pragma once
 
+#include "EthernetCapture.h"
+#include "EthernetNetwork.h"
+#include "FlexRayBus.h"
 #include "GpsReceiver.h"
 #include "Inputs.h"
 #include "LinBus.h"
@@ -19,9 +22,11 @@ namespace drive {
 /// its messages to the recorder. A new source is a member and a line more.
 class Recording {
   public:
-    /// `records` receives a record file, `sentences` the GPS receiver's text alone.
-    Recording(std::ostream& records, std::ostream& sentences, std::uint64_t seed, std::uint64_t start)
-        : recorder(records), sentences(sentences), analogInputs(seed), remoteControl(start),
+    /// `records` receives a record file, `sentences` the GPS receiver's text alone, `capture` a capture of
+    /// the Ethernet frames alone.
+    Recording(std::ostream& records, std::ostream& sentences, std::ostream& capture, std::uint64_t seed,
+              std::uint64_t start)
+        : recorder(records), sentences(sentences), capture(capture), analogInputs(seed), remoteControl(start),
           loggerStatus(start), gpsReceiver(seed + 1) {}
 
     /// Records a tick: `now` is its beginning, `frames` its CAN frames, `car` the car at its end.
@@ -32,7 +37,10 @@ class Recording {
   private:
     Recorder recorder;
     std::ostream& sentences;
+    EthernetCapture capture;
     LinBus linBus;
+    FlexRayBus flexRayBus;
+    EthernetNetwork ethernetNetwork;
     DigitalInputs digitalInputs;
     AnalogInputs analogInputs;
     RemoteControl remoteControl;

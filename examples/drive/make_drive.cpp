@@ -26,6 +26,7 @@ struct Options {
     std::string output;
     std::string records;
     std::string nmea;
+    std::string capture;
 };
 
 /// A file that is written, standard output for `-`, or nothing for an empty path.
@@ -62,11 +63,11 @@ class OutputFile {
 };
 
 struct Outputs {
-    OutputFile log, records, nmea;
+    OutputFile log, records, nmea, capture;
 
     bool areGood() {
         const auto isGood = [](OutputFile& output) { return !output.isWanted() || output.stream(); };
-        return isGood(log) && isGood(records) && isGood(nmea);
+        return isGood(log) && isGood(records) && isGood(nmea) && isGood(capture);
     }
 };
 
@@ -78,9 +79,10 @@ struct Counts {
 Counts writeDrive(const Options& options, Outputs& outputs) {
     const std::uint64_t start = options.start * 1000000;
     drive::CandumpLog log(outputs.log.stream());
-    drive::Recording recording(outputs.records.stream(), outputs.nmea.stream(), options.seed, start);
+    drive::Recording recording(outputs.records.stream(), outputs.nmea.stream(), outputs.capture.stream(),
+                               options.seed, start);
     drive::Traffic traffic(options.seed, start, options.load);
-    const bool records = outputs.records.isWanted() || outputs.nmea.isWanted();
+    const bool recorded = outputs.records.isWanted() || outputs.nmea.isWanted() || outputs.capture.isWanted();
     const double seconds = options.hours > 0 ? options.hours * 3600 : options.seconds;
     const auto ticks = static_cast<std::uint64_t>(seconds * 100 * options.load);
     Counts counts;
@@ -90,7 +92,7 @@ Counts writeDrive(const Options& options, Outputs& outputs) {
         for (const drive::Frame& frame : frames) {
             log.write(frame);
         }
-        if (records) {
+        if (recorded) {
             recording.observe(frames, traffic.vehicle(), now);
         }
         counts.frames += frames.size();
@@ -100,11 +102,13 @@ Counts writeDrive(const Options& options, Outputs& outputs) {
 }
 
 int run(const Options& options) {
-    Outputs outputs{OutputFile(options.output), OutputFile(options.records), OutputFile(options.nmea)};
+    Outputs outputs{OutputFile(options.output), OutputFile(options.records), OutputFile(options.nmea),
+                    OutputFile(options.capture)};
     const Counts counts = writeDrive(options, outputs);
     outputs.log.finish();
     outputs.records.finish();
     outputs.nmea.finish();
+    outputs.capture.finish();
     std::cerr << "make_drive: " << counts.frames << " frames";
     if (outputs.records.isWanted()) {
         std::cerr << ", " << counts.records << " records";
@@ -137,15 +141,17 @@ int parseAndRun(int argc, char** argv) {
         "the candump log; - is standard output, and what is meant unless another file is asked for");
     app.add_option(
         "--records", options.records,
-        "a record file (.rktrace) of the CAN data frames and of LIN, inputs, remote control, logger "
-        "status and GPS");
+        "a record file (.rktrace) of the CAN data frames and of LIN, FlexRay, Ethernet, inputs, remote "
+        "control, logger status and GPS");
     app.add_option("--nmea", options.nmea, "the GPS receiver's sentences alone, as text");
+    app.add_option("--capture", options.capture, "the Ethernet frames alone, as a pcapng capture");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }
-    if (options.output.empty() && options.records.empty() && options.nmea.empty()) {
+    if (options.output.empty() && options.records.empty() && options.nmea.empty() &&
+        options.capture.empty()) {
         options.output = "-";
     }
     return run(options);
