@@ -4,6 +4,7 @@
 #include "bus/CANKey.h"
 #include "bus/CANSignal.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-/// A `std::set` of frame keys, in its order and with its interface, that `contains`, `count` and `find`
+/// A `std::set` of frame keys, in its order and with its interface, that `contains` and `count`
 /// search in constant time: an open-addressing index stands beside the set. Not locked.
 class FrameKeySet {
     using Set = std::set<std::uint64_t>;

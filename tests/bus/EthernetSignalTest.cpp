@@ -5,7 +5,6 @@
 #include "rktrace/TraceRecord.h"
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 using testing::ElementsAre;
@@ -34,57 +33,35 @@ Octets operator+(Octets left, const Octets& right) {
 } // namespace
 
 TEST_F(EthernetTest, HashesAndMatchesByWhatIsNotOpen) {
-    miiFrameInfo_t frame;
     ethernetPosition_t position;
-    frame.sourceMac = position.sourceMac = 0x020000000001;
-    frame.destinationMac = position.destinationMac = 0x020000000002;
-    frame.sourceIp = position.sourceIp = 0x0100000A;
-    frame.destinationIp = position.destinationIp = 0x0200000A;
-    frame.sourcePort = position.sourcePort = 1000;
-    frame.destinationPort = position.destinationPort = 2000;
-    position.ipProtocol = frame.ipProtocol = 17;
+    position.sourceMac = 0x020000000001;
+    position.sourceIp = 0x0100000A;
+    position.destinationPort = 2000;
+    position.ipProtocol = 17;
     position.vlan = true;
-    frame.vlan = 1;
-    frame.vlanId = position.vlanId = 5;
-    EthernetFrameHash hash(position, 3);
-    EXPECT_EQ(hash.hash, static_cast<std::uint32_t>(hashFrame(frame, 3)));
-    EXPECT_EQ(hashFrame(frame, 3), 0xE7E5F7DCD8F64F35U) << "worked out apart";
-    EXPECT_EQ(print(hash), "sMAC=02:00:00:00:00:01,dMAC=02:00:00:00:00:02,sIP=10.0.0.1,dIP=10.0.0.2,sP=1000,"
-                           "dP=2000,ipProto=17,vlan=true,vId=5");
-    EXPECT_TRUE(hash.match(frame, 3));
+    position.vlanId = 5;
+    const miiFrameInfo_t frame{position.sourceMac, 0, position.sourceIp, 0, 0, 2000, 17, 1, 5, 46};
+    const EthernetFrameHash hash(position, 3);
+    EXPECT_EQ(hashFrame(frame, 3), 0x4B973E868349FDFEU) << "worked out apart";
+    EXPECT_EQ(hash.hash, 0x8349FDFEU);
     EXPECT_FALSE(hash.match(frame, 2));
     EXPECT_EQ(EthernetFrameHash(hash).channel, 0);
-    const EthernetFrameHash any;
-    EXPECT_TRUE(any.match(frame, 0));
-    EXPECT_EQ(any.hash, static_cast<std::uint32_t>(hashFrame({}, 0)));
-
-    const struct {
-        const char* name;
-        std::function<void(ethernetPosition_t&)> change;
-        bool matches;
-    } rows[] = {
-        {"other source MAC", [](auto& p) { p.sourceMac = 7; }, false},
-        {"other destination MAC", [](auto& p) { p.destinationMac = 7; }, false},
-        {"MAC of more than 48 bits", [](auto& p) { p.sourceMac |= 1ULL << 48; }, false},
-        {"other source IP", [](auto& p) { p.sourceIp = 7; }, false},
-        {"other destination IP", [](auto& p) { p.destinationIp = 7; }, false},
-        {"other source port", [](auto& p) { p.sourcePort = 7; }, false},
-        {"other destination port", [](auto& p) { p.destinationPort = 7; }, false},
-        {"protocol above 255", [](auto& p) { p.ipProtocol = 256 + 17; }, false},
-        {"tag not required", [](auto& p) { p.vlan = false; }, true},
-        {"other VLAN, tag not required", [](auto& p) { p.vlan = false, p.vlanId = 6; }, false},
-        {"all open", [](auto& p) { p = {}; }, true},
-    };
-    for (const auto& row : rows) {
+    const auto matches = [&](auto change, bool masked = false) {
         ethernetPosition_t changed = position;
-        row.change(changed);
-        EXPECT_EQ(EthernetFrameHash(changed, 3).match(frame, 3), row.matches) << row.name;
-        hash.setFrame(changed, 3);
-        EXPECT_EQ(hash.match(frame, 3), row.matches || changed.sourceMac >> 48 != 0)
-            << row.name << ", masked";
-    }
-    frame.vlan = 0;
-    EXPECT_FALSE(EthernetFrameHash(position, 3).match(frame, 3)) << "tag required";
+        change(changed);
+        EthernetFrameHash frames(changed, 3);
+        if (masked)
+            frames.setFrame(changed, 3);
+        return frames.match(frame, 3);
+    };
+    EXPECT_TRUE(matches([](auto&) {}));
+    EXPECT_FALSE(matches([](auto& p) { p.sourceMac |= 1ULL << 48; }));
+    EXPECT_TRUE(matches([](auto& p) { p.sourceMac |= 1ULL << 48; }, /*masked=*/true));
+    EXPECT_FALSE(matches([](auto& p) { p.destinationMac = 7; }));
+    EXPECT_FALSE(matches([](auto& p) { p.sourceIp = 7; }));
+    EXPECT_FALSE(matches([](auto& p) { p.destinationIp = 7; }));
+    EXPECT_FALSE(matches([](auto& p) { p.ipProtocol = 256 + 17; }));
+    EXPECT_FALSE(matches([](auto& p) { p.vlan = false, p.vlanId = 6; })) << "compared without a tag too";
 }
 
 TEST_F(EthernetTest, DefinitionsAreChecked) {
@@ -136,31 +113,18 @@ TEST_F(EthernetTest, WalksContainersToTheFramesEnd) {
         std::string lines;
     } rows[] = {
         {"direct", {.startBit = 8}, {1, 0x77}, "raw 77\n"},
-        {"direct, past the end", {.startBit = 16}, {1, 2}, "D a: payload to small\n"},
         {"IPDU",
          {.ethSignalType = IPDU, .pduId = 2},
          first + second + Octets{0},
          "D check pdu at 42\nD skipped: IPDU 1\nD check pdu at 52\nD found: IPDU 2\nraw a0\n"},
-        {"IPDU to the end",
-         {.ethSignalType = IPDU, .pduId = 2},
-         first + second,
-         "D check pdu at 42\nD skipped: IPDU 1\nD a not found\n"},
         {"IPDU range past the frame",
          {.ethSignalType = IPDU, .startBit = 24, .pduId = 1},
          first + Octets{0},
          "D check pdu at 42\nD found: IPDU 1\nD a: payload to small\n"},
-        {"IPDU of 4 GiB",
-         {.ethSignalType = IPDU, .pduId = 1},
-         container(1, 0xFFFFFFFF, 8, 9),
-         "D a not found\n"},
         {"SPDU",
          {.ethSignalType = SPDU, .messageId = 0x12348001},
          container(16, 1, 16, 1) + message + Octets{0},
          "D skipped: SPDU 10\nD found: SPDU 12348001\nraw a0\n"},
-        {"empty SPDU",
-         {.ethSignalType = SPDU, .messageId = 1},
-         container(1, 0, 16, 0) + message,
-         "D a not found\n"},
         {"empty SOME/IP",
          {.ethSignalType = SOMEIP, .serviceId = 0x1234, .methodEventId = 0x8001},
          container(0x12340001, 0, 16, 0) + message + Octets{0},
@@ -176,18 +140,17 @@ TEST_F(EthernetTest, WalksContainersToTheFramesEnd) {
     };
     for (const auto& row : rows) {
         EthernetSignal signal(definition("a", row.position));
-        const auto run = [&] {
+        const auto run = [&](int debug) {
+            BaseSignal::debug = debug;
             const bool written = !decode(FrameText{}.with(row.payload)).empty();
-            return written ? "raw " + hex(std::exchange(signal.slot->raw, 0)) + "\n" : std::string();
+            BaseSignal::debug = 0;
+            const std::string lines = linesAfter(output.out.take(), "checking for a");
+            return lines + (written ? "raw " + hex(std::exchange(signal.slot->raw, 0)) + "\n" : "");
         };
-        const std::string quiet = run();
-        EXPECT_EQ(row.lines.ends_with("\n" + quiet) || row.lines == quiet || quiet.empty(), true) << row.name;
-        output.take();
-        BaseSignal::debug = 1;
-        const std::string loud = run();
-        EXPECT_EQ(linesAfter(output.out.take(), "checking for a") + loud, row.lines) << row.name;
-        EXPECT_EQ(loud, quiet) << row.name;
-        BaseSignal::debug = 0;
+        const std::string quiet = run(0);
+        const std::string loud = run(1);
+        EXPECT_EQ(loud, row.lines) << row.name;
+        EXPECT_EQ(quiet, loud.substr(std::min(loud.find("raw"), loud.size()))) << row.name;
     }
 }
 
@@ -276,28 +239,17 @@ TEST_F(EthernetTest, RecordsAreInUseByTheirFrames) {
     ethernetSignalDef_t def = definition("used", {.destinationPort = 1});
     def.channel = 3;
     const EthernetSignal used(def);
-    const struct {
-        const char* name;
-        bool inUse, expected;
-    } rows[] = {
-        {"MII", inUse(MIITraceMessage{1, frame, 3}), true},
-        {"MII, again", inUse(MIITraceMessage{1, frame, 3}), true},
-        {"MII, other frame", inUse(MIITraceMessage{1, other, 3}), false},
-        {"MII, other channel", inUse(MIITraceMessage{1, frame, 2}), false},
-        {"MII, no frame", inUse(MIITraceMessage{1, {}, 3}), false},
-        {"Ethernet", inUse(EthernetTraceMessage{1, frame, 3, 8}), true},
-        {"Ethernet, other frame", inUse(EthernetTraceMessage{1, other, 3, 8}), false},
-        {"Ethernet, other kind", inUse(EthernetTraceMessage{1, frame, 3, 0x108}), false},
-        {"CAN", inUse(CANExtTraceMessage{1, 3, 0, 0, 0x03030303, {}}), false},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(row.inUse, row.expected) << row.name;
+    EXPECT_TRUE(inUse(MIITraceMessage{1, frame, 3}));
+    EXPECT_FALSE(inUse(MIITraceMessage{1, other, 3}));
+    EXPECT_FALSE(inUse(MIITraceMessage{1, frame, 2}));
+    EXPECT_TRUE(inUse(EthernetTraceMessage{1, frame, 3, 8}));
+    EXPECT_FALSE(inUse(EthernetTraceMessage{1, other, 3, 8}));
+    EXPECT_FALSE(inUse(EthernetTraceMessage{1, frame, 3, 0x108}));
+    EXPECT_FALSE(inUse(CANExtTraceMessage{1, 3, 0, 0, 0x03030303, {}}));
 }
 
 TEST_F(EthernetTest, SaysWhatItDoes) {
     BaseSignal::debug = 3;
-    const std::string info = "sourceMac=02:00:00:00:00:01,destinationMac=02:00:00:00:00:02,sourceIp=10.0.0.1,"
-                             "destinationIp=10.0.0.2,sourcePort=1000,destinationPort=";
     const std::string position =
         ",sourceMac=00:00:00:00:00:00,destinationMac=00:00:00:00:00:00,sourceIp=0.0.0.0,"
         "destinationIp=0.0.0.0,sourcePort=0,destinationPort=2000,ipProtocol=17,vlan=false,vlanId=0,pduId=0,"
@@ -314,30 +266,24 @@ TEST_F(EthernetTest, SaysWhatItDoes) {
                                "[ethSignalType=DEFAULT,startBit=3"),
                   std::string::npos)
             << created;
-        EXPECT_TRUE(created.ends_with("[DEBUG] EthernetSignal::EthernetSignal() child a created \n"))
-            << created;
+        EXPECT_TRUE(created.ends_with("[DEBUG] EthernetSignal::EthernetSignal() child a created \n"));
         EthernetSignal::ethernetFrames.erase(&signal.children[0]->frameHash);
-
-        const std::string rest = ",ipProtocol=17,vlan=0,vlanId=0,payloadOffset=42\nD frame size = 43\n" +
-                                 std::string("02 00 00 00 00 02 02 00 00 00 00 01 08 00 45 00\n"
-                                             "00 1d 00 00 00 00 40 11 00 00 0a 00 00 01 0a 00\n"
-                                             "00 02 03 e8 07 d0 00 09 00 00 ");
-        const std::string kinds =
-            "D sMAC=00:00:00:00:00:00,dMAC=00:00:00:00:00:00,sIP=0.0.0.0,dIP=0.0.0.0,sP=0,"
-            "dP=2000,ipProto=17,vlan=false,vId=0\n";
+        const std::string analysed =
+            "D analyzeFrame:sourceMac=02:00:00:00:00:01,destinationMac=02:00:00:00:00:02,sourceIp=10.0.0.1,"
+            "destinationIp=10.0.0.2,sourcePort=1000,destinationPort=2000,ipProtocol=17,vlan=0,vlanId=0,"
+            "payloadOffset=42\nD frame size = 43\n02 00 00 00 00 02 02 00 00 00 00 01 08 00 45 00\n"
+            "00 1d 00 00 00 00 40 11 00 00 0a 00 00 01 0a 00\n00 02 03 e8 07 d0 00 09 00 00 07\n";
         const Octets frame = FrameText{}.with({7});
-        miiFrameInfo_t analysed{};
-        MIITraceMessage::analyzeFrame(frame.data(), frame.size(), analysed);
-        const std::string key = "D " + hex(kind + static_cast<std::uint32_t>(hashFrame(analysed, 0)));
         decode(frame);
+        const std::string key = hex(EthernetSignal::positiveList.begin()->first);
         EXPECT_EQ(linesAfter(output.out.take(), ""),
-                  "D analyzeFrame:" + info + "2000" + rest + "07\n" + kinds + key +
+                  analysed + "D sMAC=00:00:00:00:00:00,dMAC=00:00:00:00:00:00,sIP=0.0.0.0,dIP=0.0.0.0,sP=0," +
+                      "dP=2000,ipProto=17,vlan=false,vId=0\nD " + key +
                       " in use, inserted in positiveList\nD positiveList->second.size() = 1\n"
                       "D checking for a\n");
         decode(frame);
-        EXPECT_EQ(linesAfter(output.out.take(), ""), "D analyzeFrame:" + info + "2000" + rest + "07\n" + key +
-                                                         " found in positiveList\nD checking for a\n");
-        BaseSignal::debug = 1;
+        EXPECT_EQ(linesAfter(output.out.take(), ""),
+                  analysed + "D " + key + " found in positiveList\nD checking for a\n");
         decode({});
         EXPECT_TRUE(
             output.out.take().starts_with("[DEBUG] EthernetSignal::decode() analyzeFrame failed: sou"));

@@ -40,12 +40,6 @@ class EthernetTest : public SignalTest {
         return ids;
     }
 
-    template <class Printed>
-    static std::string print(const Printed& printed) {
-        std::ostringstream out;
-        out << std::hex << printed;
-        return out.str();
-    }
     static std::string hex(std::uint64_t number) {
         std::ostringstream out;
         out << std::hex << number;

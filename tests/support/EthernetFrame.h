@@ -36,7 +36,7 @@ struct FrameText {
         append(frame, 0x4000U + ipWords * 0x100U, 2);
         append(frame, 4U * ipWords + transport, 2);
         append(frame, fragment, 4); // identification 0
-        append(frame, 0x40000000U | protocol << 16U, 4);
+        append(frame, 0x40000000U | std::uint32_t{protocol} << 16, 4);
         append(frame, 0x0A000000U + sourceHost, 4);
         append(frame, 0x0A000002, 4);
         frame.resize(frame.size() + 4U * (ipWords - 5U), 1); // no-operation options
