@@ -1,6 +1,7 @@
 #include "Program.h"
 
 #include "check/CheckCommand.h"
+#include "convert/ConvertCommand.h"
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
 #include "output/OutputBuffer.h"
@@ -33,6 +34,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addTriggerCommand(program, console, status);
     addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
+    addConvertCommand(program, console, status);
     try {
         program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // last one first
     } catch (const CLI::ParseError& event) {

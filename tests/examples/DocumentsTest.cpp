@@ -93,6 +93,7 @@ TEST(Documents, NameOnlyWhatExists) {
               {"(rksignal trigger [^`\n]*)", RKSIGNAL_PROGRAM " trigger --help"},
               {"(rksignal events [^`\n]*)", RKSIGNAL_PROGRAM " events --help"},
               {"(rksignal check [^`\n]*)", RKSIGNAL_PROGRAM " check --help"},
+              {"(rksignal convert [^`\n]*)", RKSIGNAL_PROGRAM " convert --help"},
               {"(make_drive [^`\n]*)", MAKE_DRIVE " --help"}}) {
             const std::string help = runCommand(program).output;
             for (const std::string& use : matches(text, command)) {

@@ -6,7 +6,6 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>
-#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -35,22 +34,6 @@ std::uint8_t boundChannel(std::string_view name, const std::string& argument, Ch
         throw UsageError(argument + ": too many different interface names");
     }
     return *channel;
-}
-
-void loadDefinition(const std::string& argument, ChannelMap& channels, Catalog& catalog) {
-    const std::size_t equals = argument.find('=');
-    const bool isPath = equals == argument.npos || argument.find('/') < equals ||
-                        std::filesystem::exists(std::filesystem::path(argument));
-    if (isPath) {
-        catalog.add(readDbc(argument), std::nullopt);
-        return;
-    }
-    const std::string_view name = std::string_view(argument).substr(0, equals);
-    if (name.empty()) {
-        throw UsageError(argument + ": no channel before '='");
-    }
-    const std::uint8_t channel = boundChannel(name, argument, channels);
-    catalog.add(readDbc(argument.substr(equals + 1)), channel);
 }
 
 } // namespace
@@ -82,9 +65,24 @@ void assignChannels(const std::vector<std::string>& arguments, ChannelMap& chann
     }
 }
 
+DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelMap& channels) {
+    const std::size_t equals = argument.find('=');
+    const bool isPath = equals == argument.npos || argument.find('/') < equals ||
+                        std::filesystem::exists(std::filesystem::path(argument));
+    if (isPath) {
+        return {argument, std::nullopt};
+    }
+    const std::string_view name = std::string_view(argument).substr(0, equals);
+    if (name.empty()) {
+        throw UsageError(argument + ": no channel before '='");
+    }
+    return {argument.substr(equals + 1), boundChannel(name, argument, channels)};
+}
+
 void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog) {
     for (const std::string& argument : arguments) {
-        loadDefinition(argument, channels, catalog);
+        const DefinitionArgument file = parseDefinitionArgument(argument, channels);
+        catalog.add(readDbc(file.path), file.channel);
     }
 }
 

@@ -1,0 +1,32 @@
+/// \file
+/// `rksignal convert`: writes definitions and traces in the project's own formats, and back.
+#pragma once
+
+#include "Console.h"
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+} // namespace CLI
+
+namespace rksignal {
+
+struct ConvertOptions {
+    std::string input;                 ///< `[CHANNEL=]FILE.dbc`, or a trace
+    std::string output;                ///< a file; its ending says what is written
+    std::vector<std::string> channels; ///< as of `--channel`
+    bool quiet = false;
+    bool schema = false; ///< writes the schema of definition files instead
+};
+
+/// Converts one file. The output is there in full or not at all.
+/// \return Clean, or Damaged if a part of the input could not be understood, or values are lost
+/// \throws UsageError, std::system_error
+ExitStatus convert(const ConvertOptions& options, const Console& console);
+
+/// Adds the command to the program. When it has been called, `status` is set to its result.
+void addConvertCommand(CLI::App& program, const Console& console, int& status);
+
+} // namespace rksignal
