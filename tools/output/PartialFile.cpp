@@ -5,7 +5,8 @@
 namespace rksignal {
 
 PartialFile::PartialFile(const std::string& path)
-    : target(std::filesystem::is_symlink(path) ? std::filesystem::weakly_canonical(path) : path),
+    : target(std::filesystem::is_symlink(path) ? std::filesystem::weakly_canonical(path)
+                                               : std::filesystem::path(path)),
       part(target.string() + ".part") {}
 
 PartialFile::~PartialFile() {
