@@ -71,7 +71,7 @@ std::vector<std::unique_ptr<Condition>> compile(const Scenario& scenario, Signal
 
 class NoSink : public ValueSink, public FiringSink {
   public:
-    void written(const CANExtTraceMessage& /*frame*/, std::span<const unsigned long> /*ids*/) override {}
+    void written(const MessageInfo& /*message*/, std::span<const unsigned long> /*ids*/) override {}
     void fired(const Firing& /*firing*/) override {}
 };
 
@@ -84,7 +84,7 @@ double replay(Catalog& catalog, std::FILE* log, ValueSink& sink) {
     const std::clock_t start = std::clock();
     replay.run(traces);
     return 1e9 / CLOCKS_PER_SEC * static_cast<double>(std::clock() - start) /
-           static_cast<double>(replay.statistics().frames);
+           static_cast<double>(replay.statistics().messages());
 }
 
 void measure(const Scenario& scenario, unsigned frames) {

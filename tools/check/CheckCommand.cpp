@@ -36,7 +36,7 @@ bool startsDbcStatement(std::string_view line) {
            (next == line.npos || line[next] == '"' || line[next] == ':' || isDigit(line[next]));
 }
 
-bool isDefinitionFile(const std::string& path) {
+bool isDbcFile(const std::string& path) {
     if (path == "-" || hasDbcExtension(path)) {
         return path != "-";
     }
@@ -60,11 +60,10 @@ std::string quantity(std::size_t number, const std::string& thing) {
 class CheckRun {
   public:
     CheckRun(const CheckOptions& options, const Console& console)
-        : definitions(options.definitions), conditions(options.conditions), out(console.output) {
+        : definitions(options), conditions(options.conditions), out(console.output) {
         for (const std::string& path : options.files) {
-            (isDefinitionFile(path) ? definitions : conditions.files).push_back(path);
+            filesLike(path).push_back(path);
         }
-        assignChannels(options.channels, channels);
     }
 
     ExitStatus run() {
@@ -82,6 +81,13 @@ class CheckRun {
     }
 
   private:
+    std::vector<std::string>& filesLike(const std::string& path) {
+        if (isSignalFile(path)) {
+            return definitions.signalFiles;
+        }
+        return isDbcFile(path) ? definitions.definitions : conditions.files;
+    }
+
     template <typename Line>
     void write(const std::vector<Line>& lines) {
         std::ostringstream text;
@@ -94,10 +100,10 @@ class CheckRun {
     std::string summary(std::size_t conditionCount) const {
         std::string text;
         if (!definitions.empty()) {
-            text = quantity(definitions.size(), "definition file") + ": " +
-                   quantity(catalog.decoders().size(), "message") + ", " +
-                   quantity(catalog.signals().size(), "signal") + ", " +
-                   quantity(definitionErrors(), "error");
+            text =
+                quantity(definitions.definitions.size() + definitions.signalFiles.size(), "definition file") +
+                ": " + quantity(catalog.decoders().size(), "message") + ", " +
+                quantity(catalog.signals().size(), "signal") + ", " + quantity(definitionErrors(), "error");
         }
         if (!conditions.files.empty() || !conditions.when.empty()) {
             text += (text.empty() ? "" : "; ") + quantity(conditionCount, "condition") + ": " +
@@ -109,7 +115,9 @@ class CheckRun {
 
     std::size_t definitionErrors() const {
         const auto& notes = catalog.notes();
-        const auto isError = [](const DbcNote& note) { return note.severity == DbcNote::Severity::Error; };
+        const auto isError = [](const DefinitionNote& note) {
+            return note.severity == DbcNote::Severity::Error;
+        };
         return static_cast<std::size_t>(std::count_if(notes.begin(), notes.end(), isError));
     }
 
@@ -119,7 +127,7 @@ class CheckRun {
         return isClean ? Clean : Damaged;
     }
 
-    std::vector<std::string> definitions;
+    DefinitionOptions definitions;
     ConditionArguments conditions;
     SignalStorage storage;
     Catalog catalog{storage};
@@ -137,8 +145,8 @@ ExitStatus check(const CheckOptions& options, const Console& console) {
 void addCheckCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<CheckOptions>();
     CLI::App& command = *program.add_subcommand("check", "Check definitions and conditions without a trace");
-    command.add_option("FILE", options->files, "Definition files (.dbc) and files of conditions");
-    addDefinitionArguments(command, options->definitions, options->channels);
+    command.add_option("FILE", options->files, "Definition files (.dbc, .json) and files of conditions");
+    addDefinitionArguments(command, *options);
     addConditionArguments(command, options->conditions);
     command.callback([options, &console, &status] { status = check(*options, console); });
 }

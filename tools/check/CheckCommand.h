@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Console.h"
+#include "command/DefinitionArguments.h"
 #include "condition/ConditionArguments.h"
 
 #include <string>
@@ -14,10 +15,8 @@ class App;
 
 namespace rksignal {
 
-struct CheckOptions {
-    std::vector<std::string> files;       ///< definition files and files of conditions
-    std::vector<std::string> definitions; ///< `[CHANNEL=]FILE`, CHANNEL a number or an interface name
-    std::vector<std::string> channels;    ///< `NAME=N`
+struct CheckOptions : DefinitionOptions {
+    std::vector<std::string> files; ///< definition files and files of conditions
     ConditionArguments conditions;
 };
 

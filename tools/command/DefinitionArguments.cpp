@@ -2,8 +2,10 @@
 
 #include "UsageError.h"
 #include "dbc/DbcFile.h"
+#include "definitions/DefinitionFile.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <string_view>
@@ -38,16 +40,36 @@ std::uint8_t boundChannel(std::string_view name, const std::string& argument, Ch
 
 } // namespace
 
-CLI::Option* addDefinitionArguments(CLI::App& command, std::vector<std::string>& definitions,
-                                    std::vector<std::string>& channels) {
-    CLI::Option* const option =
-        command.add_option("--dbc", definitions, "Signal definitions, for one channel or for all")
-            ->type_name("[CHANNEL=]FILE")
-            ->allow_extra_args(false);
-    command.add_option("--channel", channels, "Channel number of an interface; can0 is 0 by itself")
+void addDefinitionArguments(CLI::App& command, DefinitionOptions& options,
+                            std::vector<std::string>* patterns) {
+    command.add_option("--dbc", options.definitions, "Signal definitions, for one channel or for all")
+        ->type_name("[CHANNEL=]FILE")
+        ->allow_extra_args(false);
+    const auto take = [&options, patterns](const std::string& argument) {
+        if (isSignalFile(argument)) {
+            options.signalFiles.push_back(argument);
+        } else if (patterns != nullptr) {
+            patterns->push_back(argument);
+        } else {
+            throw UsageError("--signals " + argument + ": a definition file ends in .json");
+        }
+    };
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--signals",
+            [take](const std::vector<std::string>& arguments) {
+                std::for_each(arguments.begin(), arguments.end(), take);
+            },
+            "Definitions of signals of all kinds")
+        ->type_name("FILE.json")
+        ->allow_extra_args(false);
+    command.add_option("--channel", options.channels, "Channel number of an interface; can0 is 0 by itself")
         ->type_name("NAME=N")
         ->allow_extra_args(false);
-    return option;
+}
+
+bool isSignalFile(std::string_view path) {
+    return path.ends_with(".json");
 }
 
 void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels) {
@@ -83,6 +105,14 @@ void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& chan
     for (const std::string& argument : arguments) {
         const DefinitionArgument file = parseDefinitionArgument(argument, channels);
         catalog.add(readDbc(file.path), file.channel);
+    }
+}
+
+void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog) {
+    assignChannels(options.channels, channels);
+    loadDefinitions(options.definitions, channels, catalog);
+    for (const std::string& path : options.signalFiles) {
+        catalog.add(readSignalDefinitions(path));
     }
 }
 

@@ -8,19 +8,31 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CLI {
 class App;
-class Option;
 } // namespace CLI
 
 namespace rksignal {
 
-/// Adds `--dbc`, which is returned, and `--channel`, the arguments of the functions below. They must outlive
-/// the parsing.
-CLI::Option* addDefinitionArguments(CLI::App& command, std::vector<std::string>& definitions,
-                                    std::vector<std::string>& channels);
+/// What a command gets its definitions from.
+struct DefinitionOptions {
+    std::vector<std::string> definitions; ///< `[CHANNEL=]FILE`, CHANNEL a number or an interface name
+    std::vector<std::string> signalFiles; ///< of definitions of all kinds
+    std::vector<std::string> channels;    ///< `NAME=N`
+
+    bool empty() const { return definitions.empty() && signalFiles.empty(); }
+};
+
+/// Adds `--dbc`, `--signals` and `--channel`. `options` must outlive `command`. \param patterns if given,
+/// gets what `--signals` gives and is no definition file; otherwise that is an error
+void addDefinitionArguments(CLI::App& command, DefinitionOptions& options,
+                            std::vector<std::string>* patterns = nullptr);
+
+/// Whether the name is that of a definition file of all kinds, by its end `.json`.
+bool isSignalFile(std::string_view path);
 
 /// Enters arguments of the form `NAME=N`. \throws UsageError
 void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels);
@@ -38,5 +50,9 @@ DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelM
 /// Reads the files of such arguments, in their order.
 /// \throws UsageError, std::system_error if a file cannot be read
 void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog);
+
+/// Reads all files, DBC files first, after the channels. \throws UsageError, DefinitionError,
+/// std::system_error
+void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog);
 
 } // namespace rksignal

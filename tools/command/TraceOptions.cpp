@@ -1,12 +1,10 @@
 #include "command/TraceOptions.h"
 
-#include "command/DefinitionArguments.h"
-
 #include <CLI/CLI.hpp>
 
 namespace rksignal {
 
-void addTraceArguments(CLI::App& command, TraceOptions& options) {
+void addTraceArguments(CLI::App& command, TraceOptions& options, std::vector<std::string>* patterns) {
     command.add_option("TRACE", options.traces, "Traces, merged by time; - is standard input");
     command.add_option("--gps", options.gpsLogs, "The log of a GPS receiver (NMEA 0183)")
         ->type_name("FILE")
@@ -14,7 +12,7 @@ void addTraceArguments(CLI::App& command, TraceOptions& options) {
     command.add_option("--shift", options.shifts, "Seconds to add to the times of a trace")
         ->type_name("FILE=SECONDS")
         ->allow_extra_args(false);
-    addDefinitionArguments(command, options.definitions, options.channels)->required();
+    addDefinitionArguments(command, options, patterns);
 }
 
 CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options) {

@@ -2,6 +2,7 @@
 /// The options of every command that replays traces.
 #pragma once
 
+#include "command/DefinitionArguments.h"
 #include "output/RowFormat.h"
 
 #include <string>
@@ -14,20 +15,19 @@ class Option;
 
 namespace rksignal {
 
-struct TraceOptions {
-    std::vector<std::string> definitions; ///< `[CHANNEL=]FILE`, CHANNEL a number or an interface name
-    std::vector<std::string> channels;    ///< `NAME=N`
-    std::vector<std::string> traces;      ///< file names, `-` for standard input
-    std::vector<std::string> gpsLogs;     ///< file names of logs of GPS receivers
-    std::vector<std::string> shifts;      ///< `FILE=SECONDS`
-    std::string output;                   ///< file name; empty: `Console::output`
-    const RowSyntax* syntax = nullptr;    ///< form of the rows; null: what the command writes by itself
-    bool quiet = false;                   ///< no remarks, no progress, no summary
+struct TraceOptions : DefinitionOptions {
+    std::vector<std::string> traces;   ///< file names, `-` for standard input
+    std::vector<std::string> gpsLogs;  ///< file names of logs of GPS receivers
+    std::vector<std::string> shifts;   ///< `FILE=SECONDS`
+    std::string output;                ///< file name; empty: `Console::output`
+    const RowSyntax* syntax = nullptr; ///< form of the rows; null: what the command writes by itself
+    bool quiet = false;                ///< no remarks, no progress, no summary
 };
 
-/// Adds what a replay needs: the traces, `--gps`, `--shift`, `--dbc` and `--channel`. `options` must outlive
-/// `command`, here and below.
-void addTraceArguments(CLI::App& command, TraceOptions& options);
+/// Adds what a replay needs: the traces, `--gps`, `--shift`, and what addDefinitionArguments() adds.
+/// `options` must outlive `command`, here and below.
+void addTraceArguments(CLI::App& command, TraceOptions& options,
+                       std::vector<std::string>* patterns = nullptr);
 
 /// Adds what says where and how results are written: `--format`, which is returned, `--output`, `--quiet`.
 CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options);

@@ -32,22 +32,30 @@ std::map<std::string, std::int64_t> parseShifts(const TraceOptions& options) {
     return shifts;
 }
 
+/// The first definition file, and whether there are others.
+std::string nameFiles(const DefinitionOptions& options) {
+    const auto& files = options.definitions.empty() ? options.signalFiles : options.definitions;
+    const bool isAlone = options.definitions.size() + options.signalFiles.size() == 1;
+    return files.front() + (isAlone ? "" : " and the others");
+}
+
 } // namespace
 
 TraceRun::TraceRun(const TraceOptions& options, const Console& console) : options(options), console(console) {
-    assignChannels(options.channels, channels);
-    loadDefinitions(options.definitions, channels, signals);
+    if (options.empty()) {
+        throw UsageError("there are no definitions: --dbc or --signals gives them");
+    }
+    loadDefinitions(options, channels, signals);
     printNotes();
     if (signals.signals().empty()) {
-        throw UsageError("no usable definition in " + options.definitions.front() +
-                         (options.definitions.size() > 1 ? " and the others" : ""));
+        throw UsageError("no usable definition in " + nameFiles(options));
     }
     openTraces();
 }
 
 void TraceRun::printNotes() const {
     if (!options.quiet) {
-        for (const DbcNote& note : signals.notes()) {
+        for (const DefinitionNote& note : signals.notes()) {
             console.messages << note << '\n';
         }
     }
@@ -125,9 +133,9 @@ void TraceRun::summarise(const ReplayStatistics& statistics) const {
 
 bool TraceRun::understood(const ReplayStatistics& statistics) const {
     const auto& notes = signals.notes();
-    return statistics.understood() && std::none_of(notes.begin(), notes.end(), [](const DbcNote& note) {
-               return note.severity == DbcNote::Severity::Error;
-           });
+    return statistics.understood() &&
+           std::none_of(notes.begin(), notes.end(),
+                        [](const DefinitionNote& note) { return note.severity == DbcNote::Severity::Error; });
 }
 
 } // namespace rksignal

@@ -11,7 +11,7 @@
 namespace rksignal {
 
 /// Says why a signal has no value now, e.g. `never seen`.
-using UnknownReason = std::function<std::string(const BaseSignal&)>;
+using UnknownReason = std::function<std::string(BaseSignal&)>;
 
 /// Writes the value of the condition and of each of its sub-expressions, one a line, operands below their
 /// operator and indented by two more. Reads the signals as they are now; `reason` is asked about those

@@ -47,9 +47,9 @@ ExitStatus decode(const DecodeOptions& options, const Console& console) {
 
 void addDecodeCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<DecodeOptions>();
-    CLI::App& command = *program.add_subcommand("decode", "Decode recorded CAN traces into named values");
-    addTraceArguments(command, *options);
-    command.add_option("--signals", options->patterns, "Only signals whose name matches, e.g. 'Engine.*'")
+    CLI::App& command = *program.add_subcommand("decode", "Decode recorded traces into named values");
+    addTraceArguments(command, *options, &options->patterns);
+    command.add_option("--only", options->patterns, "Only signals whose name matches, e.g. 'Engine.*'")
         ->type_name("GLOB")
         ->allow_extra_args(false);
     CLI::Option* const last =

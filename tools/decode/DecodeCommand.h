@@ -1,5 +1,5 @@
 /// \file
-/// `rksignal decode`: turns recorded CAN traces into named values with units.
+/// `rksignal decode`: turns recorded traces into named values with units.
 #pragma once
 
 #include "Console.h"

@@ -15,7 +15,7 @@ namespace {
     for (const auto& signal : catalog.signals()) {
         names.push_back(signal->def.instance);
     }
-    throw UsageError("--signals " + pattern + " matches no signal" + closestNames(pattern, names));
+    throw UsageError("--only " + pattern + " matches no signal" + closestNames(pattern, names));
 }
 
 } // namespace

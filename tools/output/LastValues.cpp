@@ -8,10 +8,11 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t columnCount = 8;
+constexpr std::size_t columnCount = 9;
 using TableRow = std::array<std::string, columnCount>;
 
-constexpr std::array<bool, columnCount> rightAligned = {false, true, false, true, false, true, true, true};
+constexpr std::array<bool, columnCount> rightAligned = {false, true,  false, true, false,
+                                                        true,  false, true,  true};
 
 /// Characters, not bytes, of UTF-8 text.
 std::size_t width(const std::string& text) {
@@ -31,14 +32,15 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-TableRow tableRow(CANSignal& signal, std::uint64_t count, std::uint8_t channel) {
+TableRow tableRow(BaseSignal& signal, std::uint64_t count, const MessageOrigin& origin) {
     const ValueSample sample = ValueSample::of(signal);
     return {oneLine(signal.def.instance),
             doubleText(sample.value),
             oneLine(signal.def.unit),
             rawText(sample.raw, signal.def.type),
             oneLine(signal.getValueDescription(sample.raw)),
-            std::to_string(channel),
+            origin.channel ? std::to_string(*origin.channel) : "",
+            std::string(kindName(origin.kind)),
             timeText(sample.timestamp),
             std::to_string(count)};
 }
@@ -60,19 +62,22 @@ void writeTableRow(const TableRow& row, const std::array<std::size_t, columnCoun
 LastValues::LastValues(const Catalog& catalog, std::vector<bool> selected)
     : catalog(catalog), selected(std::move(selected)), tallies(catalog.signals().size()) {}
 
-void LastValues::written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) {
+void LastValues::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     for (const unsigned long id : ids) {
         Tally& tally = tallies[catalog.indexOf(id)];
         ++tally.count;
-        tally.channel = frame.channel;
+        tally.origin = message.origin;
     }
 }
 
 template <class Function>
 void LastValues::forEachSeen(Function&& function) const {
     for (std::size_t i = 0; i < tallies.size(); ++i) {
-        if (selected[i] && tallies[i].count > 0) {
-            function(*catalog.signals()[i], tallies[i]);
+        BaseSignal& signal = *catalog.signals()[i];
+        unsigned long raw = 0;
+        unsigned long timestamp = 0;
+        if (selected[i] && tallies[i].count > 0 && signal.read(raw, timestamp)) {
+            function(signal, tallies[i]);
         }
     }
 }
@@ -80,17 +85,18 @@ void LastValues::forEachSeen(Function&& function) const {
 void LastValues::writeRows(const RowSyntax& syntax, OutputBuffer& out) const {
     RowFormat format(syntax, out);
     out.append(syntax.countHeader);
-    forEachSeen([&](CANSignal& signal, const Tally& tally) {
+    forEachSeen([&](BaseSignal& signal, const Tally& tally) {
         const ValueSample sample = ValueSample::of(signal);
-        format.setFrame(sample.timestamp, tally.channel);
+        format.setMessage({sample.timestamp, tally.origin});
         format.write(SignalCells(signal, syntax), signal.def.type, sample, tally.count);
     });
 }
 
 void LastValues::writeTable(OutputBuffer& out) const {
-    std::vector<TableRow> rows{{"instance", "value", "unit", "raw", "text", "channel", "time", "count"}};
-    forEachSeen([&](CANSignal& signal, const Tally& tally) {
-        rows.push_back(tableRow(signal, tally.count, tally.channel));
+    std::vector<TableRow> rows{
+        {"instance", "value", "unit", "raw", "text", "channel", "bus", "time", "count"}};
+    forEachSeen([&](BaseSignal& signal, const Tally& tally) {
+        rows.push_back(tableRow(signal, tally.count, tally.origin));
     });
     std::array<std::size_t, columnCount> widths{};
     for (const TableRow& row : rows) {

@@ -4,7 +4,7 @@
 
 #include "output/RowFormat.h"
 #include "replay/Catalog.h"
-#include "replay/Replay.h"
+#include "replay/ValueSink.h"
 
 #include <cstdint>
 #include <span>
@@ -18,9 +18,9 @@ class LastValues : public ValueSink {
     /// must be complete and outlive the sink.
     LastValues(const Catalog& catalog, std::vector<bool> selected);
 
-    void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) override;
+    void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
 
-    /// Writes a row for each signal that got a value, in the order of definition.
+    /// Writes a row for each signal that has got a value and not lost it, in the order of definition.
     void writeRows(const RowSyntax& syntax, OutputBuffer& out) const;
 
     /// The same as a table with aligned columns for a reader.
@@ -29,7 +29,7 @@ class LastValues : public ValueSink {
   private:
     struct Tally {
         std::uint64_t count = 0;
-        std::uint8_t channel = 0; ///< of the last value
+        MessageOrigin origin; ///< of the last value
     };
 
     template <class Function>

@@ -1,5 +1,7 @@
 #include "output/RowFormat.h"
 
+#include "input/GPSSignal.h"
+
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
@@ -25,9 +27,10 @@ std::string quoteJson(std::string_view text) {
 
 } // namespace
 
-const RowSyntax csvSyntax{"time,channel,instance,value,unit,raw,text\n",
-                          "time,channel,instance,value,unit,raw,text,count\n",
+const RowSyntax csvSyntax{"time,channel,bus,instance,value,unit,raw,text\n",
+                          "time,channel,bus,instance,value,unit,raw,text,count\n",
                           "",
+                          ",",
                           ",",
                           ",",
                           ",",
@@ -40,11 +43,12 @@ const RowSyntax csvSyntax{"time,channel,instance,value,unit,raw,text\n",
                           false};
 
 const RowSyntax jsonSyntax{
-    "",          "",           "{\"time\":",  ",\"channel\":", ",\"instance\":", ",\"value\":", ",\"unit\":",
-    ",\"raw\":", ",\"text\":", ",\"count\":", "}\n",           quoteJson,        true};
+    "",           "",          "{\"time\":", ",\"channel\":", ",\"bus\":", ",\"instance\":", ",\"value\":",
+    ",\"unit\":", ",\"raw\":", ",\"text\":", ",\"count\":",   "}\n",       quoteJson,        true};
 
-SignalCells::SignalCells(const CANSignal& signal, const RowSyntax& syntax)
-    : instance(std::string(syntax.instance) + syntax.quote(signal.def.instance) + std::string(syntax.value)),
+SignalCells::SignalCells(const BaseSignal& signal, const RowSyntax& syntax)
+    : computing(dynamic_cast<const GPSSignal*>(&signal)), quote(syntax.quote),
+      instance(std::string(syntax.instance) + syntax.quote(signal.def.instance) + std::string(syntax.value)),
       unitToRaw(std::string(syntax.unit) + syntax.quote(signal.def.unit) + std::string(syntax.raw)),
       noText(syntax.quote("")) {
     for (const auto& [raw, text] : signal.def.valueDescriptions) {
@@ -60,19 +64,44 @@ std::string_view SignalCells::text(std::uint64_t raw) const {
     return entry != texts.end() && entry->first == raw ? entry->second : noText;
 }
 
-ValueSample ValueSample::of(CANSignal& signal) {
+void SignalCells::appendText(std::uint64_t raw, OutputBuffer& out) const {
+    if (computing != nullptr) {
+        out.append(quote(computing->getValueDescription(raw)));
+    } else {
+        out.append(text(raw));
+    }
+}
+
+void appendOrigin(std::string& row, const RowSyntax& syntax, const std::optional<MessageOrigin>& origin) {
+    const std::string_view none = syntax.json ? "null" : "";
+    const std::string_view quote = syntax.json ? "\"" : "";
+    row += syntax.channel;
+    if (origin && origin->channel) {
+        char text[maxNumberText];
+        row.append(text, writeRaw(text, *origin->channel, signalValue_t::Unsigned));
+    } else {
+        row += none;
+    }
+    row += syntax.bus;
+    if (origin) {
+        row.append(quote).append(kindName(origin->kind)).append(quote);
+    } else {
+        row += none;
+    }
+}
+
+ValueSample ValueSample::of(BaseSignal& signal) {
     ValueSample sample{};
     signal.read(sample.raw, sample.timestamp);
     signal.read(sample.value, sample.timestamp);
     return sample;
 }
 
-void RowFormat::setFrame(std::uint64_t timestamp, std::uint8_t channel) {
+void RowFormat::setMessage(const MessageInfo& message) {
     char text[maxNumberText];
     common.assign(syntax.open);
-    common.append(text, time.write(text, timestamp));
-    common.append(syntax.channel);
-    common.append(text, writeRaw(text, channel, signalValue_t::Unsigned));
+    common.append(text, time.write(text, message.timestamp));
+    appendOrigin(common, syntax, message.origin);
 }
 
 void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
@@ -83,7 +112,7 @@ void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueS
     out.append(cells.unit());
     writeRawCell(sample.raw, type);
     out.append(syntax.text);
-    out.append(cells.text(sample.raw));
+    cells.appendText(sample.raw, out);
     if (count) {
         out.append(syntax.count);
         writeInteger(*count);

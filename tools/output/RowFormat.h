@@ -2,9 +2,10 @@
 /// The text form of a row of values: CSV or JSON lines.
 #pragma once
 
-#include "bus/CANSignal.h"
 #include "output/NumberText.h"
 #include "output/OutputBuffer.h"
+#include "replay/ValueSink.h"
+#include "signal/BaseSignal.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,11 +17,11 @@
 namespace rksignal {
 
 /// What stands around the cells of a row, and how a text becomes a cell. The cells are, in this order, time,
-/// channel, instance, value, unit, raw, text, and optionally count.
+/// channel, bus, instance, value, unit, raw, text, and optionally count.
 struct RowSyntax {
     std::string_view header;      ///< first line without count, or empty
     std::string_view countHeader; ///< first line with count, or empty
-    std::string_view open, channel, instance, value, unit, raw, text, count, close; ///< before each cell
+    std::string_view open, channel, bus, instance, value, unit, raw, text, count, close; ///< before each cell
     std::string (*quote)(std::string_view);
     bool json; ///< numbers that JSON does not have are `null`, hexadecimal ones in quotes
 };
@@ -30,17 +31,27 @@ extern const RowSyntax csvSyntax;
 /// One JSON object a line.
 extern const RowSyntax jsonSyntax;
 
-/// A signal's part of its rows, quoted once.
+/// Appends the cells that say where a message came from: channel and bus, empty or `null` where there is
+/// none.
+void appendOrigin(std::string& row, const RowSyntax& syntax, const std::optional<MessageOrigin>& origin);
+
+/// A signal's part of its rows, quoted once. Texts that a class computes from the value are not in a table:
+/// they are asked for, and quoted, row by row, which allocates.
 class SignalCells {
   public:
-    SignalCells(const CANSignal& signal, const RowSyntax& syntax);
+    /// `signal` must outlive the cells.
+    SignalCells(const BaseSignal& signal, const RowSyntax& syntax);
 
     const std::string& head() const { return instance; }  ///< from before the instance up to the value
     const std::string& unit() const { return unitToRaw; } ///< from behind the value up to the raw value
-    /// The quoted text of a raw value.
-    std::string_view text(std::uint64_t raw) const;
+    /// Appends the quoted text of a raw value.
+    void appendText(std::uint64_t raw, OutputBuffer& out) const;
 
   private:
+    std::string_view text(std::uint64_t raw) const;
+
+    const BaseSignal* computing; ///< computes its texts; null: they are in the table
+    std::string (*quote)(std::string_view);
     std::string instance;
     std::string unitToRaw;
     std::string noText;
@@ -53,7 +64,7 @@ struct ValueSample {
     unsigned long raw;
     unsigned long timestamp;
 
-    static ValueSample of(CANSignal& signal);
+    static ValueSample of(BaseSignal& signal);
 };
 
 /// Writes rows. Allocates nothing a row.
@@ -62,7 +73,7 @@ class RowFormat {
     RowFormat(const RowSyntax& syntax, OutputBuffer& out) : syntax(syntax), out(out) {}
 
     /// Sets what the next rows have in common. Call before write().
-    void setFrame(std::uint64_t timestamp, std::uint8_t channel);
+    void setMessage(const MessageInfo& message);
     void write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
                std::optional<std::uint64_t> count = {});
 
@@ -74,7 +85,7 @@ class RowFormat {
     const RowSyntax& syntax;
     OutputBuffer& out;
     TimeText time;
-    std::string common; ///< time and channel
+    std::string common; ///< time, channel and bus
 };
 
 } // namespace rksignal

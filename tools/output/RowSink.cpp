@@ -14,8 +14,8 @@ RowSink::RowSink(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& 
     out.append(syntax.header);
 }
 
-void RowSink::written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) {
-    format.setFrame(frame.timestamp, frame.channel);
+void RowSink::written(const MessageInfo& message, std::span<const unsigned long> ids) {
+    format.setMessage(message);
     for (const unsigned long id : ids) {
         Column& column = columns[catalog.indexOf(id)];
         // The first value counts as a change, whatever the slot held before.

@@ -4,7 +4,7 @@
 
 #include "output/RowFormat.h"
 #include "replay/Catalog.h"
-#include "replay/Replay.h"
+#include "replay/ValueSink.h"
 
 #include <span>
 #include <vector>
@@ -21,12 +21,12 @@ class RowSink : public ValueSink {
     /// Writes the header. Everything must outlive the sink, and the catalog must be complete.
     RowSink(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& out, Options options);
 
-    void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) override;
+    void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
     bool closed() const override { return out.closed(); }
 
   private:
     struct Column {
-        CANSignal* signal;
+        BaseSignal* signal;
         SignalCells cells;
         bool selected;
         bool seen;

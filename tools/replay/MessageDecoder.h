@@ -35,6 +35,7 @@ enum class Reception : std::uint8_t {
     Written,    ///< the signal got a value
     Unselected, ///< it lies in a branch that a multiplexer did not select
     TooShort,   ///< its bytes, or those of a multiplexer it depends on, were not received
+    Withdrawn,  ///< the signal lost its value
 };
 
 /// One message on one channel, or on any.
@@ -46,6 +47,9 @@ class MessageDecoder {
     /// The `tslId` of signals that are bound to their channel, and of those (on channel 0) that are not.
     static constexpr std::uint8_t boundSource = 0;
     static constexpr std::uint8_t unboundSource = 1;
+    /// The same of signals in PDUs, which have no decoder of this class.
+    static constexpr std::uint8_t boundPduSource = 2;
+    static constexpr std::uint8_t unboundPduSource = 3;
 
     /// `signals` has one entry for each signal of `message`; null ones are not decoded. They lie in the
     /// library's frame table, where they are placed as their multiplexing needs, or, if the library is not to

@@ -1,43 +1,30 @@
 /// \file
-/// Feeds the frames of traces to the signals of a catalog.
+/// Feeds the messages of traces to the signals of a catalog.
 #pragma once
 
 #include "replay/Catalog.h"
 #include "replay/ReplayStatistics.h"
+#include "replay/ValueSink.h"
+#include "rktrace/TraceRecord.h"
 #include "trace/TraceMerge.h"
 #include "trace/TraceReceiver.h"
 
 #include <cstdint>
 #include <span>
+#include <tuple>
 #include <vector>
 
 namespace rksignal {
 
-/// What follows the values while they are decoded.
-class ValueSink {
-  public:
-    virtual ~ValueSink() = default;
-
-    /// Called for each frame of a trace, of whatever kind, before anything else is done with it. Times may go
-    /// back: interfaces are recorded side by side, and clocks are set.
-    virtual void reached(std::uint64_t /*timestamp*/) {}
-
-    /// Called once for each definition that decoded `frame`, with the identifiers of the signals it has just
-    /// written; their values are read from the signals.
-    virtual void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) = 0;
-
-    /// Called after all definitions that `frame` matches have decoded it.
-    virtual void decoded(const CANExtTraceMessage& /*frame*/) {}
-
-    /// Whether no further values are wanted: the replay ends.
-    virtual bool closed() const { return false; }
-};
-
 /// Replays traces; the signals keep their values in between. Allocates nothing a message.
+///
+/// CAN frames go to the decoders of the catalog, everything else to the library's decoders, once for each
+/// trace source that definitions name. Raw records that no definition wants are dropped before they become
+/// messages.
 class Replay : private TraceReceiver {
   public:
-    /// Everything must outlive the replay.
-    Replay(Catalog& catalog, ValueSink& sink) : catalog(catalog), sink(sink) {}
+    /// Everything must outlive the replay, and the catalog be complete.
+    Replay(Catalog& catalog, ValueSink& sink);
 
     /// Replays traces to their end, or until the sink is closed.
     /// \throws std::system_error if reading fails.
@@ -46,16 +33,44 @@ class Replay : private TraceReceiver {
     const ReplayStatistics& statistics() const { return counts; }
 
   private:
+    using Record = std::span<const std::uint8_t>;
+    struct RecordKind;
+    static const RecordKind recordKinds[];
+
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& frame) override;
     void receive(const GPSTraceMessage& message) override;
-    void receiveRecord(std::span<const std::uint8_t> record, std::uint64_t timestamp) override;
+    void receive(const GpioTraceMessage& message);
+    void receive(const AnalogTraceMessage& message);
+    void receive(const KeyboardMessage& message);
+    void receive(const SystemMessage& message);
+    void receiveRecord(Record record, std::uint64_t timestamp) override;
     void pass(PassedMessage kind, std::uint64_t timestamp) override;
+
+    bool wantsCan(Record record) const;
+    bool wantsLin(Record record) const;
+    template <SignalKind kind>
+    bool wantsInput(Record record) const;
+    template <SignalKind kind>
+    bool wantsAll(Record record) const;
+    template <class Message>
+    void replayRecord(Record record, std::uint64_t timestamp);
+
+    bool decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame);
+    template <class Decode>
+    void decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode);
+    void writeGroup(const MessageInfo& info);
+    void conclude(const MessageInfo& info, bool known, std::uint32_t identifier);
 
     Catalog& catalog;
     ValueSink& sink;
     ReplayStatistics counts;
     std::vector<unsigned long> ids;
+    std::vector<unsigned long> held; ///< GPS signals that have a value
+    /// Of raw records, reused.
+    std::tuple<CANExtTraceMessage, LINTraceMessage, GpioTraceMessage, AnalogTraceMessage, KeyboardMessage,
+               SystemMessage, SystemUsageMessage, GPSTraceMessage>
+        messages;
 };
 
 } // namespace rksignal

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <iterator>
 #include <numeric>
 #include <ostream>
 #include <span>
@@ -21,18 +22,46 @@ constexpr std::pair<const char*, bool> passedNames[passedMessages] = {{"remote",
                                                                       {"not recorded in full", false},
                                                                       {"of other kinds", false}};
 
-std::uint64_t unknownKey(const CANExtTraceMessage& frame) {
-    const std::uint64_t extended = frame.frameFormat & CANExtTraceMessage::Extended;
-    return std::uint64_t{frame.channel} << 32 | extended << 31 | frame.canId;
+constexpr unsigned kindShift = 48;
+constexpr unsigned channelShift = 32;
+
+std::uint64_t unknownKey(const MessageOrigin& origin, std::uint32_t identifier) {
+    return static_cast<std::uint64_t>(origin.kind) << kindShift |
+           std::uint64_t{origin.channel.value_or(0)} << channelShift | identifier;
 }
 
-/// Writes an identifier as a trace shows it: 3 digits, or 8 for an extended one.
-void printIdentifier(std::ostream& out, std::uint64_t key) {
-    const bool extended = (key >> 31 & 1) != 0;
+SignalKind kindOf(std::uint64_t key) {
+    return static_cast<SignalKind>(key >> kindShift);
+}
+
+/// Writes the hexadecimal digits of an identifier.
+void printHex(std::ostream& out, std::uint64_t identifier, int digits) {
     const char fill = out.fill('0');
-    out << std::hex << std::uppercase << std::setw(extended ? 8 : 3) << (key & 0x1FFFFFFF) << std::dec
-        << std::nouppercase;
+    out << std::hex << std::uppercase << std::setw(digits) << identifier << std::dec << std::nouppercase;
     out.fill(fill);
+}
+
+/// Writes what an unknown message is known by: a CAN identifier with 3 digits, or 8 if it is extended, and
+/// the interface it came from; a LIN identifier with its channel; other numbers as they are.
+void printUnknownKey(std::ostream& out, std::uint64_t key, const ChannelMap& channels) {
+    const auto channel = static_cast<std::uint8_t>(key >> channelShift);
+    switch (kindOf(key)) {
+    case SignalKind::Can:
+        out << channels.nameOf(channel) << ' ';
+        printHex(out, key & 0x1FFFFFFF, (key >> 31 & 1) != 0 ? 8 : 3);
+        break;
+    case SignalKind::Lin:
+        out << "channel " << unsigned{channel} << ' ';
+        printHex(out, key & 0x3F, 2);
+        break;
+    default:
+        out << (key & 0xFFFFFFFF);
+    }
+}
+
+template <class Counts>
+std::uint64_t sum(const Counts& counts) {
+    return std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
 }
 
 const char* plural(std::uint64_t count) {
@@ -88,6 +117,19 @@ void printNeverSeen(std::ostream& out, const Catalog& catalog) {
     }
 }
 
+/// The same of signals that have no decoder of their message.
+void printUnseenSignals(std::ostream& out, const Catalog& catalog, SignalKind kind) {
+    const SignalGroup& group = catalog.group(kind);
+    std::vector<std::size_t> unseen;
+    std::copy_if(group.members.begin(), group.members.end(), std::back_inserter(unseen),
+                 [&catalog](std::size_t signal) { return !catalog.isSeen(signal); });
+    if (!unseen.empty()) {
+        out << "never seen: " << unseen.size() << " of " << group.members.size() << ' ' << kindName(kind)
+            << (kind == SignalKind::Can ? " PDU" : "") << " signal" << plural(group.members.size()) << ": ";
+        printList(out, unseen, [&](std::size_t signal) { out << catalog.signals()[signal]->def.instance; });
+    }
+}
+
 /// Messages that are bound to no channel and came from several share one value.
 void printSeveralChannels(std::ostream& out, const Catalog& catalog) {
     const auto mixed = select(catalog, [](const MessageDecoder& decoder) {
@@ -101,14 +143,14 @@ void printSeveralChannels(std::ostream& out, const Catalog& catalog) {
 
 } // namespace
 
-void ReplayStatistics::countUnknown(const CANExtTraceMessage& frame) {
-    ++unknown;
-    const std::uint64_t key = unknownKey(frame);
-    const auto entry = unknownFrames.find(key);
-    if (entry != unknownFrames.end()) {
+void ReplayStatistics::countUnknown(const MessageOrigin& origin, std::uint32_t identifier) {
+    ++unknown[static_cast<std::size_t>(origin.kind)];
+    const std::uint64_t key = unknownKey(origin, identifier);
+    const auto entry = unknownMessages.find(key);
+    if (entry != unknownMessages.end()) {
         ++entry->second;
-    } else if (unknownFrames.size() < maxIdentifiers) {
-        unknownFrames.emplace(key, 1);
+    } else if (unknownMessages.size() < maxIdentifiers) {
+        unknownMessages.emplace(key, 1);
     } else {
         ++uncountedIdentifiers;
     }
@@ -130,12 +172,19 @@ void ReplayStatistics::count(const TraceSource& trace) {
     }
 }
 
+std::uint64_t ReplayStatistics::messages() const {
+    return sum(decoded) + sum(unknown) + sum(passed);
+}
+
 void ReplayStatistics::print(std::ostream& out, const Catalog& catalog, const ChannelMap& channels) const {
     printCounts(out);
     printUnknown(out, channels);
     printShort(out, catalog);
     printDamage(out);
     printNeverSeen(out, catalog);
+    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
+        printUnseenSignals(out, catalog, static_cast<SignalKind>(kind));
+    }
     printSeveralChannels(out, catalog);
     for (const std::string& remark : channels.remarks()) {
         out << remark << '\n';
@@ -143,8 +192,9 @@ void ReplayStatistics::print(std::ostream& out, const Catalog& catalog, const Ch
 }
 
 void ReplayStatistics::printCounts(std::ostream& out) const {
-    const std::uint64_t read = std::accumulate(passed.begin(), passed.end(), frames);
-    out << read << " frame" << plural(read) << " read: " << decoded << " decoded, " << unknown << " unknown";
+    const bool isCanOnly = sum(decoded) + sum(unknown) == decoded[0] + unknown[0];
+    out << messages() << (isCanOnly ? " frame" : " message") << plural(messages())
+        << " read: " << sum(decoded) << " decoded, " << sum(unknown) << " unknown";
     for (std::size_t kind = 0; kind < passedMessages; ++kind) {
         const auto& [name, isAlwaysListed] = passedNames[kind];
         if (passed[kind] > 0 || isAlwaysListed) {
@@ -152,27 +202,47 @@ void ReplayStatistics::printCounts(std::ostream& out) const {
         }
     }
     out << '\n';
+    if (!isCanOnly) {
+        printKinds(out);
+    }
+    if (records > 0) {
+        out << records << " raw record" << plural(records) << ", " << droppedRecords
+            << " of them dropped before they were decoded\n";
+    }
     if (dropped > 0) {
         out << "the recorder lost " << dropped << " frame" << plural(dropped) << '\n';
     }
 }
 
-void ReplayStatistics::printUnknown(std::ostream& out, const ChannelMap& channels) const {
-    if (unknownFrames.empty()) {
-        return;
+void ReplayStatistics::printKinds(std::ostream& out) const {
+    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
+        if (decoded[kind] + unknown[kind] > 0) {
+            out << "  " << kindName(static_cast<SignalKind>(kind)) << ": " << decoded[kind] << " decoded, "
+                << unknown[kind] << " unknown\n";
+        }
     }
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> byCount(unknownFrames.begin(), unknownFrames.end());
-    std::sort(byCount.begin(), byCount.end(), [](const auto& left, const auto& right) {
-        return left.second != right.second ? left.second > right.second : left.first < right.first;
-    });
-    out << "unknown: ";
-    printList(out, byCount, [&](const auto& entry) {
-        out << channels.nameOf(static_cast<std::uint8_t>(entry.first >> 32)) << ' ';
-        printIdentifier(out, entry.first);
-        out << " (" << entry.second << ')';
-    });
+}
+
+void ReplayStatistics::printUnknown(std::ostream& out, const ChannelMap& channels) const {
+    using Entry = std::pair<std::uint64_t, std::uint64_t>;
+    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
+        std::vector<Entry> byCount;
+        std::copy_if(unknownMessages.begin(), unknownMessages.end(), std::back_inserter(byCount),
+                     [kind](const auto& entry) { return entry.first >> kindShift == kind; });
+        if (byCount.empty() || static_cast<SignalKind>(kind) == SignalKind::Gps) { // there is one receiver
+            continue;
+        }
+        std::sort(byCount.begin(), byCount.end(), [](const Entry& left, const Entry& right) {
+            return left.second != right.second ? left.second > right.second : left.first < right.first;
+        });
+        out << "unknown" << (kind == 0 ? "" : " ") << (kind == 0 ? "" : kindName(SignalKind(kind))) << ": ";
+        printList(out, byCount, [&](const Entry& entry) {
+            printUnknownKey(out, entry.first, channels);
+            out << " (" << entry.second << ')';
+        });
+    }
     if (uncountedIdentifiers > 0) {
-        out << "unknown: " << uncountedIdentifiers << " frame" << plural(uncountedIdentifiers)
+        out << "unknown: " << uncountedIdentifiers << " message" << plural(uncountedIdentifiers)
             << " with further identifiers\n";
     }
 }

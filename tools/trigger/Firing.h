@@ -2,6 +2,8 @@
 /// A condition that fires.
 #pragma once
 
+#include "replay/ValueSink.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -10,8 +12,8 @@ namespace rksignal {
 
 struct Firing {
     std::size_t trigger;                 ///< index in the TriggerSet
-    std::uint64_t timestamp;             ///< of the frame, or of the end of a time-out
-    std::optional<std::uint8_t> channel; ///< of the frame; none after a time-out
+    std::uint64_t timestamp;             ///< of the message, or of the end of a time-out
+    std::optional<MessageOrigin> origin; ///< of the message; none after a time-out
 };
 
 /// Who is told of firings. The signals still have the values that made the condition fire.

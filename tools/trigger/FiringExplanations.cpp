@@ -7,22 +7,32 @@
 namespace rksignal {
 namespace {
 
-Reception receptionOf(const Catalog& catalog, const BaseSignal& signal) {
-    for (const auto& decoder : catalog.decoders()) {
-        const Reception reception = decoder->receptionOf(signal);
-        if (reception != Reception::Foreign) {
-            return reception;
-        }
+/// ` fires, can channel 1`, ` fires, gps` or ` fires, time-out`
+std::string firesText(const std::optional<MessageOrigin>& origin) {
+    if (!origin) {
+        return " fires, time-out";
     }
-    return Reception::Foreign;
+    const std::string channel = origin->channel ? " channel " + std::to_string(*origin->channel) : "";
+    return " fires, " + std::string(kindName(origin->kind)) + channel;
+}
+
+/// What the last message did, other than giving the signal a value.
+const char* reasonOf(Reception reception) {
+    switch (reception) {
+    case Reception::TooShort:
+        return "frame too short";
+    case Reception::Withdrawn:
+        return "no fix";
+    default: // long enough, and still no value: whatever is read of the multiplexer now
+        return "branch inactive";
+    }
 }
 
 } // namespace
 
 void FiringExplanations::fired(const Firing& firing) {
     if (firingsToo) {
-        write(firing.trigger, firing.timestamp,
-              firing.channel ? " fires, channel " + std::to_string(*firing.channel) : " fires, time-out");
+        write(firing.trigger, firing.timestamp, firesText(firing.origin));
     }
 }
 
@@ -37,23 +47,24 @@ void FiringExplanations::write(std::size_t trigger, std::uint64_t timestamp, std
     Condition& condition = triggers.condition(trigger);
     text << timeText(timestamp) << ' ' << condition.name() << event << '\n';
     explain(
-        condition, [this](const BaseSignal& signal) { return whyUnknown(signal); }, text);
+        condition, [this](BaseSignal& signal) { return whyUnknown(signal); }, text);
     text << '\n';
     out.append(text.str());
 }
 
-std::string FiringExplanations::whyUnknown(const BaseSignal& signal) const {
-    const Reception reception = receptionOf(catalog, signal);
+std::string FiringExplanations::whyUnknown(BaseSignal& signal) const {
+    const Reception reception = catalog.receptionOf(signal);
     if (reception == Reception::NeverSeen) {
         return "never seen";
     }
-    std::string last = reception == Reception::TooShort ? "frame too short" : "branch inactive";
+    const std::string last = reasonOf(reception);
     const std::size_t index = catalog.indexOf(signal.id);
     if (timeouts == nullptr || !timeouts->isTimedOut(index)) {
-        return last; // long enough, and still no value: whatever is read of the multiplexer now
+        return last;
     }
     const std::string text = "timed out, last seen at " + timeText(timeouts->lastWrite(index));
-    return reception == Reception::Written ? text : text + "; " + last;
+    const bool isGiven = reception == Reception::Written || reception == Reception::Withdrawn;
+    return isGiven ? text : text + "; " + last;
 }
 
 } // namespace rksignal

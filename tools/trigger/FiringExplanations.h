@@ -27,8 +27,8 @@ class FiringExplanations : public FiringSink {
     /// Explains every condition.
     void explainAll(std::uint64_t timestamp);
 
-    /// Why the signal has no value: never seen, timed out, branch inactive or frame too short.
-    std::string whyUnknown(const BaseSignal& signal) const;
+    /// Why the signal has no value: never seen, timed out, branch inactive, frame too short or no fix.
+    std::string whyUnknown(BaseSignal& signal) const;
 
   private:
     void write(std::size_t trigger, std::uint64_t timestamp, std::string_view event);

@@ -29,7 +29,7 @@ struct Reading {
 FiringRows::FiringRows(const TriggerSet& triggers, const RowSyntax& syntax, OutputBuffer& out)
     : triggers(triggers), syntax(syntax), out(out) {
     if (!syntax.json) {
-        out.append("time,channel,condition,signals\n");
+        out.append("time,channel,bus,condition,signals\n");
     }
 }
 
@@ -37,8 +37,7 @@ void FiringRows::fired(const Firing& firing) {
     char text[maxNumberText];
     std::string row(syntax.open);
     row.append(text, time.write(text, firing.timestamp));
-    row += syntax.channel;
-    row += firing.channel ? std::to_string(*firing.channel) : syntax.json ? "null" : "";
+    appendOrigin(row, syntax, firing.origin);
     row += syntax.json ? ",\"condition\":" : ",";
     row += syntax.quote(triggers.condition(firing.trigger).name());
     row += syntax.json ? ",\"signals\":" : ",";

@@ -12,9 +12,9 @@
 
 namespace rksignal {
 
-/// A row has the time, the channel of the frame, the name of the condition, and of each signal of the
-/// condition, in the order of their names, the value, the unit and the age: the seconds since its own time
-/// stamp.
+/// A row has the time, the channel and bus of the message, the name of the condition, and of each signal of
+/// the condition, in the order of their names, the value, the unit and the age: the seconds since its own
+/// time stamp.
 ///
 /// As CSV the signals share a cell, so that all rows have the same columns; as JSON lines they are objects.
 class FiringRows : public FiringSink {

@@ -36,6 +36,12 @@ std::size_t SignalTimeouts::take() {
     return first;
 }
 
+void SignalTimeouts::withdraw(std::size_t signal) {
+    Entry& entry = entries[signal];
+    unlink(entry);
+    entry = {signal, signal, entry.writtenAt, false};
+}
+
 void SignalTimeouts::restart(std::uint64_t now) {
     for (std::size_t i = entries.back().next; i != entries.size() - 1; i = entries[i].next) {
         entries[i].writtenAt = now;

@@ -25,6 +25,9 @@ class SignalTimeouts {
     /// Takes out the signal that expires next. REQUIRES: one has.
     std::size_t take();
 
+    /// The signal has lost its value by other means: it does not expire until it is written again.
+    void withdraw(std::size_t signal);
+
     /// Whether the signal was taken out and not written since.
     bool isTimedOut(std::size_t signal) const { return entries[signal].isTimedOut; }
     std::uint64_t lastWrite(std::size_t signal) const { return entries[signal].writtenAt; }

@@ -152,7 +152,7 @@ TriggerStatus trigger(const TriggerOptions& options, const Console& console) {
 
 void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<TriggerOptions>();
-    CLI::App& command = *program.add_subcommand("trigger", "Try trigger conditions on recorded CAN traces");
+    CLI::App& command = *program.add_subcommand("trigger", "Try trigger conditions on recorded traces");
     addTraceArguments(command, *options);
     addConditionArguments(command, options->conditions);
     command.add_flag("--edge", options->conditions.options.edgeTrigger,

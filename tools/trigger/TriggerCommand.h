@@ -1,5 +1,5 @@
 /// \file
-/// `rksignal trigger`: tries trigger conditions on recorded CAN traces.
+/// `rksignal trigger`: tries trigger conditions on recorded traces.
 #pragma once
 
 #include "Console.h"

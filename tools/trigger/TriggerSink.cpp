@@ -68,7 +68,7 @@ void TriggerSink::forget(std::size_t signal) {
     triggers.touch(signal);
 }
 
-void TriggerSink::written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) {
+void TriggerSink::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     for (const unsigned long id : ids) {
         const std::size_t signal = catalog.indexOf(id);
         if (!triggers.uses(signal)) {
@@ -83,17 +83,31 @@ void TriggerSink::written(const CANExtTraceMessage& frame, std::span<const unsig
         }
     }
     if (options.windows != nullptr) {
-        options.windows->written(frame, ids);
+        options.windows->written(message, ids);
     }
 }
 
-void TriggerSink::decoded(const CANExtTraceMessage& frame) {
-    fire(frame.timestamp, frame.channel);
+void TriggerSink::withdrawn(const MessageInfo& /*message*/, std::span<const unsigned long> ids) {
+    for (const unsigned long id : ids) {
+        const std::size_t signal = catalog.indexOf(id);
+        if (!triggers.uses(signal)) {
+            continue;
+        }
+        if (timeouts) {
+            timeouts->withdraw(signal);
+        }
+        known[signal] = false;
+        triggers.touch(signal);
+    }
 }
 
-void TriggerSink::fire(std::uint64_t timestamp, std::optional<std::uint8_t> channel) {
+void TriggerSink::decoded(const MessageInfo& message) {
+    fire(message.timestamp, message.origin);
+}
+
+void TriggerSink::fire(std::uint64_t timestamp, const std::optional<MessageOrigin>& origin) {
     for (const std::uint32_t trigger : triggers.evaluate()) {
-        const Firing firing{trigger, timestamp, channel};
+        const Firing firing{trigger, timestamp, origin};
         firings.fired(firing);
         if (options.windows != nullptr) {
             options.windows->fired(firing);

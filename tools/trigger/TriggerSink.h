@@ -4,7 +4,7 @@
 
 #include "output/OutputBuffer.h"
 #include "replay/Catalog.h"
-#include "replay/Replay.h"
+#include "replay/ValueSink.h"
 #include "trigger/Firing.h"
 #include "trigger/SignalTimeouts.h"
 #include "trigger/TriggerSet.h"
@@ -18,9 +18,9 @@
 
 namespace rksignal {
 
-/// Conditions are evaluated after a frame that gave one of their signals another value, or its first one
-/// since the start or since it timed out; and when one of their signals times out. A frame that fires nothing
-/// allocates nothing.
+/// Conditions are evaluated after a message that gave one of their signals another value, or its first one
+/// since the start or since it was lost; when a message takes the value of one away; and when one times out.
+/// A message that fires nothing allocates nothing.
 class TriggerSink : public ValueSink {
   public:
     struct Options {
@@ -35,8 +35,9 @@ class TriggerSink : public ValueSink {
                 Options options);
 
     void reached(std::uint64_t timestamp) override;
-    void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) override;
-    void decoded(const CANExtTraceMessage& frame) override;
+    void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void decoded(const MessageInfo& message) override;
     bool closed() const override { return out.closed(); }
 
     /// To be called after the last trace: the remaining moments and windows are served.
@@ -50,7 +51,7 @@ class TriggerSink : public ValueSink {
     void passMoments(std::uint64_t end);
     void expire(std::uint64_t now);
     void forget(std::size_t signal);
-    void fire(std::uint64_t timestamp, std::optional<std::uint8_t> channel);
+    void fire(std::uint64_t timestamp, const std::optional<MessageOrigin>& origin);
 
     const Catalog& catalog;
     TriggerSet& triggers;

@@ -2,6 +2,8 @@
 /// The latest values of a replay, as far as they may still be wanted.
 #pragma once
 
+#include "replay/ValueSink.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +17,7 @@ struct PastValue {
     std::uint64_t raw;
     double value;
     std::uint32_t signal; ///< index in Catalog::signals()
-    std::uint8_t channel;
+    MessageOrigin origin;
 };
 
 /// A queue that grows to what is needed, up to a limit; then the oldest values make room. Allocates only

@@ -72,12 +72,12 @@ void WindowWriter::reached(std::uint64_t now) {
     }
 }
 
-void WindowWriter::written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids) {
+void WindowWriter::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     for (const unsigned long id : ids) {
         const std::size_t signal = catalog.indexOf(id);
         const ValueSample sample = ValueSample::of(*catalog.signals()[signal]);
         values.push(
-            {sample.timestamp, sample.raw, sample.value, static_cast<std::uint32_t>(signal), frame.channel});
+            {sample.timestamp, sample.raw, sample.value, static_cast<std::uint32_t>(signal), message.origin});
     }
 }
 
@@ -100,7 +100,7 @@ void WindowWriter::write(const Window& window) {
     for (std::size_t i = 0; i < values.size(); ++i) {
         const PastValue& past = values[i];
         if (window.from <= past.timestamp && past.timestamp <= window.to) {
-            format.setFrame(past.timestamp, past.channel);
+            format.setMessage({past.timestamp, past.origin});
             format.write(cells[past.signal], catalog.signals()[past.signal]->def.type,
                          {past.value, past.raw, past.timestamp});
         }

@@ -39,7 +39,7 @@ class WindowWriter : public FiringSink {
     /// Writes the windows that ended before `now`, and forgets values that no window can hold any more.
     /// \throws std::system_error if a file cannot be written
     void reached(std::uint64_t now);
-    void written(const CANExtTraceMessage& frame, std::span<const unsigned long> ids);
+    void written(const MessageInfo& message, std::span<const unsigned long> ids);
     void fired(const Firing& firing) override;
 
     /// Writes all windows as far as they have come, and starts anew. \throws std::system_error

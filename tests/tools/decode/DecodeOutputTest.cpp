@@ -30,36 +30,36 @@ SIG_VALTYPE_ 514 Single : 1;)");
 (1626905044.000000) can0 100#0010000000000000
 )");
     const std::pair<const char*, const char*> rows[] = {
-        {"", R"(time,channel,instance,value,unit,raw,text
-1626905042.645596,0,Engine.Speed,1024,rpm,4096,
-1626905042.645596,0,Engine.State,8,,8,
-1626905042.745597001,1,Wide.Counter,18446744073709551616,,18446744073709551615,
-1626905042.745597001,1,Wide.Depth,-0.5,"°,m",-1,
-1626905043.000000,0,Float.Single,-3.0316488252093987e-13,,0xaaaaaaaa,
-1626905043.000100,0,Float.Single,inf,,0x7f800000,
-1626905043.000200,0,Float.Single,-2,,0xc0000000,minus two
-1626905044.000000,0,Engine.Speed,1024,rpm,4096,
-1626905044.000000,0,Engine.State,0,,0,"On,
+        {"", R"(time,channel,bus,instance,value,unit,raw,text
+1626905042.645596,0,can,Engine.Speed,1024,rpm,4096,
+1626905042.645596,0,can,Engine.State,8,,8,
+1626905042.745597001,1,can,Wide.Counter,18446744073709551616,,18446744073709551615,
+1626905042.745597001,1,can,Wide.Depth,-0.5,"°,m",-1,
+1626905043.000000,0,can,Float.Single,-3.0316488252093987e-13,,0xaaaaaaaa,
+1626905043.000100,0,can,Float.Single,inf,,0x7f800000,
+1626905043.000200,0,can,Float.Single,-2,,0xc0000000,minus two
+1626905044.000000,0,can,Engine.Speed,1024,rpm,4096,
+1626905044.000000,0,can,Engine.State,0,,0,"On,
 ""hot"""
 )"},
-        {"--changed --format jsonl --signals '*.State' --signals Float.*",
-         R"({"time":1626905042.645596,"channel":0,"instance":"Engine.State","value":8,"unit":"","raw":8,"text":""}
-{"time":1626905043.000000,"channel":0,"instance":"Float.Single","value":-3.0316488252093987e-13,"unit":"","raw":"0xaaaaaaaa","text":""}
-{"time":1626905043.000100,"channel":0,"instance":"Float.Single","value":null,"unit":"","raw":"0x7f800000","text":""}
-{"time":1626905043.000200,"channel":0,"instance":"Float.Single","value":-2,"unit":"","raw":"0xc0000000","text":"minus two"}
-{"time":1626905044.000000,"channel":0,"instance":"Engine.State","value":0,"unit":"","raw":0,"text":"On,\n\"hot\""}
+        {"--changed --format jsonl --signals '*.State' --only Float.*",
+         R"({"time":1626905042.645596,"channel":0,"bus":"can","instance":"Engine.State","value":8,"unit":"","raw":8,"text":""}
+{"time":1626905043.000000,"channel":0,"bus":"can","instance":"Float.Single","value":-3.0316488252093987e-13,"unit":"","raw":"0xaaaaaaaa","text":""}
+{"time":1626905043.000100,"channel":0,"bus":"can","instance":"Float.Single","value":null,"unit":"","raw":"0x7f800000","text":""}
+{"time":1626905043.000200,"channel":0,"bus":"can","instance":"Float.Single","value":-2,"unit":"","raw":"0xc0000000","text":"minus two"}
+{"time":1626905044.000000,"channel":0,"bus":"can","instance":"Engine.State","value":0,"unit":"","raw":0,"text":"On,\n\"hot\""}
 )"},
         {"--last",
-         R"(instance                     value  unit                   raw  text       channel                  time  count
-Engine.Speed                  1024  rpm                   4096                   0     1626905044.000000      2
-Engine.State                     0                           0  On, "hot"        0     1626905044.000000      2
-Wide.Counter  18446744073709551616        18446744073709551615                   1  1626905042.745597001      1
-Wide.Depth                    -0.5  °,m                     -1                   1  1626905042.745597001      1
-Float.Single                    -2                  0xc0000000  minus two        0     1626905043.000200      3
+         R"(instance                     value  unit                   raw  text       channel  bus                  time  count
+Engine.Speed                  1024  rpm                   4096                   0  can     1626905044.000000      2
+Engine.State                     0                           0  On, "hot"        0  can     1626905044.000000      2
+Wide.Counter  18446744073709551616        18446744073709551615                   1  can  1626905042.745597001      1
+Wide.Depth                    -0.5  °,m                     -1                   1  can  1626905042.745597001      1
+Float.Single                    -2                  0xc0000000  minus two        0  can     1626905043.000200      3
 )"},
         {"--last --format csv --signals '*.Speed'",
-         "time,channel,instance,value,unit,raw,text,count\n1626905044.000000,0,Engine.Speed,1024,rpm,4096,,"
-         "2\n"},
+         "time,channel,bus,instance,value,unit,raw,text,count\n"
+         "1626905044.000000,0,can,Engine.Speed,1024,rpm,4096,,2\n"},
     };
     for (const auto& [options, expected] : rows) {
         EXPECT_EQ(folder.run(std::string("rksignal decode --dbc a.dbc t.log ") + options).output, expected)
@@ -81,15 +81,15 @@ TEST(DecodeOutput, ChannelsSelectTheirDefinitions) {
     const ProgramResult result =
         folder.run("rksignal decode --channel body=7 --dbc 0=left.dbc --dbc body=right.dbc "
                    "--dbc 7=left.dbc --dbc any.dbc --dbc body=right.dbc t.log");
-    EXPECT_EQ(result.output, R"(time,channel,instance,value,unit,raw,text
-1.000000,0,A.S,1,,1,
-1.000000,0,B.S,4,,1,
-2.000000,7,A.S@7,2,,1,
-2.000000,7,A.S@7#2,1,,1,
-2.000000,7,B.S,4,,1,
-3.000000,2,B.S,4,,1,
-4.000000,2,B.S,4,,1,
-5.000000,1,B.S,4,,1,
+    EXPECT_EQ(result.output, R"(time,channel,bus,instance,value,unit,raw,text
+1.000000,0,can,A.S,1,,1,
+1.000000,0,can,B.S,4,,1,
+2.000000,7,can,A.S@7,2,,1,
+2.000000,7,can,A.S@7#2,1,,1,
+2.000000,7,can,B.S,4,,1,
+3.000000,2,can,B.S,4,,1,
+4.000000,2,can,B.S,4,,1,
+5.000000,1,can,B.S,4,,1,
 )");
     EXPECT_EQ(result.messages, R"(right.dbc:1: 1 of its instance names were taken, so A.S became A.S@7
 left.dbc:1: message A has the identifier of A, defined otherwise; frames are decoded by both
@@ -127,9 +127,8 @@ DROPCOUNT: dropped 1 CAN frame on 'can1' socket (total drops 1)
         "404 409 400; "
         "do echo \"(1.0) can1 $i#\" >> 1.log; done; rksignal decode --dbc a.dbc 1.log 2.log 2.log");
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(
-        result.output,
-        "time,channel,instance,value,unit,raw,text\n2.000000,1,A.Here,5,,5,\n2.000000,1,A.Here,5,,5,\n");
+    EXPECT_EQ(result.output, "time,channel,bus,instance,value,unit,raw,text\n2.000000,1,can,A.Here,5,,5,\n2."
+                             "000000,1,can,A.Here,5,,5,\n");
     EXPECT_EQ(result.messages, R"(a.dbc:5: SG_: expected ')', found '['
 a.dbc:6: BA_: expected a quoted text with an end, found '"'
 272 frames read: 2 decoded, 267 unknown, 1 remote, 1 error, 1 CAN XL (not supported)

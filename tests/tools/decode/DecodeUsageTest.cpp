@@ -23,7 +23,7 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
     const std::string help = "Run with --help for more information.\n";
     const std::pair<std::string, std::string> rows[] = {
         {"rksignal encode", "A subcommand is required\n" + help},
-        {"rksignal decode t.log", "--dbc is required\n" + help},
+        {"rksignal decode t.log", "rksignal: there are no definitions: --dbc or --signals gives them\n"},
         {"rksignal decode --dbc a.dbc", "rksignal: there is no trace\n"},
         {"$decode absent.log", "rksignal: cannot open absent.log: No such file or directory\n"},
         {"$decode .", "rksignal: cannot open .: Is a directory\n"},
@@ -36,7 +36,7 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
         {"$decode --channel a=1 --channel a=2",
          "rksignal: --channel a=2: the interface has a channel already\n"},
         {"$decode --signals 'motor.*'",
-         "rksignal: --signals motor.* matches no signal; close are Motor.Speed, Body.Speed\n"},
+         "rksignal: --only motor.* matches no signal; close are Motor.Speed, Body.Speed\n"},
         {"$decode -o t.log", "rksignal: the output would overwrite the trace t.log\n"},
         {"$decode -o no/out", "rksignal: cannot write no/out: No such file or directory\n"},
     };
@@ -50,7 +50,8 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
 }
 
 TEST_F(DecodeUsage, StandardStreamsAndFiles) {
-    const std::string first = "time,channel,instance,value,unit,raw,text\n1.500000,0,Motor.Speed,5,,5,\n";
+    const std::string first =
+        "time,channel,bus,instance,value,unit,raw,text\n1.500000,0,can,Motor.Speed,5,,5,\n";
     const struct {
         const char* name;
         std::string command;
@@ -62,7 +63,7 @@ TEST_F(DecodeUsage, StandardStreamsAndFiles) {
          "rksignal decode t.log t.log --changed -q -o out --dbc a.dbc && cat out", first, ""},
         {"much more than a buffer holds",
          "rksignal decode -q --dbc a.dbc t.log | tail -n +2 > out; "
-         "seq -f '%.0f.500000,0,Motor.Speed,5,,5,' 99999 | cmp - out",
+         "seq -f '%.0f.500000,0,can,Motor.Speed,5,,5,' 99999 | cmp - out",
          "", ""},
         {"rows are written before the program waits for more",
          "mkfifo pipe; { rksignal decode -q --dbc a.dbc - < pipe > out & }\n"

@@ -29,8 +29,8 @@ constexpr const char* drive = "(100.000000) can0 100#E02E\n"
                               "(103.000000) can0 300#010501\n";
 
 const std::string fast = "--when 'fast=Engine.Speed >= 3000 && Gear.Lever == 2' ";
-const std::string rows = "time,channel,condition,signals\n";
-const std::string values = "time,channel,instance,value,unit,raw,text\n";
+const std::string rows = "time,channel,bus,condition,signals\n";
+const std::string values = "time,channel,bus,instance,value,unit,raw,text\n";
 
 struct TriggerCommand : testing::Test {
     ProgramResult trigger(const std::string& arguments, const std::string& trace = drive) {
@@ -44,11 +44,11 @@ struct TriggerCommand : testing::Test {
 
 TEST_F(TriggerCommand, WritesARowAFiring) {
     const ProgramResult result = trigger(fast + "--when 'Mux.Right > 0 || Gear.Lever == 2'");
-    EXPECT_EQ(result.output, rows + R"(100.010000,0,fast,Engine.Speed=3000 rpm (0.01); Gear.Lever=2 (0)
-100.010000,0,Mux.Right > 0 || Gear.Lever == 2,Gear.Lever=2 (0); Mux.Right=unknown
-100.020000,1,fast,Engine.Speed=3000.25 rpm (0); Gear.Lever=2 (0.01)
-101.500000,0,fast,Engine.Speed=3004 rpm (0); Gear.Lever=2 (1.49)
-103.000000,0,Mux.Right > 0 || Gear.Lever == 2,Gear.Lever=2 (2.99); Mux.Right=261 (0)
+    EXPECT_EQ(result.output, rows + R"(100.010000,0,can,fast,Engine.Speed=3000 rpm (0.01); Gear.Lever=2 (0)
+100.010000,0,can,Mux.Right > 0 || Gear.Lever == 2,Gear.Lever=2 (0); Mux.Right=unknown
+100.020000,1,can,fast,Engine.Speed=3000.25 rpm (0); Gear.Lever=2 (0.01)
+101.500000,0,can,fast,Engine.Speed=3004 rpm (0); Gear.Lever=2 (1.49)
+103.000000,0,can,Mux.Right > 0 || Gear.Lever == 2,Gear.Lever=2 (2.99); Mux.Right=261 (0)
 )");
     EXPECT_EQ(result.messages, R"(9 frames read: 9 decoded, 0 unknown, 0 remote, 0 error
 shorter than defined:
@@ -61,16 +61,16 @@ Mux.Right > 0 || Gear.Lever == 2: evaluations 2, true 2, false 0, unknown 0, fir
         trigger("--when 'fast=Engine.Speed >= 3000 && Gear.Lever == 2 && Mux.Left == 5' --edge --timeout 1 "
                 "--format jsonl -q")
             .output,
-        R"({"time":100.040000,"channel":0,"condition":"fast","signals":[{"instance":"Engine.Speed","value":3000.25,"unit":"rpm","age":0.01},{"instance":"Gear.Lever","value":2,"unit":"","age":0.03},{"instance":"Mux.Left","value":5,"unit":"","age":0}]}
+        R"({"time":100.040000,"channel":0,"bus":"can","condition":"fast","signals":[{"instance":"Engine.Speed","value":3000.25,"unit":"rpm","age":0.01},{"instance":"Gear.Lever","value":2,"unit":"","age":0.03},{"instance":"Mux.Left","value":5,"unit":"","age":0}]}
 )");
 }
 
 TEST_F(TriggerCommand, ATimeoutIsAChangeWithoutAFrame) {
     EXPECT_EQ(trigger("--when 'x=Gear.Lever == 2 || Engine.Speed < 1' --timeout 1 -q").output,
-              rows + "100.010000,0,x,Engine.Speed=3000 rpm (0.01); Gear.Lever=2 (0)\n"
-                     "100.020000,1,x,Engine.Speed=3000.25 rpm (0); Gear.Lever=2 (0.01)\n"
-                     "101.000000,0,x,Engine.Speed=0 rpm (0); Gear.Lever=2 (0.99)\n"
-                     "101.010000,,x,Engine.Speed=0 rpm (0.01); Gear.Lever=unknown\n");
+              rows + "100.010000,0,can,x,Engine.Speed=3000 rpm (0.01); Gear.Lever=2 (0)\n"
+                     "100.020000,1,can,x,Engine.Speed=3000.25 rpm (0); Gear.Lever=2 (0.01)\n"
+                     "101.000000,0,can,x,Engine.Speed=0 rpm (0); Gear.Lever=2 (0.99)\n"
+                     "101.010000,,,x,Engine.Speed=0 rpm (0.01); Gear.Lever=unknown\n");
 }
 
 TEST_F(TriggerCommand, ExplainsFiringsAndMoments) {
@@ -87,7 +87,7 @@ Mux.Right > 0: unknown
 Mux.Right > 0: unknown
   Mux.Right: unknown (frame too short)
 
-103.000000 right fires, channel 0
+103.000000 right fires, can channel 0
 Mux.Right > 0: true
   Mux.Right: 261
 
@@ -106,15 +106,16 @@ TEST_F(TriggerCommand, OverlappingWindowsHaveAFileEachAndAClockSetBackEndsThem) 
     trigger(fast + "--timeout 1.5 --window 0.01,0.99 --to w",
             drive + std::string("(9.0) can0 200#0200\n(10.0) can0 100#E02E\n(10.5) can0 100#E02E\n"));
     const std::string both =
-        "100.010000,0,Gear.Lever,2,,2,Drive\n100.020000,1,Engine.Speed,3000.25,rpm,12001,\n"
-        "100.030000,0,Engine.Speed,3000.25,rpm,12001,\n100.040000,0,Mux.Selector,0,,0,\n"
-        "100.040000,0,Mux.Left,5,,5,\n101.000000,0,Engine.Speed,0,rpm,0,\n";
-    EXPECT_EQ(folder.read("w/fast-1.csv"), values + "100.000000,0,Engine.Speed,3000,rpm,12000,\n" + both);
+        "100.010000,0,can,Gear.Lever,2,,2,Drive\n100.020000,1,can,Engine.Speed,3000.25,rpm,12001,\n"
+        "100.030000,0,can,Engine.Speed,3000.25,rpm,12001,\n100.040000,0,can,Mux.Selector,0,,0,\n"
+        "100.040000,0,can,Mux.Left,5,,5,\n101.000000,0,can,Engine.Speed,0,rpm,0,\n";
+    EXPECT_EQ(folder.read("w/fast-1.csv"), values + "100.000000,0,can,Engine.Speed,3000,rpm,12000,\n" + both);
     EXPECT_EQ(folder.read("w/fast-2.csv"), values + both);
-    EXPECT_EQ(folder.read("w/fast-4.csv"), values + "9.000000,0,Gear.Lever,2,,2,Drive\n");
-    EXPECT_EQ(folder.read("w/fast-5.csv"),
-              values +
-                  "10.000000,0,Engine.Speed,3000,rpm,12000,\n10.500000,0,Engine.Speed,3000,rpm,12000,\n");
+    EXPECT_EQ(folder.read("w/fast-4.csv"), values + "9.000000,0,can,Gear.Lever,2,,2,Drive\n");
+    EXPECT_EQ(
+        folder.read("w/fast-5.csv"),
+        values +
+            "10.000000,0,can,Engine.Speed,3000,rpm,12000,\n10.500000,0,can,Engine.Speed,3000,rpm,12000,\n");
 }
 
 TEST_F(TriggerCommand, StatusIsThatOfGrep) {

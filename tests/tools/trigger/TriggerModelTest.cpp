@@ -82,8 +82,8 @@ struct Model : ValueSink {
             }
         }
     }
-    void written(const CANExtTraceMessage& /*frame*/, std::span<const unsigned long> /*ids*/) override {}
-    void decoded(const CANExtTraceMessage& frame) override { evaluate(frame.timestamp); }
+    void written(const MessageInfo& /*message*/, std::span<const unsigned long> /*ids*/) override {}
+    void decoded(const MessageInfo& message) override { evaluate(message.timestamp); }
 
     /// The values of all signals; -100 is none.
     std::map<const BaseSignal*, double> look() const {

@@ -1,0 +1,355 @@
+/// \file
+/// Traces of all formats, with signals of all kinds, through the program.
+#include "bus/LINSignal.h"
+#include "definitions/DefinitionFile.h"
+#include "input/AnalogSignal.h"
+#include "input/DigitalSignal.h"
+#include "input/KeyboardSignal.h"
+#include "input/LoggerStatusSignal.h"
+#include "rktrace/TraceRecord.h"
+#include "tools/ProgramRun.h"
+
+#include <gtest/gtest.h>
+
+#include <iomanip>
+#include <random>
+
+namespace rksignal {
+namespace {
+
+constexpr const char* definitions = R"({
+"can": [{"instance": "Motor.Speed", "channel": 1, "msgId": "0x100", "bits": 16, "unit": "rpm"},
+        {"instance": "Motor.Load", "msgId": 257, "bits": 8},
+        {"instance": "Pdu.Value", "msgId": "0x200", "canFD": true, "pduId": 7, "bits": 8}],
+"lin": [{"instance": "Seat.One", "msgId": 60, "channel": 1, "bits": 8},
+        {"instance": "Seat.Two", "msgId": 60, "channel": 1, "tslId": 2, "startbit": 8, "bits": 8}],
+"digital": [{"instance": "Door", "channel": 8, "tslId": 1, "bits": 1}],
+"analog": [{"instance": "Battery", "channel": 3, "type": "double", "bits": 64, "unit": "V"}],
+"keyboard": [{"instance": "RC.TRG"}],
+"status": [{"instance": "Logger.Status"}, {"instance": "Logger.IntMemory"}],
+"gps": [{"instance": "GPS.Status"}, {"instance": "GPS.Latitude"}, {"instance": "GPS.Time"}]
+})";
+
+const std::string header = "time,channel,bus,instance,value,unit,raw,text\n";
+
+std::string sentence(const std::string& content) {
+    unsigned sum = 0;
+    for (const char character : content) {
+        sum ^= static_cast<unsigned char>(character);
+    }
+    std::ostringstream text;
+    text << '$' << content << '*' << std::hex << std::uppercase << std::setfill('0') << std::setw(2) << sum;
+    return text.str();
+}
+
+class RecordFile {
+  public:
+    RecordFile() : writer(out) {}
+    template <class Message>
+    RecordFile& add(const Message& message) {
+        encodeRecord(message, record);
+        writer.write(record);
+        return *this;
+    }
+    std::string bytes() const { return out.str(); }
+
+  private:
+    std::ostringstream out;
+    TraceRecordWriter writer;
+    std::vector<std::uint8_t> record;
+};
+
+constexpr std::uint64_t second = 1'000'000'000;
+
+CANExtTraceMessage can(std::uint64_t time, std::uint8_t channel, std::uint32_t format, std::uint32_t id,
+                       std::initializer_list<std::uint8_t> data) {
+    CANExtTraceMessage frame{time, channel, format, static_cast<std::uint8_t>(data.size()), id, {}};
+    std::copy(data.begin(), data.end(), frame.payload.begin());
+    return frame;
+}
+
+/// A message of each kind, a second apart, and some that nobody asked for.
+std::string drive() {
+    RecordFile file;
+    file.add(can(1 * second, 1, 0, 0x100, {0x10, 0x27}))
+        .add(can(1 * second, 0, 0, 0x100, {0x10, 0x27}))
+        .add(can(2 * second, 5, 2, 0x101, {9}))
+        .add(can(3 * second, 5, 2, 0x200, {0, 0, 7, 1, 42}))
+        .add(LINTraceMessage{4 * second, {1, 2}, 1, 0x3C})
+        .add(LINTraceMessage{4 * second, {1, 2}, 0, 0x3C})
+        .add(GpioTraceMessage{5 * second, {{8, 1, 1}}})
+        .add(GpioTraceMessage{5 * second, {{9, 1, 1}}})
+        .add(AnalogTraceMessage{6 * second, {{3, 1234, -2}}})
+        .add(KeyboardMessage{7 * second, 16, 1})
+        .add(SystemMessage(8 * second, 16, "3"))
+        .add(SystemUsageMessage(9 * second, 40, 255, 255))
+        .add(GPSTraceMessage{10 * second, sentence("GPRMC,093005,A,4808.235,N,01134.5,E,30,0,150726,,")})
+        .add(GPSTraceMessage{11 * second, sentence("GPRMC,093006,V,,,,,,,150726,,")});
+    return file.bytes();
+}
+
+struct MixedTrace : testing::Test {
+    MixedTrace() {
+        folder.write("all.json", definitions);
+        folder.write("drive.rktrace", drive());
+    }
+    TemporaryFolder folder;
+};
+
+TEST_F(MixedTrace, EveryKindOfRecordIsDecoded) {
+    const ProgramResult result = folder.run("rksignal decode --signals all.json drive.rktrace");
+    EXPECT_EQ(result.output, header + R"(1.000000,1,can,Motor.Speed,10000,rpm,10000,
+2.000000,5,can,Motor.Load,9,,9,
+3.000000,5,can,Pdu.Value,42,,42,
+4.000000,1,lin,Seat.One,1,,1,
+4.000000,1,lin,Seat.Two,2,,2,
+5.000000,,digital,Door,1,,1,
+6.000000,,analog,Battery,12.34,V,0x4028ae147ae147ae,
+7.000000,,keyboard,RC.TRG,1,,1,
+8.000000,,status,Logger.Status,3,,3,Warning
+9.000000,,status,Logger.IntMemory,40,%,40,
+10.000000,,gps,GPS.Latitude,48.13725,,0x404811916872b021,"48°08'14""N"
+10.000000,,gps,GPS.Status,1,,1,Active
+10.000000,,gps,GPS.Time,93005,UTC,93005,09:30:05
+11.000000,,gps,GPS.Status,0,,0,Void
+)");
+    EXPECT_EQ(result.messages, R"(14 messages read: 11 decoded, 3 unknown, 0 remote, 0 error
+  can: 3 decoded, 1 unknown
+  lin: 1 decoded, 1 unknown
+  digital: 1 decoded, 1 unknown
+  analog: 1 decoded, 0 unknown
+  keyboard: 1 decoded, 0 unknown
+  status: 2 decoded, 0 unknown
+  gps: 2 decoded, 0 unknown
+14 raw records, 3 of them dropped before they were decoded
+unknown: channel 0 100 (1)
+unknown lin: channel 0 3C (1)
+unknown digital: 9 (1)
+)");
+    EXPECT_EQ(folder.run("rksignal decode -q --signals all.json --last --only 'GPS.*' drive.rktrace").output,
+              "instance    value  unit  raw  text  channel  bus       time  count\n"
+              "GPS.Status      0          0  Void           gps  11.000000      2\n");
+}
+
+TEST_F(MixedTrace, DamageCostsOnlyWhatItHits) {
+    std::string bytes = drive();
+    bytes[40] ^= 1; // in the first record
+    folder.write("damaged.rktrace", bytes.substr(0, bytes.size() - 1));
+    const ProgramResult result =
+        folder.run("rksignal decode --signals all.json --only 'Motor.*' damaged.rktrace");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, header + "2.000000,5,can,Motor.Load,9,,9,\n");
+    EXPECT_NE(result.messages.find("12 messages read"), std::string::npos) << result.messages;
+    EXPECT_NE(result.messages.find("bytes damaged from offset 8\n"), std::string::npos) << result.messages;
+}
+
+TEST_F(MixedTrace, ConditionsFireFromEveryKindAndLoseWhatIsVoid) {
+    const std::string command = "rksignal trigger -q --signals all.json drive.rktrace ";
+    EXPECT_EQ(folder
+                  .run(command + "--when 'key=RC.TRG == pressed' --when 'state=Logger.Status == warning' "
+                                 "--when 'seat=Seat.Two == 2' --when 'north=GPS.Latitude > 48'")
+                  .output,
+              "time,channel,bus,condition,signals\n"
+              "4.000000,1,lin,seat,Seat.Two=2 (0)\n"
+              "7.000000,,keyboard,key,RC.TRG=1 (0)\n"
+              "8.000000,,status,state,Logger.Status=3 (0)\n"
+              "10.000000,,gps,north,GPS.Latitude=48.13725 (0)\n");
+    EXPECT_EQ(
+        folder.run(command + "--when 'n=GPS.Latitude > 48' --at 9 --at 11 --timeout 5 --explain").output,
+        R"(9.000000 n
+GPS.Latitude > 48: unknown
+  GPS.Latitude: unknown (never seen)
+
+10.000000 n fires, gps
+GPS.Latitude > 48: true
+  GPS.Latitude: 48.13725 (48°08'14"N)
+
+11.000000 n
+GPS.Latitude > 48: unknown
+  GPS.Latitude: unknown (no fix)
+
+)");
+}
+
+/// Merged by time, equal times in the order of the arguments, each trace in its own order.
+TEST_F(MixedTrace, TracesAreMerged) {
+    folder.write("a.log", "(1.0) can0 101#01\n(3.0) can0 101#02\n(2.0) can0 101#03\n(4.0) can0 101#04\n");
+    folder.write("b.log", "(2.5) can1 101#05\n(3.0) can1 101#06\n(5.0) can1 101#07\n");
+    const std::pair<const char*, const char*> rows[] = {
+        {"a.log b.log", "1 5 2 3 6 4 7"},
+        {"b.log a.log", "1 5 6 2 3 4 7"},
+        {"a.log b.log --shift b.log=-1.500000001", "1 5 6 2 3 7 4"},
+        {"b.log a.log --shift a.log=10", "5 6 7 1 2 3 4"},
+        {"a.log b.log --shift b.log=-3", "5 6 1 7 2 3 4"},
+    };
+    for (const auto& [arguments, expected] : rows) {
+        const ProgramResult result =
+            folder.run(std::string("rksignal decode -q --signals all.json --format jsonl ") + arguments);
+        std::string values;
+        forEachRow(result.output, [&values](const auto& row, const auto&, const auto&) {
+            values += (values.empty() ? "" : " ") + row["value"].dump();
+        });
+        EXPECT_EQ(values, expected) << arguments;
+    }
+    EXPECT_EQ(folder.run("rksignal decode --signals all.json a.log --shift c.log=1").messages,
+              "rksignal: --shift c.log=1: c.log is none of the traces\n");
+}
+
+TEST_F(MixedTrace, SentencesOfOneTimeAreAMessage) {
+    const std::string gga = ",4808.235,N,01134.5,E,1,05,1.5,500,M,,M,,";
+    folder.write("gps.json", R"({"gps": [{"instance": "GPS.Status"}, {"instance": "GPS.Satellites"}]})");
+    folder.write("gps.txt", sentence("GPGGA,235958" + gga) + "\r\n" + // no date yet
+                                sentence("GPRMC,235959.50,A,4808.2,N,01134.5,E,0,0,311225,,") + "\r\n" +
+                                sentence("GPGSV,1,1,00") + "\r\n" + sentence("GPGGA,235959.50" + gga) +
+                                "\r\n" + sentence("GPGGA,000000" + gga) + "\r\n# remark\r\n" +
+                                "$GPRMC,000001,A,4808.2,N,01134.5,E,0,0,010126,,*00\r\n" +
+                                sentence("GPRMC,000002,V,,,,,,,010126,,") + "\r\nnonsense\r\n");
+    const ProgramResult result = folder.run("rksignal decode --signals gps.json --gps gps.txt");
+    EXPECT_EQ(result.output, header + "1767225599.500000,,gps,GPS.Status,1,,1,Active\n"
+                                      "1767225599.500000,,gps,GPS.Satellites,5,,5,\n"
+                                      "1767225600.000000,,gps,GPS.Satellites,5,,5,\n"
+                                      "1767225602.000000,,gps,GPS.Status,0,,0,Void\n");
+    EXPECT_EQ(result.messages, R"(4 messages read: 3 decoded, 0 unknown, 0 remote, 0 error, 1 of other kinds
+  gps: 3 decoded, 0 unknown
+2 malformed lines:
+  gps.txt:7: not a sentence of NMEA 0183 with the right checksum
+  gps.txt:9: not a sentence of NMEA 0183 with the right checksum
+)");
+    EXPECT_EQ(folder.run("rksignal decode -q --signals gps.json - < gps.txt").output, result.output);
+}
+
+TEST_F(MixedTrace, AscLogsHaveHeadersAndSeveralBuses) {
+    const std::string events =
+        "0.5 Li 3c Rx 2 07 08 checksum = ab CSM = enhanced\n"
+        " 1.25 1  100             Rx   d 2 10 11\n"
+        "0.5 L2 3c Tx 1 09\n0.5 Li 3c CSErr\n0.5 1 ErrorFrame\n1.5 Start of measurement\n"
+        "0.5 Li 3c Rx 2 07\nnonsense\n";
+    const std::string summary =
+        "6 messages read: 2 decoded, 1 unknown, 0 remote, 2 error, 1 of other kinds\n";
+    const struct {
+        const char* name;
+        std::string header, expected;
+    } rows[] = {
+        {"absolute, hexadecimal",
+         "date Fri Dec 26 10:00:00.250 pm 2025\nbase hex  timestamps absolute\nno internal events logged\n",
+         "1766786400.750000,1,lin,Seat.One,7,,7,\n1766786400.750000,1,lin,Seat.Two,8,,8,\n"
+         "1766786401.500000,1,can,Motor.Speed,4368,rpm,4368,\n"},
+        {"relative", "date Fre Dez 26 22:00:00 2025\nbase hex timestamps relative\n",
+         "1766786400.500000,1,lin,Seat.One,7,,7,\n1766786400.500000,1,lin,Seat.Two,8,,8,\n"
+         "1766786401.750000,1,can,Motor.Speed,4368,rpm,4368,\n"},
+    };
+    for (const auto& [name, head, expected] : rows) {
+        folder.write("t.asc", head + events);
+        const ProgramResult result = folder.run("rksignal decode --signals all.json t.asc");
+        EXPECT_EQ(result.output, header + expected) << name;
+        EXPECT_EQ(result.messages.substr(0, summary.size()), summary) << name;
+        EXPECT_NE(result.messages.find("2 malformed lines:"), std::string::npos) << name;
+    }
+}
+
+/// Decodes every record, wanted or not, and says what it wrote.
+class Model {
+  public:
+    explicit Model(const SignalDefinitions& from) {
+        for (const auto& each : from.lin) {
+            signals.push_back(std::make_unique<LINSignal>(each.record, false, &storage));
+        }
+        build<DigitalSignal>(from.digital);
+        build<AnalogSignal>(from.analog);
+        build<KeyboardSignal>(from.keyboard);
+        build<LoggerStatusSignal>(from.status);
+    }
+
+    void decode(const LINTraceMessage& message) {
+        perSource([&](auto source) { LINSignal::decodeMessage(message, ids, source, &storage); });
+    }
+    void decode(const GpioTraceMessage& message) {
+        perSource([&](auto source) { InputSignal::decodeMessage(message, ids, source, &storage); });
+    }
+    void decode(const AnalogTraceMessage& message) {
+        perSource([&](auto source) { InputSignal::decodeMessage(message, ids, source); });
+    }
+    template <class Message>
+    void decode(const Message& message) {
+        InputSignal::decodeMessage(message, ids, &storage);
+        list();
+    }
+
+    std::vector<std::string> rows;
+
+  private:
+    template <class Signal>
+    void build(const std::vector<PlacedDefinition<inputSignalDef_t>>& from) {
+        for (const auto& each : from) {
+            signals.push_back(std::make_unique<Signal>(each.record, false, &storage));
+        }
+    }
+    template <class Decode>
+    void perSource(Decode&& decode) {
+        for (std::uint8_t source = 0; source < 4; ++source) {
+            decode(source);
+            list();
+        }
+    }
+    void list() {
+        for (const unsigned long id : ids) {
+            BaseSignal* const signal = BaseSignal::getInstance(id, &storage);
+            rows.push_back(std::to_string(signal->slot->timestamp / second) + " " + signal->def.instance +
+                           " " + std::to_string(signal->slot->raw));
+        }
+    }
+
+    SignalStorage storage;
+    std::vector<std::unique_ptr<BaseSignal>> signals;
+    std::vector<unsigned long> ids;
+};
+
+TEST_F(MixedTrace, RecordsThatAreDroppedWouldHaveGivenNothing) {
+    Model model(parseSignalDefinitions(definitions, "all.json"));
+    RecordFile file;
+    std::mt19937 dice(1);
+    const auto roll = [&dice](unsigned sides) { return static_cast<std::uint8_t>(dice() % sides); };
+    const auto near = [&roll](int number) { return static_cast<std::uint8_t>(number - 1 + roll(3)); };
+    const auto add = [&](const auto& message) {
+        file.add(message);
+        model.decode(message);
+    };
+    for (std::uint64_t time = second; time < 2000 * second; time += second) {
+        switch (roll(6)) {
+        case 0:
+            add(LINTraceMessage{time, {roll(9), roll(9)}, roll(3), near(60)});
+            break;
+        case 1:
+            add(GpioTraceMessage{time, {{near(8), roll(2), 1}}});
+            break;
+        case 2:
+            add(AnalogTraceMessage{time, {{near(3), roll(99), -1}}});
+            break;
+        case 3:
+            add(KeyboardMessage{time, near(15), roll(3)});
+            break;
+        case 4:
+            add(SystemMessage(time, near(16), std::to_string(roll(7))));
+            break;
+        default:
+            add(SystemUsageMessage(time, roll(100), roll(100), 255));
+        }
+    }
+    folder.write("random.rktrace", file.bytes());
+    const ProgramResult result =
+        folder.run("rksignal decode -q --signals all.json random.rktrace | tail -n +2 | "
+                   "sed -E 's/^([0-9]+)[^,]*,[^,]*,[^,]*,([^,]*),[^,]*,[^,]*,([^,]*),.*/\\1 \\2 \\3/'");
+    std::istringstream lines(result.output);
+    std::vector<std::string> rows;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t hex = line.find("0x");
+        rows.push_back(hex == line.npos ? line
+                                        : line.substr(0, hex) +
+                                              std::to_string(std::stoull(line.substr(hex), nullptr, 16)));
+    }
+    EXPECT_GT(rows.size(), 500U);
+    EXPECT_EQ(rows, model.rows);
+}
+
+} // namespace
+} // namespace rksignal
