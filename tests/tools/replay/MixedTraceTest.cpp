@@ -286,7 +286,7 @@ class Model {
     }
     template <class Decode>
     void perSource(Decode&& decode) {
-        for (const std::uint8_t source : {0, 1, 2, 3}) {
+        for (std::uint8_t source = 0; source < 4; ++source) {
             decode(source);
             list();
         }
@@ -309,6 +309,7 @@ TEST_F(MixedTrace, RecordsThatAreDroppedWouldHaveGivenNothing) {
     RecordFile file;
     std::mt19937 dice(1);
     const auto roll = [&dice](unsigned sides) { return static_cast<std::uint8_t>(dice() % sides); };
+    const auto near = [&roll](int number) { return static_cast<std::uint8_t>(number - 1 + roll(3)); };
     const auto add = [&](const auto& message) {
         file.add(message);
         model.decode(message);
@@ -316,19 +317,19 @@ TEST_F(MixedTrace, RecordsThatAreDroppedWouldHaveGivenNothing) {
     for (std::uint64_t time = second; time < 2000 * second; time += second) {
         switch (roll(6)) {
         case 0:
-            add(LINTraceMessage{time, {roll(9), roll(9)}, roll(3), static_cast<std::uint8_t>(60 + roll(2))});
+            add(LINTraceMessage{time, {roll(9), roll(9)}, roll(3), near(60)});
             break;
         case 1:
-            add(GpioTraceMessage{time, {{static_cast<std::uint16_t>(7 + roll(3)), roll(2), 1}}});
+            add(GpioTraceMessage{time, {{near(8), roll(2), 1}}});
             break;
         case 2:
-            add(AnalogTraceMessage{time, {{static_cast<std::uint16_t>(2 + roll(3)), roll(99), -1}}});
+            add(AnalogTraceMessage{time, {{near(3), roll(99), -1}}});
             break;
         case 3:
-            add(KeyboardMessage{time, 14 + roll(3), roll(3)});
+            add(KeyboardMessage{time, near(15), roll(3)});
             break;
         case 4:
-            add(SystemMessage(time, 15U + roll(3), std::to_string(roll(7))));
+            add(SystemMessage(time, near(16), std::to_string(roll(7))));
             break;
         default:
             add(SystemUsageMessage(time, roll(100), roll(100), 255));
