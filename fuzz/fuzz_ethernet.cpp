@@ -1,13 +1,13 @@
 // Ethernet definitions and frames of any content, as a client without checks of its own would pass them on.
-// The analysis of headers is fuzzed along: with a first byte of its own for the frame as it is, or behind
-// headers that are in order so that the containers are reached.
+// One target serves the analysis of headers and the decoder: frames come as they are, or behind headers that
+// are in order, so that the containers are reached.
 
 #include "FuzzInput.h"
 #include "bus/EthernetSignal.h"
 #include "support/EthernetFrame.h"
 
-#include <algorithm>
 #include <cstdlib>
+#include <iostream>
 #include <memory>
 #include <string>
 
@@ -47,11 +47,11 @@ Octets frameFrom(FuzzInput& input) {
     return text.with(bytes, length >> 9 & 3);
 }
 
-void decode(const Octets& frame, SignalStorage& storage) {
-    const Octets exact(frame); // of no more capacity than its size
+void decode(Octets frame, SignalStorage& storage) {
+    frame.shrink_to_fit(); // so that the sanitizer sees every byte read past it
     miiFrameInfo_t info{};
-    if (MIITraceMessage::analyzeFrame(exact.data(), exact.size(), info) &&
-        info.payloadOffset > exact.size()) {
+    if (MIITraceMessage::analyzeFrame(frame.data(), frame.size(), info) &&
+        info.payloadOffset > frame.size()) {
         std::abort();
     }
     std::vector<unsigned long> first;
@@ -66,6 +66,7 @@ void decode(const Octets& frame, SignalStorage& storage) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    std::cout.setstate(std::ios::failbit); // the lines about unknown containers are not of interest
     FuzzInput input(data, size);
     SignalStorage storage;
     std::vector<std::unique_ptr<EthernetSignal>> signals;

@@ -60,7 +60,7 @@ TEST(Readme, ShowsWhatTheProgramsPrint) {
                                         .output;
         EXPECT_EQ(firstBlock(shown, "text"), std::regex_replace(printed, std::regex("\n\n$"), "\n"));
     }
-    EXPECT_EQ(commands, 2);
+    EXPECT_EQ(commands, 3);
 }
 
 TEST(Documents, NameOnlyWhatExists) {

@@ -37,7 +37,8 @@ TEST(ConvertDbc, KeepsWhatDefinitionsHoldAndNamesTheRest) {
     folder.write("a.dbc", definitions);
     const ProgramResult result = folder.run("rksignal convert a.dbc a.json");
     EXPECT_EQ(result.messages,
-              R"(a.dbc:6: signal Status.Code is converted for the value 1 of Page, not for all of 1-2, 9
+              R"(a.dbc:7: signal Wide of message Status reaches to byte 9 of a message of 8 bytes; kept
+a.dbc:6: signal Status.Code is converted for the value 1 of Page, not for all of 1-2, 9
 a.dbc:7: signal Status.Wide is not converted: it reaches beyond the 8 bytes of a classic frame
 a.dbc:9: signal Status.Deep is not converted: it depends on Inner, which is not the first multiplexer of the message
 a.dbc:10: signal Status.Late is not converted: it is present for multiplexer values above 65535
@@ -89,7 +90,7 @@ TEST(Convert, RefusesWithoutTouchingTheOutput) {
         {"a.log old.json", "cannot convert a.log to old.json: a .dbc becomes a .json, a trace becomes a "
                            ".rktrace or a .log"},
         {"a.log link.log", "the output would overwrite a.log"},
-        {"none.dbc old.json", "cannot open none.dbc: No such file or directory"},
+        {"none.dbc old.json", "none.dbc: No such file or directory"},
         {"can0=a.dbc none/a.json", "cannot write none/a.json.part: No such file or directory"},
         {"a.log none/a.rktrace", "cannot write none/a.rktrace.part: No such file or directory"},
         {"300=a.dbc old.json", "300=a.dbc: the channel is not a number from 0 to 255"},
