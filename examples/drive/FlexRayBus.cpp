@@ -23,9 +23,9 @@ void wheels(Frame& frame, const VehicleState& car, std::uint64_t) {
 /// measured in every fourth of these frames only; the others say so by an update bit that is 0.
 void dampers(Frame& frame, const VehicleState& car, std::uint64_t cycle) {
     put(frame, speedAt(Little, 0), car.speed * 3.6);
-    const double dive = -2.4 * car.direction * car.acceleration;
+    const double pitch = 2.4 * car.direction * car.acceleration;
     const double roll = 3.1 * car.lateralAcceleration;
-    const double travels[] = {dive - roll, dive + roll, -dive - roll, -dive + roll};
+    const double travels[] = {pitch + roll, pitch - roll, -pitch + roll, -pitch - roll};
     for (int i = 0; i < 4; ++i) {
         const auto byte = static_cast<std::uint8_t>(2 + i * 3 / 2);
         put(frame, {Little, byte, static_cast<std::uint8_t>(i % 2 * 4), 12, true, 0.1}, travels[i]);
