@@ -1,9 +1,8 @@
 /// \file
-/// Runs a program and keeps what it writes, or a digest of it.
+/// Runs a program and keeps what it writes.
 #pragma once
 
 #include <array>
-#include <cstdint>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -32,11 +31,13 @@ inline CommandResult runCommand(const std::string& command) {
     return {std::move(output), WEXITSTATUS(status)};
 }
 
-/// FNV-1a, 64 bits.
-inline std::uint64_t digest(const std::string& bytes) {
-    std::uint64_t hash = 0xCBF29CE484222325;
-    for (const char byte : bytes) {
-        hash = (hash ^ static_cast<std::uint8_t>(byte)) * 0x100000001B3;
-    }
-    return hash;
+/// The values of the demo's drive as rows, those of one bus or of all for `.*`. `form` is the option
+/// of make_drive that gives the trace.
+inline std::string decodedDrive(const std::string& form, const std::string& bus) {
+    return runCommand(MAKE_DRIVE " 2>/dev/null --seconds 310 --start 0 " + form +
+                      " | " RKSIGNAL_PROGRAM " decode -q --signals " DRIVE_FOLDER
+                      "/logger.json --dbc 0=" DRIVE_FOLDER "/drive.dbc --dbc 1=" DRIVE_FOLDER
+                      "/body.dbc - | sed 1d | grep '," +
+                      bus + ",'")
+        .output;
 }

@@ -16,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const fs::path project = PROJECT_FOLDER;
+const fs::path programs = fs::path(MAKE_DRIVE).parent_path();
 
 std::string contentOf(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
@@ -24,7 +25,7 @@ std::string contentOf(const fs::path& path) {
 }
 
 /// What the first group of `pattern` matches in `text`.
-std::set<std::string> matches(const std::string& text, const char* pattern) {
+std::set<std::string> matches(const std::string& text, const std::string& pattern) {
     const std::regex regex(pattern);
     std::set<std::string> found;
     for (std::sregex_iterator match(text.begin(), text.end(), regex), end; match != end; ++match) {
@@ -75,16 +76,13 @@ TEST(Documents, NameOnlyWhatExists) {
         for (const std::string& link : matches(text, R"(\]\(([^)#:]+)(?:#[^)]*)?\))")) {
             EXPECT_TRUE(fs::exists(document.parent_path() / link)) << link;
         }
-        for (
-            const std::string& path : matches(
-                text,
-                R"([^\w/.-]((?:src|platform|tools|tests|bench|fuzz|examples|docs|scripts|cmake)/[\w./-]*\w))")) {
-            EXPECT_TRUE(fs::exists(project / path)) << path;
-        }
-        for (const std::string& header :
-             matches(text, R"([^\w/.-]((?:signal|bus|input|expression|event|rktrace|rkutil)/\w+\.h))")) {
-            EXPECT_TRUE(fs::exists(project / "src" / header) || fs::exists(project / "platform" / header))
-                << header;
+        const char* const paths =
+            R"([^\w/.-]((?:src|platform|tools|tests|bench|fuzz|examples|docs|scripts|cmake)/[\w./-]*\w|)"
+            R"((?:signal|bus|input|expression|event|rktrace|rkutil)/\w+\.h))";
+        for (const std::string& path : matches(text, paths)) {
+            EXPECT_TRUE(fs::exists(project / path) || fs::exists(project / "src" / path) ||
+                        fs::exists(project / "platform" / path))
+                << path;
         }
         for (const std::string& option : matches(text, R"((?:-D|\| `)((?:RKSIGNAL|EXAMPLES|BUILD)_\w+))")) {
             EXPECT_NE(build.find(option), std::string::npos) << option;
@@ -92,15 +90,10 @@ TEST(Documents, NameOnlyWhatExists) {
         for (const std::string& preset : matches(text, R"(--preset[ =](\w+))")) {
             EXPECT_NE(build.find("\"" + preset + "\""), std::string::npos) << preset;
         }
-        for (const auto& [command, program] :
-             {std::pair("(rksignal decode [^`\n]*)", RKSIGNAL_PROGRAM " decode --help"),
-              {"(rksignal trigger [^`\n]*)", RKSIGNAL_PROGRAM " trigger --help"},
-              {"(rksignal events [^`\n]*)", RKSIGNAL_PROGRAM " events --help"},
-              {"(rksignal check [^`\n]*)", RKSIGNAL_PROGRAM " check --help"},
-              {"(rksignal convert [^`\n]*)", RKSIGNAL_PROGRAM " convert --help"},
-              {"(make_drive [^`\n]*)", MAKE_DRIVE " --help"}}) {
-            const std::string help = runCommand(program).output;
-            for (const std::string& use : matches(text, command)) {
+        for (const char* program : {"rksignal decode", "rksignal trigger", "rksignal events",
+                                    "rksignal check", "rksignal convert", "make_drive"}) {
+            const std::string help = runCommand((programs / program).string() + " --help").output;
+            for (const std::string& use : matches(text, "(" + std::string(program) + " [^`\n]*)")) {
                 for (const std::string& option : matches(use, R"( (--?[a-z][a-z-]*))")) {
                     EXPECT_NE(help.find(option), std::string::npos) << use;
                 }

@@ -1,0 +1,57 @@
+// What make_drive writes is the same everywhere, and its traces tell the same.
+
+#include "Command.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+std::string makeDrive(const std::string& options) {
+    return runCommand(MAKE_DRIVE " 2>/dev/null " + options).output;
+}
+
+/// Whatever the compiler, its options and the machine. A change of the model changes the numbers.
+TEST(MakeDrive, IsTheSameEverywhere) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"", "e61dcf32760cbb31a1f1f96a59a4f681570e518f"},
+        {"--records -", "242d165afc61c9221e915b272a7b37bde30f6a2c"},
+        {"--capture -", "853ad1d94b9ecb55eafd0ab2943e596018b71b02"}};
+    for (const auto& [form, digest] : rows) {
+        EXPECT_EQ(makeDrive(std::string("--seconds 310 ") + form + " | sha1sum | cut -c -40"),
+                  std::string(digest) + '\n');
+    }
+    EXPECT_NE(makeDrive("--seconds 10 --seed 2"), makeDrive("--seconds 10"));
+    EXPECT_THAT(makeDrive("--hours 0.01"), testing::StartsWith(makeDrive("--seconds 20")));
+    EXPECT_NEAR(static_cast<double>(makeDrive("--seconds 20 --load 10").size()),
+                10 * static_cast<double>(makeDrive("--seconds 20").size()), 5000);
+}
+
+TEST(MakeDrive, RefusesWhatItCannotDo) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"--output /nowhere/a.log", "make_drive: cannot write /nowhere/a.log: No such file or directory\n"},
+        {"--output /dev/full", "make_drive: cannot write /dev/full: No space left on device\n"},
+        {"--capture /dev/full", "make_drive: cannot write /dev/full: No space left on device\n"},
+        {"--load 0", "--load: Value 0 not in range 1 to 100\nRun with --help for more information.\n"}};
+    for (const auto& [options, message] : rows) {
+        const CommandResult result = runCommand(MAKE_DRIVE " 2>&1 --seconds 1 " + std::string(options));
+        EXPECT_EQ(result.output, message);
+        EXPECT_EQ(result.status, 2) << options;
+    }
+}
+
+TEST(MakeDrive, WritesTheSameInEveryForm) {
+    for (const auto& [form, bus] : {std::pair("", "can"), {"--capture -", "ethernet"}}) {
+        const std::string rows = decodedDrive("--records -", bus);
+        EXPECT_TRUE(rows == decodedDrive(form, bus)) << bus;
+        EXPECT_GT(rows.size(), 1000000U);
+    }
+}
+
+/// A leap day, with checksums.
+TEST(MakeDrive, SentencesTellTheTime) {
+    EXPECT_EQ(makeDrive("--seconds 0.1 --start 1709251199 --nmea -"),
+              "$GNRMC,235959.00,V,,,,,,,290224,,,N*6D\r\n"
+              "$GNGGA,235959.00,,,,,0,00,99.9,,,,,,*40\r\n");
+}
+
+} // namespace
