@@ -94,7 +94,7 @@ void FlexRayBus::observe(const VehicleState& car, std::uint64_t now, Recorder& r
         return;
     }
     const auto cycle = static_cast<std::uint8_t>(cycles++ % 64);
-    const auto send = [&](FlexRayExtTraceMessage::FrameKind kind, std::uint16_t slot, Octets payload) {
+    const auto send = [&](FlexRayExtTraceMessage::FrameKind kind, std::uint16_t slot, const Octets& payload) {
         recorder.add(FlexRayExtTraceMessage{.timestamp = now * 1000 + startOf(slot),
                                             .frameKind = kind,
                                             .channel = 0,
