@@ -66,6 +66,9 @@ void report(const TraceSource& trace, const TraceWriter& writer, std::ostream& m
     for (const std::string& text : damage.texts) {
         messages << "  " << text << '\n';
     }
+    for (const std::string& remark : damage.remarks) {
+        messages << remark << '\n';
+    }
 }
 
 ExitStatus convertTrace(const ConvertOptions& options, ChannelMap& channels, TraceWriter& writer,
@@ -78,7 +81,8 @@ ExitStatus convertTrace(const ConvertOptions& options, ChannelMap& channels, Tra
     if (!options.quiet) {
         report(*trace, writer, console.messages);
     }
-    return trace->damage().malformed == 0 && trace->damage().bytes == 0 ? Clean : Damaged;
+    const TraceDamage& damage = trace->damage();
+    return damage.malformed == 0 && damage.bytes == 0 && damage.remarks.empty() ? Clean : Damaged;
 }
 
 ExitStatus toRecords(const ConvertOptions& options, ChannelMap& channels, const Console& console) {

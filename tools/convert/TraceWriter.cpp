@@ -49,6 +49,8 @@ Counts TraceWriter::lost() const {
             {"frames not recorded in full", passed[static_cast<std::size_t>(PassedMessage::Truncated)]},
             {"messages of kinds that are not known", passed[static_cast<std::size_t>(PassedMessage::Other)]},
             {"LIN frames", lostLin},
+            {"FlexRay frames", lostFlexRay},
+            {"Ethernet frames", lostEthernet},
             {"GPS messages", lostGps},
             {"records that are not CAN frames", lostRecords},
             {"malformed CAN frames", lostShapes}};
@@ -94,6 +96,13 @@ void CandumpWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint
         break;
     case RecordType::Lin:
         ++lostLin;
+        break;
+    case RecordType::FlexRay:
+        ++lostFlexRay;
+        break;
+    case RecordType::Ethernet:
+    case RecordType::Mii:
+        ++lostEthernet;
         break;
     case RecordType::Gps:
         ++lostGps;

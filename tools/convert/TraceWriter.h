@@ -30,6 +30,8 @@ class TraceWriter : public TraceReceiver {
   protected:
     std::uint64_t messages = 0;
     std::uint64_t lostLin = 0;
+    std::uint64_t lostFlexRay = 0;
+    std::uint64_t lostEthernet = 0;
     std::uint64_t lostGps = 0;
     std::uint64_t lostRecords = 0; ///< raw ones of other kinds
     std::uint64_t lostShapes = 0;  ///< CAN frames that the format has no form for
@@ -46,6 +48,8 @@ class RecordFileWriter final : public TraceWriter {
 
     void receive(const CANExtTraceMessage& frame) override { write(frame); }
     void receive(const LINTraceMessage& frame) override { write(frame); }
+    void receive(const FlexRayExtTraceMessage& frame) override { write(frame); }
+    void receive(const MIITraceMessage& frame) override { write(frame); }
     void receive(const GPSTraceMessage& message) override { write(message); }
     void receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
     void finish() override;
@@ -73,6 +77,8 @@ class CandumpWriter final : public TraceWriter {
 
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& /*frame*/) override { ++lostLin; }
+    void receive(const FlexRayExtTraceMessage& /*frame*/) override { ++lostFlexRay; }
+    void receive(const MIITraceMessage& /*frame*/) override { ++lostEthernet; }
     void receive(const GPSTraceMessage& /*message*/) override { ++lostGps; }
     void receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
     void finish() override { out.finish(); }

@@ -1,5 +1,8 @@
 #include "replay/Catalog.h"
 
+#include "bus/EthernetSignal.h"
+#include "bus/FlexRaySignal.h"
+#include "bus/LINSignal.h"
 #include "input/AnalogSignal.h"
 #include "input/DigitalSignal.h"
 #include "input/GPSSignal.h"
@@ -181,9 +184,9 @@ class Catalog::RecordAdder {
         }
     }
 
-    /// Signals that messages find by name, whatever their trace source.
-    template <class Signal>
-    void addNamed(SignalKind kind, const std::vector<PlacedDefinition<inputSignalDef_t>>& definitions) {
+    /// Signals that messages find by name or address, whatever their trace source.
+    template <class Signal, class Record>
+    void addNamed(SignalKind kind, const std::vector<PlacedDefinition<Record>>& definitions) {
         for (const auto& definition : definitions) {
             add<Signal>(kind, definition, 0);
         }
@@ -233,6 +236,8 @@ void Catalog::add(const SignalDefinitions& definitions) {
     RecordAdder records(*this);
     records.addPdus(definitions.can);
     records.addNumbered<LINSignal>(SignalKind::Lin, definitions.lin);
+    records.addNumbered<FlexRaySignal>(SignalKind::FlexRay, definitions.flexray);
+    records.addNamed<EthernetSignal>(SignalKind::Ethernet, definitions.ethernet);
     records.addNumbered<DigitalSignal>(SignalKind::Digital, definitions.digital);
     records.addNumbered<AnalogSignal>(SignalKind::Analog, definitions.analog);
     records.addNamed<KeyboardSignal>(SignalKind::Keyboard, definitions.keyboard);

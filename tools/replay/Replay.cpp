@@ -1,10 +1,13 @@
 #include "replay/Replay.h"
 
 #include "bus/CANKey.h"
+#include "bus/EthernetSignal.h"
+#include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
 #include "input/GPSSignal.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace rksignal {
 namespace {
@@ -33,6 +36,7 @@ bool hasValue(BaseSignal& signal) {
 Replay::Replay(Catalog& catalog, ValueSink& sink) : catalog(catalog), sink(sink) {
     ids.reserve(catalog.signals().size());
     held.reserve(catalog.signals().size());
+    turns.resize(catalog.signals().size());
 }
 
 void Replay::run(TraceMerge& traces) {
@@ -88,6 +92,44 @@ void Replay::receive(const LINTraceMessage& frame) {
                 [&](std::uint8_t source) {
                     return LINSignal::decodeMessage(frame, ids, source, &catalog.storage());
                 });
+}
+
+void Replay::receive(const FlexRayExtTraceMessage& frame) {
+    decodeGroup({frame.timestamp, {frame.channel, SignalKind::FlexRay}}, frame.slot,
+                [&](std::uint8_t source) { return decodeFlexRay(frame, source); });
+}
+
+/// \return whether there is a definition, also when nothing in the frame was updated
+bool Replay::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source) {
+    const auto decode = [&](const FlexRayExtTraceMessage& each) {
+        FlexRaySignal::decodeMessage(each, ids, source, &catalog.storage());
+        return FlexRaySignal::flexrayFrames.contains(
+            flexray::frameKey(source, each.channel, each.slot, each.frameKind, each.cycle));
+    };
+    if (frame.frameKind != unknownSegment) {
+        return decode(frame);
+    }
+    placed = frame;
+    placed.frameKind = FlexRayExtTraceMessage::Static;
+    if (decode(placed)) {
+        return true;
+    }
+    placed.frameKind = FlexRayExtTraceMessage::Dynamic;
+    return decode(placed);
+}
+
+void Replay::receive(const MIITraceMessage& frame) {
+    decodeEthernet(frame);
+}
+
+void Replay::receive(const EthernetTraceMessage& frame) {
+    decodeEthernet(frame);
+}
+
+template <class Frame>
+void Replay::decodeEthernet(const Frame& frame) {
+    decodeGroup({frame.timestamp, {frame.channel, SignalKind::Ethernet}}, 0,
+                [&](std::uint8_t) { return EthernetSignal::decodeMessage(frame, ids, &catalog.storage()); });
 }
 
 void Replay::receive(const GpioTraceMessage& message) {
@@ -148,10 +190,16 @@ void Replay::decodeGroup(const MessageInfo& info, std::uint32_t identifier, Deco
     conclude(info, known, identifier);
 }
 
-/// Hands on what the library has written.
+/// Hands on what the library has written. A signal that lies at several positions of the message has been
+/// written several times, and has the value of the last one.
 void Replay::writeGroup(const MessageInfo& info) {
-    catalog.markSeen(ids);
-    sink.written(info, ids);
+    ++turn;
+    std::erase_if(
+        ids, [this](unsigned long id) { return std::exchange(turns[catalog.indexOf(id)], turn) == turn; });
+    if (!ids.empty()) {
+        catalog.markSeen(ids);
+        sink.written(info, ids);
+    }
 }
 
 void Replay::conclude(const MessageInfo& info, bool known, std::uint32_t identifier) {

@@ -39,7 +39,10 @@ class Replay : private TraceReceiver {
 
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& frame) override;
+    void receive(const FlexRayExtTraceMessage& frame) override;
+    void receive(const MIITraceMessage& frame) override;
     void receive(const GPSTraceMessage& message) override;
+    void receive(const EthernetTraceMessage& frame);
     void receive(const GpioTraceMessage& message);
     void receive(const AnalogTraceMessage& message);
     void receive(const KeyboardMessage& message);
@@ -49,6 +52,8 @@ class Replay : private TraceReceiver {
 
     bool wantsCan(Record record) const;
     bool wantsLin(Record record) const;
+    bool wantsFlexRay(Record record) const;
+    bool wantsEthernet(Record record) const;
     template <SignalKind kind>
     bool wantsInput(Record record) const;
     template <SignalKind kind>
@@ -57,6 +62,9 @@ class Replay : private TraceReceiver {
     void replayRecord(Record record, std::uint64_t timestamp);
 
     bool decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame);
+    bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
+    template <class Frame>
+    void decodeEthernet(const Frame& frame);
     template <class Decode>
     void decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode);
     void writeGroup(const MessageInfo& info);
@@ -66,10 +74,14 @@ class Replay : private TraceReceiver {
     ValueSink& sink;
     ReplayStatistics counts;
     std::vector<unsigned long> ids;
-    std::vector<unsigned long> held; ///< GPS signals that have a value
+    std::vector<unsigned long> held;  ///< GPS signals that have a value
+    std::vector<std::uint64_t> turns; ///< by signal: the last call of writeGroup() that handed it on
+    std::uint64_t turn = 0;
+    FlexRayExtTraceMessage placed; ///< a FlexRay frame, in the segment where its slot lies
     /// Of raw records, reused.
-    std::tuple<CANExtTraceMessage, LINTraceMessage, GpioTraceMessage, AnalogTraceMessage, KeyboardMessage,
-               SystemMessage, SystemUsageMessage, GPSTraceMessage>
+    std::tuple<CANExtTraceMessage, LINTraceMessage, FlexRayExtTraceMessage, EthernetTraceMessage,
+               MIITraceMessage, GpioTraceMessage, AnalogTraceMessage, KeyboardMessage, SystemMessage,
+               SystemUsageMessage, GPSTraceMessage>
         messages;
 };
 

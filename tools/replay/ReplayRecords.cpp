@@ -2,6 +2,8 @@
 // rktrace/TraceRecord.h.
 
 #include "bus/CANKey.h"
+#include "bus/EthernetSignal.h"
+#include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
 #include "input/InputSignal.h"
 #include "replay/Replay.h"
@@ -15,10 +17,16 @@ namespace {
 using Record = std::span<const std::uint8_t>;
 
 constexpr std::size_t channelAt = 14; // of CAN and LIN records
-constexpr std::size_t numberAt = 14;  // of an input
-constexpr std::size_t codeAt = 14;    // of a key or a system message
+constexpr std::size_t flexRayKindAt = 14;
+constexpr std::size_t flexRayChannelAt = 15;
+constexpr std::size_t ethernetChannelAt = 16;
+constexpr std::size_t numberAt = 14; // of an input
+constexpr std::size_t codeAt = 14;   // of a key or a system message
 constexpr std::size_t canIdAt = 18;
 constexpr std::size_t linIdAt = 26;
+constexpr std::size_t slotAt = 19;
+constexpr std::size_t ethernetLengthAt = 20;
+constexpr std::size_t miiLengthAt = 24;
 constexpr std::uint32_t extendedFlag = 0x80000000;
 constexpr std::uint32_t canFdFlag = 0x40000000;
 
@@ -37,6 +45,7 @@ const std::uint8_t* endOf(Record record) {
 struct Replay::RecordKind {
     RecordType type;
     SignalKind kind;
+    std::size_t channelAt; ///< 0: it has no channel
     std::size_t minLength; ///< for `isWanted` and `identifier`
     bool (Replay::*isWanted)(Record record) const;
     std::uint32_t (*identifier)(Record record); ///< by which unknown ones are counted
@@ -44,23 +53,30 @@ struct Replay::RecordKind {
 };
 
 const Replay::RecordKind Replay::recordKinds[] = {
-    {RecordType::Can, SignalKind::Can, canIdAt + 4, &Replay::wantsCan,
+    {RecordType::Can, SignalKind::Can, channelAt, canIdAt + 4, &Replay::wantsCan,
      [](Record record) { return word(record, canIdAt) & ~canFdFlag; },
      &Replay::replayRecord<CANExtTraceMessage>},
-    {RecordType::Lin, SignalKind::Lin, linIdAt + 1, &Replay::wantsLin,
+    {RecordType::Lin, SignalKind::Lin, channelAt, linIdAt + 1, &Replay::wantsLin,
      [](Record record) { return record[linIdAt] & 0x3FU; }, &Replay::replayRecord<LINTraceMessage>},
-    {RecordType::Gpio, SignalKind::Digital, numberAt + 4, &Replay::wantsInput<SignalKind::Digital>,
+    {RecordType::FlexRay, SignalKind::FlexRay, flexRayChannelAt, slotAt + 6, &Replay::wantsFlexRay,
+     [](Record record) { return word(record, slotAt) >> 16; }, &Replay::replayRecord<FlexRayExtTraceMessage>},
+    {RecordType::Ethernet, SignalKind::Ethernet, ethernetChannelAt, ethernetLengthAt + 2,
+     &Replay::wantsEthernet, [](Record) { return std::uint32_t{0}; },
+     &Replay::replayRecord<EthernetTraceMessage>},
+    {RecordType::Mii, SignalKind::Ethernet, ethernetChannelAt, miiLengthAt + 2, &Replay::wantsEthernet,
+     [](Record) { return std::uint32_t{0}; }, &Replay::replayRecord<MIITraceMessage>},
+    {RecordType::Gpio, SignalKind::Digital, 0, numberAt + 4, &Replay::wantsInput<SignalKind::Digital>,
      [](Record record) { return word(record, numberAt) >> 16; }, &Replay::replayRecord<GpioTraceMessage>},
-    {RecordType::Analog, SignalKind::Analog, numberAt + 4, &Replay::wantsInput<SignalKind::Analog>,
+    {RecordType::Analog, SignalKind::Analog, 0, numberAt + 4, &Replay::wantsInput<SignalKind::Analog>,
      [](Record record) { return word(record, numberAt) >> 16; }, &Replay::replayRecord<AnalogTraceMessage>},
     // The library asks for all keys under one name that none has, so its query would drop them all.
-    {RecordType::Keyboard, SignalKind::Keyboard, codeAt + 4, &Replay::wantsAll<SignalKind::Keyboard>,
+    {RecordType::Keyboard, SignalKind::Keyboard, 0, codeAt + 4, &Replay::wantsAll<SignalKind::Keyboard>,
      [](Record record) { return word(record, codeAt); }, &Replay::replayRecord<KeyboardMessage>},
-    {RecordType::System, SignalKind::Status, codeAt + 4, &Replay::wantsAll<SignalKind::Status>,
+    {RecordType::System, SignalKind::Status, 0, codeAt + 4, &Replay::wantsAll<SignalKind::Status>,
      [](Record record) { return word(record, codeAt); }, &Replay::replayRecord<SystemMessage>},
-    {RecordType::SystemUsage, SignalKind::Status, codeAt + 4, &Replay::wantsAll<SignalKind::Status>,
+    {RecordType::SystemUsage, SignalKind::Status, 0, codeAt + 4, &Replay::wantsAll<SignalKind::Status>,
      [](Record record) { return word(record, codeAt); }, &Replay::replayRecord<SystemUsageMessage>},
-    {RecordType::Gps, SignalKind::Gps, recordHeaderLength, &Replay::wantsAll<SignalKind::Gps>,
+    {RecordType::Gps, SignalKind::Gps, 0, recordHeaderLength, &Replay::wantsAll<SignalKind::Gps>,
      [](Record) { return std::uint32_t{0}; }, &Replay::replayRecord<GPSTraceMessage>},
 };
 
@@ -78,8 +94,7 @@ void Replay::receiveRecord(Record record, std::uint64_t timestamp) {
     } else {
         ++counts.droppedRecords;
         sink.reached(timestamp);
-        const bool isBus = kind->kind == SignalKind::Can || kind->kind == SignalKind::Lin;
-        const auto channel = isBus ? std::optional(record[channelAt]) : std::nullopt;
+        const auto channel = kind->channelAt != 0 ? std::optional(record[kind->channelAt]) : std::nullopt;
         counts.countUnknown({channel, kind->kind}, kind->identifier(record));
     }
 }
@@ -107,6 +122,23 @@ bool Replay::wantsLin(Record record) const {
     return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
         return LINSignal::signalsInUse(record.data(), nullptr, source, &catalog.storage());
     });
+}
+
+/// The library cannot be asked for frames whose segment nobody knows.
+bool Replay::wantsFlexRay(Record record) const {
+    const auto& sources = catalog.group(SignalKind::FlexRay).sources;
+    return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
+        return record[flexRayKindAt] == unknownSegment ||
+               FlexRaySignal::signalsInUse(record.data(), endOf(record), source, &catalog.storage());
+    });
+}
+
+/// The library trusts the length that the record names. One that is cut short is left to its decoding.
+bool Replay::wantsEthernet(Record record) const {
+    const std::size_t lengthAt = recordType(record) == RecordType::Mii ? miiLengthAt : ethernetLengthAt;
+    const std::size_t length = record[lengthAt] * std::size_t{256} + record[lengthAt + 1];
+    return length > record.size() - (lengthAt + 2) ||
+           EthernetSignal::signalsInUse(record.data(), nullptr, &catalog.storage());
 }
 
 template <SignalKind kind>

@@ -30,6 +30,11 @@ std::uint64_t unknownKey(const MessageOrigin& origin, std::uint32_t identifier) 
            std::uint64_t{origin.channel.value_or(0)} << channelShift | identifier;
 }
 
+/// There is one GPS receiver, and Ethernet frames have addresses without end.
+bool hasIdentifiers(SignalKind kind) {
+    return kind != SignalKind::Gps && kind != SignalKind::Ethernet;
+}
+
 SignalKind kindOf(std::uint64_t key) {
     return static_cast<SignalKind>(key >> kindShift);
 }
@@ -42,7 +47,8 @@ void printHex(std::ostream& out, std::uint64_t identifier, int digits) {
 }
 
 /// Writes what an unknown message is known by: a CAN identifier with 3 digits, or 8 if it is extended, and
-/// the interface it came from; a LIN identifier with its channel; other numbers as they are.
+/// the interface it came from; a LIN identifier or a FlexRay slot with its channel; other numbers as they
+/// are.
 void printUnknownKey(std::ostream& out, std::uint64_t key, const ChannelMap& channels) {
     const auto channel = static_cast<std::uint8_t>(key >> channelShift);
     switch (kindOf(key)) {
@@ -53,6 +59,9 @@ void printUnknownKey(std::ostream& out, std::uint64_t key, const ChannelMap& cha
     case SignalKind::Lin:
         out << "channel " << unsigned{channel} << ' ';
         printHex(out, key & 0x3F, 2);
+        break;
+    case SignalKind::FlexRay:
+        out << "channel " << unsigned{channel} << " slot " << (key & 0xFFFF);
         break;
     default:
         out << (key & 0xFFFFFFFF);
@@ -165,6 +174,7 @@ void ReplayStatistics::count(const TraceSource& trace) {
             malformedTexts.push_back(text);
         }
     }
+    damagedFiles.insert(damagedFiles.end(), damage.remarks.begin(), damage.remarks.end());
     if (damage.bytes > 0) {
         damagedFiles.push_back(trace.path() + ": " + std::to_string(damage.bytes) + " byte" +
                                plural(damage.bytes) + " damaged from offset " +
@@ -229,7 +239,7 @@ void ReplayStatistics::printUnknown(std::ostream& out, const ChannelMap& channel
         std::vector<Entry> byCount;
         std::copy_if(unknownMessages.begin(), unknownMessages.end(), std::back_inserter(byCount),
                      [kind](const auto& entry) { return entry.first >> kindShift == kind; });
-        if (byCount.empty() || static_cast<SignalKind>(kind) == SignalKind::Gps) { // there is one receiver
+        if (byCount.empty() || !hasIdentifiers(static_cast<SignalKind>(kind))) {
             continue;
         }
         std::sort(byCount.begin(), byCount.end(), [](const Entry& left, const Entry& right) {

@@ -2,6 +2,7 @@
 
 #include "trace/AscTrace.h"
 #include "trace/CandumpTrace.h"
+#include "trace/CaptureTrace.h"
 #include "trace/NmeaTrace.h"
 #include "trace/RecordTrace.h"
 
@@ -21,12 +22,21 @@ struct Format {
     std::unique_ptr<TraceSource> (*open)(File file, ChannelMap& channels);
 };
 
+std::unique_ptr<TraceSource> openCapture(File file, ChannelMap& channels) {
+    return std::make_unique<CaptureTrace>(std::move(file), channels);
+}
+
 /// The last one takes what no other does.
 constexpr Format formats[] = {
     {"RKTRACE", "",
      [](File file, ChannelMap&) -> std::unique_ptr<TraceSource> {
          return std::make_unique<RecordTrace>(std::move(file));
      }},
+    {"\xA1\xB2\xC3\xD4", ".pcap", openCapture}, // microseconds, big endian
+    {"\xD4\xC3\xB2\xA1", ".cap", openCapture},  // little endian
+    {"\xA1\xB2\x3C\x4D", "", openCapture},      // nanoseconds
+    {"\x4D\x3C\xB2\xA1", "", openCapture},
+    {"\x0A\x0D\x0D\x0A", ".pcapng", openCapture},
     {"$", ".nmea",
      [](File file, ChannelMap&) -> std::unique_ptr<TraceSource> {
          return std::make_unique<NmeaTrace>(std::move(file));

@@ -11,13 +11,14 @@
 
 namespace rksignal {
 
-/// Opens a trace, `-` being standard input. Its format shows in its first bytes: a record file, a receiver's
-/// sentences (`$`) or an ASC log (`date`); failing that in the end of its name (`.nmea`, `.asc`). Everything
-/// else is a candump log. Waits for the first bytes of a pipe.
+/// Opens a trace, `-` being standard input. Its format shows in its first bytes: a record file, a capture, a
+/// receiver's sentences (`$`) or an ASC log (`date`); failing that in the end of its name (`.pcap`,
+/// `.pcapng`,
+/// `.nmea`, `.asc`). Everything else is a candump log. Waits for the first bytes of a pipe.
 ///
-/// `channels`, which gives the interfaces of candump logs their numbers, must outlive the trace. `beforeRead`
-/// is called as InputFile does. \throws std::system_error if the file cannot be opened, UsageError if it is
-/// of a version that is not known; the text names the file
+/// `channels`, which gives the interfaces of candump logs, and captures, their numbers, must outlive the
+/// trace. `beforeRead` is called as InputFile does. \throws std::system_error if the file cannot be opened,
+/// UsageError if it is of a version that is not known; the text names the file
 std::unique_ptr<TraceSource> openTrace(const std::string& path, ChannelMap& channels,
                                        std::function<void()> beforeRead = {});
 

@@ -3,8 +3,10 @@
 #pragma once
 
 #include "rktrace/CANExtTraceMessage.h"
+#include "rktrace/FlexRayExtTraceMessage.h"
 #include "rktrace/GPSTraceMessage.h"
 #include "rktrace/LINTraceMessage.h"
+#include "rktrace/MIITraceMessage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -23,6 +25,10 @@ enum class PassedMessage : std::uint8_t {
 
 constexpr std::size_t passedMessages = 5; ///< number of kinds of them
 
+/// `FlexRayExtTraceMessage::frameKind` of a frame from a trace that does not tell the segment. A slot lies in
+/// one of them in all frames of a bus, so the definitions know.
+constexpr std::uint8_t unknownSegment = 0;
+
 /// One call a message, in the order of the trace. What is handed over is good until the call returns.
 class TraceReceiver {
   public:
@@ -30,6 +36,8 @@ class TraceReceiver {
 
     virtual void receive(const CANExtTraceMessage& frame) = 0;
     virtual void receive(const LINTraceMessage& frame) = 0;
+    virtual void receive(const FlexRayExtTraceMessage& frame) = 0;
+    virtual void receive(const MIITraceMessage& frame) = 0;
     virtual void receive(const GPSTraceMessage& message) = 0;
 
     /// A raw trace record as it lies in the file, of any type, whole, with at least `recordHeaderLength`

@@ -17,11 +17,12 @@ namespace rksignal {
 struct TraceDamage {
     static constexpr std::size_t maxTexts = 10;
 
-    std::uint64_t malformed = 0;    ///< lines that could not be understood
-    std::vector<std::string> texts; ///< the first of them, as `FILE:LINE: reason`
-    std::uint64_t dropped = 0;      ///< frames that the recorder says it lost
-    std::uint64_t bytes = 0;        ///< of a binary trace, those that could not be understood
-    std::uint64_t firstByte = 0;    ///< offset of the first of them
+    std::uint64_t malformed = 0;      ///< lines that could not be understood
+    std::vector<std::string> texts;   ///< the first of them, as `FILE:LINE: reason`
+    std::uint64_t dropped = 0;        ///< frames that the recorder says it lost
+    std::uint64_t bytes = 0;          ///< of a binary trace, those that could not be understood
+    std::uint64_t firstByte = 0;      ///< offset of the first of them
+    std::vector<std::string> remarks; ///< what else could not be understood, as `FILE: text`
 };
 
 /// An open trace. Takes constant memory, whatever its length, and allocates nothing a message once its

@@ -1,0 +1,193 @@
+#include "trace/PacketReader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <pcap/dlt.h>
+
+namespace rksignal {
+namespace {
+
+using Bytes = PacketReader::Bytes;
+
+constexpr const char* tooShort = "packet is shorter than its head";
+constexpr const char* tooLong = "frame is longer than its packet";
+
+std::uint32_t bigEndian32(Bytes bytes) {
+    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 |
+           bytes[3];
+}
+
+std::uint32_t hostEndian32(Bytes bytes) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, bytes.data(), sizeof word);
+    return word;
+}
+
+} // namespace
+
+struct PacketReader::Link {
+    int type;
+    Layer layer;
+};
+
+const PacketReader::Link PacketReader::links[] = {
+    {DLT_EN10MB, &PacketReader::readEthernet},
+    {DLT_CAN_SOCKETCAN, &PacketReader::readCan},
+    {DLT_LINUX_SLL, &PacketReader::readCooked<16, 14>},
+    {DLT_LINUX_SLL2, &PacketReader::readCooked<20, 0>},
+    {DLT_LIN, &PacketReader::readLin},
+    {DLT_FLEXRAY, &PacketReader::readFlexRay},
+};
+
+const PacketReader::Link* PacketReader::find(int linkType) {
+    const Link* const link = std::find_if(std::begin(links), std::end(links),
+                                          [linkType](const Link& each) { return each.type == linkType; });
+    return link != std::end(links) ? link : nullptr;
+}
+
+bool PacketReader::isSupported(int linkType) {
+    return find(linkType) != nullptr;
+}
+
+PacketReader::PacketReader(int linkType, std::uint8_t channel)
+    : layer(find(linkType)->layer), channel(channel) {}
+
+std::optional<PacketReader::Content> PacketReader::fail(const char* why) {
+    reason = why;
+    return std::nullopt;
+}
+
+std::optional<PacketReader::Content> PacketReader::readEthernet(Bytes packet) {
+    ethernet.channel = channel;
+    ethernet.frame.assign(packet.begin(), packet.end());
+    return &ethernet;
+}
+
+std::optional<PacketReader::Content> PacketReader::readCan(Bytes packet) {
+    return packet.size() < sizeof(std::uint32_t) ? fail(tooShort) : readCanFrame(bigEndian32(packet), packet);
+}
+
+/// Packets of all interfaces together. What is not CAN has lost the head of its frame.
+template <std::size_t headLength, std::size_t protocolAt>
+std::optional<PacketReader::Content> PacketReader::readCooked(Bytes packet) {
+    constexpr unsigned firstCan = 0x0C; // CAN, CAN FD, CAN XL
+    constexpr unsigned lastCan = 0x0E;
+    if (packet.size() < headLength + sizeof(std::uint32_t)) {
+        return fail(tooShort);
+    }
+    const unsigned protocol = packet[protocolAt] * 256U + packet[protocolAt + 1];
+    if (protocol < firstCan || protocol > lastCan) {
+        return PassedMessage::Other;
+    }
+    const Bytes frame = packet.subspan(headLength);
+    return readCanFrame(hostEndian32(frame), frame); // libpcap has made it the order of this host
+}
+
+/// Identifier and flags (4 bytes), length, CAN FD flags, two more bytes, data.
+std::optional<PacketReader::Content> PacketReader::readCanFrame(std::uint32_t id, Bytes packet) {
+    constexpr std::uint32_t extendedFlag = 0x80000000;
+    constexpr std::uint32_t remoteFlag = 0x40000000;
+    constexpr std::uint32_t errorFlag = 0x20000000;
+    constexpr std::uint8_t xlFlag = 0x80; // in place of the length
+    constexpr std::uint8_t fdFlag = 0x04;
+    constexpr std::size_t headLength = 8;
+    constexpr std::size_t classicBytes = 8;
+    if (packet.size() < headLength) {
+        return fail(tooShort);
+    }
+    const std::uint8_t length = packet[4];
+    if ((length & xlFlag) != 0) {
+        return PassedMessage::Xl;
+    }
+    if ((id & (errorFlag | remoteFlag)) != 0) {
+        return (id & errorFlag) != 0 ? PassedMessage::Error : PassedMessage::Remote;
+    }
+    if (length > can.payload.size()) {
+        return fail("CAN frame of more than 64 bytes");
+    }
+    if (packet.size() < headLength + length) {
+        return fail(tooLong);
+    }
+    // Older recorders do not set the flag; their CAN FD frames have room for 64 bytes.
+    const bool fd = (packet[5] & fdFlag) != 0 || length > classicBytes ||
+                    packet.size() == headLength + can.payload.size();
+    const bool extended = (id & extendedFlag) != 0;
+    can.channel = channel;
+    can.frameFormat = (extended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard) |
+                      (fd ? CANExtTraceMessage::FdStandard : CANExtTraceMessage::Standard);
+    can.canId = id & (extended ? 0x1FFFFFFFU : 0x7FFU);
+    can.length = length;
+    std::copy_n(packet.begin() + headLength, length, can.payload.begin());
+    return &can;
+}
+
+/// Revision of the format, three more bytes, a byte of length, message type and checksum type, protected
+/// identifier, checksum, error bits, data.
+std::optional<PacketReader::Content> PacketReader::readLin(Bytes packet) {
+    constexpr std::size_t headLength = 8;
+    constexpr std::size_t maxBytes = 8;
+    constexpr std::uint8_t overflowBit = 0x20; // frames before this one were lost
+    constexpr std::uint8_t errorBits = 0x1F;
+    if (packet.size() < headLength) {
+        return fail(tooShort);
+    }
+    if (packet[0] != 1) {
+        return fail("LIN packet of an unknown revision");
+    }
+    const std::size_t length = packet[4] >> 4;
+    const std::uint8_t errors = packet[7];
+    overflows += (errors & overflowBit) != 0 ? 1 : 0;
+    if ((packet[4] >> 2 & 3) != 0) { // an event, such as a wake-up
+        return PassedMessage::Other;
+    }
+    if ((errors & errorBits) != 0) {
+        return PassedMessage::Error;
+    }
+    if (length > maxBytes) {
+        return fail("LIN frame of more than 8 bytes");
+    }
+    if (packet.size() < headLength + length) {
+        return fail(tooLong);
+    }
+    const Bytes data = packet.subspan(headLength, length);
+    lin.channel = channel;
+    lin.protectedId = packet[5];
+    lin.data.assign(data.begin(), data.end());
+    return &lin;
+}
+
+/// A byte of channel and type, error bits, the five bytes of the frame's head (ISO 17458-2), data.
+std::optional<PacketReader::Content> PacketReader::readFlexRay(Bytes packet) {
+    constexpr std::size_t headLength = 7;
+    constexpr std::uint8_t channelB = 0x80;
+    constexpr std::uint8_t frameType = 1;
+    constexpr std::uint8_t errorBits = 0x1F;
+    constexpr std::uint8_t notNull = 0x20; // clear: a null frame, whose data mean nothing
+    if (packet.empty() || (packet[0] & 0x7F) != frameType) {
+        return packet.empty() ? fail(tooShort) : PassedMessage::Other;
+    }
+    if (packet.size() < headLength) {
+        return fail(tooShort);
+    }
+    if ((packet[1] & errorBits) != 0) {
+        return PassedMessage::Error;
+    }
+    const std::size_t length = packet[4] >> 1 << 1; // words of two bytes
+    if (packet.size() < headLength + length) {
+        return fail(tooLong);
+    }
+    if ((packet[2] & notNull) == 0) {
+        return PassedMessage::Other;
+    }
+    const Bytes data = packet.subspan(headLength, length);
+    flexRay.frameKind = unknownSegment;
+    flexRay.channel = static_cast<std::uint8_t>(channel + ((packet[0] & channelB) != 0 ? 1 : 0));
+    flexRay.slot = static_cast<std::uint16_t>((packet[2] & 7) << 8 | packet[3]);
+    flexRay.cycle = packet[6] & 0x3F;
+    flexRay.data.assign(data.begin(), data.end());
+    flexRay.payload.assign(data.begin(), data.end());
+    return &flexRay;
+}
+
+} // namespace rksignal
