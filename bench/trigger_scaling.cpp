@@ -5,6 +5,7 @@
 
 #include "condition/Condition.h"
 #include "dbc/DbcFile.h"
+#include "replay/Replay.h"
 #include "trace/TraceFile.h"
 #include "trigger/TriggerSink.h"
 

@@ -49,7 +49,12 @@ void addDecodeCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<DecodeOptions>();
     CLI::App& command = *program.add_subcommand("decode", "Decode recorded traces into named values");
     addTraceArguments(command, *options, &options->patterns);
-    command.add_option("--only", options->patterns, "Only signals whose name matches, e.g. 'Engine.*'")
+    const auto addPatterns = [options](const std::vector<std::string>& patterns) {
+        options->patterns.insert(options->patterns.end(), patterns.begin(), patterns.end());
+    };
+    command
+        .add_option_function<std::vector<std::string>>("--only", addPatterns,
+                                                       "Only signals whose name matches, e.g. 'Engine.*'")
         ->type_name("GLOB")
         ->allow_extra_args(false);
     CLI::Option* const last =

@@ -83,7 +83,7 @@ std::string drive() {
         .add(KeyboardMessage{7 * second, 16, 1})
         .add(SystemMessage(8 * second, 16, "3"))
         .add(SystemUsageMessage(9 * second, 40, 255, 255))
-        .add(GPSTraceMessage{10 * second, sentence("GPRMC,093005,A,4808.235,N,01134.5,E,30,0,150726,,")})
+        .add(GPSTraceMessage{10 * second, sentence("GPRMC,093005,A,4807.5,N,01134.5,E,30,0,150726,,")})
         .add(GPSTraceMessage{11 * second, sentence("GPRMC,093006,V,,,,,,,150726,,")});
     return file.bytes();
 }
@@ -108,7 +108,7 @@ TEST_F(MixedTrace, EveryKindOfRecordIsDecoded) {
 7.000000,,keyboard,RC.TRG,1,,1,
 8.000000,,status,Logger.Status,3,,3,Warning
 9.000000,,status,Logger.IntMemory,40,%,40,
-10.000000,,gps,GPS.Latitude,48.13725,,0x404811916872b021,"48°08'14""N"
+10.000000,,gps,GPS.Latitude,48.125,,0x4048100000000000,"48°07'30""N"
 10.000000,,gps,GPS.Status,1,,1,Active
 10.000000,,gps,GPS.Time,93005,UTC,93005,09:30:05
 11.000000,,gps,GPS.Status,0,,0,Void
@@ -153,7 +153,7 @@ TEST_F(MixedTrace, ConditionsFireFromEveryKindAndLoseWhatIsVoid) {
               "4.000000,1,lin,seat,Seat.Two=2 (0)\n"
               "7.000000,,keyboard,key,RC.TRG=1 (0)\n"
               "8.000000,,status,state,Logger.Status=3 (0)\n"
-              "10.000000,,gps,north,GPS.Latitude=48.13725 (0)\n");
+              "10.000000,,gps,north,GPS.Latitude=48.125 (0)\n");
     EXPECT_EQ(
         folder.run(command + "--when 'n=GPS.Latitude > 48' --at 9 --at 11 --timeout 5 --explain").output,
         R"(9.000000 n
@@ -162,12 +162,36 @@ GPS.Latitude > 48: unknown
 
 10.000000 n fires, gps
 GPS.Latitude > 48: true
-  GPS.Latitude: 48.13725 (48°08'14"N)
+  GPS.Latitude: 48.125 (48°07'30"N)
 
 11.000000 n
 GPS.Latitude > 48: unknown
   GPS.Latitude: unknown (no fix)
 
+)");
+}
+
+/// Short frames, both branches of a multiplexer, and both formats of a frame.
+TEST_F(MixedTrace, DefinitionsOfAMessageDecodeAsItsDbcFileDoes) {
+    folder.write("a.dbc", R"(BO_ 1 A: 3 X
+ SG_ M M : 0|8@1+ (1,0) [0|0] "" X
+ SG_ Low m0 : 8|8@1- (0.5,1) [0|0] "V" X
+ SG_ High m1 : 15|16@0+ (1,0) [0|0] "" X
+VAL_ 1 M 0 "low" 1 "high" ;
+)");
+    folder.write("t.log", "(1.0) can0 001#00FF00\n(2.0) can3 001#010203\n(3.0) can0 001##001\n"
+                          "(4.0) can0 001#02\n(5.0) can0 001##0000102\n");
+    const ProgramResult dbc = folder.run("rksignal decode -q --dbc a.dbc t.log");
+    folder.run("rksignal convert a.dbc a.json");
+    EXPECT_EQ(folder.run("rksignal decode -q --signals a.json t.log").output, dbc.output);
+    EXPECT_EQ(dbc.output, header + R"(1.000000,0,can,A.M,0,,0,low
+1.000000,0,can,A.Low,0.5,V,-1,
+2.000000,3,can,A.M,1,,1,high
+2.000000,3,can,A.High,515,,515,
+3.000000,0,can,A.M,1,,1,high
+4.000000,0,can,A.M,2,,2,
+5.000000,0,can,A.M,0,,0,low
+5.000000,0,can,A.Low,1.5,V,1,
 )");
 }
 
@@ -178,7 +202,7 @@ TEST_F(MixedTrace, TracesAreMerged) {
     const std::pair<const char*, const char*> rows[] = {
         {"a.log b.log", "1 5 2 3 6 4 7"},
         {"b.log a.log", "1 5 6 2 3 4 7"},
-        {"a.log b.log --shift b.log=-1.500000001", "1 5 6 2 3 7 4"},
+        {"a.log b.log --shift b.log=-1.500000001", "5 1 6 2 3 7 4"},
         {"b.log a.log --shift a.log=10", "5 6 7 1 2 3 4"},
         {"a.log b.log --shift b.log=-3", "5 6 1 7 2 3 4"},
     };
