@@ -63,7 +63,7 @@ class Probe {
   public:
     explicit Probe(const std::vector<ethernetSignalDef_t>& definitions) {
         for (unsigned frame = 0; frame < frameCount; ++frame) {
-            begins[keyOf(frameTo(frame + 1)).first] = frame * signalsPerFrame;
+            begins[keyOf(frameTo(frame + 1)).first] = std::size_t{frame} * signalsPerFrame;
         }
         for (const ethernetSignalDef_t& definition : definitions) {
             const std::uint16_t startBit = definition.positions[0].startBit;

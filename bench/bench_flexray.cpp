@@ -3,15 +3,16 @@
 
 #include "bus/FlexRaySignal.h"
 #include "rktrace/TraceRecord.h"
+#include "signal/ByteOrder.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <bit>
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
 #include <memory>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,9 +21,9 @@ namespace {
 constexpr unsigned slots = 64;
 constexpr unsigned signalsPerFrame = 10;
 constexpr std::size_t frameCount = 1024;
-constexpr unsigned payloadSize = 64;
-constexpr unsigned pduDataSize = 8;
-constexpr unsigned pduSize = 4 + pduDataSize;
+constexpr std::size_t payloadSize = 64;
+constexpr std::uint8_t pduDataSize = 8;
+constexpr std::ptrdiff_t pduSize = 4 + pduDataSize;
 
 enum class Content { Plain, UpdateBits, Pdus };
 
@@ -67,8 +68,8 @@ std::vector<FlexRayExtTraceMessage> framesOf(Content content) {
         frame.payload.resize(payloadSize);
         std::generate(frame.payload.begin(), frame.payload.end(),
                       [&random] { return static_cast<std::uint8_t>(random()); });
-        for (unsigned pdu = 0; content == Content::Pdus && pdu < payloadSize / pduSize; ++pdu) {
-            const std::uint8_t header[] = {0, 1, static_cast<std::uint8_t>(pdu), pduDataSize};
+        for (std::uint8_t pdu = 0; content == Content::Pdus && pdu < 5; ++pdu) {
+            const std::uint8_t header[] = {0, 1, pdu, pduDataSize};
             std::copy(std::begin(header), std::end(header), frame.payload.begin() + pduSize * pdu);
         }
         frame.data = frame.payload;
@@ -95,7 +96,7 @@ class Probe {
         const Bucket& bucket =
             find(flexray::frameKey(0, message.channel, message.slot, message.frameKind, message.cycle));
         const std::size_t length = std::min(message.data.size(), message.payload.size());
-        std::int64_t pduId = none;
+        std::uint32_t pduId = none;
         std::size_t offset = 0;
         for (std::uint32_t i = bucket.begin; i < bucket.begin + bucket.count; ++i) {
             Field& field = fields[i];
@@ -109,7 +110,7 @@ class Probe {
             }
             const std::size_t start = offset + field.startByte;
             if (start + field.numBytes <= length) {
-                field.store(wordAt(message.payload, start), message.timestamp);
+                field.store(wordAt(std::span(message.payload), start), message.timestamp);
                 ids.push_back(i);
             }
         }
@@ -119,13 +120,12 @@ class Probe {
     std::uint64_t raw(std::size_t definition) const { return fields[definition].raw; }
 
   private:
-    static constexpr std::int64_t none = -1;
-    static constexpr std::size_t bucketCount = std::bit_ceil(4 * slots * flexray::cycleCount);
+    static constexpr std::uint32_t none = ~0U;
+    static constexpr std::size_t bucketCount = std::bit_ceil(std::size_t{4} * slots * flexray::cycleCount);
 
     struct Field {
         std::uint64_t mask, sign, raw, timestamp;
-        std::int64_t pduId;
-        std::int32_t updateBit;
+        std::uint32_t pduId, updateBit; // or none
         std::uint8_t startByte, numBytes, right;
         bool bigEndian, valid, modified;
 
@@ -150,8 +150,8 @@ class Probe {
                 isSigned ? 1ULL << (definition.bits - 1) : 0,
                 0,
                 0,
-                position.pduId ? std::int64_t{*position.pduId} : none,
-                position.updateBit ? *position.updateBit : -1,
+                position.pduId.value_or(none),
+                position.updateBit ? *position.updateBit : none,
                 static_cast<std::uint8_t>(position.startBit / 8),
                 2,
                 static_cast<std::uint8_t>(definition.endian ? 64 - (7 - first) - definition.bits : first),
@@ -178,9 +178,9 @@ class Probe {
     }
 
     /// Where the data of the PDU begin; far out if it is not there.
-    static std::size_t findPdu(const std::vector<std::uint8_t>& payload, std::int64_t wanted) {
+    static std::size_t findPdu(const std::vector<std::uint8_t>& payload, std::uint32_t wanted) {
         for (std::size_t header = 0; header + 4 < payload.size(); header += 4U + payload[header + 3]) {
-            const int id = payload[header] << 16 | payload[header + 1] << 8 | payload[header + 2];
+            const std::uint32_t id = bigEndian<3>(&payload[header]);
             if (payload[header + 3] == 0 || header + 4 + payload[header + 3] >= payload.size()) {
                 break;
             }
@@ -189,16 +189,6 @@ class Probe {
             }
         }
         return payload.size();
-    }
-
-    static std::uint64_t wordAt(const std::vector<std::uint8_t>& bytes, std::size_t start) {
-        std::uint64_t word = 0;
-        if (start + sizeof word <= bytes.size()) {
-            std::memcpy(&word, bytes.data() + start, sizeof word);
-        } else {
-            std::memcpy(&word, bytes.data() + start, bytes.size() - start);
-        }
-        return word;
     }
 
     std::vector<Field> fields;

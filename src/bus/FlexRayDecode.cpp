@@ -15,17 +15,37 @@ namespace {
 
 constexpr LogSite site{"FlexRaySignal", "decodeMessage"};
 
-/// Meaning of FieldWriter::Place::traits for FlexRay: whether the signal is there must be asked the frame.
-constexpr std::uint8_t conditional = 1;
+/// Meaning of FieldWriter::Place::traits for FlexRay.
+enum Trait : std::uint8_t {
+    Conditional = 1, // the position says whether the signal is there
+    Updated = 2,     // so does an update bit: number traits >> 2 of the byte in the high half of `startByte`
+};
+
+constexpr std::size_t firstByteOf(const FieldWriter::Place& place) {
+    return place.startByte & 0xFF;
+}
+
+/// Keeps an update bit in the first 256 bytes at hand, for the sake of the cache.
+FieldWriter::Place placeOf(const flexRayPosition_t& position) {
+    if (position.pduId || position.updateBit.value_or(0) >= 8 * 256) {
+        return {position.startByte, position.numBytes, Conditional};
+    }
+    if (!position.updateBit) {
+        return {position.startByte, position.numBytes, 0};
+    }
+    const unsigned byte = *position.updateBit / 8;
+    const unsigned bit = *position.updateBit % 8;
+    return {static_cast<std::uint16_t>(byte << 8 | position.startByte), position.numBytes,
+            static_cast<std::uint8_t>(bit << 2 | Updated)};
+}
 
 FieldWriter compile(FlexRaySignal& signal) {
     if (signal.definition.positions.empty()) { // placed in the table by a client
         return {signal, false, {}};
     }
     const flexRayPosition_t& position = signal.definition.positions.front();
-    const std::uint8_t traits = position.pduId || position.updateBit ? conditional : 0;
     const bool direct = isExactly(signal) && rangeHoldsField(signal, position.numBytes);
-    return {signal, direct, {position.startByte, position.numBytes, traits}};
+    return {signal, direct, placeOf(position)};
 }
 
 /// The length against which byte ranges are tested: an even number, as FlexRay counts words, of 9 bits.
@@ -52,8 +72,12 @@ class Reception {
                 decodeOne(writer);
                 continue;
             }
-            std::size_t start = writer.place.startByte;
-            if (writer.place.traits != 0) {
+            std::size_t start = firstByteOf(writer.place);
+            if ((writer.place.traits & Updated) != 0) {
+                if (!isSet(writer.place.startByte >> 8, writer.place.traits >> 2)) {
+                    continue;
+                }
+            } else if (writer.place.traits != 0) {
                 const auto offset = offsetOf(writer);
                 if (!offset) {
                     continue;
@@ -79,7 +103,7 @@ class Reception {
         if (!offset) {
             return;
         }
-        const std::size_t start = *offset + writer.place.startByte;
+        const std::size_t start = *offset + firstByteOf(writer.place);
         if (start + writer.place.numBytes > length) {
             if (tracing) {
                 logDebug(site, name, ": payload to small");
@@ -104,7 +128,7 @@ class Reception {
         if (position.pduId) {
             return tracing ? tracedPdu(signal, *position.pduId) : findPdu(*position.pduId);
         }
-        if (position.updateBit && !isSet(*position.updateBit)) {
+        if (position.updateBit && !isSet(*position.updateBit / 8U, *position.updateBit % 8)) {
             if (tracing) {
                 logDebug(site, signal.def.instance, ": update bit not set");
             }
@@ -134,9 +158,8 @@ class Reception {
     }
 
     /// A bit past the payload is clear.
-    bool isSet(std::uint16_t bit) const {
-        const std::size_t byte = bit / 8;
-        return byte < message.payload.size() && (message.payload[byte] >> (bit % 8) & 1) != 0;
+    bool isSet(std::size_t byte, int bit) const {
+        return byte < message.payload.size() && (message.payload[byte] >> bit & 1) != 0;
     }
 
     void tracePayload() const {
