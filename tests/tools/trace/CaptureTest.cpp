@@ -138,7 +138,7 @@ TEST_F(Capture, PacketsOfEveryLinkTypeAreDecoded) {
          "4.000000,0,can,Fd,99,,99,\n",
          "8 frames read: 4 decoded, 1 unknown, 1 remote, 1 error, 1 CAN XL (not supported)\n"
          "unknown: channel 0 007 (1)\n"
-         "t.pcap: 2 malformed packets, first packet 8: frame is longer than its packet\n"},
+         "t.pcap: malformed packets: 2, the first is packet 8: frame is longer than its packet\n"},
         {"Linux cooked",
          cookedLink,
          {behind(cookedHead, {0x23, 1, 0, 0, 1, 0, 0, 0, 44}), Octets(40, 8)},
@@ -159,7 +159,7 @@ TEST_F(Capture, PacketsOfEveryLinkTypeAreDecoded) {
          "1.000000,0,lin,Lin,513,,513,\n",
          "4 messages read: 1 decoded, 1 unknown, 0 remote, 1 error, 1 of other kinds\n"
          "  lin: 1 decoded, 1 unknown\nthe recorder lost 1 frame\nunknown lin: channel 0 07 (1)\n"
-         "t.pcap: 1 malformed packets, first packet 5: LIN packet of an unknown revision\n"},
+         "t.pcap: malformed packets: 1, the first is packet 5: LIN packet of an unknown revision\n"},
         {"FlexRay: null frames, symbols and errors carry nothing; the update bit counts",
          flexRayLink,
          {{1, 0, 0x20, 5, 2, 0, 0xC3, 7, 8},
@@ -173,7 +173,7 @@ TEST_F(Capture, PacketsOfEveryLinkTypeAreDecoded) {
          "1.000000,0,flexray,Static,8,,8,\n2.000000,1,flexray,Dynamic,9,,9,\n",
          "7 messages read: 3 decoded, 1 unknown, 0 remote, 1 error, 2 of other kinds\n"
          "  flexray: 3 decoded, 1 unknown\nunknown flexray: channel 0 slot 5 (1)\n"
-         "t.pcap: 1 malformed packets, first packet 8: frame is longer than its packet\n"},
+         "t.pcap: malformed packets: 1, the first is packet 8: frame is longer than its packet\n"},
         {"Ethernet",
          ethernetLink,
          {someIp(0x12348001, 515), FrameText{.sourcePort = 7}.with({1, 0}), someIp(0x12348002, 1), Octets(3)},
