@@ -41,50 +41,58 @@ struct CaptureFile {
     bool isBigEndian = false, isNano = false;
     std::string bytes = {};
 
-    CaptureFile& add(std::uint64_t number, int count) {
-        for (int i = 0; i < count; ++i) {
-            bytes += static_cast<char>(number >> 8 * (isBigEndian ? count - 1 - i : i));
+    /// Numbers with the bytes that each takes.
+    CaptureFile& add(std::initializer_list<std::pair<std::uint64_t, int>> numbers) {
+        for (const auto& [number, count] : numbers) {
+            for (int i = 0; i < count; ++i) {
+                bytes += static_cast<char>(number >> 8 * (isBigEndian ? count - 1 - i : i));
+            }
         }
         return *this;
     }
     CaptureFile& head(std::uint64_t link) {
-        return add(isNano ? 0xA1B23C4D : 0xA1B2C3D4, 4)
-            .add(2, 2)
-            .add(4, 2)
-            .add(0, 8)
-            .add(65535, 4)
-            .add(link, 4);
+        return add({{isNano ? 0xA1B23C4D : 0xA1B2C3D4, 4}, {2, 2}, {4, 2}, {0, 8}, {65535, 4}, {link, 4}});
     }
     /// `fraction` counts micro- or nanoseconds; `missing` bytes were not recorded.
     CaptureFile& packet(const Octets& data, std::uint64_t second, std::uint64_t fraction = 0,
                         std::size_t missing = 0) {
-        add(second, 4).add(fraction, 4).add(data.size(), 4).add(data.size() + missing, 4);
+        add({{second, 4}, {fraction, 4}, {data.size(), 4}, {data.size() + missing, 4}});
         bytes.append(data.begin(), data.end());
         return *this;
     }
-    /// A block of pcapng: its type, its content up to the next multiple of 4, and its length on both sides.
-    CaptureFile& block(std::uint64_t type, const std::string& content) {
-        const std::size_t length = 12 + (content.size() + 3) / 4 * 4;
-        add(type, 4).add(length, 4);
-        bytes += content;
-        return add(0, static_cast<int>(length - 12 - content.size())).add(length, 4);
+    /// A block of pcapng: its type, its content, and its length on both sides. Multiples of 4 bytes.
+    CaptureFile& block(std::uint64_t type, std::initializer_list<std::pair<std::uint64_t, int>> numbers,
+                       const Octets& data = {}) {
+        CaptureFile content{isBigEndian, isNano};
+        content.add(numbers).bytes.append(data.begin(), data.end());
+        const std::size_t length = 12 + content.bytes.size();
+        add({{type, 4}, {length, 4}}).bytes += content.bytes;
+        return add({{length, 4}});
     }
-    CaptureFile& section() {
-        return block(0x0A0D0D0A, part().add(0x1A2B3C4D, 4).add(1, 4).add(~0ULL, 8).bytes);
-    }
+    CaptureFile& section() { return block(0x0A0D0D0A, {{0x1A2B3C4D, 4}, {1, 2}, {0, 2}, {~0ULL, 8}}); }
     CaptureFile& interface(std::uint64_t link) { // with the option for nanoseconds
-        return block(
-            1, part().add(link, 2).add(0, 2).add(65535, 4).add(9, 2).add(1, 2).add(9, 1).add(0, 7).bytes);
+        return block(1, {{link, 2}, {0, 2}, {65535, 4}, {9, 2}, {1, 2}, {9, 1}, {0, 7}});
     }
     CaptureFile& enhanced(const Octets& data, std::uint64_t interface, std::uint64_t time) {
-        CaptureFile content =
-            part().add(interface, 4).add(time >> 32, 4).add(time, 4).add(data.size(), 4).add(data.size(), 4);
-        return block(6, content.bytes.append(data.begin(), data.end()));
+        return block(6, {{interface, 4}, {time >> 32, 4}, {time, 4}, {data.size(), 4}, {data.size(), 4}},
+                     data);
     }
-    CaptureFile part() const { return {isBigEndian, isNano}; }
 };
 
-const Octets canFrame = {0, 0, 1, 0x23, 2, 0, 0, 0, 42, 0};
+/// Packets, written as hexadecimal digits.
+std::vector<Octets> packets(const std::string& text) {
+    std::vector<Octets> list;
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+        list.emplace_back();
+        for (std::size_t i = 0; i < word.size(); i += 2) {
+            list.back().push_back(static_cast<std::uint8_t>(std::stoul(word.substr(i, 2), nullptr, 16)));
+        }
+    }
+    return list;
+}
+
+const Octets canFrame = packets("00000123040000002A000000").front();
 
 /// A frame whose padding makes room for the length as the library counts it, from the end of the header.
 Octets someIp(std::uint32_t service, std::uint16_t value) {
@@ -105,71 +113,41 @@ struct Capture : testing::Test {
 };
 
 TEST_F(Capture, PacketsOfEveryLinkTypeAreDecoded) {
-    const Octets cookedHead = {0, 1, 1, 0x18, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x0C};
-    Octets cooked2Head = {0, 0x0D, 0, 0, 0, 0, 0, 1, 1, 0x18};
-    cooked2Head.resize(20);
-    const auto behind = [](Octets head, const Octets& rest) {
-        head.insert(head.end(), rest.begin(), rest.end());
-        return head;
-    };
-    Octets fd = {0, 0, 1, 0x24, 9, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 99};
-    Octets oldFd = fd;
-    oldFd[5] = 0; // told by its room for 64 bytes
-    oldFd.resize(72);
+    // Told by its room for 64 bytes, as recorders write it that do not set the flag.
+    const std::string oldFd = "0000012409000000000000000000000063" + std::string(2 * 55, '0');
     const struct {
         const char* name;
         LinkType link;
-        std::vector<Octets> packets;
+        std::vector<Octets> list;
         std::string rows, summary;
     } cases[] = {
-        {"SocketCAN",
-         canLink,
-         {canFrame,
-          {0x80, 0, 1, 0x23, 1, 0, 0, 0, 43},
-          fd,
-          oldFd,
-          {0x40, 0, 1, 0x23, 8, 0, 0, 0},
-          {0x20, 0, 0, 4, 8, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8},
-          {0, 0, 1, 0x23, 0x80, 0, 0, 0, 1},
-          {0, 0, 1, 0x23, 3, 0, 0, 0, 1, 2},
-          {0, 0, 1},
-          {0, 0, 0, 7, 0, 0, 0, 0}},
+        {"SocketCAN", canLink,
+         packets("00000123040000002A000000 80000123010000002B 0000012409040000000000000000000063 " + oldFd +
+                 " 4000012308000000 20000004080000000102030405060708 000001238000000001 "
+                 "00000123030000000102 000001 0000000700000000"),
          "1.000000,0,can,Short,42,,42,\n2.000000,0,can,Long,43,,43,\n3.000000,0,can,Fd,99,,99,\n"
          "4.000000,0,can,Fd,99,,99,\n",
          "8 frames read: 4 decoded, 1 unknown, 1 remote, 1 error, 1 CAN XL (not supported)\n"
          "unknown: channel 0 007 (1)\n"
          "t.pcap: malformed packets: 2, the first is packet 8: frame is longer than its packet\n"},
-        {"Linux cooked",
-         cookedLink,
-         {behind(cookedHead, {0x23, 1, 0, 0, 1, 0, 0, 0, 44}), Octets(40, 8)},
+        {"Linux cooked", cookedLink,
+         packets("0001011800000000000000000000000C23010000010000002C "
+                 "000101180000000000000000000008004500000000000000"),
          "1.000000,0,can,Short,44,,44,\n",
          "2 frames read: 1 decoded, 0 unknown, 0 remote, 0 error, 1 of other kinds\n"},
-        {"Linux cooked, version 2",
-         cooked2Link,
-         {behind(cooked2Head, {0x24, 1, 0, 0, 9, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 45})},
-         "1.000000,0,can,Fd,45,,45,\n",
-         "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\n"},
-        {"LIN",
-         linLink,
-         {{1, 0, 0, 0, 0x21, 0x85, 0, 0, 1, 2, 0, 0},
-          {1, 0, 0, 0, 0x21, 0x85, 0, 8, 1, 2},
-          {1, 0, 0, 0, 0x2D, 0x85, 0, 0, 1, 2},
-          {1, 0, 0, 0, 0x10, 0x07, 0, 0x20, 9},
-          {2, 0, 0, 0, 0, 0, 0, 0}},
+        {"Linux cooked, version 2", cooked2Link,
+         packets("000D000000000001011800000000000000000000240100000904000000000000000000002D"),
+         "1.000000,0,can,Fd,45,,45,\n", "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\n"},
+        {"LIN", linLink,
+         packets("010000002185000001020000 01000000218500080102 010000002D8500000102 010000001007002009 "
+                 "0200000000000000"),
          "1.000000,0,lin,Lin,513,,513,\n",
          "4 messages read: 1 decoded, 1 unknown, 0 remote, 1 error, 1 of other kinds\n"
          "  lin: 1 decoded, 1 unknown\nthe recorder lost 1 frame\nunknown lin: channel 0 07 (1)\n"
          "t.pcap: malformed packets: 1, the first is packet 5: LIN packet of an unknown revision\n"},
-        {"FlexRay: null frames, symbols and errors carry nothing; the update bit counts",
-         flexRayLink,
-         {{1, 0, 0x20, 5, 2, 0, 0xC3, 7, 8},
-          {0x81, 0, 0x22, 0x58, 2, 0, 2, 1, 9, 0},
-          {0x81, 0, 0x22, 0x58, 2, 0, 2, 0, 10},
-          {1, 0, 0, 5, 2, 0, 3, 7, 8},
-          {2, 30},
-          {1, 8, 0x20, 5, 2, 0, 3, 7, 8},
-          {1, 0, 0x20, 5, 2, 0, 2, 7, 8},
-          {1, 0, 0x20, 5, 4, 0, 3, 7, 8}},
+        {"FlexRay: null frames, symbols and errors carry nothing; the update bit counts", flexRayLink,
+         packets("010020050200C30708 81002258020002010900 81002258020002000A 0100000502000307080000 021E "
+                 "010820050200030708 010020050200020708 010020050400030708"),
          "1.000000,0,flexray,Static,8,,8,\n2.000000,1,flexray,Dynamic,9,,9,\n",
          "7 messages read: 3 decoded, 1 unknown, 0 remote, 1 error, 2 of other kinds\n"
          "  flexray: 3 decoded, 1 unknown\nunknown flexray: channel 0 slot 5 (1)\n"
@@ -180,12 +158,12 @@ TEST_F(Capture, PacketsOfEveryLinkTypeAreDecoded) {
          "1.000000,0,ethernet,Service,515,,515,\n2.000000,0,ethernet,Service,256,,256,\n",
          "4 messages read: 2 decoded, 2 unknown, 0 remote, 0 error\n  ethernet: 2 decoded, 2 unknown\n"},
     };
-    for (const auto& [name, link, packets, rows, summary] : cases) {
+    for (const auto& [name, link, list, rows, summary] : cases) {
         SCOPED_TRACE(name);
         CaptureFile file;
         file.head(link);
-        for (std::size_t i = 0; i < packets.size(); ++i) {
-            file.packet(packets[i], i + 1);
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            file.packet(list[i], i + 1);
         }
         folder.write("t.pcap", file.bytes);
         const ProgramResult result = decode("t.pcap");
@@ -223,7 +201,6 @@ TEST_F(Capture, EveryFormIsReadFromFilesAndPipes) {
         folder.write("drive.bin", bytes);
         EXPECT_EQ(decode("-q --channel drive.bin=3 drive.bin").output, header + row) << name;
         EXPECT_EQ(decode("-q --channel -=3 - < drive.bin").output, header + row) << name;
-        EXPECT_EQ(decode("-q --channel -=3 --shift -=0 < drive.bin -").output, header + row) << name;
     }
 }
 
@@ -245,13 +222,11 @@ TEST_F(Capture, NothingBeforeDamageIsLost) {
          "3 frames read: 2 decoded, 0 unknown, 0 remote, 0 error, 1 not recorded in full\n", 0},
         {whole.bytes.substr(0, whole.bytes.size() - 3), first,
          "2 frames read: 1 decoded, 0 unknown, 0 remote, 0 error, 1 not recorded in full\nt.pcap: not "
-         "understood behind "
-         "packet 2: truncated dump file; tried to read 10 captured bytes, only got 7\n",
+         "understood behind packet 2: truncated dump file; tried to read 12 captured bytes, only got 9\n",
          1},
         {mixed.bytes, first,
          "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\nt.pcap: not understood behind packet 1: an "
-         "interface "
-         "has a type 212 different from the type of the first interface\n",
+         "interface has a type 212 different from the type of the first interface\n",
          1},
         {whole.bytes.substr(0, 9), "",
          "rksignal: t.pcap: truncated dump file; tried to read 24 file header bytes, only got 5\n", 2},
