@@ -26,8 +26,7 @@
 /// - SystemUsage: 14-17 code; 18 internal, 19 external, 20 second external usage; from 21 on the text
 /// - Gps: from 14 on the sentences
 /// - Ethernet: 14 channel; 15 kind, or 0 if it is no number from 1 to 255; 16 channel again; 17-19 zero;
-/// 20-21
-///   length of the frame, or 65535 if it is longer; from 22 on the frame; the last 4 bytes the kind
+///   20-21 length of the frame, or 65535 if it is longer; from 22 on the frame; the last 4 bytes the kind
 /// - Mii: 14-15 zero; 16 channel; 17-23 zero; 24-25 length of the frame, or 65535 if it is longer; from 26 on
 ///   the frame
 ///
@@ -42,8 +41,8 @@
 
 #include "rktrace/AnalogTraceMessage.h"
 #include "rktrace/CANExtTraceMessage.h"
-#include "rktrace/FlexRayExtTraceMessage.h"
 #include "rktrace/EthernetTraceMessage.h"
+#include "rktrace/FlexRayExtTraceMessage.h"
 #include "rktrace/GPSTraceMessage.h"
 #include "rktrace/GpioTraceMessage.h"
 #include "rktrace/KeyboardMessage.h"

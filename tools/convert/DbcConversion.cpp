@@ -2,6 +2,7 @@
 
 #include "convert/Counted.h"
 #include "replay/CanDefinition.h"
+#include "replay/FreeName.h"
 
 #include <limits>
 #include <ostream>
@@ -83,7 +84,8 @@ class DbcConverter {
 
     void convert(const DbcMessage& message, const DbcSignal& signal, bool isRoot) {
         canSignalDef_t record = canDefinition(message, signal);
-        record.instance = freeName(message.name + "." + signal.name);
+        record.instance = freeName(message.name + "." + signal.name,
+                                   [this](const std::string& name) { return !taken.insert(name).second; });
         record.channel = channel.value_or(0);
         record.multiplexer = isRoot ? 1 : 0; // what a multiplexed one selects is not converted
         result.ranges += signal.minimum != signal.maximum ? 1 : 0;
@@ -103,14 +105,6 @@ class DbcConverter {
                      signal.multiplexing->multiplexer + ", not for all of " +
                      shownRanges(*signal.multiplexing));
         }
-    }
-
-    std::string freeName(const std::string& wanted) {
-        std::string name = wanted;
-        for (unsigned n = 2; !taken.insert(name).second; ++n) {
-            name = wanted + "#" + std::to_string(n);
-        }
-        return name;
     }
 
     void note(const DbcMessage& message, const DbcSignal& signal, const std::string& text) {

@@ -10,6 +10,7 @@
 #include "input/LoggerStatusSignal.h"
 #include "replay/CanDefinition.h"
 #include "replay/CanMessage.h"
+#include "replay/FreeName.h"
 
 #include <algorithm>
 #include <utility>
@@ -120,19 +121,17 @@ class Catalog::MessageAdder {
     CANSignal* buildSignal(const CanMessage& definition, canSignalDef_t record) {
         record.channel = definition.channel.value_or(0);
         record.tslId = definition.channel ? MessageDecoder::boundSource : MessageDecoder::unboundSource;
-        record.instance = freeName(record.instance, definition.channel);
+        record.instance = nameFor(record.instance, definition.channel);
         return catalog.build<CANSignal>(record);
     }
 
-    std::string freeName(const std::string& wanted, std::optional<std::uint8_t> channel) {
+    std::string nameFor(const std::string& wanted, std::optional<std::uint8_t> channel) {
         if (!catalog.isTaken(wanted)) {
             return wanted;
         }
-        const std::string base = channel ? wanted + "@" + std::to_string(*channel) : wanted;
-        std::string name = base;
-        for (unsigned n = 2; catalog.isTaken(name); ++n) {
-            name = base + "#" + std::to_string(n);
-        }
+        const std::string name =
+            freeName(channel ? wanted + "@" + std::to_string(*channel) : wanted,
+                     [this](const std::string& candidate) { return catalog.isTaken(candidate); });
         if (renamed++ == 0) {
             renamedExample = wanted + " became " + name;
         }

@@ -60,8 +60,8 @@ void CaptureTrace::concludeDamage() {
     found.dropped = reader.dropped();
     found.remarks.clear();
     if (malformedPackets > 0) {
-        found.remarks.push_back(path() + ": " + std::to_string(malformedPackets) +
-                                " malformed packets, first " + firstMalformed);
+        found.remarks.push_back(path() + ": malformed packets: " + std::to_string(malformedPackets) +
+                                ", the first is " + firstMalformed);
     }
     if (!packets.failure().empty()) {
         found.remarks.push_back(path() + ": not understood behind packet " +

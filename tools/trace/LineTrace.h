@@ -18,7 +18,16 @@ class LineTrace : public TraceSource {
 
     /// Gives the next line that is neither empty nor too long. `text` is good until the next call.
     /// \return false at the end
-    bool nextLine(std::string_view& text);
+    bool nextLine(std::string_view& text) {
+        while (reader.next(text)) {
+            if (reader.tooLong()) [[unlikely]] {
+                countMalformed("line is too long");
+            } else if (!text.empty()) {
+                return true;
+            }
+        }
+        return false;
+    }
     /// The last line could not be understood.
     void countMalformed(const char* reason);
 

@@ -173,7 +173,7 @@ std::optional<PacketReader::Content> PacketReader::readFlexRay(Bytes packet) {
     if ((packet[1] & errorBits) != 0) {
         return PassedMessage::Error;
     }
-    const std::size_t length = packet[4] >> 1 << 1; // words of two bytes
+    const std::size_t length = packet[4] & 0xFEU; // a number of words, times two
     if (packet.size() < headLength + length) {
         return fail(tooLong);
     }
