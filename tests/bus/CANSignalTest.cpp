@@ -30,22 +30,12 @@ TEST_F(CANTest, StoragesShareTheFramesOfTheProcess) {
     EXPECT_THAT(own.canSignals, IsEmpty());
 }
 
-TEST_F(CANTest, RejectedSignalsAreFoundByNameOnly) {
-    const CANSignal accepted(fdSignal("Accepted")), rejected(fdSignal("Rejected", {3, 64, true}));
-    EXPECT_EQ(rejected.id, ~0UL);
-    EXPECT_EQ(BaseSignal::getInstance("Rejected"), &rejected);
-    EXPECT_EQ(BaseSignal::getInstance(~0UL), nullptr);
-    EXPECT_THAT(CANSignal::canContainer, ElementsAre(Pair(0x8000000040000123, ElementsAre(&accepted))));
-    EXPECT_EQ(output.take(), "");
-}
-
 TEST_F(CANTest, RecordsOfFramesInUse) {
     canSignalDef_t def = fdSignal("S");
     def.channel = 16;
     def.extended = true;
     const CANSignal signal(def);
     std::uint8_t record[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 16, 0, 0, 0, 0xC0, 0, 1, 0x23};
-    EXPECT_TRUE(CANSignal::signalsInUse(record, nullptr, 0));
     BaseSignal::debug = 1;
     EXPECT_TRUE(CANSignal::signalsInUse(record, nullptr, 0));
     EXPECT_FALSE(CANSignal::signalsInUse(record, nullptr, 72));

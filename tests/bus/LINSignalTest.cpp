@@ -15,18 +15,14 @@ namespace {
 constexpr std::uint64_t kind = 0x4000000000000000;
 
 linSignalDef_t linDefinition(const std::string& instance, std::uint16_t startbit = 0) {
-    linSignalDef_t definition;
-    static_cast<baseSignalDef_t&>(definition) = byteDefinition(instance);
+    auto definition = byteDefinition<linSignalDef_t>(instance);
     definition.startbit = startbit;
     definition.msgId = 5;
     return definition;
 }
 
 std::vector<unsigned long> decode(const LINTraceMessage& message, std::uint8_t tslId = 0) {
-    std::vector<unsigned long> ids{1, 2};
-    const bool reported = LINSignal::decodeMessage(message, ids, tslId);
-    EXPECT_EQ(reported, !ids.empty());
-    return ids;
+    return decodedIds<LINSignal>(message, tslId);
 }
 
 } // namespace
@@ -66,17 +62,15 @@ TEST_F(LINSignalTest, FramesReachTheSignalsOfTheirIdentifier) {
 
 TEST_F(LINSignalTest, RecordsAreInUseByChannelAndIdentifier) {
     unsigned char record[27] = {};
-    record[14] = 2;
-    record[26] = 0xC5;
-    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 3));
+    const auto inUse = [&record](unsigned char channel, unsigned char protectedId, unsigned char tslId) {
+        record[14] = channel;
+        record[26] = protectedId;
+        return LINSignal::signalsInUse(record, nullptr, tslId);
+    };
     linSignalDef_t definition = linDefinition("used");
     definition.channel = 2;
-    definition.tslId = 3;
     const LINSignal used(definition);
-    EXPECT_TRUE(LINSignal::signalsInUse(record, nullptr, 3));
-    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 2));
-    record[26] = 4;
-    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 3));
+    EXPECT_TRUE(inUse(2, 0xC5, 0) && !inUse(1, 0xC5, 0) && !inUse(2, 4, 0) && !inUse(2, 0xC5, 1));
 }
 
 TEST_F(LINSignalTest, SaysWhatItDoes) {

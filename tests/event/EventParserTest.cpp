@@ -66,9 +66,8 @@ TEST(EventParser, ScansLongTextsAndNamesAndWrapsCounters) {
     name.resize(4'000'000, '7');
     std::string text = "CAN.signal" + name;
     text.resize(63'000'000);
-    for (int mention = 0; mention < 65'538; ++mention) {
+    for (int mention = 0; mention < 65'538; ++mention)
         text += "RC.TRG ";
-    }
     const EventParser parser(text);
     EXPECT_EQ(parser.scanner.allSignals, (std::set<std::string>{name, "RC.TRG"}));
     EXPECT_EQ(parser.scanner.rcCount, 2);
