@@ -1,7 +1,6 @@
 /// \file
 /// Text forms and the log lock of the utility library.
 #include "rkutil/LogUtil.h"
-#include "rkutil/hexdump.h"
 #include "rkutil/macaddr.h"
 #include "rkutil/printTime.h"
 
@@ -33,14 +32,6 @@ TEST(PrintTime, WritesDateAndTimeInUtc) {
     for (const auto& [timestamp, text] : rows)
         EXPECT_EQ(printed([stamp = timestamp](std::ostream& out) { printTime(out, stamp) << 255; }),
                   text + std::string("0XFF"));
-}
-
-TEST(Hexdump, SixteenBytesALine) {
-    const std::uint8_t data[17] = {0xF0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 0x10};
-    const std::string line = "f0 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f\n";
-    const std::pair<std::size_t, std::string> rows[] = {{16, line}, {17, line + "10\n"}};
-    for (const auto& [length, text] : rows)
-        EXPECT_EQ(printed([&data, count = length](std::ostream& out) { hexdump(out, data, count); }), text);
 }
 
 TEST(MacAddress, SixOctetsMostSignificantFirst) {

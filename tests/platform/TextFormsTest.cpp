@@ -26,8 +26,6 @@ TEST(TextForms, CanShowsAtMostThePayload) {
 }
 
 TEST(TextForms, AllOthers) {
-    EXPECT_EQ(text(LINTraceMessage{1, {10, 255}, 2, 0xC5}),
-              head + "channel=2,protectedId=0xc5,data=0a ff 10");
     EXPECT_EQ(text(EthernetTraceMessage{1, {10, 255}, 2, -8}), head + "channel=2,kind=-8,frame=0a ff 10");
     EXPECT_EQ(text(MIITraceMessage{1, {10, 255}, 2}), head + "channel=2,frame=0a ff 10");
     EXPECT_EQ(text(GpioTraceMessage{1, {{3, 0x1F, 1}, {4, 0, 2}}}),
