@@ -30,33 +30,12 @@ TEST_F(CANTest, StoragesShareTheFramesOfTheProcess) {
     EXPECT_THAT(own.canSignals, IsEmpty());
 }
 
-TEST_F(CANTest, RejectedSignalsAreFoundByNameOnly) {
-    const CANSignal accepted(fdSignal("Accepted")), rejected(fdSignal("Rejected", {3, 64, true}));
-    EXPECT_EQ(rejected.id, ~0UL);
-    EXPECT_EQ(BaseSignal::getInstance("Rejected"), &rejected);
-    EXPECT_EQ(BaseSignal::getInstance(~0UL), nullptr);
-    EXPECT_THAT(CANSignal::canContainer, ElementsAre(Pair(0x8000000040000123, ElementsAre(&accepted))));
-    EXPECT_EQ(output.take(), "");
-    BaseSignal::instanceCounter = 0;
-    auto duplicate = std::make_unique<CANSignal>(classicSignal("Duplicate"));
-    EXPECT_EQ(output.take(), "[ERROR] CANSignal::CANSignal() gpId 0x8000000000000000 already exists");
-    EXPECT_EQ(duplicate->id, ~0UL);
-    EXPECT_EQ(BaseSignal::getInstance(accepted.id), &accepted);
-    EXPECT_THAT(decode(*frame({1})), IsEmpty());
-
-    BaseSignal::defSignalStorage.canSignals[~0UL]; // an entry that has lost its signal
-    duplicate.reset();
-    EXPECT_EQ(output.take(), "[ERROR] CANSignal::~CANSignal() Duplicate instance not found in vector\n");
-    BaseSignal::defSignalStorage.canSignals.erase(~0UL);
-}
-
 TEST_F(CANTest, RecordsOfFramesInUse) {
     canSignalDef_t def = fdSignal("S");
     def.channel = 16;
     def.extended = true;
     const CANSignal signal(def);
     std::uint8_t record[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 16, 0, 0, 0, 0xC0, 0, 1, 0x23};
-    EXPECT_TRUE(CANSignal::signalsInUse(record, nullptr, 0));
     BaseSignal::debug = 1;
     EXPECT_TRUE(CANSignal::signalsInUse(record, nullptr, 0));
     EXPECT_FALSE(CANSignal::signalsInUse(record, nullptr, 72));

@@ -26,8 +26,7 @@ struct Field {
 /// A signal of the classic standard frame 0x123 of channel 0; a `multiplexer` other than 0 makes it one.
 inline canSignalDef_t classicSignal(const std::string& instance, const Field& field = {},
                                     std::uint8_t multiplexer = 0) {
-    canSignalDef_t def;
-    static_cast<baseSignalDef_t&>(def) = byteDefinition(instance);
+    auto def = byteDefinition<canSignalDef_t>(instance);
     def.msgId = 0x123;
     def.startbit = field.startbit;
     def.bits = field.bits;
@@ -70,13 +69,9 @@ class CANTest : public SignalTest {
         CANSignal::canContainer.clear();
     }
 
-    /// The identifiers that decoding the frame reports, added to none of those that were there before.
     static Ids decode(const CANExtTraceMessage& message, std::uint8_t tslId = 0,
                       SignalStorage* storage = nullptr) {
-        Ids ids{1, 2, 3};
-        const bool reported = CANSignal::decodeMessage(message, ids, tslId, storage);
-        EXPECT_EQ(reported, !ids.empty());
-        return ids;
+        return decodedIds<CANSignal>(message, tslId, storage);
     }
 
     static constexpr std::uint64_t frameKey = 0x8000000000000123;

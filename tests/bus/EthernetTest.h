@@ -26,8 +26,7 @@ class EthernetTest : public SignalTest {
 
     /// An unsigned byte on channel 0.
     static ethernetSignalDef_t definition(const std::string& instance, const ethernetPosition_t& position) {
-        ethernetSignalDef_t def;
-        static_cast<baseSignalDef_t&>(def) = byteDefinition(instance);
+        auto def = byteDefinition<ethernetSignalDef_t>(instance);
         def.positions = {position};
         return def;
     }

@@ -15,18 +15,14 @@ namespace {
 constexpr std::uint64_t kind = 0x4000000000000000;
 
 linSignalDef_t linDefinition(const std::string& instance, std::uint16_t startbit = 0) {
-    linSignalDef_t definition;
-    static_cast<baseSignalDef_t&>(definition) = byteDefinition(instance);
+    auto definition = byteDefinition<linSignalDef_t>(instance);
     definition.startbit = startbit;
     definition.msgId = 5;
     return definition;
 }
 
 std::vector<unsigned long> decode(const LINTraceMessage& message, std::uint8_t tslId = 0) {
-    std::vector<unsigned long> ids{1, 2};
-    const bool reported = LINSignal::decodeMessage(message, ids, tslId);
-    EXPECT_EQ(reported, !ids.empty());
-    return ids;
+    return decodedIds<LINSignal>(message, tslId);
 }
 
 } // namespace
@@ -66,17 +62,15 @@ TEST_F(LINSignalTest, FramesReachTheSignalsOfTheirIdentifier) {
 
 TEST_F(LINSignalTest, RecordsAreInUseByChannelAndIdentifier) {
     unsigned char record[27] = {};
-    record[14] = 2;
-    record[26] = 0xC5;
-    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 3));
+    const auto inUse = [&record](unsigned char channel, unsigned char protectedId, unsigned char tslId) {
+        record[14] = channel;
+        record[26] = protectedId;
+        return LINSignal::signalsInUse(record, nullptr, tslId);
+    };
     linSignalDef_t definition = linDefinition("used");
     definition.channel = 2;
-    definition.tslId = 3;
     const LINSignal used(definition);
-    EXPECT_TRUE(LINSignal::signalsInUse(record, nullptr, 3));
-    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 2));
-    record[26] = 4;
-    EXPECT_FALSE(LINSignal::signalsInUse(record, nullptr, 3));
+    EXPECT_TRUE(inUse(2, 0xC5, 0) && !inUse(1, 0xC5, 0) && !inUse(2, 4, 0) && !inUse(2, 0xC5, 1));
 }
 
 TEST_F(LINSignalTest, SaysWhatItDoes) {
@@ -100,21 +94,4 @@ TEST_F(LINSignalTest, SaysWhatItDoes) {
             "[DEBUG] LINSignal::decodeMessage() LIN message not in canMessageContainer: timestamp=1970-01-01 "
             "00:00:00.000000001,channel=2,protectedId=0x05,data=0a ff, id = 0\n");
     }
-    BaseSignal::debug = 0;
-    output.out.take();
-
-    BaseSignal::instanceCounter = 0;
-    const LINSignal first(linDefinition("first"));
-    BaseSignal::instanceCounter = 0;
-    {
-        LINSignal second(linDefinition("second"));
-        EXPECT_EQ(output.out.take(),
-                  "[ERROR] LINSignal::LINSignal() gpId 0x4000000000000000 already exists\n");
-        EXPECT_EQ(second.id, ~std::uint64_t{0});
-        EXPECT_THAT(decode({.data = {1}, .protectedId = 5}), ElementsAre(kind));
-        BaseSignal::defSignalStorage.linSignals.at(kind).pop_back();
-        second.id = kind;
-    }
-    EXPECT_EQ(output.out.take(), "[ERROR] LINSignal::~LINSignal() secondinstance not found in vector\n");
-    BaseSignal::defSignalStorage.instancesById[kind] = BaseSignal::getInstance("first");
 }

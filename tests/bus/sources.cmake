@@ -1,9 +1,10 @@
 # The tests of the buses, relative to tests/.
 set(BUS_TEST_SOURCES
-  bus/CANDecodeTest.cpp
+  bus/CANClientTest.cpp
   bus/CANModelTest.cpp
   bus/CANSignalTest.cpp
   bus/EthernetModelTest.cpp
   bus/EthernetSignalTest.cpp
   bus/FlexRaySignalTest.cpp
-  bus/LINSignalTest.cpp)
+  bus/LINSignalTest.cpp
+  bus/RegistryTest.cpp)

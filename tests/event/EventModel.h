@@ -60,10 +60,9 @@ class EventMentions {
         std::size_t longest = 0;
         for (const std::string_view name : eventNames) {
             const std::string_view letters = name.substr(0, name.find('#'));
-            if (text.starts_with(letters)) {
+            if (text.starts_with(letters))
                 longest =
                     std::max(longest, letters == name ? name.size() : lengthWithDigits(text, letters.size()));
-            }
         }
         return longest;
     }

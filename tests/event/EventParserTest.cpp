@@ -17,14 +17,11 @@ TEST(EventParser, FindsTheNames) {
         Names names;
     } rows[] = {
         {"", {}},
-        {"CAN.signal3 > 5 && CAN.signal3 < 9", {"CAN.signal3", "CAN.signal3"}},
+        {"CAN.signal3 > 5 && CAN.signal3 < 9 DI.0x1F", {"CAN.signal3", "CAN.signal3", "DI.0"}},
         {"LIN.signal2\nFLEXRAY.signal3MII.signal04", {"LIN.signal2", "FLEXRAY.signal3", "MII.signal04"}},
-        {"RC.F12 RC.F RC.TRG Logger.Timer GPS.Speed", {"RC.F12", "RC.TRG", "Logger.Timer", "GPS.Speed"}},
-        {"AI.3 + AI.3 DI.0x1F", {"AI.3", "AI.3", "DI.0"}},
         {"DI.+5 AI.-3 AI. 7 CAN.signal gps.speed GPS.Spe Logger.Star RC.TR can.signal1", {}},
-        {"xCAN.signal1y.5", {"CAN.signal1"}},
-        {"CAN.sigCAN.signal1 RC.FLEXRAY.signal3 FLEXRAI.5", {"CAN.signal1", "FLEXRAY.signal3", "AI.5"}},
-        {"Logger.IntMII.signal4 GPS.LDI.AI.6 FLIN.signal7", {"MII.signal4", "AI.6", "LIN.signal7"}},
+        {"xCAN.signal1y.5 CAN.sigCAN.signal1 RC.FLEXRAY.signal3 FLEXRAI.5",
+         {"CAN.signal1", "CAN.signal1", "FLEXRAY.signal3", "AI.5"}},
         {"\0LIN.signal1\xff\0DI.2\0"s, {"LIN.signal1", "DI.2"}},
     };
     for (const auto& [text, names] : rows) {
@@ -69,9 +66,8 @@ TEST(EventParser, ScansLongTextsAndNamesAndWrapsCounters) {
     name.resize(4'000'000, '7');
     std::string text = "CAN.signal" + name;
     text.resize(63'000'000);
-    for (int mention = 0; mention < 65'538; ++mention) {
+    for (int mention = 0; mention < 65'538; ++mention)
         text += "RC.TRG ";
-    }
     const EventParser parser(text);
     EXPECT_EQ(parser.scanner.allSignals, (std::set<std::string>{name, "RC.TRG"}));
     EXPECT_EQ(parser.scanner.rcCount, 2);

@@ -14,19 +14,14 @@ TEST_F(ExpErrorsTest, NameLineAndPlace) {
     } rows[] = {
         {"a > 50 & d", "1 syntax error at '50 & d'"},
         {"a, d", "1 syntax error at 'a,'"},
-        {"a ; d", "1 syntax error at 'a ; d'"},
         {"a ^ 2", "1 syntax error at 'a ^ 2'"},
         {"a-1.5", "1 syntax error at 'a-1.5'"},
-        {"5e", "1 syntax error at '5e'"},
         {"a < d < 3", "1 syntax error at 'd <'"},
         {"a < !d", "1 syntax error at '< !'"},
         {"-(!a)", "1 syntax error at '(!'"},
-        {"a == (d < 3)", "1 syntax error at 'd <'"},
         {"a < d )", "1 syntax error at 'd )'"},
         {"a >", "1 syntax error at '>\n'"},
-        {"(a", "1 syntax error at 'a\n'"},
         {"", "1 syntax error at ''"},
-        {"# only a note", "1 syntax error at ''"},
         {") a", "1 syntax error at ''"},
         {"# note\n\n a d", "3 syntax error at 'a d'"},
         {"a\n\nd", "2 syntax error at '\n\nd'"},
@@ -52,9 +47,8 @@ TEST_F(ExpErrorsTest, NameLineAndPlace) {
 
 TEST_F(ExpErrorsTest, LongExpressionsAreParsedToTheEnd) {
     std::string text = "1";
-    for (int i = 0; i < 100'000; ++i) {
+    for (int i = 0; i < 100'000; ++i)
         text += " + 1";
-    }
     EXPECT_EQ(result(text + " == 100001"), "true");
     EXPECT_EQ(result(std::string(9'000, '(') + "1" + std::string(9'000, ')')), "true");
 }
@@ -76,13 +70,10 @@ TEST_F(ExpErrorsTest, DebugLinesAndTraces) {
     ExpParser::debug = expdebug = 0;
     const std::string trace = testing::internal::GetCapturedStderr();
     std::size_t position = 0;
-    for (const char* const line :
-         {"Starting parse\n", "Entering state 0\n", "Reading a token: ", "--(end of buffer or a NUL)\n",
-          "--accepting rule at line ", "Next token is token NUM (", "Shifting token NUM (",
-          "Reducing stack by rule 17 (line ", "   $1 = token NUM (", "-> $$ = nterm exp (", "Stack now 0 ",
-          "Next token is token $undefined (", "Reducing stack by rule 3 (line ",
-          "[ERROR] expression parser: line 1 syntax error at '1 ,'\n", "Error: popping nterm boolexp (",
-          "Cleanup: discarding lookahead token $undefined ("}) {
+    for (const char* const line : {"Starting parse\n", "--accepting rule at line ", "Shifting token NUM (",
+                                   "Reducing stack by rule 17 (line ", "Stack now 0 ",
+                                   "[ERROR] expression parser: line 1 syntax error at '1 ,'\n",
+                                   "Cleanup: discarding lookahead token $undefined ("}) {
         position = trace.find(line, position);
         ASSERT_NE(position, std::string::npos) << line << "is missing or out of order in\n" << trace;
     }

@@ -6,6 +6,7 @@
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <map>
@@ -53,9 +54,7 @@ class ExpressionTest : public SignalTest {
         std::ostringstream lines;
         expression.dump(lines);
         std::string text = lines.str();
-        for (char& character : text) {
-            character = character == '\n' ? ';' : character;
-        }
+        std::replace(text.begin(), text.end(), '\n', ';');
         return text;
     }
 

@@ -22,9 +22,8 @@ class GPSSignalTest : public InputTest {
     void SetUp() override {
         InputTest::SetUp();
         GPSSignal::gpsStatus = 0;
-        for (const auto& [name, kind] : GPSSignal::gps_ids) {
+        for (const auto& [name, kind] : GPSSignal::gps_ids)
             signals[name] = std::make_unique<GPSSignal>(wide(name));
-        }
     }
     void TearDown() override {
         signals.clear();
@@ -32,7 +31,7 @@ class GPSSignalTest : public InputTest {
     }
 
     static std::vector<unsigned long> receive(const std::string& sentences) {
-        return decodeBy<GPSSignal>(GPSTraceMessage{.timestamp = 5, .sentences = sentences});
+        return decodedIds<GPSSignal>(GPSTraceMessage{.timestamp = 5, .sentences = sentences});
     }
 
     std::map<std::string, std::unique_ptr<GPSSignal>> signals;
@@ -69,9 +68,8 @@ TEST_F(GPSSignalTest, ActiveSentences) {
 TEST_F(GPSSignalTest, VoidSentencesClearAllButTheStatus) {
     receive(active + fixData);
     EXPECT_THAT(receive(voidFix + fixData), ElementsAre(gpsBit + 7));
-    for (const auto& [name, signal] : signals) {
+    for (const auto& [name, signal] : signals)
         EXPECT_EQ(signal->slot->valid, name == "GPS.Status" ? 1 : 0) << name;
-    }
     EXPECT_EQ(signals.at("GPS.Status")->getValueDescription(0), "Void");
     EXPECT_THAT(receive(fixData), IsEmpty());
     signals.erase("GPS.Status");

@@ -111,7 +111,7 @@ TEST_F(InputSignalTest, LoggerMessages) {
     EXPECT_THAT(decode(SystemUsageMessage(5, 40, 255, 70)), ElementsAre(loggerBit + 4, loggerBit + 3));
     EXPECT_EQ(external.slot->raw, 70U);
     EXPECT_EQ(internal.slot->raw, 40U);
-    EXPECT_THAT(decode(SystemUsageMessage(5, 40, 50, 70)), ElementsAre(loggerBit + 4, loggerBit + 3));
+    decode(SystemUsageMessage(5, 40, 50, 70));
     EXPECT_EQ(external.slot->raw, 50U);
     EXPECT_EQ(external.getUnit(), "%");
     EXPECT_EQ(internal.getValueDescription(255), "N/C");
@@ -144,60 +144,47 @@ TEST_F(InputSignalTest, RecordsInUse) {
     definition.tslId = 2;
     definition.channel = 4;
     unsigned char record[17] = {0, 0, 0, 19};
-    record[15] = 4;
-    record[16] = 1;
-    EXPECT_FALSE(InputSignal::signalsInUse(record, record + 17, 2));
+    const auto inUse = [&record](unsigned char type, unsigned char number, unsigned char mark,
+                                 unsigned char module, std::ptrdiff_t length = 17) {
+        record[3] = type;
+        record[15] = number;
+        record[16] = mark;
+        return InputSignal::signalsInUse(record, record + length, module);
+    };
+    EXPECT_FALSE(inUse(19, 4, 1, 2)) << "no signals";
     const DigitalSignal digital(definition);
     definition.instance = "analog";
     definition.channel = 5;
     const AnalogSignal analog(definition);
-    const struct {
-        std::uint16_t type;
-        unsigned char number;
-        unsigned char mark;
-        unsigned char module;
-        bool inUse;
-    } rows[] = {{19, 4, 1, 2, true},  {19, 5, 1, 2, false}, {18, 5, 1, 2, true},     {18, 5, 0, 2, false},
-                {19, 4, 1, 3, false}, {20, 4, 1, 2, false}, {32817, 4, 1, 2, false}, {19, 4, 2, 2, false}};
-    for (const auto& row : rows) {
-        record[2] = static_cast<unsigned char>(row.type >> 8);
-        record[3] = static_cast<unsigned char>(row.type);
-        record[15] = row.number;
-        record[16] = row.mark;
-        EXPECT_EQ(InputSignal::signalsInUse(record, record + 17, row.module), row.inUse) << row.type;
-        EXPECT_FALSE(InputSignal::signalsInUse(record, record + 16, row.module) && row.type != 32817);
-    }
-    InputSignal::inputContainer[keyboardBit + 0xE];
+    CapturedOutput output;
+    BaseSignal::debug = 2;
+    EXPECT_TRUE(inUse(19, 4, 1, 2) && inUse(18, 5, 1, 2));
+    EXPECT_FALSE(inUse(19, 5, 1, 2) || inUse(19, 4, 1, 3));
+    EXPECT_FALSE(inUse(18, 5, 0, 2) || inUse(19, 4, 2, 2) || inUse(20, 4, 1, 2) || inUse(19, 4, 1, 2, 16));
     record[2] = 0x80;
-    record[3] = 0x31;
-    EXPECT_TRUE(InputSignal::signalsInUse(record, record + 17, 0)) << "the one key that is asked for";
+    EXPECT_FALSE(inUse(0x31, 4, 1, 2));
+    InputSignal::inputContainer[keyboardBit + 0xE];
+    EXPECT_TRUE(inUse(0x31, 4, 1, 0)) << "the one key that is asked for";
     InputSignal::inputContainer.erase(keyboardBit + 0xE);
+    BaseSignal::debug = 0;
+    EXPECT_EQ(filled(output.take(), {{"[DEBUG] InputSignal::signalsInUse() index = ", ""}}),
+              "400000000020004 - found\n200000000020005 - found\n400000000020005 - not found\n"
+              "400000000030004 - not found\n80000000000000e - not found\n80000000000000e - found\n");
 }
 
 TEST_F(InputSignalTest, SaysWhatItDoes) {
     CapturedOutput output;
     BaseSignal::debug = 1;
-    {
-        const AnalogSignal analog(wide("a", signalValue_t::Double));
-        const std::string created = output.out.take();
-        EXPECT_NE(created.find("[DEBUG] InputSignal::AnalogSignal() a created instance=a,"),
-                  std::string::npos);
-        EXPECT_TRUE(created.ends_with(";index=200000000000000\n")) << created;
-        decode(AnalogTraceMessage{.timestamp = 1, .elements = {{0, 5, -1}}});
-        EXPECT_TRUE(output.out.take().starts_with("[DEBUG] InputSignal::decodeMessage() Signal = a: 0.5\n"));
-    }
-    output.out.take();
-    decode(AnalogTraceMessage());
+    const AnalogSignal analog(wide("a", signalValue_t::Double));
+    const std::string created = output.out.take();
+    EXPECT_NE(created.find("[DEBUG] InputSignal::AnalogSignal() a created instance=a,"), std::string::npos);
+    EXPECT_TRUE(created.ends_with(";index=200000000000000\n")) << created;
+    decode(AnalogTraceMessage{.timestamp = 1, .elements = {{0, 5, -1}}});
+    EXPECT_TRUE(output.out.take().starts_with("[DEBUG] InputSignal::decodeMessage() Signal = a: 0.5\n"));
+    decode(AnalogTraceMessage{.timestamp = 1, .elements = {{1, 5, -1}}});
     decode(KeyboardMessage{.keyCode = 1});
-    BaseSignal::debug = 2;
-    const DigitalSignal digital(wide("d"));
-    output.out.take();
-    unsigned char record[17] = {0, 0, 0, 19};
-    record[16] = 1;
-    InputSignal::signalsInUse(record, record + 17, 0);
-    record[15] = 1;
-    InputSignal::signalsInUse(record, record + 17, 0);
     BaseSignal::debug = 0;
-    EXPECT_EQ(output.out.take(), "[DEBUG] InputSignal::signalsInUse() index = 400000000000000 - found\n"
-                                 "[DEBUG] InputSignal::signalsInUse() index = 400000000000001 - not found\n");
+    EXPECT_EQ(output.out.take(),
+              "[DEBUG] InputSignal::decodeMessage() analog signal not found, index = 200000000000001\n"
+              "[DEBUG] InputSignal::writeValue() signal not found, index = 800000000000001\n");
 }

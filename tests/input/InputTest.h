@@ -25,24 +25,14 @@ class InputTest : public SignalTest {
 
     /// A definition of 64 bits.
     static inputSignalDef_t wide(const std::string& instance, signalValue_t type = signalValue_t::Unsigned) {
-        inputSignalDef_t definition;
-        static_cast<baseSignalDef_t&>(definition) = byteDefinition(instance);
+        auto definition = byteDefinition<inputSignalDef_t>(instance);
         definition.bits = 64;
         definition.type = type;
         return definition;
     }
 
-    /// The identifiers that a decoder reports, added to none of those that were there before.
-    template <class... Arguments>
-    static std::vector<unsigned long> decode(const Arguments&... arguments) {
-        return decodeBy<InputSignal>(arguments...);
-    }
-    template <class Class, class Message, class... Arguments>
-    static std::vector<unsigned long> decodeBy(const Message& message, const Arguments&... arguments) {
-        std::vector<unsigned long> ids{1, 2};
-        const bool reported = Class::decodeMessage(message, ids, arguments...);
-        EXPECT_EQ(reported, !ids.empty());
-        return ids;
+    static std::vector<unsigned long> decode(const auto& message, const auto&... arguments) {
+        return decodedIds<InputSignal>(message, arguments...);
     }
 
     static double read(BaseSignal& signal) {

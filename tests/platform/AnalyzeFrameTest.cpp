@@ -43,8 +43,7 @@ TEST(AnalyzeFrame, ReadsWhatIsThere) {
         Octets frame;
         const char* rest;
     } rows[] = {
-        {"padding", FrameText{}.with({1}, 17), ",ipProtocol=17,vlan=0,vlanId=0,payloadOffset=42"},
-        {"priority tag", FrameText{.tag = 0xE000}.with({}),
+        {"priority tag", FrameText{.tag = 0xE000}.with({}, 17),
          ",ipProtocol=17,vlan=1,vlanId=0,payloadOffset=46"},
         {"TCP with all options", FrameText{.protocol = 6, .ipWords = 15, .tcpWords = 15}.with({1}),
          ",ipProtocol=6,vlan=0,vlanId=0,payloadOffset=134"},

@@ -8,32 +8,7 @@
 
 namespace {
 
-TEST(TextForms, Can) {
-    CANExtTraceMessage message;
-    message.timestamp = 1'000'000'001;
-    message.channel = 65;
-    message.frameFormat = CANExtTraceMessage::FdExtended;
-    message.canId = 0x1FFFFFFF;
-    message.payload.fill(0x0A);
-    message.payload[0] = 0xF1;
-    std::string payload = "f1";
-    for (int i = 1; i < 64; ++i)
-        payload += " 0a";
-    const struct {
-        std::uint8_t length;
-        std::string payload;
-    } rows[] = {{0, ""}, {1, "f1"}, {3, "f1 0a 0a"}, {64, payload}, {255, payload}};
-    for (const auto& row : rows) {
-        message.length = row.length;
-        std::ostringstream out;
-        out << std::hex << message << ' ' << 255;
-        EXPECT_EQ(out.str(), "timestamp=1970-01-01 00:00:01.000000001,channel=65,frameFormat=3,length=" +
-                                 std::to_string(row.length) + ",canId=0x1fffffff,payload=" + row.payload +
-                                 " 255");
-    }
-    EXPECT_EQ(message.getChannel(), 65);
-    EXPECT_EQ(message.getCanId(), 0x1FFFFFFFU);
-}
+const std::string head = "timestamp=1970-01-01 00:00:00.000000001,";
 
 template <class Message>
 std::string text(const Message& message) {
@@ -42,14 +17,17 @@ std::string text(const Message& message) {
     return out.str();
 }
 
+TEST(TextForms, CanShowsAtMostThePayload) {
+    std::string payload = "f1";
+    for (int i = 1; i < 64; ++i)
+        payload += " 00";
+    EXPECT_EQ(text(CANExtTraceMessage{1, 65, CANExtTraceMessage::FdExtended, 255, 0x1FFFFFFF, {0xF1}}),
+              head + "channel=65,frameFormat=3,length=255,canId=0x1fffffff,payload=" + payload + " 10");
+}
+
 TEST(TextForms, AllOthers) {
-    const std::string head = "timestamp=1970-01-01 00:00:00.000000001,";
-    EXPECT_EQ(text(LINTraceMessage{1, {10, 255}, 2, 0xC5}),
-              head + "channel=2,protectedId=0xc5,data=0a ff 10");
     EXPECT_EQ(text(EthernetTraceMessage{1, {10, 255}, 2, -8}), head + "channel=2,kind=-8,frame=0a ff 10");
     EXPECT_EQ(text(MIITraceMessage{1, {10, 255}, 2}), head + "channel=2,frame=0a ff 10");
-    EXPECT_EQ(text(FlexRayExtTraceMessage{1, 17, 65, {10}, 2047, 63, {255, 0}}),
-              head + "frameKind=17,channel=65,slot=2047,cycle=63,data=0a,payload=ff 00 10");
     EXPECT_EQ(text(GpioTraceMessage{1, {{3, 0x1F, 1}, {4, 0, 2}}}),
               head + "elements=[input=3,value=0x1f,mask=0x1,input=4,value=0x0,mask=0x2] 10");
     EXPECT_EQ(text(AnalogTraceMessage{1, {{3, -125, -2}}}), head + "elements=[input=3,value=-125e-2] 10");

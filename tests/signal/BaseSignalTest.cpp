@@ -1,10 +1,8 @@
 /// \file
 /// Private signals: cutting out, scaling, writing and reading of values, registry and mirrors.
-#include "signal/BitModel.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
 
-#include <array>
 #include <bit>
 #include <functional>
 
@@ -14,35 +12,18 @@ using SignalValue = SignalTest;
 using SignalRegistry = SignalTest;
 using enum signalValue_t;
 
-/// Compares the field, which may be one that no definition should have, with the model.
-void expectCutOutAsByTheModel(BaseSignal& signal) {
-    // All ones, numbered bytes, and any.
-    constexpr std::uint64_t payloads[] = {~0UL, 0x0807060504030201, 0x9C3F5B17E2D086A4};
-    const std::vector<int> numbers = fieldBits(signal.def.startbit, signal.def.bits, signal.def.endian);
-    const int moved = -(numbers.front() / 256 * 32); // the number of the lowest bit is kept in 8 bits
-    for (const signalValue_t type : {Signed, Double, signalValue_t{7}, Unsigned}) {
-        signal.def.type = type;
-        for (const std::uint64_t payload : payloads) {
-            const auto bytes = std::bit_cast<std::array<std::uint8_t, 8>>(payload);
-            EXPECT_EQ(signal.decode(payload), fieldValue(bytes, numbers, moved, type == Signed))
-                << signal.def;
-        }
-    }
-    // Each payload bit that counts gives one bit of the value.
-    EXPECT_EQ(signal.decode(~signal.d_rawMask), 0U) << signal.def;
-    EXPECT_EQ(std::popcount(signal.decode(~0UL)), std::popcount(signal.d_rawMask)) << signal.def;
-}
-
-TEST_F(SignalValue, FieldsOfEveryPlaceAndWidth) {
+/// The values are left to the models of the buses.
+TEST_F(SignalValue, BitsThatCountAreThoseOfTheMask) {
     BaseSignal signal(byteDefinition("S"));
     for (const bool bigEndian : {false, true})
         for (std::uint16_t startbit = 0; startbit < 530; ++startbit)
-            for (std::uint8_t bits = 1; bits < 80 && !HasFailure(); ++bits) {
+            for (std::uint8_t bits = 1; bits < 80; ++bits) {
                 signal.def.startbit = startbit;
                 signal.def.bits = bits;
                 signal.def.endian = bigEndian;
                 signal.cInit();
-                expectCutOutAsByTheModel(signal);
+                EXPECT_EQ(signal.decode(~signal.d_rawMask), 0U) << signal.def;
+                EXPECT_EQ(std::popcount(signal.decode(~0UL)), std::popcount(signal.d_rawMask)) << signal.def;
             }
 }
 

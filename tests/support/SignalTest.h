@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 /// Every test starts with the class-wide switches and the running number of identifiers as a program starts
 /// with them, and must have taken its signals out of the default registry when it ends.
@@ -29,12 +30,22 @@ class SignalTest : public testing::Test {
 };
 
 /// The definition of an unsigned little-endian signal of one byte, at bit 0, with scale 1 and offset 0.
-inline baseSignalDef_t byteDefinition(const std::string& instance) {
-    baseSignalDef_t definition;
+template <class Definition = baseSignalDef_t>
+Definition byteDefinition(const std::string& instance) {
+    Definition definition;
     definition.instance = instance;
     definition.signal = "Signal";
     definition.bits = 8;
     return definition;
+}
+
+/// The identifiers that decoding a message reports, added to none of those that were there before.
+template <class Signal>
+std::vector<unsigned long> decodedIds(const auto& message, const auto&... arguments) {
+    std::vector<unsigned long> ids{1, 2};
+    const bool reported = Signal::decodeMessage(message, ids, arguments...);
+    EXPECT_EQ(reported, !ids.empty());
+    return ids;
 }
 
 /// Validity, value and time stamp of a signal never written, as it prints them.
