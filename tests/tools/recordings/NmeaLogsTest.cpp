@@ -7,7 +7,9 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <memory>
+#include <regex>
 #include <vector>
 
 namespace rksignal {
@@ -18,16 +20,9 @@ using nlohmann::json;
 /// Lines end in a line feed, a carriage return or both.
 std::vector<std::string> linesOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    std::vector<std::string> lines(1);
-    char previous = 0;
-    for (char character = 0; file.get(character); previous = character) {
-        if (character != '\n' && character != '\r') {
-            lines.back() += character;
-        } else if (character == '\r' || previous != '\r') {
-            lines.emplace_back();
-        }
-    }
-    return lines;
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    const std::regex end("\r\n?|\n");
+    return {std::sregex_token_iterator(text.begin(), text.end(), end, -1), {}};
 }
 
 class NmeaLogs : public SignalTest {
