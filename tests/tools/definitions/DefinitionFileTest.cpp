@@ -15,11 +15,6 @@ namespace {
 
 const std::filesystem::path project = PROJECT_FOLDER;
 
-std::string contentOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /// The example of the manual.
 std::string example() {
     const std::string manual = contentOf(project / "docs/rksignal.md");
