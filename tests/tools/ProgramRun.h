@@ -16,6 +16,11 @@
 
 namespace rksignal {
 
+inline std::string contentOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 struct ProgramResult {
     int status;           ///< with which it ended
     std::string output;   ///< its standard output
@@ -40,10 +45,7 @@ class TemporaryFolder {
     void write(const std::string& name, const std::string& text) const {
         std::ofstream(folder / name, std::ios::binary) << text;
     }
-    std::string read(const std::string& name) const {
-        std::ifstream file(folder / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string read(const std::string& name) const { return contentOf(folder / name); }
 
     /// Runs a shell command in the folder; `rksignal` is the program.
     ProgramResult run(const std::string& command) const {

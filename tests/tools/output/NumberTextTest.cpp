@@ -23,16 +23,10 @@ TEST(NumberText, IsTheShortestThatReadsBackTheSame) {
     }
     EXPECT_EQ(text, "0 -0 -40 29.560000000000002 0.00001 9e-06 999999999999999 1e+15 5e-324 "
                     "18446744073709551616 -1.7976931348623157e+308 -inf nan ");
-    EXPECT_EQ(textOf(writeRaw, ~0UL, signalValue_t::Unsigned) +
-                  textOf(writeRaw, 1UL << 63, signalValue_t::Signed) +
+    EXPECT_EQ(textOf(writeRaw, 1UL << 63, signalValue_t::Signed) +
                   textOf(writeRaw, ~0UL << 32 | 1, signalValue_t::Float) +
                   textOf(writeRaw, 1UL, signalValue_t::Double),
-              "18446744073709551615 -9223372036854775808 0x00000001 0x0000000000000001 ");
-    TimeText time;
-    const auto writeTime = [&time](char* out, std::uint64_t timestamp) { return time.write(out, timestamp); };
-    EXPECT_EQ(textOf(writeTime, 1626905042645596000UL) + textOf(writeTime, 1626905042000000001UL) +
-                  textOf(writeTime, 0UL),
-              "1626905042.645596 1626905042.000000001 0.000000 ");
+              "-9223372036854775808 0x00000001 0x0000000000000001 ");
 }
 
 } // namespace

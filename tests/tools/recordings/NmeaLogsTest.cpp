@@ -2,12 +2,10 @@
 
 #include "input/GPSSignal.h"
 #include "support/SignalTest.h"
+#include "tools/ProgramRun.h"
 
-#include <nlohmann/json.hpp>
-
-#include <cstdlib>
-#include <fstream>
 #include <memory>
+#include <regex>
 #include <vector>
 
 namespace rksignal {
@@ -17,17 +15,9 @@ using nlohmann::json;
 
 /// Lines end in a line feed, a carriage return or both.
 std::vector<std::string> linesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<std::string> lines(1);
-    char previous = 0;
-    for (char character = 0; file.get(character); previous = character) {
-        if (character != '\n' && character != '\r') {
-            lines.back() += character;
-        } else if (character == '\r' || previous != '\r') {
-            lines.emplace_back();
-        }
-    }
-    return lines;
+    const std::string text = contentOf(path);
+    const std::regex end("\r\n?|\n");
+    return {std::sregex_token_iterator(text.begin(), text.end(), end, -1), {}};
 }
 
 class NmeaLogs : public SignalTest {
@@ -101,8 +91,7 @@ TEST_F(NmeaLogs, EverySentence) {
     if (folder == nullptr) {
         GTEST_SKIP() << "RKSIGNAL_RECORDINGS is not set";
     }
-    std::ifstream file(std::string(folder) + "/expected/nmea_rmc_gga.json");
-    const json logs = json::parse(file);
+    const json logs = json::parse(contentOf(std::string(folder) + "/expected/nmea_rmc_gga.json"));
     int sentences = 0;
     for (const auto& [name, expectations] : logs.items()) {
         const std::vector<std::string> lines = linesOf(std::string(folder) + "/gpsd/nmea/" + name);

@@ -31,10 +31,7 @@ class Recordings : public testing::TestWithParam<const char*> {
     }
 
     std::string pathOf(const std::string& name) const { return folder + ("/" + name); }
-    json read(const std::string& name) const {
-        std::ifstream file(pathOf(name));
-        return json::parse(file);
-    }
+    json read(const std::string& name) const { return json::parse(contentOf(pathOf(name))); }
 
     const char* const folder = std::getenv("RKSIGNAL_RECORDINGS");
     TemporaryFolder working;
