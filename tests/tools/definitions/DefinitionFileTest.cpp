@@ -250,6 +250,7 @@ TEST(DefinitionSchema, AgreesWithTheReader) {
     };
     add("example of the manual", example(), true);
     EXPECT_EQ(messagesOf(example()), "accepted");
+    add("signals of the demo", contentOf(project / "examples/drive/logger.json"), true);
     add("every member", everyMember, true);
     for (const WrongDocument& document : wrongDocuments) {
         add(document.name, document.text, document.schemaAccepts);
