@@ -39,6 +39,17 @@ TEST_F(EthernetTest, HashesFramesAndMasksAddresses) {
     const miiFrameInfo_t frame{position.sourceMac, 0, position.sourceIp, 0, 0, 2000, 17, 1, 5, 46};
     EXPECT_EQ(hashFrame(frame, 3), 0x4B973E868349FDFEU) << "worked out apart";
     EXPECT_EQ(EthernetFrameHash(position, 3).hash, 0x8349FDFEU);
+    const auto matches = [&](auto change) {
+        ethernetPosition_t changed = position;
+        change(changed);
+        return EthernetFrameHash(changed, 3).match(frame, 3);
+    };
+    EXPECT_TRUE(matches([](auto&) {}));
+    EXPECT_FALSE(matches([](auto& p) { p.destinationMac = 7; }));
+    EXPECT_FALSE(matches([](auto& p) { p.sourceIp = 7; }));
+    EXPECT_FALSE(matches([](auto& p) { p.destinationIp = 7; }));
+    EXPECT_FALSE(matches([](auto& p) { p.ipProtocol = 256 + 17; }));
+    EXPECT_FALSE(matches([](auto& p) { p.vlan = false, p.vlanId = 6; })) << "compared without a tag too";
     position.sourceMac |= 1ULL << 48;
     EthernetFrameHash hash(position, 3);
     EXPECT_FALSE(hash.match(frame, 3));
