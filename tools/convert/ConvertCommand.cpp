@@ -59,7 +59,7 @@ ExitStatus convertDefinitions(const ConvertOptions& options, ChannelMap& channel
 
 void report(const TraceSource& trace, const TraceWriter& writer, std::ostream& messages) {
     const TraceDamage& damage = trace.damage();
-    messages << writer.written() << " messages converted\n";
+    messages << "messages converted: " << writer.written() << '\n';
     printCounts(messages, "not held by the output", writer.lost());
     printCounts(messages, "lost by the recorder", {{"frames", damage.dropped}});
     printCounts(messages, "not understood", {{"lines", damage.malformed}, {"bytes", damage.bytes}});

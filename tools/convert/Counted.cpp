@@ -8,7 +8,7 @@ void printCounts(std::ostream& out, const char* head, const Counts& counts) {
     bool isFirst = true;
     for (const auto& [name, count] : counts) {
         if (count > 0) {
-            out << (isFirst ? head : ",") << (isFirst ? ": " : " ") << count << ' ' << name;
+            out << (isFirst ? head : ",") << (isFirst ? ": " : " ") << name << " (" << count << ')';
             isFirst = false;
         }
     }

@@ -125,7 +125,7 @@ ConvertedDbc convertDbc(const DbcFile& file, std::optional<std::uint8_t> channel
 }
 
 void printSummary(std::ostream& out, const ConvertedDbc& converted) {
-    out << converted.definitions.can.size() << " signals converted\n";
+    out << "signals converted: " << converted.definitions.can.size() << '\n';
     printCounts(out, "values lost",
                 {{"signals not converted", converted.lostSignals},
                  {"signals present for fewer multiplexer values", converted.narrowedSignals}});

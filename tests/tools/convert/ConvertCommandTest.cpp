@@ -39,9 +39,9 @@ a.dbc:6: signal Status.Code is converted for the value 1 of Page, not for all of
 a.dbc:7: signal Status.Wide is not converted: it reaches beyond the 8 bytes of a classic frame
 a.dbc:9: signal Status.Deep is not converted: it depends on Inner, which is not the first multiplexer of the message
 a.dbc:10: signal Status.Late is not converted: it is present for multiplexer values above 65535
-6 signals converted
-values lost: 3 signals not converted, 1 signals present for fewer multiplexer values
-lost without an effect on values: 3 lengths of messages, 1 messages without signals, 1 comments of messages, 1 ranges of signals, 1 receivers of signals
+signals converted: 6
+values lost: signals not converted (3), signals present for fewer multiplexer values (1)
+lost without an effect on values: lengths of messages (3), messages without signals (1), comments of messages (1), ranges of signals (1), receivers of signals (1)
 )");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(nlohmann::json::parse(folder.read("a.json")), R"({"can": [
@@ -102,10 +102,10 @@ DROPCOUNT: dropped 3 CAN frames on 'can1' socket (total drops 3)
 )",
                                  marks));
     const ProgramResult result = folder.run("rksignal convert a.log a.rktrace");
-    EXPECT_EQ(result.messages, R"(5 messages converted
-not held by the output: 1 remote frames, 1 error frames, 1 CAN XL frames
-lost by the recorder: 3 frames
-not understood: 1 lines
+    EXPECT_EQ(result.messages, R"(messages converted: 5
+not held by the output: remote frames (1), error frames (1), CAN XL frames (1)
+lost by the recorder: frames (3)
+not understood: lines (1)
   a.log:9: no time stamp in parentheses
 )");
     EXPECT_EQ(result.status, 1);
@@ -137,8 +137,8 @@ TEST(ConvertTrace, SaysWhatCandumpLogsDoNotHold) {
                                   .bytes());
     EXPECT_EQ(
         folder.run("rksignal convert a.rktrace a.log; rksignal convert -q a.rktrace b.rktrace").messages,
-        "1 messages converted\nnot held by the output: 2 LIN frames, 1 GPS messages, "
-        "1 records that are not CAN frames, 2 malformed CAN frames\n");
+        "messages converted: 1\nnot held by the output: LIN frames (2), GPS messages (1), "
+        "records that are not CAN frames (1), malformed CAN frames (2)\n");
     EXPECT_EQ(folder.read("a.log"), "(0.000000002) can255 1FFFFFFF##0AB0001\n");
     EXPECT_EQ(folder.read("b.rktrace"), folder.read("a.rktrace"));
 }
