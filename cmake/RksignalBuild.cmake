@@ -26,6 +26,17 @@ if(RKSIGNAL_WERROR)
 endif()
 target_link_libraries(rksignal_build_options INTERFACE rksignal_instrumentation)
 
+# rksignal_unity(<target> [ALONE <source>...])
+# Lets a target be compiled in few large pieces when RKSIGNAL_UNITY is on. ALONE are sources that call different things
+# by the same name.
+function(rksignal_unity target)
+  cmake_parse_arguments(UNITY "" "" "ALONE" ${ARGN})
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${RKSIGNAL_UNITY} UNITY_BUILD_BATCH_SIZE 8)
+  if(UNITY_ALONE)
+    set_source_files_properties(${UNITY_ALONE} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  endif()
+endfunction()
+
 # rksignal_library(<name> HEADER_ROOT <dir> HEADERS ... SOURCES ... LINK ...)
 # One of the three shared libraries: lib<name>.so.0, headers reached from HEADER_ROOT, symbols limited to
 # what <name>.map beside the calling file lists. It is linked as rksignal::<name>, or as <name>::<name>, the

@@ -1,5 +1,7 @@
 #include "trace/AscLine.h"
 
+#include "trace/Seconds.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -8,8 +10,6 @@
 
 namespace rksignal {
 namespace {
-
-constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
 
 template <class Number>
 std::optional<Number> number(std::string_view text, int base) {
@@ -26,16 +26,10 @@ std::optional<std::uint64_t> seconds(std::string_view text) {
     if (!whole || *whole >= ~std::uint64_t{0} / nanosecondsPerSecond / 2) {
         return std::nullopt;
     }
-    std::uint64_t fraction = 0;
-    std::uint64_t unit = nanosecondsPerSecond;
-    for (std::size_t i = point + 1; i < text.size(); ++i) {
-        if (text[i] < '0' || text[i] > '9') {
-            return std::nullopt;
-        }
-        unit /= 10;
-        fraction += unit * static_cast<unsigned>(text[i] - '0');
-    }
-    return *whole * nanosecondsPerSecond + fraction;
+    const std::string_view rest = text.substr(std::min(point + 1, text.size()));
+    std::size_t end = 0;
+    const std::uint64_t fraction = decimals(rest, end);
+    return end == rest.size() ? std::optional(*whole * nanosecondsPerSecond + fraction) : std::nullopt;
 }
 
 bool sameWord(std::string_view left, std::string_view right) {

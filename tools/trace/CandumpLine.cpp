@@ -1,5 +1,7 @@
 #include "trace/CandumpLine.h"
 
+#include "trace/Seconds.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -12,7 +14,6 @@ namespace {
 constexpr std::uint32_t errorFlag = 0x20000000; // of an 8-digit identifier
 constexpr std::uint32_t maxStandardId = 0x7FF;
 constexpr std::uint32_t maxExtendedId = 0x1FFFFFFF;
-constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
 
 /// The value of a hexadecimal digit by character, -1 for any other character.
 constexpr std::array<std::int8_t, 256> hexValues = [] {

@@ -1,23 +1,18 @@
 #include "trace/NmeaSentence.h"
 
+#include "trace/Seconds.h"
+
 #include <chrono>
 
 namespace rksignal {
 namespace {
 
-constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
-
 /// The decimals of the time, which stands behind the first comma, as nanoseconds.
 std::uint64_t fraction(std::string_view line) {
     constexpr std::size_t wholeSeconds = 6;
     const std::size_t point = line.find(',') + 1 + wholeSeconds;
-    std::uint64_t result = 0;
-    std::uint64_t unit = nanosecondsPerSecond;
-    for (std::size_t i = point + 1; i < line.size() && line[i] >= '0' && line[i] <= '9' && unit > 1; ++i) {
-        unit /= 10;
-        result += unit * static_cast<unsigned>(line[i] - '0');
-    }
-    return point < line.size() && line[point] == '.' ? result : 0;
+    std::size_t end = 0;
+    return point < line.size() && line[point] == '.' ? decimals(line.substr(point + 1), end) : 0;
 }
 
 /// \param time hhmmss, negative if there is none
