@@ -80,7 +80,9 @@ class EthernetFrameTable : private std::map<EthernetFrameHash*, std::vector<Ethe
         std::uint32_t hash;
         std::uint32_t entry; ///< in `entries`
 
-        friend auto operator<=>(const Indexed&, const Indexed&) = default;
+        friend bool operator<(const Indexed& left, const Indexed& right) {
+            return left.hash != right.hash ? left.hash < right.hash : left.entry < right.entry;
+        }
     };
 
     static Shape shapeOf(const EthernetFrameHash& frame);

@@ -32,19 +32,19 @@ struct FrameText {
         if (tag)
             append(frame, 0x81000000U | *tag, 4);
         append(frame, 0x0800, 2);
-        const std::size_t transport = (protocol == 6 ? 4U * tcpWords : 8U) + payload.size();
+        const std::size_t transport = (protocol == 6 ? std::size_t{4} * tcpWords : 8) + payload.size();
         append(frame, 0x4000U + ipWords * 0x100U, 2);
-        append(frame, 4U * ipWords + transport, 2);
+        append(frame, std::size_t{4} * ipWords + transport, 2);
         append(frame, fragment, 4); // identification 0
         append(frame, 0x40000000U | std::uint32_t{protocol} << 16, 4);
         append(frame, 0x0A000000U + sourceHost, 4);
         append(frame, 0x0A000002, 4);
-        frame.resize(frame.size() + 4U * (ipWords - 5U), 1); // no-operation options
+        frame.resize(frame.size() + std::size_t{4} * (ipWords - 5U), 1); // no-operation options
         append(frame, std::uint64_t{sourcePort} << 16 | destinationPort, 4);
         if (protocol == 6) {
             append(frame, 0, 8);
             append(frame, std::uint64_t{tcpWords} << 60, 8);
-            frame.resize(frame.size() + 4U * (tcpWords - 5U), 1);
+            frame.resize(frame.size() + std::size_t{4} * (tcpWords - 5U), 1);
         } else {
             append(frame, transport << 16, 4);
         }

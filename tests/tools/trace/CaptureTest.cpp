@@ -114,7 +114,7 @@ struct Capture : testing::Test {
 
 TEST_F(Capture, PacketsOfEveryLinkTypeAreDecoded) {
     // Told by its room for 64 bytes, as recorders write it that do not set the flag.
-    const std::string oldFd = "0000012409000000000000000000000063" + std::string(2 * 55, '0');
+    const std::string oldFd = "0000012409000000000000000000000063" + std::string(110, '0');
     const struct {
         const char* name;
         LinkType link;
