@@ -21,7 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         for (std::uint8_t length : {std::uint8_t{0}, message.length, std::uint8_t{64}}) {
             frame.length = length;
             frame.payload.fill(length);
-            for (const auto decoders : catalog.decodersOf(frame)) {
+            for (const auto decoders : catalog.decodersOf(frame.channel, frame.canId, message.extended)) {
                 for (rksignal::MessageDecoder* const decoder : decoders) {
                     decoder->decode(frame, ids);
                 }
