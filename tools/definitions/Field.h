@@ -123,13 +123,17 @@ JsonOutput objectSchema(const Fields<Record>& fields, const Describe& describe) 
     return schema;
 }
 
+inline bool isEmpty(const JsonOutput& value) {
+    return value.is_string() ? value.get_ref<const std::string&>().empty() : value.empty();
+}
+
 /// The schema of a field, with its description, and its default where that is a plain value.
 template <class Record>
 JsonOutput fieldSchema(const Field<Record>& field, const Record& defaults) {
     JsonOutput schema = field.schema;
     schema["description"] = field.description;
     const JsonOutput value = field.write(defaults);
-    if (!field.required && !value.is_null() && !value.empty() && value != "") {
+    if (!field.required && !isEmpty(value)) {
         schema["default"] = value;
     }
     return schema;

@@ -129,7 +129,7 @@ class Catalog::MessageAdder {
         if (!catalog.isTaken(wanted)) {
             return wanted;
         }
-        const std::string name =
+        std::string name =
             freeName(channel ? wanted + "@" + std::to_string(*channel) : wanted,
                      [this](const std::string& candidate) { return catalog.isTaken(candidate); });
         if (renamed++ == 0) {

@@ -57,7 +57,7 @@ std::string FiringExplanations::whyUnknown(BaseSignal& signal) const {
     if (reception == Reception::NeverSeen) {
         return "never seen";
     }
-    const std::string last = reasonOf(reception);
+    std::string last = reasonOf(reception);
     const std::size_t index = catalog.indexOf(signal.id);
     if (timeouts == nullptr || !timeouts->isTimedOut(index)) {
         return last;
