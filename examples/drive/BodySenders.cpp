@@ -116,7 +116,7 @@ bool stuffError(Frame& frame, const VehicleState& car, std::uint64_t) {
     return car.engine == EngineState::Cranking;
 }
 
-constexpr Sender senders[] = {
+constexpr Sender onBody[] = {
     {0x3B3, Data, false, 2, 100, 40, door},        {0x3B4, Data, false, 2, 50, 20, light},
     {0x3C0, Data, false, 4, 200, 60, climate},     {0x2A0, FdData, false, 64, 50, 10, radar},
     {0x18FF0B10, FdData, true, 8, 20, 0, inertia}, {0x4A0, Data, false, 8, 50, 30, monitor},
@@ -126,7 +126,7 @@ constexpr Sender senders[] = {
 } // namespace
 
 std::span<const Sender> bodySenders() {
-    return senders;
+    return onBody;
 }
 
 } // namespace drive

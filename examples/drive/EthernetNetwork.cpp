@@ -78,7 +78,7 @@ struct DatagramSender {
     void (*fill)(Octets& payload, const VehicleState& car, std::uint64_t n);
 };
 
-constexpr DatagramSender senders[] = {
+constexpr DatagramSender onEthernet[] = {
     {{.source = 2, .destination = 1, .port = 5001}, 20, road},
     {{.source = 3, .destination = 1, .port = 5002, .vlanId = 5}, 50, engine},
     {{.source = 4, .destination = 1, .port = 5003}, 100, energy},
@@ -97,7 +97,7 @@ std::vector<MIITraceMessage> EthernetNetwork::observe(const VehicleState& car, s
         return frames;
     }
     std::uint64_t time = now * 1000;
-    for (const DatagramSender& sender : senders) {
+    for (const DatagramSender& sender : onEthernet) {
         const std::uint64_t period = sender.period / tickMilliseconds;
         if (ticks % period != 0) {
             continue;

@@ -156,7 +156,7 @@ bool tankRequest(Frame&, const VehicleState&, std::uint64_t) {
     return true;
 }
 
-constexpr Sender senders[] = {
+constexpr Sender onPowertrain[] = {
     {0x0C9, Data, false, 8, 10, 0, engine},
     {0x1F5, Data, false, 6, 20, 0, gear},
     {0x0F1, Data, false, 8, 20, 10, vehicle},
@@ -178,7 +178,7 @@ constexpr Sender senders[] = {
 } // namespace
 
 std::span<const Sender> powertrainSenders() {
-    return senders;
+    return onPowertrain;
 }
 
 } // namespace drive
