@@ -26,12 +26,12 @@ if(RKSIGNAL_WERROR)
 endif()
 target_link_libraries(rksignal_build_options INTERFACE rksignal_instrumentation)
 
-# rksignal_unity(<target> [ALONE <source>...])
+# rksignal_unity(<target> <sources in a piece> [ALONE <source>...])
 # Lets a target be compiled in few large pieces when RKSIGNAL_UNITY is on. ALONE are sources that call different things
 # by the same name.
-function(rksignal_unity target)
+function(rksignal_unity target batch_size)
   cmake_parse_arguments(UNITY "" "" "ALONE" ${ARGN})
-  set_target_properties(${target} PROPERTIES UNITY_BUILD ${RKSIGNAL_UNITY} UNITY_BUILD_BATCH_SIZE 8)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${RKSIGNAL_UNITY} UNITY_BUILD_BATCH_SIZE ${batch_size})
   if(UNITY_ALONE)
     set_source_files_properties(${UNITY_ALONE} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   endif()
