@@ -148,7 +148,8 @@ class RK_EXPORT TraceRecordReader {
     std::uint64_t firstDamage() const { return damageBegin; }
 
   private:
-    bool fill(std::size_t wanted);
+    bool fill(std::size_t wanted) { return end - begin >= wanted || refill(wanted); }
+    bool refill(std::size_t wanted);
     std::span<const std::uint8_t> available() const;
     void skip(std::size_t count);
     void skipDamage();
