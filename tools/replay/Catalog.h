@@ -8,6 +8,7 @@
 #include "replay/DefinitionNote.h"
 #include "replay/MessageDecoder.h"
 #include "replay/SignalKind.h"
+#include "signal/FrameTable.h"
 
 #include <array>
 #include <cstdint>
@@ -15,7 +16,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace rksignal {
@@ -84,7 +84,7 @@ class Catalog {
     Reception receptionOf(BaseSignal& signal) const;
 
   private:
-    using DecoderTable = std::unordered_map<std::uint64_t, std::vector<MessageDecoder*>>;
+    using DecoderTable = FrameTable<MessageDecoder>;
     class MessageAdder;
     class RecordAdder;
 
