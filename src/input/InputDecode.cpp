@@ -3,6 +3,7 @@
 #include "input/InputKey.h"
 #include "input/InputSignal.h"
 #include "input/LoggerStatusSignal.h"
+#include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
 
@@ -15,21 +16,17 @@ namespace {
 
 constexpr std::uint8_t memoryAbsent = 255;
 
-std::uint16_t bigEndian16(const unsigned char* bytes) {
-    return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
-}
-
 /// The key that a raw record asks for, if it is one of inputs.
 std::optional<std::uint64_t> recordKey(const unsigned char* record, std::ptrdiff_t length,
                                        std::uint8_t channel) {
-    constexpr std::uint16_t analogType = 18;
-    constexpr std::uint16_t digitalType = 19;
-    constexpr std::uint16_t keyboardType = 32817;
+    constexpr std::uint32_t analogType = 18;
+    constexpr std::uint32_t digitalType = 19;
+    constexpr std::uint32_t keyboardType = 32817;
     constexpr std::ptrdiff_t markOffset = 16;
     if (length < 4) {
         return std::nullopt;
     }
-    const std::uint16_t type = bigEndian16(record + 2);
+    const std::uint32_t type = bigEndian<2>(record + 2);
     if (type == keyboardType) {
         return input::keyboardBit + 0xE;
     }
@@ -37,7 +34,7 @@ std::optional<std::uint64_t> recordKey(const unsigned char* record, std::ptrdiff
         return std::nullopt;
     }
     return input::key(type == digitalType ? input::digitalBit : input::analogBit, channel,
-                      bigEndian16(record + 14));
+                      static_cast<std::uint16_t>(bigEndian<2>(record + 14)));
 }
 
 /// Puts a measurement where a signal of this type takes it from. A float takes the low half of the payload
