@@ -84,7 +84,7 @@ class Catalog {
     Reception receptionOf(BaseSignal& signal) const;
 
   private:
-    using DecoderTable = FrameTable<MessageDecoder>;
+    using DecoderTable = FrameTable<MessageDecoder>; // asked twice a frame
     class MessageAdder;
     class RecordAdder;
 
