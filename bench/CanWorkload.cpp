@@ -1,7 +1,7 @@
 #include "CanWorkload.h"
 
-#include "dbc/DbcFile.h"
-#include "replay/CanDefinition.h"
+#include "definition/CanDefinition.h"
+#include "definition/dbc/DbcFile.h"
 
 #include <cstdio>
 #include <map>

@@ -4,10 +4,10 @@
 //     trigger_scaling [FRAMES]     length of the log, 1,000,000 unless given
 
 #include "condition/Condition.h"
-#include "dbc/DbcFile.h"
-#include "replay/Replay.h"
+#include "definition/dbc/DbcFile.h"
 #include "trace/TraceFile.h"
 #include "trigger/TriggerSink.h"
+#include "value/Replay.h"
 
 #include <cstdio>
 #include <cstdlib>

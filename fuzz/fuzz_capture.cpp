@@ -2,8 +2,8 @@
 // frame that its bus can carry.
 
 #include "FuzzInput.h"
-#include "UsageError.h"
 #include "trace/TraceFile.h"
+#include "trace/UsageError.h"
 
 #include <cstdlib>
 #include <string>

@@ -1,7 +1,7 @@
 // DBC text of any content: read, made into signals, and a frame of every message decoded.
 
-#include "dbc/DbcParser.h"
-#include "replay/Catalog.h"
+#include "catalog/Catalog.h"
+#include "definition/dbc/DbcParser.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 // Definition files of any content: whatever is accepted is written, and what is written reads as the same.
 
-#include "definitions/DefinitionFile.h"
-#include "definitions/DefinitionText.h"
+#include "definition/json/DefinitionFile.h"
+#include "definition/json/DefinitionText.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,10 +1,10 @@
 #include "check/CheckCommand.h"
 
-#include "UsageError.h"
 #include "command/DefinitionArguments.h"
-#include "dbc/DbcWords.h"
-#include "output/OutputBuffer.h"
+#include "file/OutputBuffer.h"
+#include "text/DbcWords.h"
 #include "trace/LineReader.h"
+#include "trace/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

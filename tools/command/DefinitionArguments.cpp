@@ -1,8 +1,8 @@
 #include "command/DefinitionArguments.h"
 
-#include "UsageError.h"
-#include "dbc/DbcFile.h"
-#include "definitions/DefinitionFile.h"
+#include "definition/dbc/DbcFile.h"
+#include "definition/json/DefinitionFile.h"
+#include "trace/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

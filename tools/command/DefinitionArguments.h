@@ -2,7 +2,7 @@
 /// The arguments that bind definition files and interfaces to channels.
 #pragma once
 
-#include "replay/Catalog.h"
+#include "catalog/Catalog.h"
 #include "trace/ChannelMap.h"
 
 #include <cstdint>

@@ -1,11 +1,11 @@
 #include "command/TraceRun.h"
 
-#include "UsageError.h"
 #include "command/DefinitionArguments.h"
 #include "command/ProgressBar.h"
 #include "command/SecondsArgument.h"
-#include "output/OutputFile.h"
+#include "file/OutputFile.h"
 #include "trace/TraceFile.h"
+#include "trace/UsageError.h"
 
 #include <algorithm>
 #include <ostream>

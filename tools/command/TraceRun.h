@@ -3,12 +3,12 @@
 #pragma once
 
 #include "Console.h"
+#include "catalog/Catalog.h"
 #include "command/TraceOptions.h"
-#include "output/OutputBuffer.h"
-#include "replay/Catalog.h"
-#include "replay/Replay.h"
+#include "file/OutputBuffer.h"
 #include "trace/ChannelMap.h"
 #include "trace/TraceMerge.h"
+#include "value/Replay.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,13 +1,13 @@
 #include "convert/ConvertCommand.h"
 
-#include "UsageError.h"
 #include "command/DefinitionArguments.h"
-#include "convert/DbcConversion.h"
-#include "convert/TraceWriter.h"
-#include "definitions/DefinitionText.h"
-#include "output/OutputFile.h"
-#include "output/PartialFile.h"
+#include "definition/DbcConversion.h"
+#include "definition/json/DefinitionText.h"
+#include "file/OutputFile.h"
+#include "file/PartialFile.h"
 #include "trace/TraceFile.h"
+#include "trace/TraceWriter.h"
+#include "trace/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "decode/SignalSelection.h"
 
-#include "UsageError.h"
-#include "command/ClosestNames.h"
+#include "text/ClosestNames.h"
+#include "trace/UsageError.h"
 
 #include <fnmatch.h>
 #include <string_view>

@@ -2,7 +2,7 @@
 /// Chooses signals by patterns of their instance names.
 #pragma once
 
-#include "replay/Catalog.h"
+#include "catalog/Catalog.h"
 
 #include <string>
 #include <vector>

@@ -2,9 +2,9 @@
 /// Counts values while they are decoded, and writes the last one of each signal at the end.
 #pragma once
 
+#include "catalog/Catalog.h"
 #include "output/RowFormat.h"
-#include "replay/Catalog.h"
-#include "replay/ValueSink.h"
+#include "value/ValueSink.h"
 
 #include <cstdint>
 #include <span>

@@ -2,10 +2,10 @@
 /// The text form of a row of values: CSV or JSON lines.
 #pragma once
 
-#include "output/NumberText.h"
-#include "output/OutputBuffer.h"
-#include "replay/ValueSink.h"
+#include "file/OutputBuffer.h"
 #include "signal/BaseSignal.h"
+#include "text/NumberText.h"
+#include "value/ValueSink.h"
 
 #include <cstdint>
 #include <optional>

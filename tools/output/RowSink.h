@@ -2,9 +2,9 @@
 /// Writes a row for each value as it is decoded.
 #pragma once
 
+#include "catalog/Catalog.h"
 #include "output/RowFormat.h"
-#include "replay/Catalog.h"
-#include "replay/ValueSink.h"
+#include "value/ValueSink.h"
 
 #include <span>
 #include <vector>

@@ -2,12 +2,12 @@
 /// Explains firings, and what conditions are at a moment, as text.
 #pragma once
 
-#include "output/NumberText.h"
-#include "output/OutputBuffer.h"
-#include "replay/Catalog.h"
-#include "trigger/Firing.h"
-#include "trigger/SignalTimeouts.h"
-#include "trigger/TriggerSet.h"
+#include "catalog/Catalog.h"
+#include "condition/Firing.h"
+#include "condition/SignalTimeouts.h"
+#include "condition/TriggerSet.h"
+#include "file/OutputBuffer.h"
+#include "text/NumberText.h"
 
 #include <string>
 #include <string_view>

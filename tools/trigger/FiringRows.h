@@ -2,11 +2,11 @@
 /// Writes a row for each firing.
 #pragma once
 
-#include "output/NumberText.h"
-#include "output/OutputBuffer.h"
+#include "condition/Firing.h"
+#include "condition/TriggerSet.h"
+#include "file/OutputBuffer.h"
 #include "output/RowFormat.h"
-#include "trigger/Firing.h"
-#include "trigger/TriggerSet.h"
+#include "text/NumberText.h"
 
 #include <string>
 

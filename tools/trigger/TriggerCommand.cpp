@@ -1,9 +1,9 @@
 #include "trigger/TriggerCommand.h"
 
-#include "UsageError.h"
 #include "command/SecondsArgument.h"
 #include "command/TraceRun.h"
-#include "output/OutputFile.h"
+#include "file/OutputFile.h"
+#include "trace/UsageError.h"
 #include "trigger/FiringExplanations.h"
 #include "trigger/FiringRows.h"
 #include "trigger/TriggerSink.h"

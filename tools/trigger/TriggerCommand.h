@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Console.h"
+#include "command/ConditionArguments.h"
 #include "command/TraceOptions.h"
-#include "condition/ConditionArguments.h"
 
 #include <string>
 #include <vector>

@@ -2,13 +2,13 @@
 /// Follows a replay and lets conditions fire.
 #pragma once
 
-#include "output/OutputBuffer.h"
-#include "replay/Catalog.h"
-#include "replay/ValueSink.h"
-#include "trigger/Firing.h"
-#include "trigger/SignalTimeouts.h"
-#include "trigger/TriggerSet.h"
+#include "catalog/Catalog.h"
+#include "condition/Firing.h"
+#include "condition/SignalTimeouts.h"
+#include "condition/TriggerSet.h"
+#include "file/OutputBuffer.h"
 #include "trigger/WindowWriter.h"
+#include "value/ValueSink.h"
 
 #include <cstdint>
 #include <functional>

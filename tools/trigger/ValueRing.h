@@ -2,7 +2,7 @@
 /// The latest values of a replay, as far as they may still be wanted.
 #pragma once
 
-#include "replay/ValueSink.h"
+#include "value/ValueSink.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #include "trigger/WindowWriter.h"
 
-#include "output/OutputFile.h"
+#include "file/OutputFile.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -2,10 +2,10 @@
 /// Writes the decoded values around each firing to a file of its own.
 #pragma once
 
+#include "catalog/Catalog.h"
+#include "condition/Firing.h"
+#include "condition/TriggerSet.h"
 #include "output/RowFormat.h"
-#include "replay/Catalog.h"
-#include "trigger/Firing.h"
-#include "trigger/TriggerSet.h"
 #include "trigger/ValueRing.h"
 
 #include <cstdint>

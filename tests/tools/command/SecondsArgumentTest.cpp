@@ -1,6 +1,6 @@
 #include "command/SecondsArgument.h"
 
-#include "UsageError.h"
+#include "trace/UsageError.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 /// \file
 /// Conditions from text to tree: names, the text of the tree, errors, what is said before they are used, the
 /// explanation.
-#include "condition/ConditionArguments.h"
+#include "command/ConditionArguments.h"
 #include "condition/Explanation.h"
 
 #include <gtest/gtest.h>

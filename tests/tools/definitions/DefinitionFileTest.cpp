@@ -1,7 +1,7 @@
 /// \file
 /// Definition files: what they define, what is said about wrong ones, and that the schema agrees.
-#include "definitions/DefinitionFile.h"
-#include "definitions/DefinitionText.h"
+#include "definition/json/DefinitionFile.h"
+#include "definition/json/DefinitionText.h"
 #include "support/CapturedOutput.h"
 #include "tools/ProgramRun.h"
 

@@ -1,7 +1,7 @@
 /// \file
 /// Recorded drives, single frames and definition files of public projects, against what other decoders make
 /// of them. They lie in the folder that the environment variable RKSIGNAL_RECORDINGS names.
-#include "replay/Catalog.h"
+#include "catalog/Catalog.h"
 #include "tools/ProgramRun.h"
 
 #include <gmock/gmock.h>

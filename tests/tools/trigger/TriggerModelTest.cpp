@@ -1,9 +1,9 @@
 /// \file
 /// The index of conditions against a model that looks at all of them at every frame.
-#include "replay/Replay.h"
 #include "tools/ProgramRun.h"
 #include "trace/TraceFile.h"
 #include "trigger/TriggerSink.h"
+#include "value/Replay.h"
 
 #include <gtest/gtest.h>
 

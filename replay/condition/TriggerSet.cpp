@@ -1,0 +1,72 @@
+#include "condition/TriggerSet.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace rksignal {
+
+TriggerSet::TriggerSet(const Catalog& catalog, std::vector<std::unique_ptr<Condition>> conditions,
+                       bool edgeTrigger)
+    : edgeTrigger(edgeTrigger) {
+    for (auto& condition : conditions) {
+        ExpParser& parser = condition->parser();
+        triggers.push_back({std::move(condition), &parser});
+    }
+    due.reserve(triggers.size());
+    firing.reserve(triggers.size());
+    buildIndex(catalog);
+}
+
+void TriggerSet::buildIndex(const Catalog& catalog) {
+    std::vector<std::pair<std::size_t, std::uint32_t>> uses; // signal, trigger
+    for (std::uint32_t trigger = 0; trigger < triggers.size(); ++trigger) {
+        for (const BaseSignal* const signal : triggers[trigger].parser->signals) {
+            uses.emplace_back(catalog.indexOf(signal->id), trigger);
+        }
+    }
+    std::sort(uses.begin(), uses.end());
+    offsets.assign(catalog.signals().size() + 1, 0);
+    for (const auto& [signal, trigger] : uses) {
+        ++offsets[signal + 1];
+        users.push_back(trigger);
+    }
+    for (std::size_t signal = 0; signal + 1 < offsets.size(); ++signal) {
+        offsets[signal + 1] += offsets[signal];
+    }
+}
+
+void TriggerSet::touch(std::size_t signal) {
+    for (std::uint32_t user = offsets[signal]; user < offsets[signal + 1]; ++user) {
+        if (!std::exchange(triggers[users[user]].isDue, true)) {
+            due.push_back(users[user]);
+        }
+    }
+}
+
+std::span<const std::uint32_t> TriggerSet::evaluate() {
+    firing.clear();
+    for (const std::uint32_t trigger : due) {
+        if (fires(triggers[trigger])) {
+            firing.push_back(trigger);
+        }
+    }
+    due.clear();
+    std::sort(firing.begin(), firing.end());
+    return firing;
+}
+
+bool TriggerSet::fires(Trigger& trigger) const {
+    trigger.isDue = false;
+    bool result = false;
+    if (!trigger.parser->getExpResult(result)) {
+        ++trigger.counts.isUnknown;
+        return false;
+    }
+    ++(result ? trigger.counts.isTrue : trigger.counts.isFalse);
+    const bool wasTrue = std::exchange(trigger.wasTrue, result);
+    const bool isFiring = result && !(edgeTrigger && wasTrue);
+    trigger.counts.firings += isFiring ? 1 : 0;
+    return isFiring;
+}
+
+} // namespace rksignal

@@ -1,0 +1,66 @@
+/// \file
+/// Turns the statements of a DBC file into its model: finds the messages and signals that each statement is
+/// about, and leaves out what cannot be decoded.
+#pragma once
+
+#include "definition/dbc/DbcNotes.h"
+#include "definition/dbc/DbcStatements.h"
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace rksignal {
+
+/// How notes name the object: "message 5", "signal A of message 5".
+std::string describeDbcObject(const DbcReference& object);
+
+/// Serves one file. Everything is found by hash, so that the time grows with the size of the file only.
+class DbcResolver {
+  public:
+    /// Both must outlive the resolver, and so must the text that `statements` refers to.
+    DbcResolver(DbcStatements& statements, DbcNotes& notes) : statements(statements), notes(notes) {}
+
+    /// The messages in use. Consumes the statements; called once.
+    std::vector<DbcMessage> resolve();
+
+  private:
+    struct SignalKey {
+        std::size_t message;
+        std::string_view name;
+        bool operator==(const SignalKey&) const = default;
+    };
+    struct SignalKeyHash {
+        std::size_t operator()(const SignalKey& key) const {
+            return std::hash<std::string_view>()(key.name) ^ (key.message * 0x9E3779B97F4A7C15U);
+        }
+    };
+
+    void indexMessages();
+    void indexSignals(std::size_t message);
+    std::optional<std::size_t> findMessage(const DbcReference& object);
+    std::optional<std::size_t> findSignal(std::size_t message, std::string_view name) const;
+    DbcSignalStatement* signalOf(const DbcReference& object);
+
+    void applyValueTypes();
+    void applyComments();
+    void applyValues();
+    void addValues(DbcSignal& signal, const DbcValuesStatement& source, const DbcReference& object);
+    void applyFrameFormats();
+    std::string_view frameFormatName(std::string_view value) const;
+    void applyMultiplexing();
+    void markMultiplexer(const DbcMultiplexStatement& statement, DbcSignal& multiplexer);
+    void applyLongNames();
+    void applyLongName(const DbcAttributeStatement& statement);
+    void applyNodeLongNames();
+    void noteDroppedMessage(const DbcMessageStatement& statement);
+    DbcMessage finish(DbcMessageStatement& statement);
+
+    DbcStatements& statements;
+    DbcNotes& notes;
+    std::unordered_map<std::uint32_t, std::size_t> messagesById;
+    std::unordered_map<SignalKey, std::size_t, SignalKeyHash> signalsByName;
+    std::unordered_map<std::string_view, std::size_t> tablesByName;
+};
+
+} // namespace rksignal

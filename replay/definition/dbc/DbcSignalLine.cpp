@@ -1,0 +1,153 @@
+/// \file
+/// Reads the definitions of signals in DBC text.
+#include "definition/dbc/DbcParser.h"
+
+#include "text/DbcWords.h"
+
+#include <charconv>
+
+namespace rksignal {
+
+namespace {
+
+/// The number of bits of a message up to the end of a signal.
+std::uint64_t endBit(std::uint64_t startbit, std::uint64_t bits, bool bigEndian) {
+    const std::uint64_t first = bigEndian ? startbit / 8 * 8 + (7 - startbit % 8) : startbit;
+    return first + bits;
+}
+
+/// The k of `m<k>`.
+std::optional<std::uint64_t> selectorOf(std::string_view indicator) {
+    if (!indicator.starts_with('m'))
+        return std::nullopt;
+    std::uint64_t value = 0;
+    const char* const end = indicator.data() + indicator.size();
+    const auto result = std::from_chars(indicator.data() + 1, end, value);
+    return result.ec == std::errc() && result.ptr == end ? std::optional(value) : std::nullopt;
+}
+
+} // namespace
+
+void DbcParser::readSignal() {
+    if (statements.messages.empty())
+        return lexer.fail("a BO_ line before the first signal", "SG_");
+    DbcSignalStatement statement;
+    statement.signal.line = lexer.statementLine();
+    statement.name = lexer.word();
+    statement.signal.name = statement.name;
+    readMultiplexIndicator(statement);
+    lexer.expect(':');
+    readLayout(statement);
+    readScaling(statement);
+    statement.signal.unit = unquoted(lexer.quoted());
+    readReceivers(statement.signal);
+    readLineEnd();
+    if (lexer.ok())
+        takeSignal(std::move(statement));
+}
+
+/// Nothing, `M`, `m<k>` or `m<k>M`.
+void DbcParser::readMultiplexIndicator(DbcSignalStatement& statement) {
+    if (lexer.peek() == ':' || !lexer.ok())
+        return;
+    const std::string_view indicator = lexer.word();
+    std::string_view selector = indicator;
+    if (selector.ends_with('M')) {
+        statement.signal.multiplexer = true;
+        selector.remove_suffix(1);
+    }
+    statement.selector = selectorOf(selector);
+    if (!selector.empty() && !statement.selector)
+        lexer.fail("':' or a multiplexer indicator", indicator);
+}
+
+/// `startbit|bits@order sign`
+void DbcParser::readLayout(DbcSignalStatement& statement) {
+    const std::uint64_t startbit = lexer.integer();
+    lexer.expect('|');
+    const std::uint64_t bits = lexer.integer();
+    lexer.expect('@');
+    const bool littleEndian = lexer.accept('1');
+    if (!littleEndian && !lexer.accept('0'))
+        lexer.fail("byte order 0 or 1");
+    statement.signal.bigEndian = !littleEndian;
+    if (lexer.accept('-'))
+        statement.signal.type = DbcValueType::Signed;
+    else
+        lexer.expect('+');
+    if (lexer.ok())
+        takeLayout(statement, startbit, bits);
+}
+
+void DbcParser::takeLayout(DbcSignalStatement& statement, std::uint64_t startbit, std::uint64_t bits) {
+    constexpr std::uint64_t mostBits = longestDbcMessage * 8;
+    if (bits == 0)
+        return drop(statement, "its width is 0");
+    if (bits > 64)
+        return drop(statement, "its width of " + std::to_string(bits) + " bits is more than 64");
+    if (startbit >= mostBits || endBit(startbit, bits, statement.signal.bigEndian) > mostBits)
+        return drop(statement, "it lies beyond 64 bytes");
+    statement.signal.startbit = static_cast<std::uint16_t>(startbit);
+    statement.signal.bits = static_cast<std::uint8_t>(bits);
+    const std::uint64_t bytes = (endBit(startbit, bits, statement.signal.bigEndian) + 7) / 8;
+    const unsigned length = statements.messages.back().message.length;
+    if (bytes > length)
+        guess(statement, "reaches to byte " + std::to_string(bytes) + " of a message of " +
+                             std::to_string(length) + " bytes; kept");
+}
+
+/// `(scale,offset) [minimum|maximum]`
+void DbcParser::readScaling(DbcSignalStatement& statement) {
+    bool clamped = false;
+    DbcSignal& signal = statement.signal;
+    lexer.expect('(');
+    signal.scale = lexer.number(clamped);
+    lexer.expect(',');
+    signal.offset = lexer.number(clamped);
+    lexer.expect(')');
+    lexer.expect('[');
+    signal.minimum = lexer.number(clamped);
+    lexer.expect('|');
+    signal.maximum = lexer.number(clamped);
+    lexer.expect(']');
+    if (clamped)
+        guess(statement, "has a number beyond the range of a double; the closest is taken");
+    if (lexer.ok() && signal.scale == 0)
+        guess(statement, "has scale 0; kept");
+}
+
+void DbcParser::readReceivers(DbcSignal& signal) {
+    while (lexer.ok() && lexer.peekOnLine() != 0) {
+        if (lexer.peekOnLine() == ',')
+            lexer.accept(',');
+        const std::string_view name = lexer.wordOnLine();
+        if (name.empty())
+            return;
+        if (name != "Vector__XXX")
+            signal.receivers.emplace_back(name);
+    }
+}
+
+void DbcParser::takeSignal(DbcSignalStatement&& statement) {
+    if (!isDbcIdentifier(statement.name))
+        guess(statement, "has a name that is not an identifier; kept");
+    statements.messages.back().signals.push_back(std::move(statement));
+}
+
+/// Of a message that is not used, nothing is worth a note but the message itself.
+void DbcParser::guess(const DbcSignalStatement& statement, std::string_view what) {
+    const DbcMessageStatement& message = statements.messages.back();
+    if (lexer.ok() && message.dropReason.empty() && !statement.dropped)
+        notes.guess(statement.signal.line, "signal " + statement.signal.name + " of message " +
+                                               message.message.name + " " + std::string(what));
+}
+
+void DbcParser::drop(DbcSignalStatement& statement, std::string_view why) {
+    const DbcMessageStatement& message = statements.messages.back();
+    if (message.dropReason.empty() && !statement.dropped)
+        notes.dropped(statement.signal.line, "signal " + statement.signal.name + " of message " +
+                                                 message.message.name + " dropped: " + std::string(why));
+    statement.dropped = true;
+}
+
+} // namespace rksignal

@@ -1,0 +1,96 @@
+/// \file
+/// What lies between the text of a DBC file and its model: every statement of use, as written. Most of them
+/// refer to a message by its raw identifier and to a signal by its short name, and may precede it; they are
+/// therefore collected first and applied to the definitions afterwards.
+///
+/// Views refer to the text of the file, which must outlive the statements.
+#pragma once
+
+#include "definition/dbc/DbcFile.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace rksignal {
+
+/// In bytes: the longest that one frame carries.
+constexpr std::uint64_t longestDbcMessage = 64;
+
+struct DbcSignalStatement {
+    DbcSignal signal;                      ///< as far as the SG_ line says
+    std::string_view name;                 ///< the short name, by which other statements refer to the signal
+    std::optional<std::uint64_t> selector; ///< k of `m<k>`
+    bool dropped = false;                  ///< already noted; kept because other statements refer to it
+    /// The index of the multiplexer in the same message, and when it selects this signal.
+    std::optional<std::size_t> multiplexer;
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
+};
+
+struct DbcMessageStatement {
+    DbcMessage message; ///< as far as the BO_ line says, without signals
+    std::uint32_t rawId = 0;
+    std::vector<DbcSignalStatement> signals;
+    std::string dropReason; ///< not empty: the message is not used. Not yet noted.
+    bool broken = false;    ///< the reason is that the line could not be understood
+};
+
+/// The object that a statement is about. `signal` is empty for a message.
+struct DbcReference {
+    unsigned line = 0;
+    std::string_view keyword;
+    std::uint32_t rawId = 0;
+    std::string_view signal;
+};
+
+struct DbcCommentStatement {
+    DbcReference object;
+    std::string_view text;
+};
+
+struct DbcValuesStatement {
+    DbcReference object;
+    std::string_view table; ///< the values are those of this VAL_TABLE_; empty if they are given here
+    std::vector<std::pair<std::uint64_t, std::string_view>> values;
+};
+
+struct DbcValueTypeStatement {
+    DbcReference object;
+    std::uint64_t type = 0; ///< 0 integer, 1 float, 2 double
+};
+
+struct DbcMultiplexStatement {
+    DbcReference object;
+    std::string_view multiplexer;
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
+};
+
+struct DbcAttributeStatement {
+    DbcReference object;
+    std::string_view value; ///< a number, or a quoted text without its quotes
+};
+
+struct DbcNodeNameStatement {
+    std::string_view name;
+    std::string_view longName;
+};
+
+struct DbcStatements {
+    std::vector<DbcMessageStatement> messages;
+    std::vector<DbcCommentStatement> comments;
+    std::vector<DbcValuesStatement> values;
+    std::vector<DbcValuesStatement> valueTables; ///< `table` is their own name
+    std::vector<DbcValueTypeStatement> valueTypes;
+    std::vector<DbcMultiplexStatement> multiplexing;
+    std::vector<DbcAttributeStatement> longNames; ///< of messages and signals
+    std::vector<DbcNodeNameStatement> nodeLongNames;
+    std::vector<DbcAttributeStatement> frameFormats;
+    std::vector<std::string_view> frameFormatNames; ///< in the order of their numbers
+    std::string_view defaultFrameFormat;
+};
+
+} // namespace rksignal

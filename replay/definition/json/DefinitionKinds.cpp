@@ -1,0 +1,356 @@
+#include "definition/json/DefinitionKinds.h"
+
+#include "input/GPSSignal.h"
+#include "input/KeyboardSignal.h"
+#include "input/LoggerStatusSignal.h"
+#include "signal/BitField.h"
+
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+namespace rksignal {
+namespace {
+
+constexpr std::uint64_t max8 = std::numeric_limits<std::uint8_t>::max();
+constexpr std::uint64_t max16 = std::numeric_limits<std::uint16_t>::max();
+constexpr std::uint64_t max32 = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t maxStandardId = 0x7FF;
+constexpr std::uint64_t maxExtendedId = 0x1FFFFFFF;
+constexpr std::uint64_t maxPduId = 0xFFFFFF;
+constexpr std::uint64_t lastLinId = 63;
+constexpr unsigned classicBytes = 8;
+constexpr std::uint64_t lastClassicBit = 63;
+constexpr std::uint64_t lastFdBit = 511;
+constexpr std::uint64_t lastFlexRayBit = 2031; // of 254 bytes
+constexpr std::uint64_t lastSlot = 2047;
+constexpr std::uint64_t lastCycle = 63;
+constexpr std::uint64_t lastVlanId = 4095;
+
+/// In what the fields common to all kinds differ from kind to kind.
+struct CommonFields {
+    std::vector<std::string> names = {}; ///< the only ones possible, if there are any
+    std::uint64_t lastStartbit = lastClassicBit;
+    const char* channel = "Number of the bus channel";
+    const char* tslId = "Number of the trace source that delivers the signal";
+};
+
+/// Definitions of the names that a kind has by itself need no field: their values tell how wide they are.
+template <class Record>
+Fields<Record> commonFields(const CommonFields& common) {
+    const ChoiceCodec<signalValue_t> types{{{"unsigned", signalValue_t::Unsigned},
+                                            {"signed", signalValue_t::Signed},
+                                            {"float", signalValue_t::Float},
+                                            {"double", signalValue_t::Double}}};
+    const ChoiceCodec<bool> byteOrders{{{"little", false}, {"big", true}}};
+    Fields<Record> fields = {
+        required(field<Record>("instance", &Record::instance, NameCodec{common.names},
+                               "Name of the signal, unique in the file")),
+        field<Record>("signal", &Record::signal, TextCodec{},
+                      "Name of what the signal measures; several may have the same. As instance if absent"),
+        field<Record>("reference", &Record::reference, IntegerCodec{0, max32},
+                      "Number for the use of the reader"),
+        field<Record>("channel", &Record::channel, IntegerCodec{0, max8}, common.channel),
+        field<Record>("unit", &Record::unit, TextCodec{}, "Physical unit"),
+        field<Record>("type", &Record::type, types, "How the raw bits are read as a number"),
+        field<Record>("startbit", &Record::startbit, IntegerCodec{0, common.lastStartbit},
+                      "Bit n % 8 of byte n / 8, bit 0 being the least significant of a byte: the field's "
+                      "least significant bit if it is little endian, else its most significant one"),
+        field<Record>("bits", &Record::bits, IntegerCodec{1, 64},
+                      "Width of the field; 32 for float, 64 for double"),
+        field<Record>("scale", &Record::scale, NumberCodec{}, "physical = raw * scale + offset"),
+        field<Record>("offset", &Record::offset, NumberCodec{}, "physical = raw * scale + offset"),
+        field<Record>("endian", &Record::endian, byteOrders, "Byte order of the field"),
+        field<Record>("multiplexed", &Record::multiplexed, FlagCodec{},
+                      "Present only while the multiplexer carries mux"),
+        field<Record>("multiplexer", &Record::multiplexer, IntegerCodec{0, max8},
+                      "Not 0: the signal selects those that are multiplexed"),
+        field<Record>("mux", &Record::mux, IntegerCodec{0, max16},
+                      "Value of the multiplexer for which a multiplexed signal is present"),
+        field<Record>("valueDescriptions", &Record::valueDescriptions, ValueTextsCodec{},
+                      "Texts by raw value in decimal, negative ones as two's complement of 64 bits"),
+        field<Record>("udn", &Record::udn, TextCodec{}, "User-defined name"),
+        field<Record>("comment", &Record::comment, TextCodec{}, "Comment"),
+        field<Record>("tslId", &Record::tslId, IntegerCodec{0, max8}, common.tslId),
+    };
+    for (Field<Record>& field : fields) {
+        field.required = field.required || (field.name == "bits" && common.names.empty());
+    }
+    return fields;
+}
+
+template <class Record>
+Fields<Record> withFields(const CommonFields& common, Fields<Record> own) {
+    Fields<Record> fields = commonFields<Record>(common);
+    fields.insert(fields.end(), std::make_move_iterator(own.begin()), std::make_move_iterator(own.end()));
+    return fields;
+}
+
+template <class Record>
+Record plainDefaults(const std::string& instance) {
+    Record record;
+    record.instance = instance;
+    record.signal = instance;
+    return record;
+}
+
+/// The predefined inputs send integers of at most 32 bits, and doubles.
+inputSignalDef_t predefinedDefaults(const std::string& instance) {
+    auto record = plainDefaults<inputSignalDef_t>(instance);
+    const auto type = GPSSignal::gpsSignalTypes.find(instance);
+    if (type != GPSSignal::gpsSignalTypes.end()) {
+        record.type = type->second;
+    }
+    record.bits = record.type == signalValue_t::Double ? 64 : 32;
+    return record;
+}
+
+/// Fields that say themselves, at each of their positions, where the signal lies.
+template <class Record>
+Fields<Record> placedFields(ObjectsCodec<typename decltype(Record::positions)::value_type> positions,
+                            const char* description) {
+    Fields<Record> fields = commonFields<Record>({});
+    std::erase_if(fields, [](const Field<Record>& field) { return field.name == "startbit"; });
+    fields.push_back(
+        required(field<Record>("positions", &Record::positions, std::move(positions), description)));
+    return fields;
+}
+
+std::string shownField(unsigned bits, unsigned startbit) {
+    return std::to_string(bits) + " bits from startbit " + std::to_string(startbit);
+}
+
+std::string checkWidth(const baseSignalDef_t& record) {
+    const bool isFloat = record.type == signalValue_t::Float;
+    if ((isFloat && record.bits != 32) || (record.type == signalValue_t::Double && record.bits != 64)) {
+        return std::string("expected ") + (isFloat ? "32 bits of a float" : "64 bits of a double") +
+               ", found " + std::to_string(record.bits);
+    }
+    return "";
+}
+
+std::string checkCommon(const baseSignalDef_t& record) {
+    if (record.mux != 0 && !record.multiplexed) {
+        return "expected mux of a multiplexed signal only, found " + std::to_string(record.mux);
+    }
+    return checkWidth(record);
+}
+
+/// For fields that lie in one word of 8 bytes.
+template <class Record>
+std::string checkWord(const Record& record) {
+    const bitfield::ByteRange bytes = bitfield::byteRange(record.startbit, record.bits, record.endian);
+    if (bytes.startByte + unsigned{bytes.numBytes} > classicBytes) {
+        return "expected a field within 8 bytes, found " + shownField(record.bits, record.startbit);
+    }
+    return checkCommon(record);
+}
+
+std::string checkCanIdentity(const canSignalDef_t& record) {
+    if (record.msgId > maxStandardId && !record.extended) {
+        return "expected an 11-bit msgId unless extended is true, found " + std::to_string(record.msgId);
+    }
+    if (record.pduId && !record.canFD) {
+        return "expected pduId where canFD is true only, found " + std::to_string(*record.pduId);
+    }
+    return "";
+}
+
+std::string checkCan(const canSignalDef_t& record) {
+    std::string wrong = checkCanIdentity(record);
+    if (!wrong.empty()) {
+        return wrong;
+    }
+    canSignalDef_t completed = record;
+    if (!CANSignal::checkSignalDefinition(completed)) {
+        return "expected a field that touches at most 8 bytes, found " +
+               shownField(record.bits, record.startbit);
+    }
+    return record.canFD ? checkCommon(record) : checkWord(record);
+}
+
+/// At each position a field must lie within the bytes that the decoder takes as one word.
+template <class Signal, class Record>
+std::string checkPositions(const Record& record) {
+    for (const auto& position : record.positions) {
+        Record single = record;
+        single.positions = {position};
+        if (!Signal::checkSignalDefinition(single)) {
+            return "expected a field that touches at most 8 bytes, found " +
+                   shownField(record.bits, position.startBit);
+        }
+    }
+    return checkCommon(record);
+}
+
+std::string checkFlexRay(const flexRaySignalDef_t& record) {
+    const flexRayPosition_t& first = record.positions.front();
+    for (const flexRayPosition_t& position : record.positions) {
+        if (position.slot != first.slot || position.type != first.type) {
+            return "expected the slot and type of the first position at each, found slot " +
+                   std::to_string(position.slot);
+        }
+    }
+    return checkPositions<FlexRaySignal>(record);
+}
+
+std::string checkGps(const inputSignalDef_t& record) {
+    const signalValue_t type = predefinedDefaults(record.instance).type;
+    if (record.type != type) {
+        return std::string("expected type ") + (type == signalValue_t::Double ? "double" : "unsigned") +
+               " of " + record.instance + ", found another";
+    }
+    return checkWord(record);
+}
+
+/// The keys of a table of predefined inputs.
+template <class Table>
+std::vector<std::string> namesIn(const Table& table) {
+    std::vector<std::string> names;
+    for (const auto& entry : table) {
+        names.push_back(entry.first);
+    }
+    return names;
+}
+
+DefinitionKind<inputSignalDef_t>
+inputKind(const char* name, std::vector<PlacedDefinition<inputSignalDef_t>> SignalDefinitions::*list) {
+    CommonFields common;
+    common.channel = "Number of the input on its module";
+    common.tslId = "Channel of the module";
+    return {name, list, commonFields<inputSignalDef_t>(common), plainDefaults<inputSignalDef_t>,
+            checkWord<inputSignalDef_t>};
+}
+
+template <class Table>
+DefinitionKind<inputSignalDef_t>
+predefinedKind(const char* name, std::vector<PlacedDefinition<inputSignalDef_t>> SignalDefinitions::*list,
+               const Table& names) {
+    CommonFields common;
+    common.names = namesIn(names);
+    return {name, list, commonFields<inputSignalDef_t>(common), predefinedDefaults,
+            checkWord<inputSignalDef_t>};
+}
+
+} // namespace
+
+const DefinitionKind<canSignalDef_t>& canKind() {
+    using Record = canSignalDef_t;
+    CommonFields common;
+    common.lastStartbit = lastFdBit;
+    common.channel = "Number of the bus channel; the signal is taken from all channels if it is absent";
+    static const DefinitionKind<Record> kind = {
+        "can",
+        &SignalDefinitions::can,
+        withFields<Record>(
+            common, {required(field<Record>("msgId", &Record::msgId, IdentifierCodec{maxExtendedId},
+                                            "Identifier of the frame, 11 bits, or 29 if extended is true")),
+                     field<Record>("extended", &Record::extended, FlagCodec{}, "29-bit identifier"),
+                     field<Record>("canFD", &Record::canFD, FlagCodec{}, "CAN FD frame"),
+                     field<Record>("pduId", &Record::pduId, IdentifierCodec{maxPduId},
+                                   "PDU of a CAN FD frame that holds the signal"),
+                     field<Record>("message", &Record::message, TextCodec{}, "Name of the frame"),
+                     field<Record>("sender", &Record::sender, TextCodec{}, "Name of the sending node")}),
+        plainDefaults<Record>,
+        checkCan,
+        /*anyChannel=*/true};
+    return kind;
+}
+
+const DefinitionKind<linSignalDef_t>& linKind() {
+    using Record = linSignalDef_t;
+    static const DefinitionKind<Record> kind = {
+        "lin", &SignalDefinitions::lin,
+        withFields<Record>({}, {required(field<Record>("msgId", &Record::msgId, IdentifierCodec{lastLinId},
+                                                       "Identifier of the frame, without parity"))}),
+        plainDefaults<Record>, checkWord<Record>};
+    return kind;
+}
+
+const DefinitionKind<flexRaySignalDef_t>& flexRayKind() {
+    using Record = flexRaySignalDef_t;
+    using Position = flexRayPosition_t;
+    const ChoiceCodec<bool> segments{{{"static", true}, {"dynamic", false}}};
+    const ObjectsCodec<Position> positions{
+        {field<Position>("startBit", &Position::startBit, IntegerCodec{0, lastFlexRayBit},
+                         "As startbit elsewhere, counted from the start of the payload or of the PDU's data"),
+         required(field<Position>("type", &Position::type, segments, "Segment of the communication cycle")),
+         required(field<Position>("slot", &Position::slot, IntegerCodec{1, lastSlot}, "Slot of the frame")),
+         field<Position>("baseCycle", &Position::baseCycle, IntegerCodec{0, lastCycle}, "First cycle"),
+         field<Position>("repetition", &Position::repetition, IntegerCodec{1, lastCycle + 1},
+                         "Every how many cycles from there"),
+         field<Position>("updateBit", &Position::updateBit, IntegerCodec{0, lastFlexRayBit},
+                         "Bit of the payload that is 1 when the field has been updated"),
+         field<Position>("pduId", &Position::pduId, IdentifierCodec{maxPduId}, "PDU that holds the field")}};
+    static const DefinitionKind<Record> kind = {
+        "flexray", &SignalDefinitions::flexray,
+        placedFields<Record>(positions, "Where the signal lies; slot and type are the same at each"),
+        plainDefaults<Record>, checkFlexRay};
+    return kind;
+}
+
+const DefinitionKind<ethernetSignalDef_t>& ethernetKind() {
+    using Record = ethernetSignalDef_t;
+    using Position = ethernetPosition_t;
+    using enum ethSignalPosType_t;
+    const ChoiceCodec<ethSignalPosType_t> containers{
+        {{"DEFAULT", DEFAULT}, {"IPDU", IPDU}, {"SPDU", SPDU}, {"SOME/IP", SOMEIP}}};
+    const ObjectsCodec<Position> positions{
+        {field<Position>("ethSignalType", &Position::ethSignalType, containers,
+                         "Container within the payload that holds the field"),
+         field<Position>("startBit", &Position::startBit, IntegerCodec{0, max16},
+                         "As startbit elsewhere, counted from the start of the container's data"),
+         field<Position>("sourceMac", &Position::sourceMac, MacAddressCodec{}, "Any if absent"),
+         field<Position>("destinationMac", &Position::destinationMac, MacAddressCodec{}, "Any if absent"),
+         field<Position>("sourceIp", &Position::sourceIp, Ipv4AddressCodec{}, "Any if absent"),
+         field<Position>("destinationIp", &Position::destinationIp, Ipv4AddressCodec{}, "Any if absent"),
+         field<Position>("sourcePort", &Position::sourcePort, IntegerCodec{0, max16}, "0: any"),
+         field<Position>("destinationPort", &Position::destinationPort, IntegerCodec{0, max16}, "0: any"),
+         field<Position>("ipProtocol", &Position::ipProtocol, IntegerCodec{0, max8},
+                         "6: TCP, 17: UDP, 0: any"),
+         field<Position>("vlan", &Position::vlan, FlagCodec{}, "A VLAN tag is required"),
+         field<Position>("vlanId", &Position::vlanId, IntegerCodec{0, lastVlanId}, "0: any"),
+         field<Position>("pduId", &Position::pduId, IdentifierCodec{max32}, "Of an IPDU"),
+         field<Position>("messageId", &Position::messageId, IdentifierCodec{max32}, "Of an SPDU"),
+         field<Position>("serviceId", &Position::serviceId, IdentifierCodec{max16}, "Of SOME/IP"),
+         field<Position>("methodEventId", &Position::methodEventId, IdentifierCodec{max16},
+                         "Method or event of SOME/IP")}};
+    static const DefinitionKind<Record> kind = {
+        "ethernet", &SignalDefinitions::ethernet,
+        placedFields<Record>(positions, "Where the signal lies, for each kind of frame that carries it"),
+        plainDefaults<Record>, checkPositions<EthernetSignal, Record>};
+    return kind;
+}
+
+const DefinitionKind<inputSignalDef_t>& digitalKind() {
+    static const auto kind = inputKind("digital", &SignalDefinitions::digital);
+    return kind;
+}
+
+const DefinitionKind<inputSignalDef_t>& analogKind() {
+    static const auto kind = inputKind("analog", &SignalDefinitions::analog);
+    return kind;
+}
+
+const DefinitionKind<inputSignalDef_t>& keyboardKind() {
+    static const auto kind =
+        predefinedKind("keyboard", &SignalDefinitions::keyboard, KeyboardSignal::predefinedInputs);
+    return kind;
+}
+
+const DefinitionKind<inputSignalDef_t>& statusKind() {
+    static const auto kind =
+        predefinedKind("status", &SignalDefinitions::status, LoggerStatusSignal::predefinedInputs);
+    return kind;
+}
+
+const DefinitionKind<inputSignalDef_t>& gpsKind() {
+    static const auto kind = [] {
+        auto gps = predefinedKind("gps", &SignalDefinitions::gps, GPSSignal::gps_ids);
+        gps.check = checkGps;
+        return gps;
+    }();
+    return kind;
+}
+
+} // namespace rksignal

@@ -1,0 +1,87 @@
+#include "text/NumberText.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+namespace rksignal {
+namespace {
+
+constexpr double integerLimit = 1e15; // below 2^53: every integer is exact
+
+/// Writes `digits` decimal digits with leading zeros.
+char* writePadded(char* out, std::uint64_t value, int digits) {
+    for (char* at = out + digits; at != out; value /= 10) {
+        *--at = static_cast<char>('0' + value % 10);
+    }
+    return out + digits;
+}
+
+char* writeHex(char* out, std::uint64_t value, int digits) {
+    *out++ = '0';
+    *out++ = 'x';
+    for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
+        *out++ = "0123456789abcdef"[value >> shift & 0xF];
+    }
+    return out;
+}
+
+} // namespace
+
+char* writeDouble(char* out, double value) {
+    char* const end = out + maxNumberText;
+    const double magnitude = std::fabs(value);
+    if (magnitude < integerLimit) {
+        const auto integer = static_cast<std::int64_t>(value);
+        if (static_cast<double>(integer) == value && (integer != 0 || !std::signbit(value))) {
+            return std::to_chars(out, end, integer).ptr;
+        }
+        if (magnitude >= 1e-5) {
+            return std::to_chars(out, end, value, std::chars_format::fixed).ptr;
+        }
+    }
+    if (std::isnan(value)) { // whatever its sign
+        std::memcpy(out, "nan", 3);
+        return out + 3;
+    }
+    return std::to_chars(out, end, value).ptr;
+}
+
+std::string doubleText(double value) {
+    char text[maxNumberText];
+    return {text, writeDouble(text, value)};
+}
+
+char* writeRaw(char* out, std::uint64_t raw, signalValue_t type) {
+    switch (type) {
+    case signalValue_t::Signed:
+        return std::to_chars(out, out + maxNumberText, static_cast<std::int64_t>(raw)).ptr;
+    case signalValue_t::Float:
+        return writeHex(out, raw & 0xFFFFFFFF, 8);
+    case signalValue_t::Double:
+        return writeHex(out, raw, 16);
+    default:
+        return std::to_chars(out, out + maxNumberText, raw).ptr;
+    }
+}
+
+char* TimeText::write(char* out, std::uint64_t timestamp) {
+    constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
+    const std::uint64_t nanoseconds = timestamp % nanosecondsPerSecond;
+    if (timestamp / nanosecondsPerSecond != second) {
+        second = timestamp / nanosecondsPerSecond;
+        char* const end = std::to_chars(text, text + sizeof text, second).ptr;
+        *end = '.';
+        length = static_cast<std::size_t>(end + 1 - text);
+    }
+    std::memcpy(out, text, length);
+    return nanoseconds % 1000 == 0 ? writePadded(out + length, nanoseconds / 1000, 6)
+                                   : writePadded(out + length, nanoseconds, 9);
+}
+
+std::string timeText(std::uint64_t timestamp) {
+    char text[maxNumberText];
+    return {text, TimeText().write(text, timestamp)};
+}
+
+} // namespace rksignal

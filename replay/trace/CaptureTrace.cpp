@@ -1,0 +1,85 @@
+#include "trace/CaptureTrace.h"
+
+#include "trace/UsageError.h"
+
+#include <pcap/pcap.h>
+#include <type_traits>
+#include <utility>
+
+namespace rksignal {
+namespace {
+
+std::uint8_t channelOf(const std::string& path, ChannelMap& channels) {
+    return channels.knows(path) ? channels.channelOf(path).value_or(0) : std::uint8_t{0};
+}
+
+int supported(int linkType, const std::string& path) {
+    if (!PacketReader::isSupported(linkType)) {
+        const char* const name = pcap_datalink_val_to_name(linkType);
+        throw UsageError(path + ": packets of link type " +
+                         (name != nullptr ? name : std::to_string(linkType)) + " are not supported");
+    }
+    return linkType;
+}
+
+} // namespace
+
+CaptureTrace::CaptureTrace(std::unique_ptr<InputFile> file, ChannelMap& channels)
+    : TraceSource(std::move(file)), packets(input()),
+      reader(supported(packets.linkType(), path()), channelOf(path(), channels)) {}
+
+bool CaptureTrace::next() {
+    while (packets.next()) {
+        const auto found = read();
+        if (found) {
+            content = *found;
+            now = *packets.timestamp();
+            return true;
+        }
+        countMalformed(packets.timestamp() ? reader.malformed() : "impossible time stamp");
+    }
+    concludeDamage();
+    return false;
+}
+
+/// \return nothing if the packet cannot be understood
+std::optional<PacketReader::Content> CaptureTrace::read() {
+    if (!packets.timestamp()) {
+        return std::nullopt;
+    }
+    return packets.isWhole() ? reader.read(packets.bytes()) : PassedMessage::Truncated;
+}
+
+void CaptureTrace::countMalformed(const char* reason) {
+    if (malformedPackets++ == 0) {
+        firstMalformed = "packet " + std::to_string(packets.number()) + ": " + reason;
+    }
+}
+
+void CaptureTrace::concludeDamage() {
+    found.dropped = reader.dropped();
+    found.remarks.clear();
+    if (malformedPackets > 0) {
+        found.remarks.push_back(path() + ": malformed packets: " + std::to_string(malformedPackets) +
+                                ", the first is " + firstMalformed);
+    }
+    if (!packets.failure().empty()) {
+        found.remarks.push_back(path() + ": not understood behind packet " +
+                                std::to_string(packets.packets()) + ": " + packets.failure());
+    }
+}
+
+void CaptureTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
+    std::visit(
+        [&receiver, time](auto message) {
+            if constexpr (std::is_pointer_v<decltype(message)>) {
+                message->timestamp = time;
+                receiver.receive(*message);
+            } else {
+                receiver.pass(message, time);
+            }
+        },
+        content);
+}
+
+} // namespace rksignal

@@ -1,0 +1,48 @@
+/// \file
+/// Reads a text file or a pipe line by line, in blocks, without ever holding more than one block.
+#pragma once
+
+#include "file/InputFile.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rksignal {
+
+/// The lines of a file. Memory is constant, whatever the length of the file and of its lines.
+class LineReader {
+  public:
+    static constexpr std::size_t maxLength = 8192; ///< of a line, without its line end
+
+    /// `file` must outlive the reader. It is read when all complete lines have been given.
+    explicit LineReader(InputFile& file);
+
+    /// Gives the next line without its line end (LF or CRLF). The last line needs none. `line` is good until
+    /// the next call. A line of more than `maxLength` bytes gives its first `maxLength`; see tooLong().
+    /// \return false at the end of the file
+    /// \throws std::system_error if reading fails; the text names the file.
+    bool next(std::string_view& line);
+
+    bool tooLong() const { return overlong; }
+    std::uint64_t lineNumber() const { return number; } ///< of the last line given, from 1
+    const std::string& path() const { return file.path(); }
+
+  private:
+    bool refill();
+    bool lastLine(std::string_view& line);
+    bool skipLine();
+    std::string_view give(const char* first, const char* last);
+
+    InputFile& file;
+    std::vector<char> buffer;
+    const char* at;  ///< first byte not given yet
+    const char* end; ///< end of the bytes read
+    bool overlong = false;
+    bool unfinished = false; ///< the line given goes on behind `end`
+    std::uint64_t number = 0;
+};
+
+} // namespace rksignal

@@ -1,0 +1,94 @@
+/// \file
+/// Writes the messages of a trace in another format.
+#pragma once
+
+#include "file/OutputBuffer.h"
+#include "rktrace/TraceRecord.h"
+#include "text/Counted.h"
+#include "text/NumberText.h"
+#include "trace/TraceReceiver.h"
+
+#include <array>
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+/// What all formats have in common: what they cannot hold is counted.
+class TraceWriter : public TraceReceiver {
+  public:
+    std::uint64_t written() const { return messages; }
+    Counts lost() const;
+
+    void pass(PassedMessage kind, std::uint64_t timestamp) override;
+
+    /// Writes what is still in memory. \throws std::system_error if the file could not be written
+    virtual void finish() = 0;
+
+  protected:
+    std::uint64_t messages = 0;
+    std::uint64_t lostLin = 0;
+    std::uint64_t lostFlexRay = 0;
+    std::uint64_t lostEthernet = 0;
+    std::uint64_t lostGps = 0;
+    std::uint64_t lostRecords = 0; ///< raw ones of other kinds
+    std::uint64_t lostShapes = 0;  ///< CAN frames that the format has no form for
+
+  private:
+    std::array<std::uint64_t, 5> passed{}; ///< by PassedMessage
+};
+
+/// Writes a record file. Messages become records; records are written as they are, but for their time.
+class RecordFileWriter final : public TraceWriter {
+  public:
+    /// \throws std::system_error if `path` cannot be written
+    explicit RecordFileWriter(const std::string& path);
+
+    void receive(const CANExtTraceMessage& frame) override { write(frame); }
+    void receive(const LINTraceMessage& frame) override { write(frame); }
+    void receive(const FlexRayExtTraceMessage& frame) override { write(frame); }
+    void receive(const MIITraceMessage& frame) override { write(frame); }
+    void receive(const GPSTraceMessage& message) override { write(message); }
+    void receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
+    void finish() override;
+
+  private:
+    template <class Message>
+    void write(const Message& message) {
+        encodeRecord(message, record);
+        writer.write(record);
+        ++messages;
+    }
+
+    std::string path;
+    std::ofstream file;
+    TraceRecordWriter writer;
+    std::vector<std::uint8_t> record;
+};
+
+/// Writes a candump log: CAN and CAN FD data frames, channel N as interface canN. Flags of CAN FD frames are
+/// 0, as messages do not carry them.
+class CandumpWriter final : public TraceWriter {
+  public:
+    /// `descriptor` stays the caller's.
+    explicit CandumpWriter(int descriptor) : out(descriptor) {}
+
+    void receive(const CANExtTraceMessage& frame) override;
+    void receive(const LINTraceMessage& /*frame*/) override { ++lostLin; }
+    void receive(const FlexRayExtTraceMessage& /*frame*/) override { ++lostFlexRay; }
+    void receive(const MIITraceMessage& /*frame*/) override { ++lostEthernet; }
+    void receive(const GPSTraceMessage& /*message*/) override { ++lostGps; }
+    void receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
+    void finish() override { out.finish(); }
+
+  private:
+    void appendFrame(const CANExtTraceMessage& frame);
+
+    OutputBuffer out;
+    TimeText time;
+    CANExtTraceMessage fromRecord;
+};
+
+} // namespace rksignal

@@ -1,0 +1,214 @@
+#include "value/Replay.h"
+
+#include "bus/CANKey.h"
+#include "bus/EthernetSignal.h"
+#include "bus/FlexRaySignal.h"
+#include "bus/LINSignal.h"
+#include "input/GPSSignal.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace rksignal {
+namespace {
+
+std::uint32_t canIdentifier(std::uint32_t id, bool extended) {
+    return std::uint32_t{extended} << 31 | id;
+}
+
+bool isExtended(const CANExtTraceMessage& frame) {
+    return (frame.frameFormat & CANExtTraceMessage::Extended) != 0;
+}
+
+template <class Message>
+std::uint32_t firstInput(const Message& message) {
+    return message.elements.empty() ? 0 : message.elements.front().input;
+}
+
+bool hasValue(BaseSignal& signal) {
+    unsigned long raw = 0;
+    unsigned long timestamp = 0;
+    return signal.read(raw, timestamp);
+}
+
+} // namespace
+
+Replay::Replay(Catalog& catalog, ValueSink& sink) : catalog(catalog), sink(sink) {
+    ids.reserve(catalog.signals().size());
+    held.reserve(catalog.signals().size());
+    turns.resize(catalog.signals().size());
+}
+
+void Replay::run(TraceMerge& traces) {
+    while (!sink.closed() && traces.next()) {
+        traces.deliver(*this);
+    }
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+        counts.count(traces[i]);
+    }
+}
+
+void Replay::pass(PassedMessage kind, std::uint64_t timestamp) {
+    ++counts.passed[static_cast<std::size_t>(kind)];
+    sink.reached(timestamp);
+}
+
+void Replay::receive(const CANExtTraceMessage& frame) {
+    const MessageInfo info{frame.timestamp, {frame.channel, SignalKind::Can}};
+    sink.reached(frame.timestamp);
+    bool known = false;
+    for (const auto decoders : catalog.decodersOf(frame.channel, frame.canId, isExtended(frame))) {
+        for (MessageDecoder* const decoder : decoders) {
+            known = true;
+            decoder->decode(frame, ids);
+            if (!ids.empty()) {
+                sink.written(info, ids);
+            }
+        }
+    }
+    if (!catalog.group(SignalKind::Can).members.empty()) {
+        known = decodePdus(info, frame) || known;
+    }
+    conclude(info, known, canIdentifier(frame.canId, isExtended(frame)));
+}
+
+/// \return whether the frame carries PDUs with signals
+bool Replay::decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame) {
+    bool known = false;
+    for (const std::uint8_t source : catalog.group(SignalKind::Can).sources) {
+        CANExtTraceMessage received = frame;
+        received.channel = source == MessageDecoder::boundPduSource ? frame.channel : std::uint8_t{0};
+        if (CANSignal::decodeMessage(received, ids, source, &catalog.storage())) {
+            known = true;
+            writeGroup(info);
+        }
+    }
+    return known;
+}
+
+void Replay::receive(const LINTraceMessage& frame) {
+    constexpr std::uint8_t withoutParity = 0x3F;
+    decodeGroup({frame.timestamp, {frame.channel, SignalKind::Lin}}, frame.protectedId & withoutParity,
+                [&](std::uint8_t source) {
+                    return LINSignal::decodeMessage(frame, ids, source, &catalog.storage());
+                });
+}
+
+void Replay::receive(const FlexRayExtTraceMessage& frame) {
+    decodeGroup({frame.timestamp, {frame.channel, SignalKind::FlexRay}}, frame.slot,
+                [&](std::uint8_t source) { return decodeFlexRay(frame, source); });
+}
+
+/// \return whether there is a definition, also when nothing in the frame was updated
+bool Replay::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source) {
+    const auto decode = [&](const FlexRayExtTraceMessage& each) {
+        FlexRaySignal::decodeMessage(each, ids, source, &catalog.storage());
+        return FlexRaySignal::flexrayFrames.contains(
+            flexray::frameKey(source, each.channel, each.slot, each.frameKind, each.cycle));
+    };
+    if (frame.frameKind != unknownSegment) {
+        return decode(frame);
+    }
+    placed = frame;
+    placed.frameKind = FlexRayExtTraceMessage::Static;
+    if (decode(placed)) {
+        return true;
+    }
+    placed.frameKind = FlexRayExtTraceMessage::Dynamic;
+    return decode(placed);
+}
+
+void Replay::receive(const MIITraceMessage& frame) {
+    decodeEthernet(frame);
+}
+
+void Replay::receive(const EthernetTraceMessage& frame) {
+    decodeEthernet(frame);
+}
+
+template <class Frame>
+void Replay::decodeEthernet(const Frame& frame) {
+    decodeGroup({frame.timestamp, {frame.channel, SignalKind::Ethernet}}, 0,
+                [&](std::uint8_t) { return EthernetSignal::decodeMessage(frame, ids, &catalog.storage()); });
+}
+
+void Replay::receive(const GpioTraceMessage& message) {
+    decodeGroup({message.timestamp, {{}, SignalKind::Digital}}, firstInput(message),
+                [&](std::uint8_t source) {
+                    return InputSignal::decodeMessage(message, ids, source, &catalog.storage());
+                });
+}
+
+void Replay::receive(const AnalogTraceMessage& message) {
+    decodeGroup({message.timestamp, {{}, SignalKind::Analog}}, firstInput(message),
+                [&](std::uint8_t source) { return InputSignal::decodeMessage(message, ids, source); });
+}
+
+void Replay::receive(const KeyboardMessage& message) {
+    decodeGroup({message.timestamp, {{}, SignalKind::Keyboard}}, static_cast<std::uint32_t>(message.keyCode),
+                [&](std::uint8_t) { return InputSignal::decodeMessage(message, ids, &catalog.storage()); });
+}
+
+void Replay::receive(const SystemMessage& message) {
+    decodeGroup({message.timestamp, {{}, SignalKind::Status}}, message.code,
+                [&](std::uint8_t) { return InputSignal::decodeMessage(message, ids, &catalog.storage()); });
+}
+
+/// A receiver without a fix takes values away, which the library does not report.
+void Replay::receive(const GPSTraceMessage& message) {
+    const SignalGroup& group = catalog.group(SignalKind::Gps);
+    held.clear();
+    for (const std::size_t signal : group.members) {
+        if (hasValue(*catalog.signals()[signal])) {
+            held.push_back(catalog.signals()[signal]->id);
+        }
+    }
+    const MessageInfo info{message.timestamp, {{}, SignalKind::Gps}};
+    sink.reached(message.timestamp);
+    if (!group.members.empty() && GPSSignal::decodeMessage(message, ids, &catalog.storage())) {
+        writeGroup(info);
+    }
+    std::erase_if(held,
+                  [this](unsigned long id) { return hasValue(*catalog.signals()[catalog.indexOf(id)]); });
+    if (!held.empty()) {
+        sink.withdrawn(info, held);
+    }
+    conclude(info, !group.members.empty(), 0);
+}
+
+/// Lets `decode` decode a message for each trace source.
+template <class Decode>
+void Replay::decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode) {
+    sink.reached(info.timestamp);
+    bool known = false;
+    for (const std::uint8_t source : catalog.group(info.origin.kind).sources) {
+        if (decode(source)) {
+            known = true;
+            writeGroup(info);
+        }
+    }
+    conclude(info, known, identifier);
+}
+
+/// Hands on what the library has written. A signal that lies at several positions of the message has been
+/// written several times, and has the value of the last one.
+void Replay::writeGroup(const MessageInfo& info) {
+    ++turn;
+    std::erase_if(
+        ids, [this](unsigned long id) { return std::exchange(turns[catalog.indexOf(id)], turn) == turn; });
+    if (!ids.empty()) {
+        catalog.markSeen(ids);
+        sink.written(info, ids);
+    }
+}
+
+void Replay::conclude(const MessageInfo& info, bool known, std::uint32_t identifier) {
+    if (known) {
+        ++counts.decoded[static_cast<std::size_t>(info.origin.kind)];
+        sink.decoded(info);
+    } else {
+        counts.countUnknown(info.origin, identifier);
+    }
+}
+
+} // namespace rksignal

@@ -1,0 +1,223 @@
+/// \file
+/// DBC text: what it defines, and what is said about text that is broken, doubtful or not used.
+#include "definition/dbc/DbcFile.h"
+#include "text/TextEncoding.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace rksignal {
+namespace {
+
+struct Row {
+    const char* name;
+    /// Behind a line stand the notes that it causes: `// G message`, with G for a guess, D for something
+    /// dropped, E for an error. `...` is a layout that does not matter.
+    std::string text;
+    std::string messages; ///< as shown
+};
+
+const std::string anyLayout = R"(: 0|8@1+ (1,0) [0|0] "")";
+
+/// The notes that the text itself announces, as they are printed.
+std::string announcedNotes(const std::string& text) {
+    std::istringstream lines(text);
+    std::string notes, line;
+    for (int number = 1; std::getline(lines, line); ++number) {
+        for (std::size_t at = line.find(" // "); at != line.npos; at = line.find(" // ", at + 1)) {
+            const std::string note = line.substr(at + 4, line.find(" // ", at + 4) - at - 4);
+            notes += note[0] + (" t.dbc:" + std::to_string(number)) + ": " + note.substr(2) + '\n';
+        }
+    }
+    return notes;
+}
+
+std::string layoutOf(const DbcSignal& signal) {
+    constexpr const char* types[] = {"+", "-", " float", " double"};
+    std::ostringstream out;
+    out << ": " << signal.startbit << '|' << int{signal.bits} << (signal.bigEndian ? "@0" : "@1")
+        << types[static_cast<int>(signal.type)] << " (" << signal.scale << ',' << signal.offset << ") ["
+        << signal.minimum << '|' << signal.maximum << "] \"" << signal.unit << '"';
+    return out.str() == anyLayout ? "..." : out.str();
+}
+
+/// ` S* < M 1-3 7-7 : 0|8@1+ (2,0) [0|0] "km" A B {1 on} # comment`, with a `*` for a multiplexer.
+void show(std::ostream& out, const DbcSignal& signal) {
+    out << ' ' << signal.name << (signal.multiplexer ? "*" : "");
+    if (signal.multiplexing) {
+        out << " < " << signal.multiplexing->multiplexer;
+        for (const auto& [first, last] : signal.multiplexing->ranges) {
+            out << ' ' << first << '-' << last;
+        }
+    }
+    out << ' ' << layoutOf(signal);
+    for (const std::string& receiver : signal.receivers) {
+        out << ' ' << receiver;
+    }
+    for (const auto& [value, text] : signal.valueDescriptions) {
+        out << " {" << value << ' ' << text << '}';
+    }
+    out << (signal.comment.empty() ? "" : " # " + signal.comment) << '\n';
+}
+
+void expectRead(const Row& row) {
+    SCOPED_TRACE(row.name);
+    std::string text = row.text;
+    for (std::size_t at = text.find("..."); at != text.npos; at = text.find("...", at)) {
+        text.replace(at, 3, anyLayout);
+    }
+    const DbcFile file = parseDbc(text, "t.dbc");
+    std::ostringstream notes, messages;
+    for (const DbcNote& note : file.notes) {
+        notes << "GDE"[static_cast<int>(note.severity)] << ' ' << note << '\n';
+    }
+    for (const DbcMessage& message : file.messages) {
+        messages << message.name << ' ' << std::hex << message.id << std::dec
+                 << (message.extended ? "x [" : " [") << int{message.length} << (message.canFd ? " fd]" : "]")
+                 << (message.sender.empty() ? "" : " ") << message.sender
+                 << (message.comment.empty() ? "" : " # " + message.comment) << '\n';
+        for (const DbcSignal& signal : message.signals) {
+            show(messages, signal);
+        }
+    }
+    EXPECT_EQ(notes.str(), announcedNotes(row.text));
+    EXPECT_EQ(messages.str(), row.messages);
+}
+
+TEST(Dbc, IsReadWithNotesAboutWhatIsWrong) {
+    const Row rows[] = {
+        {"blanks and numbers", R"(BU_: ECU1
+ ECU2
+BO_ 1 A:8 ECU1 //comment "
+ SG_ S:0|1@1+(0.5,-40)[0|1]"a//b"Vector__XXX
+ SG_ T  :  7 | 64 @ 0 - ( 25E-002 , +1 ) [ -1.5e+3 | 2.E2 ]  "°C"  A , B C ;
+ SG_ U : 0|8@1+ (1,1e-999) [0|1.8E+308] "" // G signal U of message A has a number beyond the range of a double; the closest is taken)",
+         R"(A 1 [8] ECU1
+ S : 0|1@1+ (0.5,-40) [0|1] "a//b"
+ T : 7|64@0- (0.25,1) [-1500|200] "°C" A B C
+ U : 0|8@1+ (1,0) [0|1.79769e+308] ""
+)"},
+        {"value types and descriptions", R"(VAL_TABLE_ OnOff 1 "on" 0 "off" ;
+BO_ 1 A: 8
+ SG_ S : 0|32@1- (1,0) [0|0] ""
+ SG_ T : 0|64@1+ (1,0) [0|0] ""
+SIG_VALTYPE_ 1 S : 2; // G SIG_VALTYPE_ 2 of signal S of message 1: taken by its width of 32 bits
+SIG_VALTYPE_ 1 T 2 ;
+VAL_ 1 S -1 "minus \"one\""
+  +7 "seven" ;
+VAL_ 1 T OnOff ;
+VAL_ EnvironmentVariable 0 "x" ;)",
+         "A 1 [8]\n S : 0|32@1 float (1,0) [0|0] \"\" {7 seven} {18446744073709551615 minus \"one\"}\n"
+         " T : 0|64@1 double (1,0) [0|0] \"\" {0 off} {1 on}\n"},
+        {"comments and long names", R"(CM_ SG_ 10 S "C:\path";
+BA_ "SystemSignalLongSymbol" SG_ 10 S "S_long";
+BO_ 10 A: 8 N1
+ SG_ S M ... N1,N2
+ SG_ T m1 ...
+CM_ BO_ 10 "first \"line\";
+BO_ 12 C: 8";
+CM_ 10 T "without its kind";
+BA_ "SystemMessageLongSymbol" BO_ 10 "A_long";
+BA_ "SystemNodeLongSymbol" BU_ N1 "N1_long";
+BA_ "SystemSignalLongSymbol" SG_ 10 T "S_long"; // G long name S_long of signal T of message 10 belongs to another signal already; the short name is kept)",
+         "A_long a [8] N1_long # first \"line\";\nBO_ 12 C: 8\n S_long* ... N1_long N2 # C:\\path\n"
+         " T < S_long 1-1 ... # without its kind\n"},
+        {"frame formats", R"(BO_ 1 Default: 8
+BO_ 2 Number: 8
+BO_ 3 LengthDecides: 39
+BA_DEF_ BO_ "VFrameFormat" ENUM "StandardCAN","StandardCAN_FD","J1939PG";
+BA_DEF_DEF_ "VFrameFormat" "StandardCAN_FD";
+BA_ "VFrameFormat" BO_ 2 0;
+BA_ "VFrameFormat" BO_ 3 2; // G message LengthDecides of 39 bytes taken as CAN FD despite its frame format J1939PG)",
+         "Default 1 [8 fd]\nNumber 2 [8]\nLengthDecides 3 [39 fd]\n"},
+        {"UTF-8 with its mark", "\uFEFFBO_ 1 A: 8", "A 1 [8]\n"},
+        {"Windows-1252",
+         "BO_ 1 A: 8 \x80\x99\xB0\x81 // G text is not UTF-8; the file is taken as Windows-1252",
+         "A 1 [8] \u20AC\u2122\u00B0\xC2\x81\n"},
+        {"messages", R"(BO_ 2048 A: 8 // G message A: identifier 2048 has more than 11 bits; taken as extended
+BO_ 2147485696 B: 8 // D message B dropped: identifier 2147485696 is already defined on line 1
+BO_ 1610612736 C: 8 // D message C dropped with its signal: identifier 1610612736 has more than 29 bits
+ SG_ S ...
+BO_ 3221225472 D: 0 // D message D dropped: it only holds signals that belong to no message
+BO_ 1 E: 65 // D message E dropped: length 65 is more than 64 bytes
+BO_ 1 2017_F: 64 X, Y // D BO_: text at the end of the line ignored // G message name 2017_F is not an identifier; kept
+BO_ x G: 8 // E BO_: expected an integer of at most 64 bits, found 'x'; its signal dropped with it
+ SG_ S ...
+BO_ 2 H 8 // E BO_: expected ':', found '8'
+BO_ xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxäyyy I: 8 // E BO_: expected an integer of at most 64 bits, found 'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx...'
+BO_ 4294967296 J: 8 // E BO_: expected an identifier of at most 32 bits, found '4294967296')",
+         "A 800x [8]\n2017_F 1 [64 fd] X\n"},
+        {"signals", R"( SG_ S ... // E SG_: expected a BO_ line before the first signal, found 'SG_'
+BO_ 1 A: 4
+ SG_ Fits : 7|32@0+ (1,0) [0|0] ""
+ SG_ Past : 1|32@1+ (0,5) [0|0] "" // G signal Past of message A reaches to byte 5 of a message of 4 bytes; kept // G signal Past of message A has scale 0; kept
+ SG_ S : 511|2@1+ (1,0) [0|0] "" // D signal S of message A dropped: it lies beyond 64 bytes
+ SG_ S : 18446744073709551615|2@1+ (1,0) [0|0] "" // D signal S of message A dropped: it lies beyond 64 bytes
+ SG_ S : 0|65@1+ (1,0) [0|0] "" // D signal S of message A dropped: its width of 65 bits is more than 64
+ SG_ S : 0|0@1+ (1,0) [0|0] "" // D signal S of message A dropped: its width is 0
+ SG_ S ...
+ SG_ S ... // D signal S of message A dropped: it is already defined on line 9
+ SG_ S-1 ... X; @ // D SG_: text at the end of the line ignored // G signal S-1 of message A has a name that is not an identifier; kept
+ SG_ S ; 0|8@1+ (1,0) [0|0] "" // E SG_: expected a name, found ';'
+ SG_ S : 0|8@2+ (1,0) [0|0] "" // E SG_: expected byte order 0 or 1, found '2+'
+ SG_ S : 0|8@1* (1,0) [0|0] "" // E SG_: expected '+', found '*'
+ SG_ S : 0|8@1+ (nan,0x10) [0|0] "" // E SG_: expected a number, found 'nan'
+ SG_ S : 0|8@1+ (1,0) [0|0] // E SG_: expected a quoted text, found 'SG_'
+ SG_ S x1 ... // E SG_: expected ':' or a multiplexer indicator, found 'x1'
+ SG_ // E SG_: expected a name, found the end of the text)",
+         "A 1 [4]\n Fits : 7|32@0+ (1,0) [0|0] \"\"\n Past : 1|32@1+ (0,5) [0|0] \"\"\n S ...\n S-1 ... X\n"},
+        {"multiplexing", R"(BO_ 1 A: 8
+ SG_ S M ...
+ SG_ T ...
+ SG_ U m1 ...
+ SG_ V M ...
+ SG_ W m7 ... // G signal W of message A may belong to one of several multiplexers; S assumed
+SG_MUL_VAL_ 1 U T 12-11, 7-7,9 ; // G SG_MUL_VAL_: range 12-11 is reversed; its ends are swapped // G SG_MUL_VAL_: signal T of message 1 is not marked as a multiplexer; taken as one
+SG_MUL_VAL_ 1 U S 1-1; // D SG_MUL_VAL_ ignored: signal U of message 1 has another multiplexer already
+SG_MUL_VAL_ 1 U Q 1-1; // D SG_MUL_VAL_ ignored: there is no signal Q in message 1
+BO_ 2 B: 8
+ SG_ Q M : 0|16@1+ (1,0) [0|0] ""
+ SG_ R m1 ... // D signal R of message B dropped: its multiplexer Q was dropped
+ SG_ S m0M ... // D signal S of message B dropped: its multiplexers form a cycle
+ SG_ T m0M ... // D signal T of message B dropped: its multiplexers form a cycle
+ SG_ U m1 ... // D signal U of message B dropped: its message has no multiplexer for it
+SG_MUL_VAL_ 2 R Q 1-1;
+SG_MUL_VAL_ 2 S T 0-0;
+SG_MUL_VAL_ 2 T S 0-0;
+SIG_VALTYPE_ 2 Q : 1; // D SIG_VALTYPE_ 1 of signal Q of message 2: a floating-point number of 16 bits; the signal is dropped)",
+         "A 1 [8]\n S* ...\n T* ...\n U < T 11-12 7-7 9-9 ...\n V* ...\n W < S 7-7 ...\nB 2 [8]\n"},
+        {"statements", R"(BO_ 1 A: 8
+ SG_ S ...
+SIG_VALTYPE_ 1 S : 3; // D SIG_VALTYPE_ 3 of signal S of message 1 ignored: the value type is unknown
+SIG_VALTYPE_ 2 S : 1; // D SIG_VALTYPE_ ignored: there is no message 2
+VAL_ 1 S 1 "a" 1 "b" 2 "c" 2 "c" ; // G VAL_: value 1 of signal S of message 1 is described again; the last text is taken
+VAL_ 1 S Missing ; // D VAL_ ignored: there is no VAL_TABLE_ Missing
+VAL_ 1 T 0 "a"; // D VAL_ ignored: there is no signal T of message 1
+VAL_ 1 S -9223372036854775809 "a"; // E VAL_: expected an integer of at most 64 bits, found '-9223372036854775809'
+BA_ "VFrameFormat" SG_ 1 0; // E BA_: expected BO_, found 'SG_'
+CM_ SG_ 1 "one" // G CM_: ';' is missing at the end // G CM_ without a signal name taken as the comment of message 1
+FOO_ 1 "a; // D unknown keyword FOO_ skipped
+BO_" ;
+FOO_ 2;
+CM_ BO_ 1 "two"; // D CM_ ignored: message 1 has a comment already
+CM_ BO_ 1 "no end; // E CM_: expected ';', found 'x'
+BA_DEF_ BO_ "x" INT 0 1;)",
+         "A 1 [8] # one\n S ... {1 b} {2 c}\n"},
+    };
+    for (const Row& row : rows) {
+        expectRead(row);
+    }
+}
+
+TEST(Dbc, OnlyTrueUtf8IsTakenAsSuch) {
+    EXPECT_EQ(findInvalidUtf8("\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"),
+              std::nullopt);
+    for (const char* const text : {"\xE2\x82", "\xE2\x82\x28", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF",
+                                   "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+        EXPECT_EQ(findInvalidUtf8(std::string("ok") + text), 2U) << text;
+    }
+}
+
+} // namespace
+} // namespace rksignal
