@@ -3,17 +3,14 @@
 //
 //     trigger_scaling [FRAMES]     length of the log, 1,000,000 unless given
 
-#include "condition/Condition.h"
+#include "condition/Triggers.h"
 #include "definition/dbc/DbcFile.h"
-#include "trace/TraceFile.h"
-#include "trigger/TriggerSink.h"
 #include "value/Replay.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <random>
-#include <unistd.h>
 
 namespace {
 
@@ -58,14 +55,13 @@ std::string conditionOn(unsigned message, unsigned number) {
            " < " + std::to_string(100 + number % 100);
 }
 
-std::vector<std::unique_ptr<Condition>> compile(const Scenario& scenario, SignalStorage& storage) {
-    std::vector<std::unique_ptr<Condition>> conditions;
-    std::vector<Finding> findings;
+std::vector<Condition> compile(const Scenario& scenario, const Catalog& catalog) {
+    std::vector<Condition> conditions;
     for (unsigned i = 0; i < scenario.conditions; ++i) {
         const bool concerned = i < scenario.busyMessages * scenario.concerned;
         const unsigned idle = messages - scenario.busyMessages;
         const unsigned message = concerned ? i % scenario.busyMessages : scenario.busyMessages + i % idle;
-        conditions.push_back(Condition::compile({"", conditionOn(message, i), ""}, storage, {}, findings));
+        conditions.emplace_back(conditionOn(message, i), catalog);
     }
     return conditions;
 }
@@ -74,16 +70,17 @@ class NoSink : public ValueSink, public FiringSink {
   public:
     void written(const MessageInfo& /*message*/, std::span<const unsigned long> /*ids*/) override {}
     void fired(const Firing& /*firing*/) override {}
+    bool closed() const override { return false; }
 };
 
 /// \return nanoseconds of processor time a frame
 double replay(Catalog& catalog, std::FILE* log, ValueSink& sink) {
-    ChannelMap channels;
-    TraceMerge traces;
-    traces.add(openTrace("/proc/self/fd/" + std::to_string(fileno(log)), channels));
+    std::rewind(log);
+    Trace trace;
+    trace.addDescriptor(fileno(log), "bench.log");
     Replay replay(catalog, sink);
     const std::clock_t start = std::clock();
-    replay.run(traces);
+    replay.run(trace);
     return 1e9 / CLOCKS_PER_SEC * static_cast<double>(std::clock() - start) /
            static_cast<double>(replay.statistics().messages());
 }
@@ -98,10 +95,9 @@ void measure(const Scenario& scenario, unsigned frames) {
     replay(catalog, log.get(), none); // fills the caches
     const double alone = replay(catalog, log.get(), none);
 
-    TriggerSet triggers(catalog, compile(scenario, storage), false);
-    const OutputBuffer out(STDOUT_FILENO);
-    TriggerSink sink(catalog, triggers, none, out, {});
-    const double together = replay(catalog, log.get(), sink);
+    Triggers triggers(catalog, compile(scenario, catalog));
+    triggers.addFiringSink(none);
+    const double together = replay(catalog, log.get(), triggers);
     std::uint64_t evaluations = 0;
     for (std::size_t i = 0; i < triggers.size(); ++i) {
         evaluations += triggers.counts(i).evaluations();

@@ -2,13 +2,10 @@
 // frame that its bus can carry.
 
 #include "FuzzInput.h"
-#include "trace/TraceFile.h"
-#include "trace/UsageError.h"
+#include "trace/Trace.h"
 
 #include <cstdlib>
 #include <string>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace {
 
@@ -18,7 +15,8 @@ void require(bool condition) {
     }
 }
 
-class Frames : public rksignal::TraceReceiver {
+class Frames : public rksignal::MessageSink {
+    using MessageSink::receive;
     void receive(const CANExtTraceMessage& frame) override {
         const bool extended = (frame.frameFormat & CANExtTraceMessage::Extended) != 0;
         const bool fd = (frame.frameFormat & CANExtTraceMessage::FdStandard) != 0;
@@ -29,12 +27,10 @@ class Frames : public rksignal::TraceReceiver {
         require(frame.payload.size() <= 254 && frame.payload.size() % 2 == 0 && frame.slot <= 2047 &&
                 frame.cycle <= 63);
     }
-    void receive(const MIITraceMessage& /*frame*/) override {}
     void receive(const GPSTraceMessage& /*message*/) override { std::abort(); }
-    void receiveRecord(std::span<const std::uint8_t> /*record*/, std::uint64_t /*timestamp*/) override {
+    bool receiveRecord(std::span<const std::uint8_t> /*record*/, std::uint64_t /*timestamp*/) override {
         std::abort();
     }
-    void pass(rksignal::PassedMessage /*kind*/, std::uint64_t /*timestamp*/) override {}
 };
 
 void append(std::string& bytes, std::uint32_t word) {
@@ -60,15 +56,14 @@ std::string soundCapture(FuzzInput& input) {
     return bytes;
 }
 
-void readAll(const std::string& path) {
-    rksignal::ChannelMap channels;
+void readAll(const std::string& bytes) {
+    rksignal::Trace trace;
     Frames frames;
     try {
-        const auto trace = rksignal::openTrace(path, channels);
-        while (trace->next()) {
-            trace->deliver(frames, trace->timestamp());
-        }
-    } catch (const rksignal::UsageError&) { // no capture, or one of another link type
+        trace.addMemory(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()), "input",
+                        {.format = rksignal::TraceFormat::Capture});
+        trace.run(frames);
+    } catch (const rksignal::Error&) { // no capture, or one of another link type
     }
 }
 
@@ -85,9 +80,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else {
         bytes = soundCapture(input);
     }
-    const int file = memfd_create("capture", MFD_CLOEXEC);
-    require(file >= 0 && write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
-    readAll("/proc/self/fd/" + std::to_string(file));
-    close(file);
+    readAll(bytes);
     return 0;
 }

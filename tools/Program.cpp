@@ -4,7 +4,7 @@
 #include "convert/ConvertCommand.h"
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
-#include "file/OutputBuffer.h"
+#include "output/OutputBuffer.h"
 #include "trigger/TriggerCommand.h"
 
 #include <CLI/CLI.hpp>

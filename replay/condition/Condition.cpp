@@ -1,151 +1,109 @@
 #include "condition/Condition.h"
 
-#include "text/ClosestNames.h"
+#include "condition/CompiledCondition.h"
+#include "condition/ConditionCheck.h"
+#include "condition/ConditionState.h"
+#include "condition/Explanation.h"
 
-#include <algorithm>
-#include <iostream>
 #include <sstream>
-#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 namespace rksignal {
 namespace {
 
-/// Keeps what is written to std::cerr while it lives.
-class CaughtErrors {
-  public:
-    CaughtErrors() : previous(std::cerr.rdbuf(lines.rdbuf())) {}
-    ~CaughtErrors() { std::cerr.rdbuf(previous); }
-    CaughtErrors(const CaughtErrors&) = delete;
-    CaughtErrors& operator=(const CaughtErrors&) = delete;
-
-    std::string text() const { return lines.str(); }
-
-  private:
-    std::ostringstream lines;
-    std::streambuf* previous;
-};
-
-struct Compilation {
-    std::unique_ptr<ExpParser> parser;
-    std::string errors; ///< what the library said
-};
-
-Compilation compileText(const std::string& text, bool edgeTrigger, SignalStorage& storage) {
-    const CaughtErrors caught;
-    auto parser = std::make_unique<ExpParser>(text.c_str(), edgeTrigger, &storage);
-    return {std::move(parser), caught.text()};
+/// A single `=` reads like a comparison.
+Remark nameOfSignal(const ConditionText& text) {
+    return {text.origin, Severity::Error, "the name " + text.name + " is that of a signal",
+            "to compare it write '" + text.name + " == " + text.expression +
+                "', to name the condition write 'OTHER_NAME = " + text.expression + "'"};
 }
 
-/// The library's syntax message without its frame: `syntax error at 'TEXT'`.
-std::string syntaxMessage(const std::string& errors) {
-    constexpr std::string_view frame = "[ERROR] expression parser: line ";
-    const std::size_t line = errors.find(frame) + frame.size();
-    const std::size_t begin = errors.find(' ', line) + 1;
-    std::string message = errors.substr(begin, errors.find("'\n[ERROR] parser error", begin) + 1 - begin);
-    const std::size_t place = message.find(" at '");
-    if (message.ends_with("\n'")) {
-        message.replace(message.size() - 2, 1, "");
-        message.replace(place, 4, " at the end, behind ");
-    } else if (message.ends_with(" at ''")) {
-        message.replace(place, message.npos, " at the start");
-    }
-    return message;
-}
-
-/// The names that the library did not find, in its order, each once.
-std::vector<std::string> missingNames(const std::string& errors) {
-    constexpr std::string_view frame = "[ERROR] ExpParser::add: Signal not found: ";
-    std::istringstream lines(errors);
-    std::vector<std::string> names;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with(frame)) {
-            std::string name = line.substr(frame.size());
-            if (std::find(names.begin(), names.end(), name) == names.end()) {
-                names.push_back(std::move(name));
-            }
-        }
-    }
-    return names;
-}
-
-/// By step, the name for which the library has put the constant 0, or an empty one. The program does not tell
-/// it from a 0 in the text; compiled with no other signals than these it does.
-std::vector<std::string> missingBySteps(const ExpParser& parser, const std::vector<std::string>& names) {
-    std::vector<std::string> bySteps(parser.program.size());
-    if (names.empty()) {
-        return bySteps;
-    }
-    SignalStorage storage;
-    std::vector<std::unique_ptr<BaseSignal>> signals;
-    for (const std::string& name : names) {
-        baseSignalDef_t definition;
-        definition.instance = name;
-        signals.push_back(std::make_unique<BaseSignal>(definition, /*shmem=*/false, &storage));
-    }
-    const Compilation marked = compileText(parser.expression, false, storage);
-    std::transform(marked.parser->program.begin(), marked.parser->program.end(), bySteps.begin(),
-                   [](const ExpParser::Step& step) { return step.second.name; });
-    return bySteps;
-}
-
-std::string closeTo(const std::string& name, const SignalStorage& storage) {
-    if (name == "true" || name == "false") {
-        return std::string("; the word is ") + (name == "true" ? "active" : "void");
-    }
-    std::vector<std::string_view> known;
-    for (const auto& entry : storage.instancesByName) {
-        known.emplace_back(entry.first);
-    }
-    return closestNames(name, known);
-}
-
-Finding missingName(const std::string& name, const ConditionText& text, const SignalStorage& storage,
-                    bool allowed) {
-    const std::string message =
-        "there is no signal " + name + (allowed ? ", it counts as 0" : "") + closeTo(name, storage);
-    return {text.origin, allowed ? Finding::Severity::Warning : Finding::Severity::Error, message};
+std::string withoutReason(const BaseSignal& /*signal*/) {
+    return "no value";
 }
 
 } // namespace
 
-std::unique_ptr<Condition> Condition::compile(const ConditionText& text, SignalStorage& storage,
-                                              const ConditionOptions& options,
-                                              std::vector<Finding>& findings) {
-    if (text.expression.empty()) {
-        findings.push_back({text.origin, Finding::Severity::Error, "there is no expression"});
-        return nullptr;
+Condition::Condition(const std::string& text, const Catalog& catalog, const ConditionOptions& options)
+    : Condition(parseCondition(text), catalog.storage(), options) {}
+
+Condition::Condition(const ConditionText& text, SignalStorage& signals, const ConditionOptions& options)
+    : state(std::make_unique<State>(State{text, options.edgeTrigger})) {
+    if (text.isNamed && signals.instancesByName.contains(text.name)) {
+        state->remarks.add(nameOfSignal(text));
+        return;
     }
-    Compilation result = compileText(text.expression, options.edgeTrigger, storage);
-    if (!ExpParser::allExpParsers.contains(result.parser.get())) {
-        findings.push_back({text.origin, Finding::Severity::Error, syntaxMessage(result.errors)});
-        return nullptr;
+    state->compiled = CompiledCondition::compile(text, signals, options, state->remarks);
+    if (state->compiled != nullptr) {
+        const auto& read = state->compiled->parser().signals;
+        state->signals.assign(read.begin(), read.end());
+        checkCondition(*state->compiled, state->remarks);
     }
-    const std::vector<std::string> names = missingNames(result.errors);
-    for (const std::string& name : names) {
-        findings.push_back(missingName(name, text, storage, options.allowUnknown));
-    }
-    if (!names.empty() && !options.allowUnknown) {
-        return nullptr;
-    }
-    const std::vector<std::string> missing = missingBySteps(*result.parser, names);
-    return std::unique_ptr<Condition>(new Condition(text, std::move(result.parser), missing));
 }
 
-Condition::Condition(ConditionText text, std::unique_ptr<ExpParser> parser,
-                     const std::vector<std::string>& missing)
-    : source(std::move(text)), program(std::move(parser)), expressionTree(*program, missing),
-      values(program->program.size()) {}
+Condition::Condition(std::unique_ptr<State> state) : state(std::move(state)) {}
 
-std::span<const double> Condition::evaluate() {
-    ExpParser& machine = *program;
-    machine.clearstack();
-    auto value = values.begin();
-    for (machine.pc = machine.program.begin(); machine.pc != machine.program.end(); ++machine.pc) {
-        (machine.*machine.pc->first)();
-        *value++ = *machine.stackTop;
+Condition::~Condition() = default;
+Condition::Condition(Condition&&) noexcept = default;
+Condition& Condition::operator=(Condition&&) noexcept = default;
+
+bool Condition::isUsable() const {
+    return state->compiled != nullptr;
+}
+
+const RemarkList& Condition::remarks() const {
+    return state->remarks;
+}
+
+const std::string& Condition::name() const {
+    return state->text.name;
+}
+
+const std::string& Condition::expression() const {
+    return state->text.expression;
+}
+
+const std::string& Condition::origin() const {
+    return state->text.origin;
+}
+
+std::span<BaseSignal* const> Condition::signals() const {
+    return state->signals;
+}
+
+std::optional<bool> Condition::evaluate() {
+    bool result = false;
+    return state->compiled->parser().getExpResult(result) ? std::optional(result) : std::nullopt;
+}
+
+bool Condition::fires() {
+    const std::optional<bool> now = evaluate();
+    return now && state->fires(*now);
+}
+
+std::string Condition::explain(const UnknownReason& reason) const {
+    std::ostringstream text;
+    rksignal::explain(*state->compiled, reason ? reason : withoutReason, text);
+    return text.str();
+}
+
+std::vector<Condition> compileConditions(const std::vector<ConditionText>& texts, SignalStorage& signals,
+                                         const ConditionOptions& options) {
+    std::vector<Condition> conditions;
+    std::unordered_map<std::string, std::string> origins; // by name
+    for (const ConditionText& text : texts) {
+        const auto [earlier, isFree] = origins.try_emplace(text.name, text.origin);
+        if (isFree) {
+            conditions.emplace_back(text, signals, options);
+            continue;
+        }
+        auto unusable = std::make_unique<Condition::State>(Condition::State{text});
+        unusable->remarks.add(
+            {text.origin, Severity::Error, "the name " + text.name + " is taken, by " + earlier->second});
+        conditions.push_back(Condition(std::move(unusable)));
     }
-    return values;
+    return conditions;
 }
 
 } // namespace rksignal

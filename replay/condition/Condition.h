@@ -1,12 +1,15 @@
 /// \file
-/// A compiled condition together with what it was made from.
+/// Conditions over the signals of a catalog.
 #pragma once
 
+#include "catalog/Catalog.h"
 #include "condition/ConditionText.h"
-#include "condition/ExpressionTree.h"
-#include "condition/Finding.h"
+#include "expression/ExpParser.h"
+#include "text/Remark.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -14,40 +17,73 @@
 namespace rksignal {
 
 struct ConditionOptions {
-    bool edgeTrigger = false;  ///< `ExpParser::getTrigger` reports only the change from false to true
-    bool allowUnknown = false; ///< a name that no signal has counts as 0, as it does in the library
+    bool edgeTrigger = false;  ///< fires() reports only the change from false to true
+    bool allowUnknown = false; ///< a name that no signal has counts as 0, as it does in librksignal
 };
 
-/// A condition that can be evaluated. Its signals must outlive it.
-class Condition {
+/// Says why a signal has no value now, e.g. `never seen`.
+using UnknownReason = std::function<std::string(BaseSignal&)>;
+
+/// A condition, compiled once and evaluated as often as need be. It reads the signals as they are at that
+/// moment. Never throws, whatever the text: what is wrong with it stands in remarks().
+///
+///     rksignal::Condition fast("fast = Vehicle.Speed > 50 && Gear.Current == 6", catalog);
+///     if (!fast.isUsable()) {
+///         std::cerr << fast.remarks().kept().front() << '\n';
+///     }
+///
+/// Its signals must outlive it. To be used by the thread that decodes them; conditions of other threads over
+/// other signals may be evaluated at the same time, but not compiled.
+class RKREPLAY_EXPORT Condition {
   public:
-    /// Compiles `text` with the signals of `storage`. Errors, and names that no signal has, with those that
-    /// come close, go to `findings`. Not for two threads at once: the library's messages are caught on their
-    /// way to std::cerr.
-    /// \return null after an error
-    static std::unique_ptr<Condition> compile(const ConditionText& text, SignalStorage& storage,
-                                              const ConditionOptions& options,
-                                              std::vector<Finding>& findings);
+    /// Compiles `[NAME=]EXPRESSION`, the expression as ExpParser has it. Takes time in proportion to the
+    /// length; with a name that no signal has also to the number of signals.
+    Condition(const std::string& text, const Catalog& catalog, const ConditionOptions& options = {});
+    /// The same over any signals, with a text that says where it comes from.
+    Condition(const ConditionText& text, SignalStorage& signals, const ConditionOptions& options = {});
+    ~Condition();
+    Condition(Condition&&) noexcept;
+    Condition& operator=(Condition&&) noexcept;
 
-    const std::string& name() const { return source.name; }
-    const ConditionText& text() const { return source; }
-    const ExpressionTree& tree() const { return expressionTree; }
+    /// Whether it can be evaluated: there is no error among the remarks.
+    bool isUsable() const;
+    /// Errors; what hardly was meant so, such as a comparison that can never be true given the range of its
+    /// signal, as warnings; notes.
+    const RemarkList& remarks() const;
 
-    /// Evaluates and gives the signals: `getExpResult`, `getTrigger`, `signals`.
-    ExpParser& parser() { return *program; }
-    const ExpParser& parser() const { return *program; }
+    const std::string& name() const;       ///< as given; without one, the expression
+    const std::string& expression() const; ///< as given
+    const std::string& origin() const;     ///< where it stands, as the places of the remarks
 
-    /// Evaluates every sub-expression, by the library's own operations. \return the values by node, NaN where
-    /// unknown; good until the next call
-    std::span<const double> evaluate();
+    /// The signals that it reads, each once. REQUIRES here and below: isUsable().
+    std::span<BaseSignal* const> signals() const;
+    /// \return whether it is true; nothing while that cannot be known, as a signal has no value. Takes some
+    /// nanoseconds an operator and allocates nothing, here and below.
+    std::optional<bool> evaluate();
+    /// Evaluates. \return whether it is true, and, as an edge trigger, was not when it was last known
+    bool fires();
+    /// The values of the condition and of each of its sub-expressions, one a line, operands below their
+    /// operator and indented by two more. `reason` is asked about signals without a value.
+    ///
+    ///     Engine.Speed > 3000 && Gear.Lever == 2: true
+    ///       Engine.Speed > 3000: true
+    ///         Engine.Speed: 3200.5 rpm
+    ///       Gear.Lever == 2: true
+    ///         Gear.Lever: 2 (Drive)
+    std::string explain(const UnknownReason& reason = {}) const;
 
   private:
-    Condition(ConditionText text, std::unique_ptr<ExpParser> parser, const std::vector<std::string>& missing);
-
-    ConditionText source;
-    std::unique_ptr<ExpParser> program;
-    ExpressionTree expressionTree;
-    std::vector<double> values;
+    friend class TriggerSet;
+    struct State;
+    explicit Condition(std::unique_ptr<State> state);
+    friend std::vector<Condition> compileConditions(const std::vector<ConditionText>& texts,
+                                                    SignalStorage& signals, const ConditionOptions& options);
+    std::unique_ptr<State> state;
 };
+
+/// Compiles all. A name that an earlier one has is an error.
+RKREPLAY_EXPORT std::vector<Condition> compileConditions(const std::vector<ConditionText>& texts,
+                                                         SignalStorage& signals,
+                                                         const ConditionOptions& options = {});
 
 } // namespace rksignal

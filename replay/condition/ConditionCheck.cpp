@@ -51,8 +51,8 @@ bool mixesOrWithAnd(const std::string& expression) {
 /// Checks one condition: bounds its sub-expressions from the inside out.
 class Check {
   public:
-    Check(Condition& condition, std::vector<Finding>& findings)
-        : condition(condition), tree(condition.tree()), findings(findings) {}
+    Check(CompiledCondition& condition, RemarkList& remarks)
+        : condition(condition), tree(condition.tree()), remarks(remarks) {}
 
     void run() {
         const std::span<const double> now = condition.evaluate();
@@ -122,7 +122,7 @@ class Check {
     void checkTable(std::size_t index, const BaseSignal& signal, std::optional<std::uint64_t> raw) {
         if (raw && isEnumeration(signal.def.valueDescriptions) &&
             !signal.def.valueDescriptions.contains(*raw)) {
-            say(Finding::Severity::Remark, quoted(index) + ": the value table of " + signal.def.instance +
+            say(Severity::Note, quoted(index) + ": the value table of " + signal.def.instance +
                                                " has no text for the raw value " + std::to_string(*raw));
         }
     }
@@ -208,21 +208,21 @@ class Check {
     }
     std::string quoted(std::size_t index) const { return "'" + tree.text(index) + "'"; }
 
-    void warn(std::string message) { say(Finding::Severity::Warning, std::move(message)); }
-    void say(Finding::Severity severity, std::string message) {
-        findings.push_back({condition.text().origin, severity, std::move(message)});
+    void warn(std::string message) { say(Severity::Warning, std::move(message)); }
+    void say(Severity severity, std::string message) {
+        remarks.add({condition.text().origin, severity, std::move(message)});
     }
 
-    Condition& condition;
+    CompiledCondition& condition;
     const ExpressionTree& tree;
-    std::vector<Finding>& findings;
+    RemarkList& remarks;
     std::vector<Interval> intervals; ///< by node
 };
 
 } // namespace
 
-void checkCondition(Condition& condition, std::vector<Finding>& findings) {
-    Check(condition, findings).run();
+void checkCondition(CompiledCondition& condition, RemarkList& remarks) {
+    Check(condition, remarks).run();
 }
 
 } // namespace rksignal

@@ -1,6 +1,7 @@
 #include "condition/ConditionText.h"
 
 #include "trace/LineReader.h"
+#include "trace/TraceFormat.h"
 
 #include <string_view>
 
@@ -31,7 +32,7 @@ std::string_view leadingName(std::string_view text) {
 ConditionText parse(std::string_view text) {
     const std::string_view name = leadingName(text);
     const std::string_view expression = trimmed(name.empty() ? text : text.substr(text.find('=') + 1));
-    return {std::string(name.empty() ? expression : name), std::string(expression), {}};
+    return {std::string(name.empty() ? expression : name), std::string(expression), {}, !name.empty()};
 }
 
 /// Why a line cannot hold a condition, or null.
@@ -44,14 +45,16 @@ const char* whyUnusable(std::string_view line, bool tooLong) {
 
 } // namespace
 
-ConditionText parseCondition(const std::string& argument) {
+ConditionText parseCondition(const std::string& argument, const std::string& place) {
     ConditionText condition = parse(argument);
-    const bool isNamed = condition.name != condition.expression;
-    condition.origin = "--when " + (isNamed ? condition.name : "'" + condition.expression + "'");
+    condition.origin = place + ' ' + (condition.isNamed ? condition.name : "'" + condition.expression + "'");
     return condition;
 }
 
-std::vector<ConditionText> readConditions(const std::string& path, std::vector<Finding>& findings) {
+std::vector<ConditionText> readConditions(const std::string& path, RemarkList& remarks) {
+    if (const auto format = path != "-" ? detectTrace(path) : std::nullopt) {
+        throw Error(path + " is " + formatName(*format) + ", not a file of conditions");
+    }
     InputFile file(path);
     LineReader reader(file);
     std::vector<ConditionText> conditions;
@@ -60,7 +63,7 @@ std::vector<ConditionText> readConditions(const std::string& path, std::vector<F
         const std::string_view text = trimmed(line);
         const std::string origin = path + ":" + std::to_string(reader.lineNumber());
         if (const char* const reason = whyUnusable(line, reader.tooLong())) {
-            findings.push_back({origin, Finding::Severity::Error, reason});
+            remarks.add({origin, Severity::Error, reason, {}, reader.lineNumber()});
         } else if (!text.empty() && text.front() != '#') {
             conditions.push_back(parse(text));
             conditions.back().origin = origin;

@@ -17,7 +17,7 @@ const char* truthText(double value) {
 
 class Explainer {
   public:
-    Explainer(Condition& condition, const UnknownReason& reason, std::ostream& out)
+    Explainer(CompiledCondition& condition, const UnknownReason& reason, std::ostream& out)
         : tree(condition.tree()), values(condition.evaluate()), reason(reason), out(out) {}
 
     void run() {
@@ -116,7 +116,7 @@ class Explainer {
 
 } // namespace
 
-void explain(Condition& condition, const UnknownReason& reason, std::ostream& out) {
+void explain(CompiledCondition& condition, const UnknownReason& reason, std::ostream& out) {
     Explainer(condition, reason, out).run();
 }
 

@@ -2,16 +2,13 @@
 /// Why a condition is true, false or unknown at this moment.
 #pragma once
 
-#include "condition/Condition.h"
+#include "condition/CompiledCondition.h"
 
 #include <functional>
 #include <iosfwd>
 #include <string>
 
 namespace rksignal {
-
-/// Says why a signal has no value now, e.g. `never seen`.
-using UnknownReason = std::function<std::string(BaseSignal&)>;
 
 /// Writes the value of the condition and of each of its sub-expressions, one a line, operands below their
 /// operator and indented by two more. Reads the signals as they are now; `reason` is asked about those
@@ -22,6 +19,6 @@ using UnknownReason = std::function<std::string(BaseSignal&)>;
 ///         Engine.Speed: 3200.5 rpm
 ///       Gear.Lever == 2: true
 ///         Gear.Lever: 2 (Drive)
-void explain(Condition& condition, const UnknownReason& reason, std::ostream& out);
+void explain(CompiledCondition& condition, const UnknownReason& reason, std::ostream& out);
 
 } // namespace rksignal

@@ -5,12 +5,13 @@
 
 namespace rksignal {
 
-TriggerSet::TriggerSet(const Catalog& catalog, std::vector<std::unique_ptr<Condition>> conditions,
-                       bool edgeTrigger)
-    : edgeTrigger(edgeTrigger) {
-    for (auto& condition : conditions) {
-        ExpParser& parser = condition->parser();
-        triggers.push_back({std::move(condition), &parser});
+TriggerSet::TriggerSet(const Catalog& catalog, std::vector<Condition> conditions) {
+    for (Condition& condition : conditions) {
+        if (condition.isUsable()) {
+            ExpParser& parser = condition.state->compiled->parser();
+            const bool isEdgeTrigger = condition.state->isEdgeTrigger;
+            triggers.push_back({std::move(condition), &parser, {}, isEdgeTrigger});
+        }
     }
     due.reserve(triggers.size());
     firing.reserve(triggers.size());
@@ -20,7 +21,7 @@ TriggerSet::TriggerSet(const Catalog& catalog, std::vector<std::unique_ptr<Condi
 void TriggerSet::buildIndex(const Catalog& catalog) {
     std::vector<std::pair<std::size_t, std::uint32_t>> uses; // signal, trigger
     for (std::uint32_t trigger = 0; trigger < triggers.size(); ++trigger) {
-        for (const BaseSignal* const signal : triggers[trigger].parser->signals) {
+        for (const BaseSignal* const signal : triggers[trigger].condition.signals()) {
             uses.emplace_back(catalog.indexOf(signal->id), trigger);
         }
     }
@@ -55,7 +56,7 @@ std::span<const std::uint32_t> TriggerSet::evaluate() {
     return firing;
 }
 
-bool TriggerSet::fires(Trigger& trigger) const {
+bool TriggerSet::fires(Trigger& trigger) {
     trigger.isDue = false;
     bool result = false;
     if (!trigger.parser->getExpResult(result)) {
@@ -64,7 +65,7 @@ bool TriggerSet::fires(Trigger& trigger) const {
     }
     ++(result ? trigger.counts.isTrue : trigger.counts.isFalse);
     const bool wasTrue = std::exchange(trigger.wasTrue, result);
-    const bool isFiring = result && !(edgeTrigger && wasTrue);
+    const bool isFiring = result && !(trigger.isEdgeTrigger && wasTrue);
     trigger.counts.firings += isFiring ? 1 : 0;
     return isFiring;
 }

@@ -1,9 +1,10 @@
 /// \file
-/// Evaluates conditions when their signals change, and only then.
+/// The inside of Triggers: conditions by their signals.
 #pragma once
 
 #include "catalog/Catalog.h"
-#include "condition/Condition.h"
+#include "condition/ConditionState.h"
+#include "condition/Triggers.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,26 +14,14 @@
 
 namespace rksignal {
 
-/// What the evaluations of a condition came to.
-struct TriggerCounts {
-    std::uint64_t isTrue = 0;
-    std::uint64_t isFalse = 0;
-    std::uint64_t isUnknown = 0;
-    std::uint64_t firings = 0;
-
-    std::uint64_t evaluations() const { return isTrue + isFalse + isUnknown; }
-};
-
 /// Conditions, and an index that leads from a signal to those that use it.
 ///
 /// Per frame the cost is that of the conditions whose signals have changed, however many others there are.
 /// Nothing allocates after construction.
 class TriggerSet {
   public:
-    /// With `edgeTrigger` a condition fires when it becomes true, as `ExpParser::getTrigger` has it: unknown
-    /// in between does not count. Without, it fires at each evaluation that is true.
     /// REQUIRES: the signals of all conditions are signals of `catalog`, which is complete.
-    TriggerSet(const Catalog& catalog, std::vector<std::unique_ptr<Condition>> conditions, bool edgeTrigger);
+    TriggerSet(const Catalog& catalog, std::vector<Condition> conditions);
 
     /// Whether a condition uses the signal. Signals are named by their index in Catalog::signals().
     bool uses(std::size_t signal) const { return offsets[signal] != offsets[signal + 1]; }
@@ -45,28 +34,27 @@ class TriggerSet {
     std::span<const std::uint32_t> evaluate();
 
     std::size_t size() const { return triggers.size(); }
-    Condition& condition(std::size_t trigger) { return *triggers[trigger].condition; }
-    const Condition& condition(std::size_t trigger) const { return *triggers[trigger].condition; }
+    const Condition& condition(std::size_t trigger) const { return triggers[trigger].condition; }
     const TriggerCounts& counts(std::size_t trigger) const { return triggers[trigger].counts; }
 
   private:
     struct Trigger {
-        std::unique_ptr<Condition> condition;
+        Condition condition;
         ExpParser* parser; ///< of the condition, without a detour: most conditions are not in the cache
         TriggerCounts counts = {};
+        bool isEdgeTrigger = false;
         bool wasTrue = false; ///< when last known
         bool isDue = false;
     };
 
     void buildIndex(const Catalog& catalog);
-    bool fires(Trigger& trigger) const;
+    static bool fires(Trigger& trigger);
 
     std::vector<Trigger> triggers;
     std::vector<std::uint32_t> offsets; ///< by signal: where its part of `users` starts; one more at the end
     std::vector<std::uint32_t> users;   ///< triggers, grouped by signal
     std::vector<std::uint32_t> due;
     std::vector<std::uint32_t> firing;
-    bool edgeTrigger;
 };
 
 } // namespace rksignal

@@ -1,72 +1,189 @@
 #include "file/InputFile.h"
 
+#include "text/Error.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <filesystem>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace rksignal {
+namespace {
 
-InputFile::InputFile(const std::string& path, std::function<void()> beforeRead)
-    : name(path), beforeRead(std::move(beforeRead)),
-      handle(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (handle < 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot open " + path);
-    }
-    struct stat status {};
-    if (fstat(handle, &status) == 0 && S_ISDIR(status.st_mode)) {
-        close(handle);
-        throw std::system_error(EISDIR, std::generic_category(), "cannot open " + path);
+constexpr int maxOpenFiles = 256; // of the 1,024 descriptors that a process usually has
+
+std::atomic<int> openFiles = 0;
+
+ssize_t withoutInterruption(auto&& call) {
+    ssize_t result = 0;
+    do {
+        result = call();
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+} // namespace
+
+ReadControl::ReadControl() : wakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (wakeUp < 0) {
+        throw Error("cannot make an event descriptor", errno);
     }
 }
 
-InputFile::~InputFile() {
-    if (handle != STDIN_FILENO) {
-        close(handle);
+ReadControl::~ReadControl() {
+    close(wakeUp);
+}
+
+void ReadControl::stop() noexcept {
+    const int error = errno; // a signal handler leaves it as it was
+    stopped.store(true, std::memory_order_relaxed);
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(wakeUp, &one, sizeof one);
+    errno = error;
+}
+
+void ReadControl::waitFor(int descriptor) const {
+    pollfd both[] = {{descriptor, POLLIN, 0}, {wakeUp, POLLIN, 0}};
+    withoutInterruption([&both] { return poll(both, std::size(both), -1); });
+    if (isStopped()) {
+        throw ReadingStopped();
     }
+}
+
+InputFile::InputFile(const std::string& path, ReadControl* control)
+    : name(path), control(control),
+      handle(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)), isOwned(path != "-") {
+    if (handle < 0) {
+        fail("open");
+    }
+    inspect();
+    if (isOwned && ++openFiles > maxOpenFiles && isRegular) {
+        park();
+    }
+}
+
+InputFile::InputFile(int descriptor, std::string name, ReadControl* control)
+    : name(std::move(name)), control(control), handle(fcntl(descriptor, F_DUPFD_CLOEXEC, 0)) {
+    if (handle < 0) {
+        fail("open");
+    }
+    inspect();
+    ++openFiles;
+}
+
+InputFile::InputFile(std::span<const std::uint8_t> memory, std::string name, ReadControl* control)
+    : name(std::move(name)), control(control), isOwned(false), memory(memory), length(memory.size()) {}
+
+InputFile::~InputFile() {
+    if (isOwned && handle >= 0) {
+        close(handle);
+        --openFiles;
+    }
+}
+
+void InputFile::fail(const char* action) const {
+    throw Error("cannot " + std::string(action) + " " + name, errno);
+}
+
+/// \throws Error if the descriptor leads to a folder, and closes it
+void InputFile::inspect() {
+    struct stat status {};
+    if (fstat(handle, &status) != 0) {
+        return;
+    }
+    if (S_ISDIR(status.st_mode)) {
+        if (isOwned) {
+            close(handle);
+        }
+        errno = EISDIR;
+        fail("open");
+    }
+    isRegular = S_ISREG(status.st_mode);
+    length = isRegular ? static_cast<std::uint64_t>(status.st_size) : 0;
+    device = status.st_dev;
+    inode = status.st_ino;
+}
+
+void InputFile::park() {
+    parkedPath = std::filesystem::absolute(name).string();
+    close(std::exchange(handle, -1));
+    --openFiles;
 }
 
 std::uint64_t InputFile::size() const {
     struct stat status {};
-    const bool isFile = fstat(handle, &status) == 0 && S_ISREG(status.st_mode);
-    return isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
+    const bool grows = isRegular && handle >= 0 && fstat(handle, &status) == 0;
+    return grows ? static_cast<std::uint64_t>(status.st_size) : length;
 }
 
-std::string_view InputFile::peek(std::size_t size) {
-    for (std::size_t used = ahead.size(); used < size;) {
-        ahead.resize(size);
-        const std::size_t count = readFurther(ahead.data() + used, size - used);
-        used += count;
-        ahead.resize(used);
-        if (count == 0) {
-            break;
-        }
-    }
-    return ahead;
+bool InputFile::peekFurther() {
+    constexpr std::size_t block = 4096;
+    const std::size_t used = ahead.size();
+    ahead.resize(used + block);
+    const std::size_t count = readFurther(ahead.data() + used, block);
+    ahead.resize(used + count);
+    return count > 0;
 }
 
 std::size_t InputFile::read(char* to, std::size_t size) {
-    if (beforeRead) {
-        beforeRead();
+    if (control != nullptr && control->beforeRead) {
+        control->beforeRead();
     }
     const std::size_t peeked = ahead.copy(to, size);
     ahead.erase(0, peeked);
-    const std::size_t count = peeked + (peeked < size ? readFurther(to + peeked, size - peeked) : 0);
+    // What a pipe has given already must not wait for what it may give later.
+    const std::size_t count = peeked > 0 ? peeked : readFurther(to, size);
     given += count;
     return count;
 }
 
-std::size_t InputFile::readFurther(char* to, std::size_t size) const {
-    ssize_t count = 0;
-    do {
-        count = ::read(handle, to, size);
-    } while (count < 0 && errno == EINTR);
-    if (count < 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot read " + name);
+std::size_t InputFile::readFurther(char* to, std::size_t size) {
+    if (control != nullptr && control->isStopped()) {
+        throw ReadingStopped();
     }
+    if (handle < 0) {
+        return parkedPath.empty() ? readMemory(to, size) : readParked(to, size);
+    }
+    if (control != nullptr && !isRegular) {
+        control->waitFor(handle);
+    }
+    const ssize_t count = withoutInterruption([&] { return ::read(handle, to, size); });
+    if (count < 0) {
+        fail("read");
+    }
+    taken += static_cast<std::size_t>(count);
+    return static_cast<std::size_t>(count);
+}
+
+std::size_t InputFile::readMemory(char* to, std::size_t size) {
+    const std::size_t count = std::min(size, memory.size());
+    std::copy_n(memory.begin(), count, to);
+    memory = memory.subspan(count);
+    return count;
+}
+
+/// \throws Error also if there is another file by now
+std::size_t InputFile::readParked(char* to, std::size_t size) {
+    const int file = open(parkedPath.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status {};
+    if (file < 0 || fstat(file, &status) != 0) {
+        fail("read");
+    }
+    const bool isSame = status.st_dev == device && status.st_ino == inode;
+    const ssize_t count =
+        isSame ? withoutInterruption([&] { return pread(file, to, size, static_cast<off_t>(taken)); }) : -1;
+    const int error = isSame ? errno : ESTALE;
+    close(file);
+    if (count < 0) {
+        errno = error;
+        fail("read");
+    }
+    taken += static_cast<std::size_t>(count);
     return static_cast<std::size_t>(count);
 }
 

@@ -1,34 +1,69 @@
 /// \file
-/// A file or a pipe that is read once, from its beginning to its end.
+/// A file, a pipe or a piece of memory that is read once, from its beginning to its end.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 namespace rksignal {
 
-/// An open file. `-` stands for standard input, which is not closed.
+/// Thrown by InputFile::read() after ReadControl::stop(). Caught by whoever owns the control.
+struct ReadingStopped {};
+
+/// What the inputs that are read together have in common.
+class ReadControl {
+  public:
+    /// \throws Error if the system has no descriptor left
+    ReadControl();
+    ~ReadControl();
+    ReadControl(const ReadControl&) = delete;
+    ReadControl& operator=(const ReadControl&) = delete;
+
+    /// Called whenever an input is read, which may take as long as a pipe stays empty.
+    std::function<void()> beforeRead;
+
+    /// Ends all reading, also one that waits. For any thread and for signal handlers.
+    void stop() noexcept;
+    bool isStopped() const { return stopped.load(std::memory_order_relaxed); }
+    /// Waits until `descriptor` has something to read. \throws ReadingStopped
+    void waitFor(int descriptor) const;
+
+  private:
+    std::atomic<bool> stopped = false;
+    int wakeUp; ///< readable once stopped
+};
+
+/// An open input. Few files are kept open at a time: behind the first 256, a regular file is opened anew for
+/// each block that is read.
 class InputFile {
   public:
-    /// `beforeRead`, if given, is called whenever the file is read, which may take as long as a pipe stays
-    /// empty.
-    /// \throws std::system_error if `path` cannot be opened; the text names it.
-    explicit InputFile(const std::string& path, std::function<void()> beforeRead = {});
+    /// Opens a file; `-` stands for standard input, which is not closed. `control`, if given, must outlive
+    /// the file, here and below. \throws Error if `path` cannot be opened
+    explicit InputFile(const std::string& path, ReadControl* control = nullptr);
+    /// Reads from a copy of `descriptor`, whose position it shares. \throws Error if it cannot be copied
+    InputFile(int descriptor, std::string name, ReadControl* control);
+    /// `memory` must outlive the file.
+    InputFile(std::span<const std::uint8_t> memory, std::string name, ReadControl* control);
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
     const std::string& path() const { return name; }
-    /// The first `size` bytes, or fewer if there are no more; read() gives them again. To be called before
-    /// it. \throws std::system_error
-    std::string_view peek(std::size_t size);
+    /// The first bytes, as many as peekFurther() has got; read() gives them again.
+    std::string_view peeked() const { return ahead; }
+    /// Gets at least one more byte for peeked(). To be called before read().
+    /// \return whether there was one \throws Error
+    bool peekFurther();
     /// Reads up to `size` bytes, at least one, waiting for them if need be. \return their number; 0 at the
-    /// end \throws std::system_error; the text names the file.
+    /// end \throws Error; the text names the file. ReadingStopped
     std::size_t read(char* to, std::size_t size);
-    /// Reads all the rest. \throws std::system_error
+    /// Reads all the rest. \throws Error
     std::string readAll();
     /// Number of bytes that read() has given.
     std::uint64_t position() const { return given; }
@@ -36,13 +71,26 @@ class InputFile {
     std::uint64_t size() const;
 
   private:
-    std::size_t readFurther(char* to, std::size_t size) const;
+    void inspect();
+    void park();
+    std::size_t readFurther(char* to, std::size_t size);
+    std::size_t readMemory(char* to, std::size_t size);
+    std::size_t readParked(char* to, std::size_t size);
+    [[noreturn]] void fail(const char* action) const;
 
     std::string name;
-    std::function<void()> beforeRead;
-    int handle;
-    std::string ahead; ///< read, but not given yet
+    ReadControl* control;
+    int handle = -1; ///< -1: memory, or a parked file
+    bool isOwned = true;
+    bool isRegular = false;
+    std::span<const std::uint8_t> memory; ///< what is left of it
+    std::string parkedPath;               ///< of a file that is not kept open; else empty
+    dev_t device = 0;                     ///< which file that is, here and below
+    ino_t inode = 0;
+    std::uint64_t length = 0; ///< in the beginning; 0: not known
+    std::uint64_t taken = 0;  ///< bytes read from the input
     std::uint64_t given = 0;
+    std::string ahead; ///< read, but not given yet
 };
 
 } // namespace rksignal

@@ -39,8 +39,12 @@ std::string closestNames(std::string_view pattern, const std::vector<std::string
     // Best are names that nearly contain the pattern, then those that are nearly the pattern.
     const std::string contained = "*" + std::string(pattern) + "*";
     std::vector<std::tuple<std::size_t, std::size_t, std::string_view>> candidates;
+    const std::size_t limit = pattern.size() / 3; // what is further away was hardly meant
     for (const std::string_view name : names) {
-        candidates.emplace_back(distance(contained, name), distance(pattern, name), name);
+        const std::size_t fromContained = distance(contained, name);
+        if (fromContained <= limit) {
+            candidates.emplace_back(fromContained, distance(pattern, name), name);
+        }
     }
     const auto shown = std::min(maxCandidates, candidates.size());
     const auto last = candidates.begin() + static_cast<std::ptrdiff_t>(shown);

@@ -9,8 +9,9 @@
 namespace rksignal {
 
 /// The up to three names that come closest to `pattern`, as the end of a message: `; close are A, B, C`.
-/// Empty without names. Upper case counts as lower case, `*` in the pattern matches any run of characters
-/// and `?` any one. Takes time in proportion to the length of all names together.
+/// Names that differ in more than a third of the pattern's characters are not shown; empty if there are no
+/// others. Upper case counts as lower case, `*` in the pattern matches any run of characters and `?` any one.
+/// Takes time in proportion to the length of all names together.
 std::string closestNames(std::string_view pattern, const std::vector<std::string_view>& names);
 
 } // namespace rksignal

@@ -1,5 +1,7 @@
 #include "text/Remark.h"
 
+#include "text/PrintableText.h"
+
 #include <algorithm>
 #include <iterator>
 #include <ostream>
@@ -32,7 +34,7 @@ const char* severityName(Severity severity) {
 }
 
 std::ostream& operator<<(std::ostream& out, const Remark& remark) {
-    return out << remark.place << ": " << remark.message();
+    return out << printable(remark.place) << ": " << printable(remark.message());
 }
 
 void RemarkList::add(Remark remark) {
@@ -59,6 +61,6 @@ void RemarkList::sortByLine() {
 }
 
 RemarkError::RemarkError(RemarkList remarks)
-    : std::runtime_error(joined(remarks)), list(std::move(remarks)) {}
+    : Error(joined(remarks)), list(std::move(remarks)) {}
 
 } // namespace rksignal

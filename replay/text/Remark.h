@@ -2,11 +2,12 @@
 /// What there is to say about definitions, conditions and traces: the one type of all diagnostics.
 #pragma once
 
+#include "text/Error.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ enum class Severity : std::uint8_t {
 };
 
 /// `remark`, `warning` or `error`
-const char* severityName(Severity severity);
+RKREPLAY_EXPORT const char* severityName(Severity severity);
 
 struct Remark {
     std::string place; ///< `FILE:LINE`, `FILE:LINE:COLUMN`, `FILE#/can/3` (a JSON pointer, RFC 6901), `FILE`
@@ -32,12 +33,12 @@ struct Remark {
     std::string message() const { return suggestion.empty() ? text : text + "; " + suggestion; }
 };
 
-/// Writes `PLACE: MESSAGE`, without a line end.
-std::ostream& operator<<(std::ostream& out, const Remark& remark);
+/// Writes `PLACE: MESSAGE`, without a line end; control characters as `\x1B`.
+RKREPLAY_EXPORT std::ostream& operator<<(std::ostream& out, const Remark& remark);
 
 /// Remarks in the order in which they are added. Of each severity only the first are kept, so that damaged
 /// input of any size takes little memory; all are counted.
-class RemarkList {
+class RKREPLAY_EXPORT RemarkList {
   public:
     static constexpr std::size_t defaultLimit = 1000;
 
@@ -67,7 +68,7 @@ class RemarkList {
 };
 
 /// A file, or another input, that cannot be used at all. what() is the remarks, a line each.
-class RemarkError : public std::runtime_error {
+class RKREPLAY_EXPORT RemarkError : public Error {
   public:
     explicit RemarkError(RemarkList remarks);
     const RemarkList& remarks() const { return list; }

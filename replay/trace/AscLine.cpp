@@ -23,7 +23,7 @@ std::optional<Number> number(std::string_view text, int base) {
 std::optional<std::uint64_t> seconds(std::string_view text) {
     const std::size_t point = std::min(text.find('.'), text.size());
     const auto whole = number<std::uint64_t>(text.substr(0, point), 10);
-    if (!whole || *whole >= ~std::uint64_t{0} / nanosecondsPerSecond / 2) {
+    if (!whole || *whole >= ~std::uint64_t{0} / nanosecondsPerSecond) {
         return std::nullopt;
     }
     const std::string_view rest = text.substr(std::min(point + 1, text.size()));
@@ -76,6 +76,12 @@ std::optional<std::uint64_t> clockTime(std::string_view text) {
         return std::nullopt;
     }
     return (*hours * 3600U + *minutes * 60U) * nanosecondsPerSecond + *rest;
+}
+
+/// The sum of two times; nothing if it is beyond 64 bits of nanoseconds.
+std::optional<std::uint64_t> later(std::uint64_t time, std::uint64_t distance) {
+    std::uint64_t sum = 0;
+    return __builtin_add_overflow(time, distance, &sum) ? std::nullopt : std::optional(sum);
 }
 
 /// The channel of `Li` or `L2`, or nothing.
@@ -134,7 +140,10 @@ AscLineReader::Result AscLineReader::read(std::string_view line) {
     if (sameWord(first, "base")) {
         return readBase(words);
     }
-    constexpr std::array<std::string_view, 5> remarks = {"no", "internal", "//", "begin", "end"};
+    if (sameWord(first, "begin")) {
+        return readBlock(words);
+    }
+    constexpr std::array<std::string_view, 4> remarks = {"no", "internal", "//", "end"};
     const bool isRemark = first.empty() || std::any_of(remarks.begin(), remarks.end(),
                                                        [first](auto word) { return sameWord(first, word); });
     return isRemark ? Result::Nothing : malformed("neither an event with its time nor a line of the header");
@@ -153,15 +162,28 @@ AscLineReader::Result AscLineReader::readDate(Words words) {
     const auto year = number<std::uint16_t>(isHalfDay ? words.next() : last, 10);
     const year_month_day date{std::chrono::year{year.value_or(0)}, std::chrono::month{month},
                               std::chrono::day{day.value_or(0)}};
-    if (!clock || !date.ok() || *year < 1970 || *year > 2500) {
+    if (!clock || !date.ok() || year.value_or(0) < 1970 || *year > 9999) {
         return malformed("date is not of the form 'Mon May 18 10:00:00.000 2026'");
     }
+    constexpr std::uint64_t wholeDay = 86'400 * nanosecondsPerSecond;
     constexpr std::uint64_t halfDay = 43'200 * nanosecondsPerSecond;
     const std::uint64_t ofDay =
         isHalfDay ? *clock % halfDay + (isAfternoon ? halfDay : 0) : *clock; // 12 am is midnight
-    const auto midnight = duration_cast<nanoseconds>(sys_days(date).time_since_epoch());
-    start = timestamp = static_cast<std::uint64_t>(midnight.count()) + ofDay;
+    const auto days = static_cast<std::uint64_t>(sys_days(date).time_since_epoch().count());
+    constexpr std::uint64_t lastDay = ~std::uint64_t{0} / wholeDay;
+    const auto time = days <= lastDay ? later(days * wholeDay, ofDay) : std::nullopt;
+    if (!time) {
+        return malformed("date is beyond 64 bits of nanoseconds");
+    }
+    start = timestamp = *time;
     return Result::Nothing;
+}
+
+/// `Begin Triggerblock Mon May 18 10:00:00.000 2026`: the times of the block count from here. Without a date
+/// they go on as before.
+AscLineReader::Result AscLineReader::readBlock(Words words) {
+    const bool isTriggerBlock = sameWord(words.next(), "triggerblock");
+    return isTriggerBlock && !Words(words).next().empty() ? readDate(words) : Result::Nothing;
 }
 
 /// `hex timestamps absolute`
@@ -177,7 +199,11 @@ AscLineReader::Result AscLineReader::readBase(Words words) {
 }
 
 AscLineReader::Result AscLineReader::readEvent(std::uint64_t time, Words words) {
-    timestamp = time + (isRelative ? timestamp : start);
+    const auto moment = later(isRelative ? timestamp : start, time);
+    if (!moment) {
+        return malformed("time is beyond 64 bits of nanoseconds");
+    }
+    timestamp = *moment;
     const std::string_view word = words.next();
     if (const auto channel = number<std::uint8_t>(word, 10)) {
         return readCan(*channel, words);

@@ -8,7 +8,10 @@
 ///        0.004000 Li 3c Tx 8 01 02 03 04 05 06 07 08 checksum = ab        LIN channel 1
 ///        0.006000 L2 20 Rx 2 aa bb                                        LIN channel 2
 ///
-/// Time stamps are seconds since the date, or, when they are relative, since the line before.
+///     Begin Triggerblock Mon May 18 10:00:02.000 2026
+///
+/// Time stamps are seconds since the date of the trigger block, without one that of the log, or, when they are
+/// relative, since the line before.
 #pragma once
 
 #include "rktrace/CANExtTraceMessage.h"
@@ -46,6 +49,7 @@ class AscLineReader {
 
     Result malformed(const char* why);
     Result readDate(Words words);
+    Result readBlock(Words words);
     Result readBase(Words words);
     Result readEvent(std::uint64_t time, Words words);
     Result readCan(std::uint8_t channel, Words words);

@@ -18,24 +18,24 @@ bool AscTrace::next() {
     return false;
 }
 
-void AscTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
+void AscTrace::deliver(MessageSink& sink, std::uint64_t time) {
     switch (kind) {
     case Result::Can:
         reader.can.timestamp = time;
-        receiver.receive(reader.can);
+        sink.receive(reader.can);
         break;
     case Result::Lin:
         reader.lin.timestamp = time;
-        receiver.receive(reader.lin);
+        sink.receive(reader.lin);
         break;
     case Result::Remote:
-        receiver.pass(PassedMessage::Remote, time);
+        sink.pass(PassedMessage::Remote, time);
         break;
     case Result::Error:
-        receiver.pass(PassedMessage::Error, time);
+        sink.pass(PassedMessage::Error, time);
         break;
     default:
-        receiver.pass(PassedMessage::Other, time);
+        sink.pass(PassedMessage::Other, time);
     }
 }
 

@@ -13,9 +13,9 @@ class AscTrace : public LineTrace {
     explicit AscTrace(std::unique_ptr<InputFile> file) : LineTrace(std::move(file)) {}
 
     bool next() override;
-    void deliver(TraceReceiver& receiver, std::uint64_t time) override;
 
   private:
+    void deliver(MessageSink& sink, std::uint64_t time) override;
     AscLineReader reader;
     AscLineReader::Result kind = AscLineReader::Result::Nothing;
 };

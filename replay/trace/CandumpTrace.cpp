@@ -8,7 +8,7 @@ bool CandumpTrace::next() {
         if (const char* const reason = read(text)) {
             countMalformed(reason);
         } else if (line.kind == CandumpLine::Kind::DropCount) {
-            found.dropped += line.dropped;
+            found.lost += line.dropped;
         } else {
             now = line.frame.timestamp;
             return true;
@@ -28,20 +28,20 @@ const char* CandumpTrace::read(std::string_view text) {
     return channel ? nullptr : "too many different interface names";
 }
 
-void CandumpTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
+void CandumpTrace::deliver(MessageSink& sink, std::uint64_t time) {
     switch (line.kind) {
     case CandumpLine::Kind::Data:
         line.frame.timestamp = time;
-        receiver.receive(line.frame);
+        sink.receive(line.frame);
         break;
     case CandumpLine::Kind::Remote:
-        receiver.pass(PassedMessage::Remote, time);
+        sink.pass(PassedMessage::Remote, time);
         break;
     case CandumpLine::Kind::Error:
-        receiver.pass(PassedMessage::Error, time);
+        sink.pass(PassedMessage::Error, time);
         break;
     default:
-        receiver.pass(PassedMessage::Xl, time);
+        sink.pass(PassedMessage::Xl, time);
     }
 }
 

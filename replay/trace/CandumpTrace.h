@@ -16,9 +16,9 @@ class CandumpTrace : public LineTrace {
         : LineTrace(std::move(file)), channels(channels) {}
 
     bool next() override;
-    void deliver(TraceReceiver& receiver, std::uint64_t time) override;
 
   private:
+    void deliver(MessageSink& sink, std::uint64_t time) override;
     const char* read(std::string_view text);
 
     ChannelMap& channels;

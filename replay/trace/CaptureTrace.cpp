@@ -1,6 +1,6 @@
 #include "trace/CaptureTrace.h"
 
-#include "trace/UsageError.h"
+#include "text/Error.h"
 
 #include <pcap/pcap.h>
 #include <type_traits>
@@ -16,7 +16,7 @@ std::uint8_t channelOf(const std::string& path, ChannelMap& channels) {
 int supported(int linkType, const std::string& path) {
     if (!PacketReader::isSupported(linkType)) {
         const char* const name = pcap_datalink_val_to_name(linkType);
-        throw UsageError(path + ": packets of link type " +
+        throw Error(path + ": packets of link type " +
                          (name != nullptr ? name : std::to_string(linkType)) + " are not supported");
     }
     return linkType;
@@ -38,7 +38,9 @@ bool CaptureTrace::next() {
         }
         countMalformed(packets.timestamp() ? reader.malformed() : "impossible time stamp");
     }
-    concludeDamage();
+    if (!std::exchange(isConcluded, true)) {
+        concludeDamage();
+    }
     return false;
 }
 
@@ -51,32 +53,30 @@ std::optional<PacketReader::Content> CaptureTrace::read() {
 }
 
 void CaptureTrace::countMalformed(const char* reason) {
-    if (malformedPackets++ == 0) {
+    if (found.damagedPackets++ == 0) {
         firstMalformed = "packet " + std::to_string(packets.number()) + ": " + reason;
     }
 }
 
 void CaptureTrace::concludeDamage() {
-    found.dropped = reader.dropped();
-    found.remarks.clear();
-    if (malformedPackets > 0) {
-        found.remarks.push_back(path() + ": malformed packets: " + std::to_string(malformedPackets) +
-                                ", the first is " + firstMalformed);
+    found.lost = reader.dropped();
+    if (found.damagedPackets > 0) {
+        remark("malformed packets: " + std::to_string(found.damagedPackets) + ", the first is " + firstMalformed);
     }
     if (!packets.failure().empty()) {
-        found.remarks.push_back(path() + ": not understood behind packet " +
-                                std::to_string(packets.packets()) + ": " + packets.failure());
+        remark("not understood behind packet " + std::to_string(packets.packets()) + ": " +
+               packets.failure());
     }
 }
 
-void CaptureTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
+void CaptureTrace::deliver(MessageSink& sink, std::uint64_t time) {
     std::visit(
-        [&receiver, time](auto message) {
+        [&sink, time](auto message) {
             if constexpr (std::is_pointer_v<decltype(message)>) {
                 message->timestamp = time;
-                receiver.receive(*message);
+                sink.receive(*message);
             } else {
-                receiver.pass(message, time);
+                sink.pass(message, time);
             }
         },
         content);

@@ -16,13 +16,13 @@ namespace rksignal {
 /// PassedMessage::Truncated, however much of them there is.
 class CaptureTrace : public TraceSource {
   public:
-    /// \throws UsageError if the file is no capture, or one of an unknown link type
+    /// \throws Error if the file is no capture, or one of an unknown link type
     CaptureTrace(std::unique_ptr<InputFile> file, ChannelMap& channels);
 
     bool next() override;
-    void deliver(TraceReceiver& receiver, std::uint64_t time) override;
 
   private:
+    void deliver(MessageSink& sink, std::uint64_t time) override;
     std::optional<PacketReader::Content> read();
     void countMalformed(const char* reason);
     void concludeDamage();
@@ -30,8 +30,8 @@ class CaptureTrace : public TraceSource {
     PacketFile packets;
     PacketReader reader;
     PacketReader::Content content;
-    std::uint64_t malformedPackets = 0;
     std::string firstMalformed; ///< its number and what is wrong with it
+    bool isConcluded = false;
 };
 
 } // namespace rksignal

@@ -1,5 +1,7 @@
 #include "trace/ChannelMap.h"
 
+#include "text/PrintableText.h"
+
 #include <algorithm>
 #include <charconv>
 #include <system_error>
@@ -39,8 +41,9 @@ std::optional<std::uint8_t> ChannelMap::search(std::string_view name) {
     }
     if (const auto number = trailingNumber(name)) {
         if (const Entry* const other = firstOf(*number)) {
-            notes.push_back("interfaces " + other->name + " and " + std::string(name) + " are both channel " +
-                            std::to_string(*number) + "; --channel NAME=N tells them apart");
+            notes.add({std::string(name), Severity::Warning,
+                       "interfaces " + printable(other->name) + " and " + printable(name) +
+                           " are both channel " + std::to_string(*number)});
         }
         assign(name, *number);
         return number;
@@ -48,7 +51,8 @@ std::optional<std::uint8_t> ChannelMap::search(std::string_view name) {
     const auto picked = lowestFree();
     if (picked) {
         assign(name, *picked);
-        notes.push_back("interface " + std::string(name) + " counts as channel " + std::to_string(*picked));
+        notes.add({std::string(name), Severity::Note,
+                   "interface " + printable(name) + " counts as channel " + std::to_string(*picked)});
     }
     return picked;
 }
@@ -70,7 +74,7 @@ const ChannelMap::Entry* ChannelMap::firstOf(std::uint8_t channel) const {
 
 std::string ChannelMap::nameOf(std::uint8_t channel) const {
     const Entry* const entry = firstOf(channel);
-    return entry != nullptr ? entry->name : "channel " + std::to_string(channel);
+    return entry != nullptr ? printable(entry->name) : "channel " + std::to_string(channel);
 }
 
 } // namespace rksignal

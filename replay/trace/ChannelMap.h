@@ -2,6 +2,9 @@
 /// Which bus channel a network interface of a trace is.
 #pragma once
 
+#include "text/Export.h"
+#include "text/Remark.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,7 +16,7 @@ namespace rksignal {
 /// Maps interface names to channel numbers. The digits at the end of a name are its channel: `can0` is 0,
 /// `vcan3` is 3. A name without digits, or with a number above 255, gets the lowest number that no other
 /// name has so far, with a remark. Names are never forgotten; there can be 256 of them.
-class ChannelMap {
+class RKREPLAY_EXPORT ChannelMap {
   public:
     /// Gives `name` a channel of the user's choice. REQUIRES: `name` has none yet.
     void assign(std::string_view name, std::uint8_t channel);
@@ -29,8 +32,8 @@ class ChannelMap {
     /// The first name that got this channel, or `channel N`.
     std::string nameOf(std::uint8_t channel) const;
 
-    /// What the user may not expect: a number picked, or names that share one.
-    const std::vector<std::string>& remarks() const { return notes; }
+    /// What the user may not expect: a number picked (a note), or names that share one (a warning).
+    const RemarkList& remarks() const { return notes; }
 
   private:
     struct Entry {
@@ -44,7 +47,7 @@ class ChannelMap {
 
     std::vector<Entry> entries; // few; searched from the front, the latest hit first
     std::size_t latest = 0;
-    std::vector<std::string> notes;
+    RemarkList notes;
 };
 
 /// The number that the digits at the end of `name` form, or nothing: no digits, or above 255.

@@ -1,11 +1,22 @@
 #include "trace/LineReader.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace rksignal {
+namespace {
+
+/// A block; for a small file, room for it and its end, so that many of them take little memory.
+std::size_t bufferSize(const InputFile& file) {
+    constexpr std::uint64_t block = std::uint64_t{256} * 1024;
+    constexpr std::uint64_t least = 2 * (LineReader::maxLength + 2);
+    return static_cast<std::size_t>(file.size() == 0 ? block : std::clamp(file.size() + 1, least, block));
+}
+
+} // namespace
 
 LineReader::LineReader(InputFile& file)
-    : file(file), buffer(std::size_t{256} * 1024), at(buffer.data()), end(at) {}
+    : file(file), buffer(bufferSize(file)), at(buffer.data()), end(at) {}
 
 bool LineReader::next(std::string_view& line) {
     if (unfinished && !skipLine()) {

@@ -23,7 +23,7 @@ class LineReader {
     /// Gives the next line without its line end (LF or CRLF). The last line needs none. `line` is good until
     /// the next call. A line of more than `maxLength` bytes gives its first `maxLength`; see tooLong().
     /// \return false at the end of the file
-    /// \throws std::system_error if reading fails; the text names the file.
+    /// \throws Error if reading fails; the text names the file.
     bool next(std::string_view& line);
 
     bool tooLong() const { return overlong; }

@@ -3,9 +3,10 @@
 namespace rksignal {
 
 void LineTrace::countMalformed(const char* reason) {
-    ++found.malformed;
-    if (found.texts.size() < TraceDamage::maxTexts) {
-        found.texts.push_back(path() + ":" + std::to_string(reader.lineNumber()) + ": " + reason);
+    ++found.damagedLines;
+    const std::uint64_t line = reader.lineNumber();
+    if (found.remarks.omitted() == 0) { // a text a line, as long as it is kept
+        found.remarks.add({path() + ":" + std::to_string(line), Severity::Error, reason, {}, line});
     }
 }
 

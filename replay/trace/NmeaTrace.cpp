@@ -73,13 +73,13 @@ void NmeaTrace::setTime() {
     }
 }
 
-void NmeaTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
+void NmeaTrace::deliver(MessageSink& sink, std::uint64_t time) {
     if (now == 0) {
-        receiver.pass(PassedMessage::Other, time);
+        sink.pass(PassedMessage::Other, time);
         return;
     }
     message.timestamp = time;
-    receiver.receive(message);
+    sink.receive(message);
 }
 
 } // namespace rksignal

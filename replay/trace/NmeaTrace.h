@@ -22,9 +22,9 @@ class NmeaTrace : public LineTrace {
     explicit NmeaTrace(std::unique_ptr<InputFile> file) : LineTrace(std::move(file)) {}
 
     bool next() override;
-    void deliver(TraceReceiver& receiver, std::uint64_t time) override;
 
   private:
+    void deliver(MessageSink& sink, std::uint64_t time) override;
     bool nextSentence();
     bool joins(const NmeaSentence& sentence) const;
     void take();

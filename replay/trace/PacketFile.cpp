@@ -1,13 +1,12 @@
 #include "trace/PacketFile.h"
 
-#include "trace/UsageError.h"
+#include "text/Error.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <limits>
 #include <pcap/pcap.h>
 #include <stdio_ext.h>
-#include <system_error>
 #include <utility>
 
 namespace rksignal {
@@ -35,7 +34,7 @@ void PacketFile::Close::operator()(pcap* capture) const {
 PacketFile::PacketFile(InputFile& file) : file(file) {
     std::FILE* const stream = fopencookie(this, "r", {give, nullptr, nullptr, nullptr});
     if (stream == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "cannot read " + file.path());
+        throw Error("cannot read " + file.path(), errno);
     }
     std::setvbuf(stream, nullptr, _IOFBF, blockSize);
     __fsetlocking(stream, FSETLOCKING_BYCALLER); // one thread
@@ -44,7 +43,7 @@ PacketFile::PacketFile(InputFile& file) : file(file) {
     if (capture == nullptr) {
         std::fclose(stream); // NOLINT(cppcoreguidelines-owning-memory): libpcap has not taken it
         rethrow();
-        throw UsageError(file.path() + ": " + text);
+        throw Error(file.path() + ": " + text);
     }
 }
 

@@ -24,7 +24,7 @@ namespace rksignal {
 class PacketFile {
   public:
     /// Waits for the head of the file. `file` must outlive the object.
-    /// \throws UsageError if it is no capture, std::system_error if reading fails; the text names the file
+    /// \throws Error if it is no capture, or if reading fails; the text names the file
     explicit PacketFile(InputFile& file);
     ~PacketFile();
     PacketFile(const PacketFile&) = delete;
@@ -34,7 +34,7 @@ class PacketFile {
     int linkType() const;
 
     /// Goes on to the next packet. \return false at the end, and where the file cannot be understood any
-    /// further: then failure() says why \throws std::system_error if reading fails
+    /// further: then failure() says why \throws Error if reading fails
     bool next();
 
     /// Number of the packet, from 1. REQUIRES here and below: next() returned true.

@@ -16,7 +16,7 @@
 #include "rktrace/FlexRayExtTraceMessage.h"
 #include "rktrace/LINTraceMessage.h"
 #include "rktrace/MIITraceMessage.h"
-#include "trace/TraceReceiver.h"
+#include "trace/MessageSink.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,8 @@
 #include "trace/RecordTrace.h"
 
-#include "trace/UsageError.h"
+#include "text/Error.h"
+
+#include <utility>
 
 namespace rksignal {
 
@@ -8,22 +10,38 @@ RecordTrace::RecordTrace(std::unique_ptr<InputFile> file)
     : TraceSource(std::move(file)), buffer(input()), stream(&buffer), reader(stream) {
     stream.exceptions(std::ios::badbit); // what the file throws goes on to the caller
     if (!reader.isRecordFile()) {
-        throw UsageError(path() + ": records of an unknown version");
+        throw Error(path() + ": records of an unknown version");
     }
 }
 
 bool RecordTrace::next() {
     if (!reader.next()) {
-        found.bytes = reader.damagedBytes();
-        found.firstByte = reader.firstDamage();
+        if (!std::exchange(isConcluded, true)) {
+            concludeDamage();
+        }
         return false;
     }
+    ++number;
     now = recordTimestamp(reader.record());
     return true;
 }
 
-void RecordTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
-    receiver.receiveRecord(reader.record(), time);
+void RecordTrace::deliver(MessageSink& sink, std::uint64_t time) {
+    if (!sink.receiveRecord(reader.record(), time) && found.damagedRecords++ == 0) {
+        firstDamaged = number;
+    }
+}
+
+void RecordTrace::concludeDamage() {
+    found.damagedBytes = reader.damagedBytes();
+    if (found.damagedBytes > 0) {
+        remark(std::to_string(found.damagedBytes) + " byte" + (found.damagedBytes == 1 ? "" : "s") +
+               " damaged from offset " + std::to_string(reader.firstDamage()));
+    }
+    if (found.damagedRecords > 0) {
+        remark("records with an impossible content: " + std::to_string(found.damagedRecords) +
+               ", the first is record " + std::to_string(firstDamaged));
+    }
 }
 
 std::streamsize RecordTrace::StreamBuffer::xsgetn(char* to, std::streamsize count) {

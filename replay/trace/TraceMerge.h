@@ -19,10 +19,12 @@ class TraceMerge {
     /// `shift`, in nanoseconds, is added to the times of the trace; they stay within 64 bits.
     void add(std::unique_ptr<TraceSource> source, std::int64_t shift = 0);
 
-    /// Goes on to the next message of all traces. \return false at their end \throws std::system_error
+    /// Goes on to the next message of all traces. \return false at their end \throws Error
     bool next();
     /// Hands it over. REQUIRES: next() returned true.
-    void deliver(TraceReceiver& receiver) { inputs[current].source->deliver(receiver, inputs[current].time); }
+    void deliver(MessageSink& sink) { inputs[current].source->handOver(sink, inputs[current].time); }
+    std::size_t source() const { return current; }                    ///< of the message
+    std::uint64_t timestamp() const { return inputs[current].time; } ///< of the message, shifted
 
     std::size_t size() const { return inputs.size(); }
     const TraceSource& operator[](std::size_t trace) const { return *inputs[trace].source; }

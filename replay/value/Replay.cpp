@@ -5,6 +5,7 @@
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
 #include "input/GPSSignal.h"
+#include "value/ReplayEngine.h"
 
 #include <algorithm>
 #include <utility>
@@ -33,27 +34,18 @@ bool hasValue(BaseSignal& signal) {
 
 } // namespace
 
-Replay::Replay(Catalog& catalog, ValueSink& sink) : catalog(catalog), sink(sink) {
+ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink) : catalog(catalog), sink(sink) {
     ids.reserve(catalog.signals().size());
     held.reserve(catalog.signals().size());
     turns.resize(catalog.signals().size());
 }
 
-void Replay::run(TraceMerge& traces) {
-    while (!sink.closed() && traces.next()) {
-        traces.deliver(*this);
-    }
-    for (std::size_t i = 0; i < traces.size(); ++i) {
-        counts.count(traces[i]);
-    }
-}
-
-void Replay::pass(PassedMessage kind, std::uint64_t timestamp) {
+void ReplayEngine::pass(PassedMessage kind, std::uint64_t timestamp) {
     ++counts.passed[static_cast<std::size_t>(kind)];
     sink.reached(timestamp);
 }
 
-void Replay::receive(const CANExtTraceMessage& frame) {
+void ReplayEngine::receive(const CANExtTraceMessage& frame) {
     const MessageInfo info{frame.timestamp, {frame.channel, SignalKind::Can}};
     sink.reached(frame.timestamp);
     bool known = false;
@@ -73,7 +65,7 @@ void Replay::receive(const CANExtTraceMessage& frame) {
 }
 
 /// \return whether the frame carries PDUs with signals
-bool Replay::decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame) {
+bool ReplayEngine::decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame) {
     bool known = false;
     for (const std::uint8_t source : catalog.group(SignalKind::Can).sources) {
         CANExtTraceMessage received = frame;
@@ -86,7 +78,7 @@ bool Replay::decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame
     return known;
 }
 
-void Replay::receive(const LINTraceMessage& frame) {
+void ReplayEngine::receive(const LINTraceMessage& frame) {
     constexpr std::uint8_t withoutParity = 0x3F;
     decodeGroup({frame.timestamp, {frame.channel, SignalKind::Lin}}, frame.protectedId & withoutParity,
                 [&](std::uint8_t source) {
@@ -94,13 +86,13 @@ void Replay::receive(const LINTraceMessage& frame) {
                 });
 }
 
-void Replay::receive(const FlexRayExtTraceMessage& frame) {
+void ReplayEngine::receive(const FlexRayExtTraceMessage& frame) {
     decodeGroup({frame.timestamp, {frame.channel, SignalKind::FlexRay}}, frame.slot,
                 [&](std::uint8_t source) { return decodeFlexRay(frame, source); });
 }
 
 /// \return whether there is a definition, also when nothing in the frame was updated
-bool Replay::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source) {
+bool ReplayEngine::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source) {
     const auto decode = [&](const FlexRayExtTraceMessage& each) {
         FlexRaySignal::decodeMessage(each, ids, source, &catalog.storage());
         return FlexRaySignal::flexrayFrames.contains(
@@ -118,44 +110,44 @@ bool Replay::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t sou
     return decode(placed);
 }
 
-void Replay::receive(const MIITraceMessage& frame) {
+void ReplayEngine::receive(const MIITraceMessage& frame) {
     decodeEthernet(frame);
 }
 
-void Replay::receive(const EthernetTraceMessage& frame) {
+void ReplayEngine::receive(const EthernetTraceMessage& frame) {
     decodeEthernet(frame);
 }
 
 template <class Frame>
-void Replay::decodeEthernet(const Frame& frame) {
+void ReplayEngine::decodeEthernet(const Frame& frame) {
     decodeGroup({frame.timestamp, {frame.channel, SignalKind::Ethernet}}, 0,
                 [&](std::uint8_t) { return EthernetSignal::decodeMessage(frame, ids, &catalog.storage()); });
 }
 
-void Replay::receive(const GpioTraceMessage& message) {
+void ReplayEngine::receive(const GpioTraceMessage& message) {
     decodeGroup({message.timestamp, {{}, SignalKind::Digital}}, firstInput(message),
                 [&](std::uint8_t source) {
                     return InputSignal::decodeMessage(message, ids, source, &catalog.storage());
                 });
 }
 
-void Replay::receive(const AnalogTraceMessage& message) {
+void ReplayEngine::receive(const AnalogTraceMessage& message) {
     decodeGroup({message.timestamp, {{}, SignalKind::Analog}}, firstInput(message),
                 [&](std::uint8_t source) { return InputSignal::decodeMessage(message, ids, source); });
 }
 
-void Replay::receive(const KeyboardMessage& message) {
+void ReplayEngine::receive(const KeyboardMessage& message) {
     decodeGroup({message.timestamp, {{}, SignalKind::Keyboard}}, static_cast<std::uint32_t>(message.keyCode),
                 [&](std::uint8_t) { return InputSignal::decodeMessage(message, ids, &catalog.storage()); });
 }
 
-void Replay::receive(const SystemMessage& message) {
+void ReplayEngine::receive(const SystemMessage& message) {
     decodeGroup({message.timestamp, {{}, SignalKind::Status}}, message.code,
                 [&](std::uint8_t) { return InputSignal::decodeMessage(message, ids, &catalog.storage()); });
 }
 
 /// A receiver without a fix takes values away, which the library does not report.
-void Replay::receive(const GPSTraceMessage& message) {
+void ReplayEngine::receive(const GPSTraceMessage& message) {
     const SignalGroup& group = catalog.group(SignalKind::Gps);
     held.clear();
     for (const std::size_t signal : group.members) {
@@ -178,7 +170,7 @@ void Replay::receive(const GPSTraceMessage& message) {
 
 /// Lets `decode` decode a message for each trace source.
 template <class Decode>
-void Replay::decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode) {
+void ReplayEngine::decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode) {
     sink.reached(info.timestamp);
     bool known = false;
     for (const std::uint8_t source : catalog.group(info.origin.kind).sources) {
@@ -192,7 +184,7 @@ void Replay::decodeGroup(const MessageInfo& info, std::uint32_t identifier, Deco
 
 /// Hands on what the library has written. A signal that lies at several positions of the message has been
 /// written several times, and has the value of the last one.
-void Replay::writeGroup(const MessageInfo& info) {
+void ReplayEngine::writeGroup(const MessageInfo& info) {
     ++turn;
     std::erase_if(
         ids, [this](unsigned long id) { return std::exchange(turns[catalog.indexOf(id)], turn) == turn; });
@@ -202,13 +194,77 @@ void Replay::writeGroup(const MessageInfo& info) {
     }
 }
 
-void Replay::conclude(const MessageInfo& info, bool known, std::uint32_t identifier) {
+void ReplayEngine::conclude(const MessageInfo& info, bool known, std::uint32_t identifier) {
     if (known) {
         ++counts.decoded[static_cast<std::size_t>(info.origin.kind)];
         sink.decoded(info);
     } else {
         counts.countUnknown(info.origin, identifier);
     }
+}
+
+Replay::Replay(Catalog& catalog, ValueSink& sink) : engine(std::make_unique<ReplayEngine>(catalog, sink)) {}
+
+Replay::~Replay() = default;
+
+void Replay::run(Trace& trace) {
+    trace.run(*engine);
+}
+
+void Replay::receive(const CANExtTraceMessage& frame) {
+    engine->receive(frame);
+}
+
+void Replay::receive(const LINTraceMessage& frame) {
+    engine->receive(frame);
+}
+
+void Replay::receive(const FlexRayExtTraceMessage& frame) {
+    engine->receive(frame);
+}
+
+void Replay::receive(const MIITraceMessage& frame) {
+    engine->receive(frame);
+}
+
+void Replay::receive(const EthernetTraceMessage& frame) {
+    engine->receive(frame);
+}
+
+void Replay::receive(const GpioTraceMessage& message) {
+    engine->receive(message);
+}
+
+void Replay::receive(const AnalogTraceMessage& message) {
+    engine->receive(message);
+}
+
+void Replay::receive(const KeyboardMessage& message) {
+    engine->receive(message);
+}
+
+void Replay::receive(const SystemMessage& message) {
+    engine->receive(message);
+}
+
+void Replay::receive(const GPSTraceMessage& message) {
+    engine->receive(message);
+}
+
+bool Replay::receiveRecord(std::span<const std::uint8_t> record, std::uint64_t timestamp) {
+    return engine->receiveRecord(record, timestamp);
+}
+
+void Replay::pass(PassedMessage kind, std::uint64_t timestamp) {
+    engine->pass(kind, timestamp);
+}
+
+bool Replay::closed() const {
+    return engine->closed();
+}
+
+const ReplayStatistics& Replay::statistics() const {
+    return engine->statistics();
 }
 
 } // namespace rksignal

@@ -1,88 +1,64 @@
 /// \file
-/// Feeds the messages of traces to the signals of a catalog.
+/// From messages to values: recorded ones, or live ones that the client feeds.
 #pragma once
 
 #include "catalog/Catalog.h"
-#include "rktrace/TraceRecord.h"
-#include "trace/TraceMerge.h"
-#include "trace/TraceReceiver.h"
+#include "trace/MessageSink.h"
+#include "trace/Trace.h"
 #include "value/ReplayStatistics.h"
 #include "value/ValueSink.h"
 
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <tuple>
-#include <vector>
 
 namespace rksignal {
 
-/// Replays traces; the signals keep their values in between. Allocates nothing a message.
+/// Decodes messages into the signals of a catalog, which keep their values from one message to the next, and
+/// tells a sink which have been written.
 ///
-/// CAN frames go to the decoders of the catalog, everything else to the library's decoders, once for each
-/// trace source that definitions name. Raw records that no definition wants are dropped before they become
-/// messages.
-class Replay : private TraceReceiver {
+///     rksignal::Replay replay(catalog, sink);
+///     replay.run(trace);     // recorded: all messages of a trace
+///     replay.receive(frame); // live: one message; the sink has been told when the call returns
+///
+/// Trace::onProgress() shows how far a run has come, Trace::stop() ends it from anywhere. Who wants the raw
+/// messages and no values gives Trace::run() a MessageSink; a replay is one, so that a sink can also look at a
+/// message and hand it on.
+///
+/// For one thread, which may be another one for each catalog. Allocates nothing a message. CAN frames go to
+/// the decoders of the catalog, everything else to those of librksignal; raw records that no definition wants
+/// are dropped before they become messages. Messages may come in any order of time.
+class RKREPLAY_EXPORT Replay final : public MessageSink {
   public:
-    /// Everything must outlive the replay, and the catalog be complete.
+    /// Both must outlive the replay; from now on nothing may be added to the catalog.
     Replay(Catalog& catalog, ValueSink& sink);
+    ~Replay() override;
+    Replay(const Replay&) = delete;
+    Replay& operator=(const Replay&) = delete;
 
-    /// Replays traces to their end, or until the sink is closed.
-    /// \throws std::system_error if reading fails.
-    void run(TraceMerge& traces);
-
-    const ReplayStatistics& statistics() const { return counts; }
-
-  private:
-    using Record = std::span<const std::uint8_t>;
-    struct RecordKind;
-    static const RecordKind recordKinds[];
+    /// Replays traces to their end, until Trace::stop(), or until the sink is closed. \throws Error if reading
+    /// fails: what came before has been replayed
+    void run(Trace& trace);
 
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& frame) override;
     void receive(const FlexRayExtTraceMessage& frame) override;
     void receive(const MIITraceMessage& frame) override;
+    void receive(const EthernetTraceMessage& frame) override;
+    void receive(const GpioTraceMessage& message) override;
+    void receive(const AnalogTraceMessage& message) override;
+    void receive(const KeyboardMessage& message) override;
+    void receive(const SystemMessage& message) override;
     void receive(const GPSTraceMessage& message) override;
-    void receive(const EthernetTraceMessage& frame);
-    void receive(const GpioTraceMessage& message);
-    void receive(const AnalogTraceMessage& message);
-    void receive(const KeyboardMessage& message);
-    void receive(const SystemMessage& message);
-    void receiveRecord(Record record, std::uint64_t timestamp) override;
+    bool receiveRecord(std::span<const std::uint8_t> record, std::uint64_t timestamp) override;
     void pass(PassedMessage kind, std::uint64_t timestamp) override;
+    bool closed() const override;
 
-    bool wantsCan(Record record) const;
-    bool wantsLin(Record record) const;
-    bool wantsFlexRay(Record record) const;
-    bool wantsEthernet(Record record) const;
-    template <SignalKind kind>
-    bool wantsInput(Record record) const;
-    template <SignalKind kind>
-    bool wantsAll(Record record) const;
-    template <class Message>
-    void replayRecord(Record record, std::uint64_t timestamp);
+    /// What has been met so far.
+    const ReplayStatistics& statistics() const;
 
-    bool decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame);
-    bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
-    template <class Frame>
-    void decodeEthernet(const Frame& frame);
-    template <class Decode>
-    void decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode);
-    void writeGroup(const MessageInfo& info);
-    void conclude(const MessageInfo& info, bool known, std::uint32_t identifier);
-
-    Catalog& catalog;
-    ValueSink& sink;
-    ReplayStatistics counts;
-    std::vector<unsigned long> ids;
-    std::vector<unsigned long> held;  ///< GPS signals that have a value
-    std::vector<std::uint64_t> turns; ///< by signal: the last call of writeGroup() that handed it on
-    std::uint64_t turn = 0;
-    FlexRayExtTraceMessage placed; ///< a FlexRay frame, in the segment where its slot lies
-    /// Of raw records, reused.
-    std::tuple<CANExtTraceMessage, LINTraceMessage, FlexRayExtTraceMessage, EthernetTraceMessage,
-               MIITraceMessage, GpioTraceMessage, AnalogTraceMessage, KeyboardMessage, SystemMessage,
-               SystemUsageMessage, GPSTraceMessage>
-        messages;
+  private:
+    std::unique_ptr<class ReplayEngine> engine;
 };
 
 } // namespace rksignal

@@ -6,7 +6,7 @@
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
 #include "input/InputSignal.h"
-#include "value/Replay.h"
+#include "value/ReplayEngine.h"
 
 #include <algorithm>
 #include <iterator>
@@ -42,65 +42,69 @@ const std::uint8_t* endOf(Record record) {
 } // namespace
 
 /// How records of a type are treated.
-struct Replay::RecordKind {
+struct ReplayEngine::RecordKind {
     RecordType type;
     SignalKind kind;
     std::size_t channelAt; ///< 0: it has no channel
     std::size_t minLength; ///< for `isWanted` and `identifier`
-    bool (Replay::*isWanted)(Record record) const;
+    bool (ReplayEngine::*isWanted)(Record record) const;
     std::uint32_t (*identifier)(Record record); ///< by which unknown ones are counted
-    void (Replay::*replay)(Record record, std::uint64_t timestamp);
+    bool (ReplayEngine::*replay)(Record record, std::uint64_t timestamp);
 };
 
-const Replay::RecordKind Replay::recordKinds[] = {
-    {RecordType::Can, SignalKind::Can, channelAt, canIdAt + 4, &Replay::wantsCan,
+const ReplayEngine::RecordKind ReplayEngine::recordKinds[] = {
+    {RecordType::Can, SignalKind::Can, channelAt, canIdAt + 4, &ReplayEngine::wantsCan,
      [](Record record) { return word(record, canIdAt) & ~canFdFlag; },
-     &Replay::replayRecord<CANExtTraceMessage>},
-    {RecordType::Lin, SignalKind::Lin, channelAt, linIdAt + 1, &Replay::wantsLin,
-     [](Record record) { return record[linIdAt] & 0x3FU; }, &Replay::replayRecord<LINTraceMessage>},
-    {RecordType::FlexRay, SignalKind::FlexRay, flexRayChannelAt, slotAt + 6, &Replay::wantsFlexRay,
-     [](Record record) { return word(record, slotAt) >> 16; }, &Replay::replayRecord<FlexRayExtTraceMessage>},
+     &ReplayEngine::replayRecord<CANExtTraceMessage>},
+    {RecordType::Lin, SignalKind::Lin, channelAt, linIdAt + 1, &ReplayEngine::wantsLin,
+     [](Record record) { return record[linIdAt] & 0x3FU; }, &ReplayEngine::replayRecord<LINTraceMessage>},
+    {RecordType::FlexRay, SignalKind::FlexRay, flexRayChannelAt, slotAt + 6, &ReplayEngine::wantsFlexRay,
+     [](Record record) { return word(record, slotAt) >> 16; }, &ReplayEngine::replayRecord<FlexRayExtTraceMessage>},
     {RecordType::Ethernet, SignalKind::Ethernet, ethernetChannelAt, ethernetLengthAt + 2,
-     &Replay::wantsEthernet, [](Record) { return std::uint32_t{0}; },
-     &Replay::replayRecord<EthernetTraceMessage>},
-    {RecordType::Mii, SignalKind::Ethernet, ethernetChannelAt, miiLengthAt + 2, &Replay::wantsEthernet,
-     [](Record) { return std::uint32_t{0}; }, &Replay::replayRecord<MIITraceMessage>},
-    {RecordType::Gpio, SignalKind::Digital, 0, numberAt + 4, &Replay::wantsInput<SignalKind::Digital>,
-     [](Record record) { return word(record, numberAt) >> 16; }, &Replay::replayRecord<GpioTraceMessage>},
-    {RecordType::Analog, SignalKind::Analog, 0, numberAt + 4, &Replay::wantsInput<SignalKind::Analog>,
-     [](Record record) { return word(record, numberAt) >> 16; }, &Replay::replayRecord<AnalogTraceMessage>},
+     &ReplayEngine::wantsEthernet, [](Record) { return std::uint32_t{0}; },
+     &ReplayEngine::replayRecord<EthernetTraceMessage>},
+    {RecordType::Mii, SignalKind::Ethernet, ethernetChannelAt, miiLengthAt + 2, &ReplayEngine::wantsEthernet,
+     [](Record) { return std::uint32_t{0}; }, &ReplayEngine::replayRecord<MIITraceMessage>},
+    {RecordType::Gpio, SignalKind::Digital, 0, numberAt + 4, &ReplayEngine::wantsInput<SignalKind::Digital>,
+     [](Record record) { return word(record, numberAt) >> 16; }, &ReplayEngine::replayRecord<GpioTraceMessage>},
+    {RecordType::Analog, SignalKind::Analog, 0, numberAt + 4, &ReplayEngine::wantsInput<SignalKind::Analog>,
+     [](Record record) { return word(record, numberAt) >> 16; }, &ReplayEngine::replayRecord<AnalogTraceMessage>},
     // The library asks for all keys under one name that none has, so its query would drop them all.
-    {RecordType::Keyboard, SignalKind::Keyboard, 0, codeAt + 4, &Replay::wantsAll<SignalKind::Keyboard>,
-     [](Record record) { return word(record, codeAt); }, &Replay::replayRecord<KeyboardMessage>},
-    {RecordType::System, SignalKind::Status, 0, codeAt + 4, &Replay::wantsAll<SignalKind::Status>,
-     [](Record record) { return word(record, codeAt); }, &Replay::replayRecord<SystemMessage>},
-    {RecordType::SystemUsage, SignalKind::Status, 0, codeAt + 4, &Replay::wantsAll<SignalKind::Status>,
-     [](Record record) { return word(record, codeAt); }, &Replay::replayRecord<SystemUsageMessage>},
-    {RecordType::Gps, SignalKind::Gps, 0, recordHeaderLength, &Replay::wantsAll<SignalKind::Gps>,
-     [](Record) { return std::uint32_t{0}; }, &Replay::replayRecord<GPSTraceMessage>},
+    {RecordType::Keyboard, SignalKind::Keyboard, 0, codeAt + 4, &ReplayEngine::wantsAll<SignalKind::Keyboard>,
+     [](Record record) { return word(record, codeAt); }, &ReplayEngine::replayRecord<KeyboardMessage>},
+    {RecordType::System, SignalKind::Status, 0, codeAt + 4, &ReplayEngine::wantsAll<SignalKind::Status>,
+     [](Record record) { return word(record, codeAt); }, &ReplayEngine::replayRecord<SystemMessage>},
+    {RecordType::SystemUsage, SignalKind::Status, 0, codeAt + 4, &ReplayEngine::wantsAll<SignalKind::Status>,
+     [](Record record) { return word(record, codeAt); }, &ReplayEngine::replayRecord<SystemUsageMessage>},
+    {RecordType::Gps, SignalKind::Gps, 0, recordHeaderLength, &ReplayEngine::wantsAll<SignalKind::Gps>,
+     [](Record) { return std::uint32_t{0}; }, &ReplayEngine::replayRecord<GPSTraceMessage>},
 };
 
-void Replay::receiveRecord(Record record, std::uint64_t timestamp) {
+bool ReplayEngine::receiveRecord(Record record, std::uint64_t timestamp) {
     ++counts.records;
     const RecordType type = recordType(record);
     const RecordKind* const kind = std::find_if(std::begin(recordKinds), std::end(recordKinds),
                                                 [type](const RecordKind& each) { return each.type == type; });
     if (kind == std::end(recordKinds)) {
         pass(PassedMessage::Other, timestamp);
-    } else if (record.size() < kind->minLength) {
-        pass(PassedMessage::Truncated, timestamp);
-    } else if ((this->*kind->isWanted)(record)) {
-        (this->*kind->replay)(record, timestamp);
-    } else {
-        ++counts.droppedRecords;
-        sink.reached(timestamp);
-        const auto channel = kind->channelAt != 0 ? std::optional(record[kind->channelAt]) : std::nullopt;
-        counts.countUnknown({channel, kind->kind}, kind->identifier(record));
+        return true;
     }
+    if (record.size() < kind->minLength) {
+        pass(PassedMessage::Truncated, timestamp);
+        return false;
+    }
+    if ((this->*kind->isWanted)(record)) {
+        return (this->*kind->replay)(record, timestamp);
+    }
+    ++counts.droppedRecords;
+    sink.reached(timestamp);
+    const auto channel = kind->channelAt != 0 ? std::optional(record[kind->channelAt]) : std::nullopt;
+    counts.countUnknown({channel, kind->kind}, kind->identifier(record));
+    return true;
 }
 
 /// Besides the frames of the catalog's decoders, which the library's table need not have, those with PDUs.
-bool Replay::wantsCan(Record record) const {
+bool ReplayEngine::wantsCan(Record record) const {
     const std::uint32_t id = word(record, canIdAt);
     const std::uint8_t channel = record[channelAt];
     const std::uint32_t number = id & ~(extendedFlag | canFdFlag);
@@ -117,7 +121,7 @@ bool Replay::wantsCan(Record record) const {
     });
 }
 
-bool Replay::wantsLin(Record record) const {
+bool ReplayEngine::wantsLin(Record record) const {
     const auto& sources = catalog.group(SignalKind::Lin).sources;
     return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
         return LINSignal::signalsInUse(record.data(), nullptr, source, &catalog.storage());
@@ -125,7 +129,7 @@ bool Replay::wantsLin(Record record) const {
 }
 
 /// The library cannot be asked for frames whose segment nobody knows.
-bool Replay::wantsFlexRay(Record record) const {
+bool ReplayEngine::wantsFlexRay(Record record) const {
     const auto& sources = catalog.group(SignalKind::FlexRay).sources;
     return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
         return record[flexRayKindAt] == unknownSegment ||
@@ -134,7 +138,7 @@ bool Replay::wantsFlexRay(Record record) const {
 }
 
 /// The library trusts the length that the record names. One that is cut short is left to its decoding.
-bool Replay::wantsEthernet(Record record) const {
+bool ReplayEngine::wantsEthernet(Record record) const {
     const std::size_t lengthAt = recordType(record) == RecordType::Mii ? miiLengthAt : ethernetLengthAt;
     const std::size_t length = record[lengthAt] * std::size_t{256} + record[lengthAt + 1];
     return length > record.size() - (lengthAt + 2) ||
@@ -142,7 +146,7 @@ bool Replay::wantsEthernet(Record record) const {
 }
 
 template <SignalKind kind>
-bool Replay::wantsInput(Record record) const {
+bool ReplayEngine::wantsInput(Record record) const {
     const auto& sources = catalog.group(kind).sources;
     return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
         return InputSignal::signalsInUse(record.data(), endOf(record), source, &catalog.storage());
@@ -150,19 +154,20 @@ bool Replay::wantsInput(Record record) const {
 }
 
 template <SignalKind kind>
-bool Replay::wantsAll(Record /*record*/) const {
+bool ReplayEngine::wantsAll(Record /*record*/) const {
     return !catalog.group(kind).members.empty();
 }
 
 template <class Message>
-void Replay::replayRecord(Record record, std::uint64_t timestamp) {
+bool ReplayEngine::replayRecord(Record record, std::uint64_t timestamp) {
     auto& message = std::get<Message>(messages);
     if (!decodeRecord(record, message)) {
         pass(PassedMessage::Truncated, timestamp);
-        return;
+        return false;
     }
     message.timestamp = timestamp;
     receive(message);
+    return true;
 }
 
 } // namespace rksignal

@@ -2,6 +2,7 @@
 /// Who follows a replay.
 #pragma once
 
+#include "text/Export.h"
 #include "value/SignalKind.h"
 
 #include <cstdint>
@@ -21,10 +22,11 @@ struct MessageInfo {
     MessageOrigin origin;
 };
 
-/// What follows the values while they are decoded.
-class ValueSink {
+/// What follows the values while they are decoded. All calls come from the thread that replays, within
+/// Replay::run() or Replay::receive(); an exception ends that call and goes on to its caller.
+class RKREPLAY_EXPORT ValueSink {
   public:
-    virtual ~ValueSink() = default;
+    virtual ~ValueSink();
 
     /// Called for each message of a trace, of whatever kind, before anything else is done with it. Times may
     /// go back: interfaces are recorded side by side, and clocks are set.

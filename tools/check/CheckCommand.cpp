@@ -1,10 +1,10 @@
 #include "check/CheckCommand.h"
 
 #include "command/DefinitionArguments.h"
-#include "file/OutputBuffer.h"
+#include "output/OutputBuffer.h"
 #include "text/DbcWords.h"
 #include "trace/LineReader.h"
-#include "trace/UsageError.h"
+#include "command/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -71,10 +71,10 @@ class CheckRun {
             throw UsageError("there is nothing to check");
         }
         loadDefinitions(definitions, channels, catalog);
-        const std::vector<ConditionText> texts = readConditions(conditions, findings);
-        compileConditions(texts, storage, conditions.options, findings);
+        const std::vector<ConditionText> texts = readConditions(conditions, remarks);
+        add(compileConditions(texts, storage, conditions.options));
         write(catalog.notes());
-        write(findings);
+        writeRemarks();
         write(std::vector{summary(texts.size())});
         out.finish(); // a reader that has gone has seen enough
         return conclude();
@@ -88,11 +88,30 @@ class CheckRun {
         return isDbcFile(path) ? definitions.definitions : conditions.files;
     }
 
+    void add(const std::vector<Condition>& compiled) {
+        for (const Condition& condition : compiled) {
+            for (const Remark& remark : condition.remarks()) {
+                remarks.add(remark);
+            }
+        }
+    }
+
     template <typename Line>
     void write(const std::vector<Line>& lines) {
         std::ostringstream text;
         for (const Line& line : lines) {
             text << line << '\n';
+        }
+        out.append(text.str());
+    }
+
+    void writeRemarks() {
+        std::ostringstream text;
+        for (const Remark& remark : remarks) {
+            printWithSeverity(text, remark);
+        }
+        if (remarks.omitted() > 0) {
+            text << "and " << remarks.omitted() << " more remarks about conditions\n";
         }
         out.append(text.str());
     }
@@ -107,8 +126,8 @@ class CheckRun {
         }
         if (!conditions.files.empty() || !conditions.when.empty()) {
             text += (text.empty() ? "" : "; ") + quantity(conditionCount, "condition") + ": " +
-                    quantity(count(findings, Finding::Severity::Error), "error") + ", " +
-                    quantity(count(findings, Finding::Severity::Warning), "warning");
+                    quantity(remarks.count(Severity::Error), "error") + ", " +
+                    quantity(remarks.count(Severity::Warning), "warning");
         }
         return text;
     }
@@ -122,8 +141,8 @@ class CheckRun {
     }
 
     ExitStatus conclude() const {
-        const bool isClean = definitionErrors() == 0 && count(findings, Finding::Severity::Error) == 0 &&
-                             count(findings, Finding::Severity::Warning) == 0;
+        const bool isClean = definitionErrors() == 0 && remarks.count(Severity::Error) == 0 &&
+                             remarks.count(Severity::Warning) == 0;
         return isClean ? Clean : Damaged;
     }
 
@@ -132,7 +151,7 @@ class CheckRun {
     SignalStorage storage;
     Catalog catalog{storage};
     ChannelMap channels;
-    std::vector<Finding> findings;
+    RemarkList remarks;
     OutputBuffer out;
 };
 

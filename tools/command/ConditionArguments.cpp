@@ -1,9 +1,9 @@
 #include "command/ConditionArguments.h"
 
-#include "condition/ConditionCheck.h"
+#include "text/PrintableText.h"
 
 #include <CLI/CLI.hpp>
-#include <unordered_map>
+#include <ostream>
 #include <utility>
 
 namespace rksignal {
@@ -21,36 +21,22 @@ void addConditionArguments(CLI::App& command, ConditionArguments& arguments) {
 }
 
 std::vector<ConditionText> readConditions(const ConditionArguments& arguments,
-                                          std::vector<Finding>& findings) {
+                                          RemarkList& remarks) {
     std::vector<ConditionText> conditions;
     for (const std::string& argument : arguments.when) {
-        conditions.push_back(parseCondition(argument));
+        conditions.push_back(parseCondition(argument, "--when"));
     }
     for (const std::string& path : arguments.files) {
-        for (ConditionText& text : readConditions(path, findings)) {
+        for (ConditionText& text : readConditions(path, remarks)) {
             conditions.push_back(std::move(text));
         }
     }
     return conditions;
 }
 
-std::vector<std::unique_ptr<Condition>> compileConditions(const std::vector<ConditionText>& texts,
-                                                          SignalStorage& storage,
-                                                          const ConditionOptions& options,
-                                                          std::vector<Finding>& findings) {
-    std::vector<std::unique_ptr<Condition>> conditions;
-    std::unordered_map<std::string, std::string> origins; // by name
-    for (const ConditionText& text : texts) {
-        const auto [earlier, isFree] = origins.try_emplace(text.name, text.origin);
-        if (!isFree) {
-            findings.push_back({text.origin, Finding::Severity::Error,
-                                "the name " + text.name + " is taken, by " + earlier->second});
-        } else if (auto condition = Condition::compile(text, storage, options, findings)) {
-            checkCondition(*condition, findings);
-            conditions.push_back(std::move(condition));
-        }
-    }
-    return conditions;
+void printWithSeverity(std::ostream& out, const Remark& remark) {
+    out << printable(remark.place) << ": " << severityName(remark.severity) << ": "
+        << printable(remark.message()) << '\n';
 }
 
 } // namespace rksignal

@@ -4,7 +4,7 @@
 
 #include "condition/Condition.h"
 
-#include <memory>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -23,16 +23,12 @@ struct ConditionArguments {
 /// Adds `--when`, `--when-file` and `--allow-unknown`. `arguments` must outlive the parsing.
 void addConditionArguments(CLI::App& command, ConditionArguments& arguments);
 
-/// Reads all conditions, the arguments first. Lines that cannot hold one go to `findings` as errors.
-/// \throws std::system_error if a file cannot be read
+/// Reads all conditions, the arguments first. Lines that cannot hold one go to `remarks` as errors.
+/// \throws Error if a file cannot be read
 std::vector<ConditionText> readConditions(const ConditionArguments& arguments,
-                                          std::vector<Finding>& findings);
+                                          RemarkList& remarks);
 
-/// Compiles and checks conditions with the signals of `storage`. What there is to say goes to `findings`;
-/// conditions with errors, and those whose name an earlier one has, are left out.
-std::vector<std::unique_ptr<Condition>> compileConditions(const std::vector<ConditionText>& texts,
-                                                          SignalStorage& storage,
-                                                          const ConditionOptions& options,
-                                                          std::vector<Finding>& findings);
+/// `PLACE: warning: MESSAGE` and a line end.
+void printWithSeverity(std::ostream& out, const Remark& remark);
 
 } // namespace rksignal

@@ -2,7 +2,9 @@
 
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/DefinitionFile.h"
-#include "trace/UsageError.h"
+#include "command/UsageError.h"
+
+#include "trace/TraceFormat.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -101,9 +103,16 @@ DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelM
     return {argument.substr(equals + 1), boundChannel(name, argument, channels)};
 }
 
+void refuseTrace(const std::string& path) {
+    if (const auto format = path != "-" ? detectTrace(path) : std::nullopt) {
+        throw UsageError(path + " is " + formatName(*format) + ", not a file of definitions");
+    }
+}
+
 void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog) {
     for (const std::string& argument : arguments) {
         const DefinitionArgument file = parseDefinitionArgument(argument, channels);
+        refuseTrace(file.path);
         catalog.add(readDbc(file.path), file.channel);
     }
 }
@@ -112,6 +121,7 @@ void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Cat
     assignChannels(options.channels, channels);
     loadDefinitions(options.definitions, channels, catalog);
     for (const std::string& path : options.signalFiles) {
+        refuseTrace(path);
         catalog.add(readSignalDefinitions(path));
     }
 }

@@ -47,6 +47,9 @@ struct DefinitionArgument {
 /// of a file, or has a `/` before its first `=`, has no CHANNEL. \throws UsageError
 DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelMap& channels);
 
+/// \throws UsageError if the file is a trace: read as definitions it would be an error in every line
+void refuseTrace(const std::string& path);
+
 /// Reads the files of such arguments, in their order.
 /// \throws UsageError, std::system_error if a file cannot be read
 void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog);

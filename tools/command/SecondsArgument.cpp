@@ -1,6 +1,6 @@
 #include "command/SecondsArgument.h"
 
-#include "trace/UsageError.h"
+#include "command/UsageError.h"
 
 #include <algorithm>
 #include <charconv>

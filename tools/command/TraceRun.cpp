@@ -3,9 +3,9 @@
 #include "command/DefinitionArguments.h"
 #include "command/ProgressBar.h"
 #include "command/SecondsArgument.h"
-#include "file/OutputFile.h"
-#include "trace/TraceFile.h"
-#include "trace/UsageError.h"
+#include "output/OutputFile.h"
+#include "output/ReplaySummary.h"
+#include "command/UsageError.h"
 
 #include <algorithm>
 #include <ostream>
@@ -45,7 +45,7 @@ TraceRun::TraceRun(const TraceOptions& options, const Console& console) : option
     if (options.empty()) {
         throw UsageError("there are no definitions: --dbc or --signals gives them");
     }
-    loadDefinitions(options, channels, signals);
+    loadDefinitions(options, traces.channels(), signals);
     printNotes();
     if (signals.signals().empty()) {
         throw UsageError("no usable definition in " + nameFiles(options));
@@ -66,74 +66,49 @@ void TraceRun::openTraces() {
         throw UsageError("there is no trace");
     }
     shifts = parseShifts(options);
-    const auto reading = [this] {
-        if (beforeRead) {
-            beforeRead();
-        }
-    };
     for (const std::string& path : options.traces) {
-        addTrace(openTrace(path, channels, reading));
+        addTrace(path, std::nullopt);
     }
     for (const std::string& path : options.gpsLogs) {
-        addTrace(openGpsLog(path, reading));
+        addTrace(path, TraceFormat::Nmea);
     }
 }
 
-void TraceRun::addTrace(std::unique_ptr<TraceSource> trace) {
-    if (!options.output.empty() && isSameFile(trace->path(), options.output)) {
-        throw UsageError("the output would overwrite the trace " + trace->path());
+void TraceRun::addTrace(const std::string& path, std::optional<TraceFormat> format) {
+    const auto shift = shifts.find(path);
+    traces.addFile(path, {shift != shifts.end() ? shift->second : 0, format});
+    if (!options.output.empty() && isSameFile(path, options.output)) {
+        throw UsageError("the output would overwrite the trace " + path);
     }
-    const auto shift = shifts.find(trace->path());
-    traces.add(std::move(trace), shift != shifts.end() ? shift->second : 0);
 }
 
 ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer& out) {
     Replay replay(signals, sink);
-    const std::uint64_t total = knownSize();
+    const std::uint64_t total = traces.size();
     const bool showsProgress = console.interactive && !options.quiet && total > 0;
     ProgressBar bar(console.messages, total);
-    beforeRead = [&] {
+    traces.onProgress([&] {
         if (showsProgress) {
-            bar.show(position());
+            bar.show(traces.position());
         }
         if (total == 0) { // whatever comes next may take its time
             out.flush();
         }
-    };
+    });
     replay.run(traces);
-    beforeRead = nullptr;
+    traces.onProgress(nullptr);
     return replay.statistics();
-}
-
-/// Of all traces; 0 if one has no size.
-std::uint64_t TraceRun::knownSize() const {
-    std::uint64_t total = 0;
-    for (std::size_t i = 0; i < traces.size(); ++i) {
-        if (traces[i].size() == 0) {
-            return 0;
-        }
-        total += traces[i].size();
-    }
-    return total;
-}
-
-std::uint64_t TraceRun::position() const {
-    std::uint64_t sum = 0;
-    for (std::size_t i = 0; i < traces.size(); ++i) {
-        sum += traces[i].position();
-    }
-    return sum;
 }
 
 void TraceRun::summarise(const ReplayStatistics& statistics) const {
     if (!options.quiet) {
-        statistics.print(console.messages, signals, channels);
+        printSummary(console.messages, statistics, signals, traces);
     }
 }
 
-bool TraceRun::understood(const ReplayStatistics& statistics) const {
+bool TraceRun::understood() const {
     const auto& notes = signals.notes();
-    return statistics.understood() &&
+    return traces.isSound() &&
            std::none_of(notes.begin(), notes.end(),
                         [](const DefinitionNote& note) { return note.severity == DbcNote::Severity::Error; });
 }

@@ -5,15 +5,13 @@
 #include "Console.h"
 #include "catalog/Catalog.h"
 #include "command/TraceOptions.h"
-#include "file/OutputBuffer.h"
-#include "trace/ChannelMap.h"
-#include "trace/TraceMerge.h"
+#include "output/OutputBuffer.h"
+#include "trace/Trace.h"
 #include "value/Replay.h"
 
 #include <cstdint>
-#include <functional>
 #include <map>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,30 +28,26 @@ class TraceRun {
     SignalStorage& storage() { return registry; }
 
     /// Replays all traces into `sink`, with a progress bar for who watches. When a trace is a pipe, `out` is
-    /// flushed whenever more is read. \throws std::system_error if reading fails
+    /// flushed whenever more is read. \throws Error if reading fails
     ReplayStatistics replay(ValueSink& sink, OutputBuffer& out);
 
     /// Prints the statistics, unless quiet.
     void summarise(const ReplayStatistics& statistics) const;
 
     /// Whether all lines of the definitions and of the traces were understood.
-    bool understood(const ReplayStatistics& statistics) const;
+    bool understood() const;
 
   private:
     void printNotes() const;
     void openTraces();
-    void addTrace(std::unique_ptr<TraceSource> trace);
-    std::uint64_t knownSize() const;
-    std::uint64_t position() const;
+    void addTrace(const std::string& path, std::optional<TraceFormat> format);
 
     const TraceOptions& options;
     const Console& console;
     SignalStorage registry;
     Catalog signals{registry};
-    ChannelMap channels;
     std::map<std::string, std::int64_t> shifts; ///< by trace, in nanoseconds
-    TraceMerge traces;
-    std::function<void()> beforeRead; ///< of any trace, while they are replayed
+    Trace traces;
 };
 
 } // namespace rksignal

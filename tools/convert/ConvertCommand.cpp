@@ -3,11 +3,11 @@
 #include "command/DefinitionArguments.h"
 #include "definition/DbcConversion.h"
 #include "definition/json/DefinitionText.h"
-#include "file/OutputFile.h"
-#include "file/PartialFile.h"
-#include "trace/TraceFile.h"
-#include "trace/TraceWriter.h"
-#include "trace/UsageError.h"
+#include "output/OutputFile.h"
+#include "output/PartialFile.h"
+#include "trace/Trace.h"
+#include "convert/TraceWriter.h"
+#include "command/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -57,49 +57,42 @@ ExitStatus convertDefinitions(const ConvertOptions& options, ChannelMap& channel
     return understood && converted.lostSignals == 0 && converted.narrowedSignals == 0 ? Clean : Damaged;
 }
 
-void report(const TraceSource& trace, const TraceWriter& writer, std::ostream& messages) {
-    const TraceDamage& damage = trace.damage();
+void report(const TraceReport& trace, const TraceWriter& writer, std::ostream& messages) {
     messages << "messages converted: " << writer.written() << '\n';
     printCounts(messages, "not held by the output", writer.lost());
-    printCounts(messages, "lost by the recorder", {{"frames", damage.dropped}});
-    printCounts(messages, "not understood", {{"lines", damage.malformed}, {"bytes", damage.bytes}});
-    for (const std::string& text : damage.texts) {
-        messages << "  " << text << '\n';
-    }
-    for (const std::string& remark : damage.remarks) {
-        messages << remark << '\n';
+    printCounts(messages, "lost by the recorder", {{"frames", trace.lost}});
+    printCounts(messages, "not understood", {{"lines", trace.damagedLines}, {"bytes", trace.damagedBytes}});
+    for (const Remark& remark : trace.remarks) {
+        messages << (remark.line != 0 ? "  " : "") << remark << '\n';
     }
 }
 
-ExitStatus convertTrace(const ConvertOptions& options, ChannelMap& channels, TraceWriter& writer,
+ExitStatus convertTrace(const ConvertOptions& options, Trace& trace, TraceWriter& writer,
                         const Console& console) {
-    const auto trace = openTrace(options.input, channels);
-    while (trace->next()) {
-        trace->deliver(writer, trace->timestamp());
-    }
+    trace.addFile(options.input);
+    trace.run(writer);
     writer.finish();
     if (!options.quiet) {
-        report(*trace, writer, console.messages);
+        report(trace.report(0), writer, console.messages);
     }
-    const TraceDamage& damage = trace->damage();
-    return damage.malformed == 0 && damage.bytes == 0 && damage.remarks.empty() ? Clean : Damaged;
+    return trace.isSound() ? Clean : Damaged;
 }
 
-ExitStatus toRecords(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
+ExitStatus toRecords(const ConvertOptions& options, Trace& trace, const Console& console) {
     refuseOverwriting(options.input, options);
     PartialFile part(options.output);
     RecordFileWriter writer(part.path());
-    const ExitStatus status = convertTrace(options, channels, writer, console);
+    const ExitStatus status = convertTrace(options, trace, writer, console);
     part.complete();
     return status;
 }
 
-ExitStatus toCandump(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
+ExitStatus toCandump(const ConvertOptions& options, Trace& trace, const Console& console) {
     refuseOverwriting(options.input, options);
     PartialFile part(options.output);
     const OutputFile file(part.path(), -1);
     CandumpWriter writer(file.descriptor());
-    const ExitStatus status = convertTrace(options, channels, writer, console);
+    const ExitStatus status = convertTrace(options, trace, writer, console);
     part.complete();
     return status;
 }
@@ -111,18 +104,18 @@ ExitStatus convert(const ConvertOptions& options, const Console& console) {
         writeText(definitionSchema(), console.output);
         return Clean;
     }
-    ChannelMap channels;
-    assignChannels(options.channels, channels);
+    Trace trace;
+    assignChannels(options.channels, trace.channels());
     const std::string_view output = options.output;
     const bool isDbc = options.input.ends_with(".dbc");
     if (isDbc && output.ends_with(".json")) {
-        return convertDefinitions(options, channels, console);
+        return convertDefinitions(options, trace.channels(), console);
     }
     if (!isDbc && output.ends_with(".rktrace")) {
-        return toRecords(options, channels, console);
+        return toRecords(options, trace, console);
     }
     if (!isDbc && output.ends_with(".log")) {
-        return toCandump(options, channels, console);
+        return toCandump(options, trace, console);
     }
     throw UsageError("cannot convert " + options.input + " to " + options.output +
                      ": a .dbc becomes a .json, a trace becomes a .rktrace or a .log");

@@ -2,7 +2,7 @@
 
 #include "command/TraceRun.h"
 #include "decode/SignalSelection.h"
-#include "file/OutputFile.h"
+#include "output/OutputFile.h"
 #include "output/LastValues.h"
 #include "output/RowSink.h"
 
@@ -42,7 +42,7 @@ ExitStatus decode(const DecodeOptions& options, const Console& console) {
         return Clean; // the reader has seen enough
     }
     run.summarise(statistics);
-    return run.understood(statistics) ? Clean : Damaged;
+    return run.understood() ? Clean : Damaged;
 }
 
 void addDecodeCommand(CLI::App& program, const Console& console, int& status) {

@@ -1,7 +1,7 @@
 #include "events/EventsCommand.h"
 
 #include "event/EventParser.h"
-#include "file/OutputBuffer.h"
+#include "output/OutputBuffer.h"
 #include "trace/LineReader.h"
 
 #include <CLI/CLI.hpp>

@@ -2,7 +2,7 @@
 /// The text form of a row of values: CSV or JSON lines.
 #pragma once
 
-#include "file/OutputBuffer.h"
+#include "output/OutputBuffer.h"
 #include "signal/BaseSignal.h"
 #include "text/NumberText.h"
 #include "value/ValueSink.h"

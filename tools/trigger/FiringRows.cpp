@@ -26,8 +26,7 @@ struct Reading {
 
 } // namespace
 
-FiringRows::FiringRows(const TriggerSet& triggers, const RowSyntax& syntax, OutputBuffer& out)
-    : triggers(triggers), syntax(syntax), out(out) {
+FiringRows::FiringRows(const RowSyntax& syntax, OutputBuffer& out) : syntax(syntax), out(out) {
     if (!syntax.json) {
         out.append("time,channel,bus,condition,signals\n");
     }
@@ -39,16 +38,16 @@ void FiringRows::fired(const Firing& firing) {
     row.append(text, time.write(text, firing.timestamp));
     appendOrigin(row, syntax, firing.origin);
     row += syntax.json ? ",\"condition\":" : ",";
-    row += syntax.quote(triggers.condition(firing.trigger).name());
+    row += syntax.quote(firing.condition.name());
     row += syntax.json ? ",\"signals\":" : ",";
     row += syntax.json ? jsonSignals(firing) : syntax.quote(csvSignals(firing));
     row += syntax.close;
     out.append(row);
 }
 
-std::string FiringRows::csvSignals(const Firing& firing) const {
+std::string FiringRows::csvSignals(const Firing& firing) {
     std::string text;
-    for (BaseSignal* const signal : triggers.condition(firing.trigger).parser().signals) {
+    for (BaseSignal* const signal : firing.condition.signals()) {
         const Reading reading(*signal, firing);
         text += (text.empty() ? "" : "; ") + signal->def.instance + '=';
         if (!reading.known) {
@@ -64,7 +63,7 @@ std::string FiringRows::csvSignals(const Firing& firing) const {
 
 std::string FiringRows::jsonSignals(const Firing& firing) const {
     std::string text;
-    for (BaseSignal* const signal : triggers.condition(firing.trigger).parser().signals) {
+    for (BaseSignal* const signal : firing.condition.signals()) {
         const Reading reading(*signal, firing);
         text += (text.empty() ? "[{\"instance\":" : ",{\"instance\":") + syntax.quote(signal->def.instance);
         text += ",\"value\":" + (reading.known ? jsonNumber(reading.value) : "null");

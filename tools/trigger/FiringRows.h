@@ -3,8 +3,7 @@
 #pragma once
 
 #include "condition/Firing.h"
-#include "condition/TriggerSet.h"
-#include "file/OutputBuffer.h"
+#include "output/OutputBuffer.h"
 #include "output/RowFormat.h"
 #include "text/NumberText.h"
 
@@ -20,15 +19,15 @@ namespace rksignal {
 class FiringRows : public FiringSink {
   public:
     /// Writes the header. Everything must outlive the sink.
-    FiringRows(const TriggerSet& triggers, const RowSyntax& syntax, OutputBuffer& out);
+    FiringRows(const RowSyntax& syntax, OutputBuffer& out);
 
     void fired(const Firing& firing) override;
+    bool closed() const override { return out.closed(); }
 
   private:
-    std::string csvSignals(const Firing& firing) const;
+    static std::string csvSignals(const Firing& firing);
     std::string jsonSignals(const Firing& firing) const;
 
-    const TriggerSet& triggers;
     const RowSyntax& syntax;
     OutputBuffer& out;
     TimeText time;

@@ -2,15 +2,16 @@
 
 #include "command/SecondsArgument.h"
 #include "command/TraceRun.h"
-#include "file/OutputFile.h"
-#include "trace/UsageError.h"
+#include "output/OutputFile.h"
+#include "command/UsageError.h"
 #include "trigger/FiringExplanations.h"
 #include "trigger/FiringRows.h"
-#include "trigger/TriggerSink.h"
+#include "trigger/WindowWriter.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <ostream>
 
 namespace rksignal {
@@ -43,7 +44,9 @@ class TriggerRun {
   public:
     TriggerRun(const TriggerOptions& options, const Console& console)
         : options(options), console(console), timeout(parseTimeout(options)), moments(parseMoments(options)),
-          run(options, console), triggers(run.catalog(), loadConditions(), edgeTrigger()) {}
+          run(options, console),
+          triggers(run.catalog(), loadConditions(),
+                   {timeout, moments, [this](std::uint64_t moment) { explanations->explainAll(moment); }}) {}
 
     TriggerStatus replay() {
         openWindows();
@@ -54,29 +57,37 @@ class TriggerRun {
             return Fired; // the reader has seen enough
         }
         summarise(statistics);
-        return conclude(statistics);
+        return conclude();
     }
 
   private:
-    bool edgeTrigger() const { return options.conditions.options.edgeTrigger; }
     bool writesText() const { return options.explain || !options.moments.empty(); }
 
-    std::vector<std::unique_ptr<Condition>> loadConditions() {
-        std::vector<Finding> findings;
-        const std::vector<ConditionText> texts = readConditions(options.conditions, findings);
-        auto conditions = compileConditions(texts, run.storage(), options.conditions.options, findings);
-        for (const Finding& finding : findings) {
-            if (!options.quiet || finding.severity == Finding::Severity::Error) {
-                console.messages << finding << '\n';
-            }
+    std::vector<Condition> loadConditions() {
+        RemarkList unread;
+        const std::vector<ConditionText> texts = readConditions(options.conditions, unread);
+        auto conditions = compileConditions(texts, run.storage(), options.conditions.options);
+        print(unread);
+        bool isUsable = unread.count(Severity::Error) == 0;
+        for (const Condition& condition : conditions) {
+            print(condition.remarks());
+            isUsable = isUsable && condition.isUsable();
         }
-        if (count(findings, Finding::Severity::Error) > 0) {
+        if (!isUsable) {
             throw UsageError("not all conditions can be used");
         }
         if (conditions.empty()) {
             throw UsageError("no condition: --when or --when-file gives them");
         }
         return conditions;
+    }
+
+    void print(const RemarkList& remarks) const {
+        for (const Remark& remark : remarks) {
+            if (!options.quiet || remark.severity == Severity::Error) {
+                printWithSeverity(console.messages, remark);
+            }
+        }
     }
 
     void openWindows() {
@@ -86,26 +97,28 @@ class TriggerRun {
     }
 
     ReplayStatistics writeRows(OutputBuffer& out) {
-        FiringRows rows(triggers, options.syntax != nullptr ? *options.syntax : csvSyntax, out);
-        TriggerSink sink(run.catalog(), triggers, rows, out, {timeout, {}, {}, windowWriter()});
-        return replayInto(sink, out);
+        FiringRows rows(options.syntax != nullptr ? *options.syntax : csvSyntax, out);
+        return replayInto(rows, out);
     }
 
     ReplayStatistics writeExplanations(OutputBuffer& out) {
-        FiringExplanations text(run.catalog(), triggers, out, options.explain);
-        const auto explainAll = [&text](std::uint64_t moment) { text.explainAll(moment); };
-        TriggerSink sink(run.catalog(), triggers, text, out, {timeout, moments, explainAll, windowWriter()});
-        text.setTimeouts(sink.signalTimeouts());
-        return replayInto(sink, out);
+        explanations.emplace(triggers, out, options.explain);
+        return replayInto(*explanations, out);
     }
 
-    ReplayStatistics replayInto(TriggerSink& sink, OutputBuffer& out) {
-        ReplayStatistics statistics = run.replay(sink, out);
-        sink.finish();
+    ReplayStatistics replayInto(FiringSink& sink, OutputBuffer& out) {
+        triggers.addFiringSink(sink);
+        if (windows) {
+            triggers.addFiringSink(*windows);
+            triggers.addValueSink(*windows);
+        }
+        ReplayStatistics statistics = run.replay(triggers, out);
+        triggers.finish();
+        if (windows) {
+            windows->finish();
+        }
         return statistics;
     }
-
-    WindowWriter* windowWriter() { return windows ? &*windows : nullptr; }
 
     void summarise(const ReplayStatistics& statistics) const {
         if (options.quiet) {
@@ -123,8 +136,8 @@ class TriggerRun {
         }
     }
 
-    TriggerStatus conclude(const ReplayStatistics& statistics) const {
-        if (!run.understood(statistics)) {
+    TriggerStatus conclude() const {
+        if (!run.understood()) {
             return Failed;
         }
         for (std::size_t i = 0; i < triggers.size(); ++i) {
@@ -140,7 +153,8 @@ class TriggerRun {
     std::optional<std::uint64_t> timeout;
     std::vector<std::uint64_t> moments;
     TraceRun run;
-    TriggerSet triggers;
+    Triggers triggers;
+    std::optional<FiringExplanations> explanations;
     std::optional<WindowWriter> windows;
 };
 

@@ -1,6 +1,6 @@
 #include "trigger/WindowWriter.h"
 
-#include "file/OutputFile.h"
+#include "output/OutputFile.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -39,9 +39,9 @@ std::uint64_t sum(std::uint64_t left, std::uint64_t right) {
 
 } // namespace
 
-WindowWriter::WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent,
+WindowWriter::WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent,
                            std::string folder)
-    : catalog(catalog), triggers(triggers), extent(extent), folder(std::move(folder)), values(maxValues) {
+    : catalog(catalog), extent(extent), folder(std::move(folder)), values(maxValues) {
     std::filesystem::create_directories(this->folder);
     for (const auto& signal : catalog.signals()) {
         cells.emplace_back(*signal, csvSyntax);
@@ -49,7 +49,7 @@ WindowWriter::WindowWriter(const Catalog& catalog, const TriggerSet& triggers, E
     nameFiles(triggers);
 }
 
-void WindowWriter::nameFiles(const TriggerSet& triggers) {
+void WindowWriter::nameFiles(const Triggers& triggers) {
     std::set<std::string> taken;
     for (std::size_t i = 0; i < triggers.size(); ++i) {
         const std::string wanted = fileStem(triggers.condition(i).name());
@@ -61,7 +61,7 @@ void WindowWriter::nameFiles(const TriggerSet& triggers) {
     }
 }
 
-void WindowWriter::reached(std::uint64_t now) {
+void WindowWriter::advanced(std::uint64_t now) {
     while (!open.empty() && open.front().to < now) {
         write(open.front());
         open.pop_front();
@@ -86,7 +86,7 @@ void WindowWriter::fired(const Firing& firing) {
         ++omitted;
         return;
     }
-    open.push_back({firing.trigger, triggers.counts(firing.trigger).firings,
+    open.push_back({firing.trigger, firing.number,
                     difference(firing.timestamp, extent.before), sum(firing.timestamp, extent.after)});
 }
 

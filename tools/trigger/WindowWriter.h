@@ -4,7 +4,7 @@
 
 #include "catalog/Catalog.h"
 #include "condition/Firing.h"
-#include "condition/TriggerSet.h"
+#include "condition/Triggers.h"
 #include "output/RowFormat.h"
 #include "trigger/ValueRing.h"
 
@@ -21,7 +21,7 @@ namespace rksignal {
 /// the form of `rksignal decode`. Windows may overlap: each gets all its values.
 ///
 /// Memory is bounded by the values kept; more windows than `maxFiles` are not written.
-class WindowWriter : public FiringSink {
+class WindowWriter : public FiringSink, public ValueSink {
   public:
     static constexpr std::size_t maxFiles = 10'000;
     static constexpr std::size_t maxValues = std::size_t{1} << 22; ///< 32 bytes each
@@ -34,12 +34,14 @@ class WindowWriter : public FiringSink {
 
     /// Makes `folder` if it is not there; everything else must outlive the writer.
     /// \throws std::system_error if that fails
-    WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent, std::string folder);
+    WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent, std::string folder);
 
     /// Writes the windows that ended before `now`, and forgets values that no window can hold any more.
     /// \throws std::system_error if a file cannot be written
-    void reached(std::uint64_t now);
-    void written(const MessageInfo& message, std::span<const unsigned long> ids);
+    void advanced(std::uint64_t now) override;
+    void clockSetBack() override { finish(); }
+    void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    bool closed() const override { return false; }
     void fired(const Firing& firing) override;
 
     /// Writes all windows as far as they have come, and starts anew. \throws std::system_error
@@ -56,11 +58,10 @@ class WindowWriter : public FiringSink {
         std::uint64_t to;
     };
 
-    void nameFiles(const TriggerSet& triggers);
+    void nameFiles(const Triggers& triggers);
     void write(const Window& window);
 
     const Catalog& catalog;
-    const TriggerSet& triggers;
     Extent extent;
     std::string folder;
     std::vector<SignalCells> cells; ///< as Catalog::signals()

@@ -31,7 +31,7 @@ TEST_F(CheckCommand, TellsDefinitionsFromConditions) {
         "c.txt:9: error: line holds a NUL character\n"
         "c.txt:5: warning: 'Motor.Speed > 300' can never be true: Motor.Speed lies between 0 and 255 rpm\n"
         "c.txt:6: error: the name fast is taken, by c.txt:5\n"
-        "c.txt:7: error: there is no signal Motor.Sped; close are Motor.Speed, Body.Door\n"
+        "c.txt:7: error: there is no signal Motor.Sped; close are Motor.Speed\n"
         "c.txt:10: error: syntax error at the end, behind '>'\n"
         "2 definition files: 2 messages, 2 signals, no errors; 6 conditions: 5 errors, 1 warning\n");
     EXPECT_EQ(result.messages, "");
@@ -46,6 +46,9 @@ TEST_F(CheckCommand, StatusTellsWhetherThereWasSomethingToSay) {
     EXPECT_EQ(
         check("--when a --allow-unknown").output,
         "--when 'a': warning: there is no signal a, it counts as 0\n1 condition: no errors, 1 warning\n");
+    folder.write("x.log", "# a drive\n(1.5) can0 123#11\n");
+    EXPECT_EQ(check("a.DBC x.log").messages, "rksignal: x.log is a candump log, not a file of conditions\n");
+    EXPECT_EQ(check("--dbc x.log").messages, "rksignal: x.log is a candump log, not a file of definitions\n");
     EXPECT_EQ(check("").messages, "rksignal: there is nothing to check\n");
     EXPECT_EQ(check("absent").status, 2);
 }

@@ -27,7 +27,7 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
         {"rksignal decode --dbc a.dbc", "rksignal: there is no trace\n"},
         {"$decode absent.log", "rksignal: cannot open absent.log: No such file or directory\n"},
         {"$decode .", "rksignal: cannot open .: Is a directory\n"},
-        {"$decode --dbc absent.dbc", "rksignal: absent.dbc: No such file or directory\n"},
+        {"$decode --dbc absent.dbc", "rksignal: cannot open absent.dbc: No such file or directory\n"},
         {"rksignal decode t.log --dbc /dev/null", "rksignal: no usable definition in /dev/null\n"},
         {"$decode --dbc 256=a.dbc", "rksignal: 256=a.dbc: the channel is not a number from 0 to 255\n"},
         {"$decode --dbc =a.dbc", "rksignal: =a.dbc: no channel before '='\n"},
@@ -36,7 +36,7 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
         {"$decode --channel a=1 --channel a=2",
          "rksignal: --channel a=2: the interface has a channel already\n"},
         {"$decode --signals 'motor.*'",
-         "rksignal: --only motor.* matches no signal; close are Motor.Speed, Body.Speed\n"},
+         "rksignal: --only motor.* matches no signal; close are Motor.Speed\n"},
         {"$decode -o t.log", "rksignal: the output would overwrite the trace t.log\n"},
         {"$decode -o no/out", "rksignal: cannot write no/out: No such file or directory\n"},
     };
@@ -70,6 +70,10 @@ TEST_F(DecodeUsage, StandardStreamsAndFiles) {
          "{ head -n 1 t.log; while [ $(wc -l < out) -lt 2 ]; do sleep 0.1; done; cat out >&3; } 3>&1 > pipe; "
          "wait",
          first, ""},
+        {"more traces than files can be open",
+         "head -n 1100 t.log | (mkdir many; cd many; split -l 1 -a 4); ulimit -n 300; "
+         "rksignal decode -q --dbc a.dbc many/* | wc -l",
+         "1101\n", ""},
         {"the reader goes", "{ rksignal decode --dbc a.dbc t.log; echo $? >&2; } | head -n 2", first, "0\n"},
         {"the disk is full", "rksignal decode --dbc a.dbc t.log > /dev/full; echo $?", "2\n",
          "rksignal: cannot write the output: No space left on device\n"},

@@ -273,7 +273,9 @@ TEST_F(Capture, EthernetAndFlexRayRecordsAreAskedBeforeTheyAreDecoded) {
         result.messages.substr(0, result.messages.find("never seen")),
         "8 messages read: 3 decoded, 3 unknown, 0 remote, 0 error, 2 not recorded in full\n"
         "  flexray: 1 decoded, 1 unknown\n  ethernet: 2 decoded, 2 unknown\n"
-        "8 raw records, 3 of them dropped before they were decoded\nunknown flexray: channel 0 slot 5 (1)\n");
+        "8 raw records, 3 of them dropped before they were decoded\nunknown flexray: channel 0 slot 5 (1)\n"
+        "t.rktrace: records with an impossible content: 2, the first is record 3\n");
+    EXPECT_EQ(result.status, 1);
 }
 
 } // namespace

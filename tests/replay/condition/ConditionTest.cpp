@@ -1,7 +1,8 @@
 /// \file
 /// Conditions from text to tree: names, the text of the tree, errors, what is said before they are used, the
 /// explanation.
-#include "command/ConditionArguments.h"
+#include "condition/CompiledCondition.h"
+#include "condition/ConditionCheck.h"
 #include "condition/Explanation.h"
 
 #include <gtest/gtest.h>
@@ -40,16 +41,18 @@ struct VehicleSignals {
     }
 
     /// Compiles and checks one condition; what there is to say about it becomes `messages`.
-    std::unique_ptr<Condition> compile(const std::string& text, bool allowUnknown = false) {
-        std::vector<Finding> findings;
-        auto conditions =
-            compileConditions({{text, text, "here"}}, storage, {.allowUnknown = allowUnknown}, findings);
-        std::ostringstream lines;
-        for (const Finding& finding : findings) {
-            lines << finding << '\n';
+    std::unique_ptr<CompiledCondition> compile(const std::string& text, bool allowUnknown = false) {
+        const ConditionText source{text, text, "here"};
+        RemarkList remarks;
+        auto condition = CompiledCondition::compile(source, storage, {.allowUnknown = allowUnknown}, remarks);
+        if (condition != nullptr) {
+            checkCondition(*condition, remarks);
         }
-        messages = lines.str();
-        return conditions.empty() ? nullptr : std::move(conditions.front());
+        messages.clear();
+        for (const Remark& remark : remarks) {
+            messages += remark.place + ": " + severityName(remark.severity) + ": " + remark.message() + "\n";
+        }
+        return condition;
     }
 
     SignalStorage storage;
@@ -67,7 +70,7 @@ TEST(ConditionText, ASingleEqualsSignSetsANameOff) {
         {"1a=Count", "1a=Count|1a=Count|--when '1a=Count'"},
     };
     for (const auto& [argument, parts] : cases) {
-        const ConditionText text = parseCondition(argument);
+        const ConditionText text = parseCondition(argument, "--when");
         EXPECT_EQ(text.name + "|" + text.expression + "|" + text.origin, parts);
     }
 }
@@ -99,7 +102,7 @@ TEST(Condition, ErrorsAreSaidInOneLine) {
         {"Speed >", "syntax error at the end, behind '>'"},
         {"&& Speed", "syntax error at the start"},
         {std::string(128, 'n') + " > 1", "name of 128 characters or more at the start"},
-        {"Sped > 3 && Sped", "there is no signal Sped; close are Speed, Fixed, Down"},
+        {"Sped > 3 && Sped", "there is no signal Sped; close are Speed"},
         {"Count == true", "there is no signal true; the word is active"},
     };
     VehicleSignals signals;

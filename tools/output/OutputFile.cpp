@@ -1,4 +1,4 @@
-#include "file/OutputFile.h"
+#include "output/OutputFile.h"
 
 #include <cerrno>
 #include <fcntl.h>

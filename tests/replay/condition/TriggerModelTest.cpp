@@ -1,8 +1,6 @@
 /// \file
 /// The index of conditions against a model that looks at all of them at every frame.
-#include "tools/ProgramRun.h"
-#include "trace/TraceFile.h"
-#include "trigger/TriggerSink.h"
+#include "condition/Triggers.h"
 #include "value/Replay.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +10,6 @@
 
 namespace rksignal {
 namespace {
-
-using Conditions = std::vector<std::unique_ptr<Condition>>;
 
 constexpr const char* definitions = R"(BO_ 1 A: 8 X
  SG_ One : 0|2@1+ (1,0) [0|0] "" X
@@ -46,10 +42,9 @@ std::string randomLog(Dice dice) {
     return log;
 }
 
-Conditions randomConditions(Dice dice, const Catalog& catalog, SignalStorage& storage, bool edge) {
+std::vector<std::string> randomExpressions(Dice dice, const Catalog& catalog) {
     const auto name = [&] { return catalog.signals()[dice(catalog.signals().size())]->def.instance; };
-    Conditions conditions;
-    std::vector<Finding> findings;
+    std::vector<std::string> expressions;
     for (int i = 0; i < 30; ++i) {
         std::string text =
             "!(" + name() + " > 0)"; // in steps: the order of operands is the compiler's choice
@@ -57,17 +52,16 @@ Conditions randomConditions(Dice dice, const Catalog& catalog, SignalStorage& st
         text += name();
         text += " != " + std::to_string(dice(3));
         text += " || " + name() + " > 2";
-        conditions.push_back(
-            Condition::compile({std::to_string(i), text, ""}, storage, {edge, false}, findings));
+        expressions.push_back(text);
     }
-    return conditions;
+    return expressions;
 }
 
 /// The library's getTrigger after every frame and every time-out. Without edge trigger, where it fires again
 /// and again, only conditions with a signal that looks other than before count.
 struct Model : ValueSink {
-    Model(const Catalog& catalog, Conditions conditions, bool edge)
-        : catalog(catalog), conditions(std::move(conditions)), edge(edge), before(look()) {}
+    Model(const Catalog& catalog, std::vector<std::unique_ptr<ExpParser>> parsers, bool edge)
+        : catalog(catalog), parsers(std::move(parsers)), edge(edge), before(look()) {}
 
     void reached(std::uint64_t now) override {
         std::set<std::uint64_t> writes;
@@ -97,19 +91,18 @@ struct Model : ValueSink {
 
     void evaluate(std::uint64_t time) {
         std::map<const BaseSignal*, double> now = look();
-        for (const auto& condition : conditions) {
+        for (std::size_t i = 0; i < parsers.size(); ++i) {
             const auto changed = [&](const BaseSignal* signal) { return now[signal] != before[signal]; };
-            const auto& signals = condition->parser().signals;
-            if ((edge || std::any_of(signals.begin(), signals.end(), changed)) &&
-                condition->parser().getTrigger()) {
-                firings.push_back(std::to_string(time) + " " + condition->name());
+            const auto& signals = parsers[i]->signals;
+            if ((edge || std::any_of(signals.begin(), signals.end(), changed)) && parsers[i]->getTrigger()) {
+                firings.push_back(std::to_string(time) + " " + std::to_string(i));
             }
         }
         before = now;
     }
 
     const Catalog& catalog;
-    Conditions conditions;
+    std::vector<std::unique_ptr<ExpParser>> parsers;
     bool edge;
     std::vector<std::string> firings;
     std::map<const BaseSignal*, double> before;
@@ -127,25 +120,28 @@ std::vector<std::string> firings(const std::string& log, unsigned seed, bool edg
     Catalog catalog(storage);
     catalog.add(parseDbc(definitions, "bound"), 0);
     catalog.add(parseDbc(definitions, "any"), std::nullopt); // decodes the frames of channel 0 once more
-    Model model(catalog, randomConditions(Dice(seed), catalog, storage, edge), edge);
-    TriggerSet triggers(catalog, byModel ? Conditions() : std::move(model.conditions), edge);
+    std::vector<std::unique_ptr<ExpParser>> parsers;
+    std::vector<Condition> conditions;
+    for (const std::string& text : randomExpressions(Dice(seed), catalog)) {
+        parsers.push_back(std::make_unique<ExpParser>(text.c_str(), edge, &storage));
+        conditions.emplace_back(text, catalog, ConditionOptions{.edgeTrigger = edge});
+    }
+    Model model(catalog, std::move(parsers), edge);
+    Triggers triggers(catalog, std::move(conditions), {.timeout = timeout});
     Recorder recorder;
-    const OutputBuffer out(-1);
-    TriggerSink sink(catalog, triggers, recorder, out, {timeout, {}, {}, nullptr});
-    ChannelMap channels;
-    TraceMerge traces;
-    traces.add(openTrace(log, channels));
-    Replay(catalog, byModel ? static_cast<ValueSink&>(model) : sink).run(traces);
+    triggers.addFiringSink(recorder);
+    Trace trace;
+    trace.addMemory(std::span(reinterpret_cast<const std::uint8_t*>(log.data()), log.size()), "random.log");
+    Replay(catalog, byModel ? static_cast<ValueSink&>(model) : triggers).run(trace);
     return byModel ? model.firings : recorder.firings;
 }
 
 TEST(TriggerModel, FiresAsIfAllConditionsWereTriedAtEveryFrame) {
-    const TemporaryFolder folder;
     for (const unsigned seed : {1U, 2U, 3U, 4U}) {
-        folder.write("random.log", randomLog(Dice(seed)));
-        const auto expected = firings(folder.path("random.log"), seed, seed % 2 == 0, true);
+        const std::string log = randomLog(Dice(seed));
+        const auto expected = firings(log, seed, seed % 2 == 0, true);
         EXPECT_GT(expected.size(), 100U);
-        EXPECT_EQ(firings(folder.path("random.log"), seed, seed % 2 == 0, false), expected)
+        EXPECT_EQ(firings(log, seed, seed % 2 == 0, false), expected)
             << "seed " << seed;
     }
 }

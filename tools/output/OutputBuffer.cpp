@@ -1,4 +1,4 @@
-#include "file/OutputBuffer.h"
+#include "output/OutputBuffer.h"
 
 #include <algorithm>
 #include <cerrno>

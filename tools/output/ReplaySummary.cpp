@@ -1,14 +1,13 @@
-#include "value/ReplayStatistics.h"
-
-#include "catalog/Catalog.h"
+#include "output/ReplaySummary.h"
 
 #include <algorithm>
 #include <iomanip>
 #include <iterator>
-#include <numeric>
 #include <ostream>
 #include <span>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace rksignal {
 namespace {
@@ -22,21 +21,9 @@ constexpr std::pair<const char*, bool> passedNames[passedMessages] = {{"remote",
                                                                       {"not recorded in full", false},
                                                                       {"of other kinds", false}};
 
-constexpr unsigned kindShift = 48;
-constexpr unsigned channelShift = 32;
-
-std::uint64_t unknownKey(const MessageOrigin& origin, std::uint32_t identifier) {
-    return static_cast<std::uint64_t>(origin.kind) << kindShift |
-           std::uint64_t{origin.channel.value_or(0)} << channelShift | identifier;
-}
-
 /// There is one GPS receiver, and Ethernet frames have addresses without end.
 bool hasIdentifiers(SignalKind kind) {
     return kind != SignalKind::Gps && kind != SignalKind::Ethernet;
-}
-
-SignalKind kindOf(std::uint64_t key) {
-    return static_cast<SignalKind>(key >> kindShift);
 }
 
 /// Writes the hexadecimal digits of an identifier.
@@ -49,28 +36,23 @@ void printHex(std::ostream& out, std::uint64_t identifier, int digits) {
 /// Writes what an unknown message is known by: a CAN identifier with 3 digits, or 8 if it is extended, and
 /// the interface it came from; a LIN identifier or a FlexRay slot with its channel; other numbers as they
 /// are.
-void printUnknownKey(std::ostream& out, std::uint64_t key, const ChannelMap& channels) {
-    const auto channel = static_cast<std::uint8_t>(key >> channelShift);
-    switch (kindOf(key)) {
+void printUnknownKey(std::ostream& out, const UnknownMessage& message, const ChannelMap& channels) {
+    const std::uint8_t channel = message.origin.channel.value_or(0);
+    switch (message.origin.kind) {
     case SignalKind::Can:
         out << channels.nameOf(channel) << ' ';
-        printHex(out, key & 0x1FFFFFFF, (key >> 31 & 1) != 0 ? 8 : 3);
+        printHex(out, message.identifier & 0x1FFFFFFF, (message.identifier >> 31) != 0 ? 8 : 3);
         break;
     case SignalKind::Lin:
         out << "channel " << unsigned{channel} << ' ';
-        printHex(out, key & 0x3F, 2);
+        printHex(out, message.identifier & 0x3F, 2);
         break;
     case SignalKind::FlexRay:
-        out << "channel " << unsigned{channel} << " slot " << (key & 0xFFFF);
+        out << "channel " << unsigned{channel} << " slot " << (message.identifier & 0xFFFF);
         break;
     default:
-        out << (key & 0xFFFFFFFF);
+        out << message.identifier;
     }
-}
-
-template <class Counts>
-std::uint64_t sum(const Counts& counts) {
-    return std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
 }
 
 const char* plural(std::uint64_t count) {
@@ -150,125 +132,110 @@ void printSeveralChannels(std::ostream& out, const Catalog& catalog) {
     }
 }
 
-} // namespace
-
-void ReplayStatistics::countUnknown(const MessageOrigin& origin, std::uint32_t identifier) {
-    ++unknown[static_cast<std::size_t>(origin.kind)];
-    const std::uint64_t key = unknownKey(origin, identifier);
-    const auto entry = unknownMessages.find(key);
-    if (entry != unknownMessages.end()) {
-        ++entry->second;
-    } else if (unknownMessages.size() < maxIdentifiers) {
-        unknownMessages.emplace(key, 1);
-    } else {
-        ++uncountedIdentifiers;
-    }
-}
-
-void ReplayStatistics::count(const TraceSource& trace) {
-    const TraceDamage& damage = trace.damage();
-    dropped += damage.dropped;
-    malformed += damage.malformed;
-    for (const std::string& text : damage.texts) {
-        if (malformedTexts.size() < TraceDamage::maxTexts) {
-            malformedTexts.push_back(text);
+void printKinds(std::ostream& out, const ReplayStatistics& counts) {
+    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
+        if (counts.decoded[kind] + counts.unknown[kind] > 0) {
+            out << "  " << kindName(static_cast<SignalKind>(kind)) << ": " << counts.decoded[kind]
+                << " decoded, " << counts.unknown[kind] << " unknown\n";
         }
     }
-    damagedFiles.insert(damagedFiles.end(), damage.remarks.begin(), damage.remarks.end());
-    if (damage.bytes > 0) {
-        damagedFiles.push_back(trace.path() + ": " + std::to_string(damage.bytes) + " byte" +
-                               plural(damage.bytes) + " damaged from offset " +
-                               std::to_string(damage.firstByte));
+}
+
+void printCounts(std::ostream& out, const ReplayStatistics& counts) {
+    const std::uint64_t decoded = ReplayStatistics::sum(counts.decoded);
+    const std::uint64_t unknown = ReplayStatistics::sum(counts.unknown);
+    const bool isCanOnly = decoded + unknown == counts.decoded[0] + counts.unknown[0];
+    out << counts.messages() << (isCanOnly ? " frame" : " message") << plural(counts.messages())
+        << " read: " << decoded << " decoded, " << unknown << " unknown";
+    for (std::size_t kind = 0; kind < passedMessages; ++kind) {
+        const auto& [name, isAlwaysListed] = passedNames[kind];
+        if (counts.passed[kind] > 0 || isAlwaysListed) {
+            out << ", " << counts.passed[kind] << ' ' << name;
+        }
+    }
+    out << '\n';
+    if (!isCanOnly) {
+        printKinds(out, counts);
+    }
+    if (counts.records > 0) {
+        out << counts.records << " raw record" << plural(counts.records) << ", " << counts.droppedRecords
+            << " of them dropped before they were decoded\n";
     }
 }
 
-std::uint64_t ReplayStatistics::messages() const {
-    return sum(decoded) + sum(unknown) + sum(passed);
+void printUnknown(std::ostream& out, const ReplayStatistics& counts, const ChannelMap& channels) {
+    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
+        const auto messages = counts.unknownMessages.of(SignalKind(kind));
+        if (messages.empty() || !hasIdentifiers(SignalKind(kind))) {
+            continue;
+        }
+        out << "unknown" << (kind == 0 ? "" : " ") << (kind == 0 ? "" : kindName(SignalKind(kind))) << ": ";
+        printList(out, messages, [&](const UnknownMessage& message) {
+            printUnknownKey(out, message, channels);
+            out << " (" << message.count << ')';
+        });
+    }
+    const std::uint64_t others = counts.unknownMessages.others();
+    if (others > 0) {
+        out << "unknown: " << others << " message" << plural(others) << " with further identifiers\n";
+    }
 }
 
-void ReplayStatistics::print(std::ostream& out, const Catalog& catalog, const ChannelMap& channels) const {
-    printCounts(out);
-    printUnknown(out, channels);
+void printLost(std::ostream& out, const Trace& traces) {
+    std::uint64_t lost = 0;
+    for (std::size_t i = 0; i < traces.count(); ++i) {
+        lost += traces.report(i).lost;
+    }
+    if (lost > 0) {
+        out << "the recorder lost " << lost << " frame" << plural(lost) << '\n';
+    }
+}
+
+/// Damage of whole files, then the first damaged lines.
+void printDamage(std::ostream& out, const Trace& traces) {
+    std::uint64_t lines = 0;
+    std::vector<const Remark*> shown;
+    for (std::size_t i = 0; i < traces.count(); ++i) {
+        lines += traces.report(i).damagedLines;
+        for (const Remark& remark : traces.report(i).remarks) {
+            if (remark.line == 0) {
+                out << remark << '\n';
+            } else if (shown.size() < maxListed) {
+                shown.push_back(&remark);
+            }
+        }
+    }
+    if (lines > 0) {
+        out << lines << " malformed line" << plural(lines) << (lines > shown.size() ? ", first:" : ":")
+            << '\n';
+    }
+    for (const Remark* const remark : shown) {
+        out << "  " << *remark << '\n';
+    }
+}
+
+void printChannels(std::ostream& out, const ChannelMap& channels) {
+    for (const Remark& remark : channels.remarks()) {
+        const bool isShared = remark.severity == Severity::Warning;
+        out << remark.text << (isShared ? "; --channel NAME=N tells them apart" : "") << '\n';
+    }
+}
+
+} // namespace
+
+void printSummary(std::ostream& out, const ReplayStatistics& statistics, const Catalog& catalog,
+                  const Trace& traces) {
+    printCounts(out, statistics);
+    printLost(out, traces);
+    printUnknown(out, statistics, traces.channels());
     printShort(out, catalog);
-    printDamage(out);
+    printDamage(out, traces);
     printNeverSeen(out, catalog);
     for (std::size_t kind = 0; kind < signalKinds; ++kind) {
         printUnseenSignals(out, catalog, static_cast<SignalKind>(kind));
     }
     printSeveralChannels(out, catalog);
-    for (const std::string& remark : channels.remarks()) {
-        out << remark << '\n';
-    }
-}
-
-void ReplayStatistics::printCounts(std::ostream& out) const {
-    const bool isCanOnly = sum(decoded) + sum(unknown) == decoded[0] + unknown[0];
-    out << messages() << (isCanOnly ? " frame" : " message") << plural(messages())
-        << " read: " << sum(decoded) << " decoded, " << sum(unknown) << " unknown";
-    for (std::size_t kind = 0; kind < passedMessages; ++kind) {
-        const auto& [name, isAlwaysListed] = passedNames[kind];
-        if (passed[kind] > 0 || isAlwaysListed) {
-            out << ", " << passed[kind] << ' ' << name;
-        }
-    }
-    out << '\n';
-    if (!isCanOnly) {
-        printKinds(out);
-    }
-    if (records > 0) {
-        out << records << " raw record" << plural(records) << ", " << droppedRecords
-            << " of them dropped before they were decoded\n";
-    }
-    if (dropped > 0) {
-        out << "the recorder lost " << dropped << " frame" << plural(dropped) << '\n';
-    }
-}
-
-void ReplayStatistics::printKinds(std::ostream& out) const {
-    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
-        if (decoded[kind] + unknown[kind] > 0) {
-            out << "  " << kindName(static_cast<SignalKind>(kind)) << ": " << decoded[kind] << " decoded, "
-                << unknown[kind] << " unknown\n";
-        }
-    }
-}
-
-void ReplayStatistics::printUnknown(std::ostream& out, const ChannelMap& channels) const {
-    using Entry = std::pair<std::uint64_t, std::uint64_t>;
-    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
-        std::vector<Entry> byCount;
-        std::copy_if(unknownMessages.begin(), unknownMessages.end(), std::back_inserter(byCount),
-                     [kind](const auto& entry) { return entry.first >> kindShift == kind; });
-        if (byCount.empty() || !hasIdentifiers(static_cast<SignalKind>(kind))) {
-            continue;
-        }
-        std::sort(byCount.begin(), byCount.end(), [](const Entry& left, const Entry& right) {
-            return left.second != right.second ? left.second > right.second : left.first < right.first;
-        });
-        out << "unknown" << (kind == 0 ? "" : " ") << (kind == 0 ? "" : kindName(SignalKind(kind))) << ": ";
-        printList(out, byCount, [&](const Entry& entry) {
-            printUnknownKey(out, entry.first, channels);
-            out << " (" << entry.second << ')';
-        });
-    }
-    if (uncountedIdentifiers > 0) {
-        out << "unknown: " << uncountedIdentifiers << " message" << plural(uncountedIdentifiers)
-            << " with further identifiers\n";
-    }
-}
-
-void ReplayStatistics::printDamage(std::ostream& out) const {
-    for (const std::string& text : damagedFiles) {
-        out << text << '\n';
-    }
-    if (malformed == 0) {
-        return;
-    }
-    out << malformed << " malformed line" << plural(malformed)
-        << (malformed > malformedTexts.size() ? ", first:" : ":") << '\n';
-    for (const std::string& text : malformedTexts) {
-        out << "  " << text << '\n';
-    }
+    printChannels(out, traces.channels());
 }
 
 } // namespace rksignal

@@ -1,4 +1,4 @@
-#include "file/PartialFile.h"
+#include "output/PartialFile.h"
 
 #include <system_error>
 

@@ -1,4 +1,4 @@
-#include "trace/TraceWriter.h"
+#include "convert/TraceWriter.h"
 
 #include <cerrno>
 #include <charconv>
@@ -67,7 +67,7 @@ RecordFileWriter::RecordFileWriter(const std::string& path)
     }
 }
 
-void RecordFileWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
+bool RecordFileWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
     constexpr std::size_t timeOffset = 4;
     record.assign(bytes.begin(), bytes.end());
     for (std::size_t i = 0; i < sizeof timestamp; ++i) {
@@ -75,6 +75,7 @@ void RecordFileWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::u
     }
     writer.write(record);
     ++messages;
+    return true;
 }
 
 void RecordFileWriter::finish() {
@@ -84,15 +85,14 @@ void RecordFileWriter::finish() {
     }
 }
 
-void CandumpWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
+bool CandumpWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
     switch (recordType(bytes)) {
     case RecordType::Can:
-        if (decodeRecord(bytes, fromRecord)) {
-            fromRecord.timestamp = timestamp;
-            receive(fromRecord);
-        } else {
-            ++lostShapes;
+        if (!decodeRecord(bytes, fromRecord)) {
+            return false;
         }
+        fromRecord.timestamp = timestamp;
+        receive(fromRecord);
         break;
     case RecordType::Lin:
         ++lostLin;
@@ -110,6 +110,7 @@ void CandumpWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint
     default:
         ++lostRecords;
     }
+    return true;
 }
 
 void CandumpWriter::receive(const CANExtTraceMessage& frame) {

@@ -2,11 +2,11 @@
 /// Writes the messages of a trace in another format.
 #pragma once
 
-#include "file/OutputBuffer.h"
+#include "output/OutputBuffer.h"
 #include "rktrace/TraceRecord.h"
 #include "text/Counted.h"
 #include "text/NumberText.h"
-#include "trace/TraceReceiver.h"
+#include "trace/MessageSink.h"
 
 #include <array>
 #include <cstdint>
@@ -17,8 +17,10 @@
 namespace rksignal {
 
 /// What all formats have in common: what they cannot hold is counted.
-class TraceWriter : public TraceReceiver {
+class TraceWriter : public MessageSink {
   public:
+    using MessageSink::receive;
+
     std::uint64_t written() const { return messages; }
     Counts lost() const;
 
@@ -51,7 +53,7 @@ class RecordFileWriter final : public TraceWriter {
     void receive(const FlexRayExtTraceMessage& frame) override { write(frame); }
     void receive(const MIITraceMessage& frame) override { write(frame); }
     void receive(const GPSTraceMessage& message) override { write(message); }
-    void receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
+    bool receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
     void finish() override;
 
   private:
@@ -80,7 +82,7 @@ class CandumpWriter final : public TraceWriter {
     void receive(const FlexRayExtTraceMessage& /*frame*/) override { ++lostFlexRay; }
     void receive(const MIITraceMessage& /*frame*/) override { ++lostEthernet; }
     void receive(const GPSTraceMessage& /*message*/) override { ++lostGps; }
-    void receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
+    bool receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
     void finish() override { out.finish(); }
 
   private:

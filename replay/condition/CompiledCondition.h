@@ -1,0 +1,47 @@
+/// \file
+/// The inside of a usable Condition.
+#pragma once
+
+#include "condition/Condition.h"
+#include "condition/ExpressionTree.h"
+#include "text/Remark.h"
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+/// A condition that can be evaluated. Its signals must outlive it.
+class CompiledCondition {
+  public:
+    /// Compiles `text` with the signals of `storage`. Errors, and names that no signal has, with those that
+    /// come close, go to `remarks`. Not for two threads at once: the library's messages are caught on their
+    /// way to std::cerr.
+    /// \return null after an error
+    static std::unique_ptr<CompiledCondition> compile(const ConditionText& text, SignalStorage& storage,
+                                              const ConditionOptions& options,
+                                              RemarkList& remarks);
+
+    const ConditionText& text() const { return source; }
+    const ExpressionTree& tree() const { return expressionTree; }
+
+    /// Evaluates and gives the signals: `getExpResult`, `getTrigger`, `signals`.
+    ExpParser& parser() { return *program; }
+    const ExpParser& parser() const { return *program; }
+
+    /// Evaluates every sub-expression, by the library's own operations. \return the values by node, NaN where
+    /// unknown; good until the next call
+    std::span<const double> evaluate();
+
+  private:
+    CompiledCondition(ConditionText text, std::unique_ptr<ExpParser> parser, const std::vector<std::string>& missing);
+
+    ConditionText source;
+    std::unique_ptr<ExpParser> program;
+    ExpressionTree expressionTree;
+    std::vector<double> values;
+};
+
+} // namespace rksignal

@@ -1,0 +1,220 @@
+#include "condition/Triggers.h"
+
+#include "condition/SignalTimeouts.h"
+#include "condition/TriggerSet.h"
+#include "text/NumberText.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace rksignal {
+namespace {
+
+/// Interfaces are recorded side by side, so frames stand a little out of order. Whatever goes back further
+/// than this, in nanoseconds, is a clock that was set, or another trace.
+constexpr std::uint64_t disorder = 1'000'000'000;
+
+/// What the last message did, other than giving the signal a value.
+const char* reasonOf(Reception reception) {
+    switch (reception) {
+    case Reception::TooShort:
+        return "frame too short";
+    case Reception::Withdrawn:
+        return "no fix";
+    default: // long enough, and still no value: whatever is read of the multiplexer now
+        return "branch inactive";
+    }
+}
+
+} // namespace
+
+FiringSink::~FiringSink() = default;
+
+struct Triggers::State {
+    State(const Catalog& catalog, std::vector<Condition> conditions, TriggerSettings given)
+        : catalog(catalog), triggers(catalog, std::move(conditions)), settings(std::move(given)),
+          known(catalog.signals().size()) {
+        if (settings.timeout) {
+            timeouts.emplace(catalog.signals().size(), *settings.timeout);
+        }
+    }
+
+    void restartClock(std::uint64_t timestamp);
+    void passMoments(std::uint64_t end);
+    void expire(std::uint64_t end);
+    void forget(std::size_t signal);
+    void fire(std::uint64_t timestamp, const std::optional<MessageOrigin>& origin);
+    std::string whyUnknown(BaseSignal& signal) const;
+
+    const Catalog& catalog;
+    TriggerSet triggers;
+    TriggerSettings settings;
+    std::vector<FiringSink*> firingSinks;
+    std::vector<ValueSink*> valueSinks;
+    std::optional<SignalTimeouts> timeouts;
+    std::vector<bool> known; ///< by signal: has a value; only of those that conditions use
+    std::uint64_t now = 0;
+    std::size_t nextMoment = 0;
+};
+
+void Triggers::State::restartClock(std::uint64_t timestamp) {
+    now = timestamp;
+    if (timeouts) {
+        timeouts->restart(now);
+    }
+    for (FiringSink* const sink : firingSinks) {
+        sink->clockSetBack();
+    }
+}
+
+/// Serves the moments before `end`.
+void Triggers::State::passMoments(std::uint64_t end) {
+    for (; nextMoment < settings.moments.size() && settings.moments[nextMoment] < end; ++nextMoment) {
+        expire(settings.moments[nextMoment]);
+        settings.atMoment(settings.moments[nextMoment]);
+    }
+}
+
+void Triggers::State::expire(std::uint64_t end) {
+    while (timeouts && timeouts->hasExpired(end)) {
+        const std::uint64_t moment = timeouts->earliest();
+        while (timeouts->hasExpired(end) && timeouts->earliest() == moment) {
+            forget(timeouts->take());
+        }
+        fire(moment, std::nullopt);
+    }
+}
+
+void Triggers::State::forget(std::size_t signal) {
+    catalog.signals()[signal]->clear();
+    known[signal] = false;
+    triggers.touch(signal);
+}
+
+void Triggers::State::fire(std::uint64_t timestamp, const std::optional<MessageOrigin>& origin) {
+    for (const std::uint32_t trigger : triggers.evaluate()) {
+        const Firing firing{trigger, triggers.condition(trigger), triggers.counts(trigger).firings, timestamp,
+                            origin};
+        for (FiringSink* const sink : firingSinks) {
+            sink->fired(firing);
+        }
+    }
+}
+
+std::string Triggers::State::whyUnknown(BaseSignal& signal) const {
+    const Reception reception = catalog.receptionOf(signal);
+    if (reception == Reception::NeverSeen) {
+        return "never seen";
+    }
+    std::string last = reasonOf(reception);
+    const std::size_t index = catalog.indexOf(signal.id);
+    if (!timeouts || !timeouts->isTimedOut(index)) {
+        return last;
+    }
+    const std::string text = "timed out, last seen at " + timeText(timeouts->lastWrite(index));
+    const bool isGiven = reception == Reception::Written || reception == Reception::Withdrawn;
+    return isGiven ? text : text + "; " + last;
+}
+
+Triggers::Triggers(const Catalog& catalog, std::vector<Condition> conditions, TriggerSettings settings)
+    : state(std::make_unique<State>(catalog, std::move(conditions), std::move(settings))) {}
+
+Triggers::~Triggers() = default;
+
+void Triggers::addFiringSink(FiringSink& sink) {
+    state->firingSinks.push_back(&sink);
+}
+
+void Triggers::addValueSink(ValueSink& sink) {
+    state->valueSinks.push_back(&sink);
+}
+
+void Triggers::reached(std::uint64_t timestamp) {
+    State& all = *state;
+    for (ValueSink* const sink : all.valueSinks) {
+        sink->reached(timestamp);
+    }
+    all.passMoments(timestamp);
+    if (all.now > timestamp && all.now - timestamp > disorder) {
+        all.restartClock(timestamp);
+    }
+    all.now = std::max(all.now, timestamp);
+    all.expire(all.now);
+    for (FiringSink* const sink : all.firingSinks) {
+        sink->advanced(all.now);
+    }
+}
+
+void Triggers::written(const MessageInfo& message, std::span<const unsigned long> ids) {
+    State& all = *state;
+    for (const unsigned long id : ids) {
+        const std::size_t signal = all.catalog.indexOf(id);
+        if (!all.triggers.uses(signal)) {
+            continue;
+        }
+        if (all.timeouts) {
+            all.timeouts->written(signal, all.now);
+        }
+        if (!all.known[signal] || all.catalog.signals()[signal]->isModified()) {
+            all.known[signal] = true;
+            all.triggers.touch(signal);
+        }
+    }
+    for (ValueSink* const sink : all.valueSinks) {
+        sink->written(message, ids);
+    }
+}
+
+void Triggers::withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) {
+    State& all = *state;
+    for (const unsigned long id : ids) {
+        const std::size_t signal = all.catalog.indexOf(id);
+        if (!all.triggers.uses(signal)) {
+            continue;
+        }
+        if (all.timeouts) {
+            all.timeouts->withdraw(signal);
+        }
+        all.known[signal] = false;
+        all.triggers.touch(signal);
+    }
+    for (ValueSink* const sink : all.valueSinks) {
+        sink->withdrawn(message, ids);
+    }
+}
+
+void Triggers::decoded(const MessageInfo& message) {
+    for (ValueSink* const sink : state->valueSinks) {
+        sink->decoded(message);
+    }
+    state->fire(message.timestamp, message.origin);
+}
+
+bool Triggers::closed() const {
+    const auto isClosed = [](const auto* sink) { return sink->closed(); };
+    return std::any_of(state->firingSinks.begin(), state->firingSinks.end(), isClosed) ||
+           std::any_of(state->valueSinks.begin(), state->valueSinks.end(), isClosed);
+}
+
+void Triggers::finish() {
+    state->passMoments(std::numeric_limits<std::uint64_t>::max());
+}
+
+std::size_t Triggers::size() const {
+    return state->triggers.size();
+}
+
+const Condition& Triggers::condition(std::size_t trigger) const {
+    return state->triggers.condition(trigger);
+}
+
+const TriggerCounts& Triggers::counts(std::size_t trigger) const {
+    return state->triggers.counts(trigger);
+}
+
+std::string Triggers::explain(const Condition& condition) const {
+    return condition.explain([this](BaseSignal& signal) { return state->whyUnknown(signal); });
+}
+
+} // namespace rksignal

@@ -1,0 +1,87 @@
+/// \file
+/// Conditions that are watched while messages are decoded.
+#pragma once
+
+#include "catalog/Catalog.h"
+#include "condition/Condition.h"
+#include "condition/Firing.h"
+#include "value/ValueSink.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+struct TriggerSettings {
+    /// Nanoseconds after which a signal that is not written becomes unknown; none: never.
+    std::optional<std::uint64_t> timeout = {};
+    std::vector<std::uint64_t> moments = {};              ///< ascending times at which `atMoment` is called
+    std::function<void(std::uint64_t)> atMoment = nullptr; ///< before the first message behind the moment
+};
+
+/// What the evaluations of a condition came to.
+struct TriggerCounts {
+    std::uint64_t isTrue = 0;
+    std::uint64_t isFalse = 0;
+    std::uint64_t isUnknown = 0;
+    std::uint64_t firings = 0;
+
+    std::uint64_t evaluations() const { return isTrue + isFalse + isUnknown; }
+};
+
+/// Evaluates conditions when their signals change, and only then: after a message that gave one of their
+/// signals another value, or its first one since the start or since it was lost; when a message takes the
+/// value of one away; and when one times out.
+///
+///     rksignal::Triggers triggers(catalog, std::move(conditions));
+///     triggers.addFiringSink(firings);
+///     rksignal::Replay(catalog, triggers).run(trace);
+///     triggers.finish();
+///
+/// A message costs what the conditions cost whose signals have changed, however many others there are; one
+/// that fires nothing allocates nothing. For the thread that replays.
+class RKREPLAY_EXPORT Triggers final : public ValueSink {
+  public:
+    /// Conditions that are not usable are left out. Their signals are signals of `catalog`, which is complete
+    /// and outlives the triggers. A condition whose option says so fires when it becomes true, unknown in
+    /// between not counted; others fire at each evaluation that is true.
+    Triggers(const Catalog& catalog, std::vector<Condition> conditions, TriggerSettings settings = {});
+    ~Triggers() override;
+    Triggers(const Triggers&) = delete;
+    Triggers& operator=(const Triggers&) = delete;
+
+    /// Sinks are told in the order in which they were added, firings in the order of the conditions. They
+    /// must outlive the triggers.
+    void addFiringSink(FiringSink& sink);
+    /// A sink that gets all values, before the firings that they cause.
+    void addValueSink(ValueSink& sink);
+
+    void reached(std::uint64_t timestamp) override;
+    void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void decoded(const MessageInfo& message) override;
+    bool closed() const override;
+
+    /// To be called behind the last message: the remaining moments are served.
+    void finish();
+
+    std::size_t size() const; ///< number of conditions
+    const Condition& condition(std::size_t trigger) const;
+    const TriggerCounts& counts(std::size_t trigger) const;
+
+    /// Condition::explain(), with the reasons: never seen, timed out, branch inactive, frame too short or no
+    /// fix.
+    std::string explain(const Condition& condition) const;
+
+  private:
+    struct State;
+    std::unique_ptr<State> state;
+};
+
+} // namespace rksignal

@@ -1,0 +1,5 @@
+/// \file
+/// Marks what librkreplay exports; everything else is hidden.
+#pragma once
+
+#define RKREPLAY_EXPORT [[gnu::visibility("default")]]

@@ -1,0 +1,165 @@
+#include "trace/Trace.h"
+
+#include "trace/AscTrace.h"
+#include "trace/CandumpTrace.h"
+#include "trace/CaptureTrace.h"
+#include "trace/FormatDetection.h"
+#include "trace/NmeaTrace.h"
+#include "trace/RecordTrace.h"
+#include "trace/TraceMerge.h"
+
+#include <utility>
+#include <vector>
+
+namespace rksignal {
+namespace {
+
+using File = std::unique_ptr<InputFile>;
+
+std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMap& channels) {
+    switch (format) {
+    case TraceFormat::Records:
+        return std::make_unique<RecordTrace>(std::move(file));
+    case TraceFormat::Capture:
+        return std::make_unique<CaptureTrace>(std::move(file), channels);
+    case TraceFormat::Nmea:
+        return std::make_unique<NmeaTrace>(std::move(file));
+    case TraceFormat::Asc:
+        return std::make_unique<AscTrace>(std::move(file));
+    case TraceFormat::Candump:
+        break;
+    }
+    return std::make_unique<CandumpTrace>(std::move(file), channels);
+}
+
+} // namespace
+
+struct Trace::State {
+    std::size_t add(File file, const TraceSettings& settings) {
+        const TraceFormat format = settings.format ? *settings.format : detectFormat(*file);
+        traces.add(openSource(std::move(file), format, channels), settings.shift);
+        formats.push_back(format);
+        return formats.size() - 1;
+    }
+
+    ReadControl control; // outlives the traces
+    ChannelMap channels;
+    TraceMerge traces;
+    std::vector<TraceFormat> formats; ///< by trace
+};
+
+Trace::Trace() : state(std::make_unique<State>()) {}
+Trace::~Trace() = default;
+Trace::Trace(Trace&&) noexcept = default;
+Trace& Trace::operator=(Trace&&) noexcept = default;
+
+std::size_t Trace::addFile(const std::string& path, const TraceSettings& settings) {
+    return state->add(std::make_unique<InputFile>(path, &state->control), settings);
+}
+
+std::size_t Trace::addDescriptor(int descriptor, const std::string& name, const TraceSettings& settings) {
+    return state->add(std::make_unique<InputFile>(descriptor, name, &state->control), settings);
+}
+
+std::size_t Trace::addMemory(std::span<const std::uint8_t> bytes, const std::string& name,
+                             const TraceSettings& settings) {
+    return state->add(std::make_unique<InputFile>(bytes, name, &state->control), settings);
+}
+
+ChannelMap& Trace::channels() {
+    return state->channels;
+}
+
+const ChannelMap& Trace::channels() const {
+    return state->channels;
+}
+
+bool Trace::next() {
+    try {
+        return !state->control.isStopped() && state->traces.next();
+    } catch (const ReadingStopped&) {
+        return false;
+    }
+}
+
+std::uint64_t Trace::timestamp() const {
+    return state->traces.timestamp();
+}
+
+std::size_t Trace::source() const {
+    return state->traces.source();
+}
+
+void Trace::deliver(MessageSink& sink) {
+    state->traces.deliver(sink);
+}
+
+void Trace::run(MessageSink& sink) {
+    TraceMerge& traces = state->traces;
+    const ReadControl& control = state->control;
+    try {
+        while (!sink.closed() && !control.isStopped() && traces.next()) {
+            traces.deliver(sink);
+        }
+    } catch (const ReadingStopped&) { // as at the end
+    }
+}
+
+void Trace::stop() noexcept {
+    state->control.stop();
+}
+
+bool Trace::isStopped() const {
+    return state->control.isStopped();
+}
+
+void Trace::onProgress(std::function<void()> progress) {
+    state->control.beforeRead = std::move(progress);
+}
+
+std::uint64_t Trace::position() const {
+    std::uint64_t sum = 0;
+    for (std::size_t i = 0; i < count(); ++i) {
+        sum += state->traces[i].position();
+    }
+    return sum;
+}
+
+std::uint64_t Trace::size() const {
+    std::uint64_t total = 0;
+    for (std::size_t i = 0; i < count(); ++i) {
+        const std::uint64_t size = state->traces[i].size();
+        if (size == 0) {
+            return 0;
+        }
+        total += size;
+    }
+    return total;
+}
+
+std::size_t Trace::count() const {
+    return state->formats.size();
+}
+
+const std::string& Trace::name(std::size_t trace) const {
+    return state->traces[trace].path();
+}
+
+TraceFormat Trace::format(std::size_t trace) const {
+    return state->formats[trace];
+}
+
+const TraceReport& Trace::report(std::size_t trace) const {
+    return state->traces[trace].report();
+}
+
+bool Trace::isSound() const {
+    for (std::size_t i = 0; i < count(); ++i) {
+        if (!report(i).isSound()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace rksignal

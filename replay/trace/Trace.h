@@ -1,0 +1,115 @@
+/// \file
+/// Recorded traffic: traces of all formats, read as one in the order of time.
+#pragma once
+
+#include "text/Error.h"
+#include "text/Remark.h"
+#include "trace/ChannelMap.h"
+#include "trace/MessageSink.h"
+#include "trace/TraceFormat.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace rksignal {
+
+/// How one trace is read.
+struct TraceSettings {
+    std::int64_t shift = 0;            ///< nanoseconds added to its times, which stay within 64 bits
+    std::optional<TraceFormat> format; ///< nothing: it shows in the content
+};
+
+/// What was met in one trace. Complete once the trace has been read to its end.
+struct TraceReport {
+    std::uint64_t messages = 0;       ///< delivered, those that are only counted included
+    std::uint64_t damagedLines = 0;   ///< that could not be understood
+    std::uint64_t damagedPackets = 0; ///< the same of a capture
+    std::uint64_t damagedBytes = 0;   ///< the same of a record file
+    std::uint64_t damagedRecords = 0; ///< whole, but none that their type allows
+    std::uint64_t lost = 0;           ///< frames that the recorder says it lost
+    /// What was damaged, at most ten lines one by one: all are errors. A line of a text has a `line`.
+    RemarkList remarks = RemarkList(10);
+
+    /// Whether everything could be understood.
+    bool isSound() const { return remarks.count(Severity::Error) == 0; }
+};
+
+/// Traces, merged by the times of their messages: at equal times the one that was added first comes first.
+/// The messages of one trace keep their order, also where its times go back; such a message counts as having
+/// the latest time before it.
+///
+/// Takes constant memory a trace (256 KB, less for small files), whatever its length, and allocates nothing a
+/// message. Any number of files can be added: only some hundred are kept open. A message costs a step of a
+/// heap when the next one comes from another trace.
+///
+///     rksignal::Trace trace;
+///     trace.addFile("powertrain.log");
+///     trace.addFile("body.asc", {.shift = -1'500'000'000});
+///     trace.run(sink);
+///
+/// For one thread, but for stop().
+class RKREPLAY_EXPORT Trace {
+  public:
+    Trace();
+    ~Trace();
+    Trace(Trace&&) noexcept;
+    Trace& operator=(Trace&&) noexcept;
+
+    /// Opens a file or a pipe, `-` being standard input, and waits for its first bytes.
+    /// \return its number, from 0 in the order of adding
+    /// \throws Error if it cannot be opened, or is of a kind that is not known
+    std::size_t addFile(const std::string& path, const TraceSettings& settings = {});
+    /// Reads from where `descriptor` stands. A copy of it is used: the caller may close it. `name` stands for
+    /// a path, here and below: in remarks, and where the end of a name tells the format.
+    std::size_t addDescriptor(int descriptor, const std::string& name, const TraceSettings& settings = {});
+    /// `bytes` must outlive the trace.
+    std::size_t addMemory(std::span<const std::uint8_t> bytes, const std::string& name,
+                          const TraceSettings& settings = {});
+
+    /// The channels of interfaces, which candump logs and captures name instead of numbering them. What shall
+    /// hold for a trace must be assigned before it is added.
+    ChannelMap& channels();
+    const ChannelMap& channels() const;
+
+    /// Goes on to the next message of all traces. \return false at their end, and when stopped
+    /// \throws Error if reading fails
+    bool next();
+    /// Of the message, shifted, in nanoseconds since 1970-01-01 UTC. REQUIRES here and below: next() returned
+    /// true.
+    std::uint64_t timestamp() const;
+    /// Number of the trace that the message comes from.
+    std::size_t source() const;
+    void deliver(MessageSink& sink);
+
+    /// Delivers all further messages, until stop() or until the sink is closed. \throws Error
+    void run(MessageSink& sink);
+
+    /// Lets next() and run() end soon as they do at the end, also while they wait for a pipe: the message that
+    /// is being delivered is the last one. For any thread and for signal handlers; lasts.
+    void stop() noexcept;
+    bool isStopped() const;
+
+    /// Calls `progress` whenever a block of a trace is read, by the thread that reads: before it waits.
+    void onProgress(std::function<void()> progress);
+    /// Bytes taken from all traces so far.
+    std::uint64_t position() const;
+    /// Bytes of all traces; 0 if one has no known length, as a pipe has not.
+    std::uint64_t size() const;
+
+    std::size_t count() const; ///< number of traces
+    const std::string& name(std::size_t trace) const;
+    TraceFormat format(std::size_t trace) const;
+    const TraceReport& report(std::size_t trace) const;
+    /// Whether all traces could be understood so far.
+    bool isSound() const;
+
+  private:
+    struct State;
+    std::unique_ptr<State> state;
+};
+
+} // namespace rksignal

@@ -1,0 +1,85 @@
+/// \file
+/// Feeds messages to the signals of a catalog: the inside of Replay.
+#pragma once
+
+#include "catalog/Catalog.h"
+#include "rktrace/TraceRecord.h"
+#include "trace/MessageSink.h"
+#include "value/ReplayStatistics.h"
+#include "value/ValueSink.h"
+
+#include <cstdint>
+#include <span>
+#include <tuple>
+#include <vector>
+
+namespace rksignal {
+
+/// Decodes messages. Allocates nothing a message.
+///
+/// CAN frames go to the decoders of the catalog, everything else to the library's decoders, once for each
+/// trace source that definitions name. Raw records that no definition wants are dropped before they become
+/// messages.
+class ReplayEngine final : public MessageSink {
+  public:
+    using Record = std::span<const std::uint8_t>;
+
+    /// Everything must outlive the engine, and the catalog be complete.
+    ReplayEngine(Catalog& catalog, ValueSink& sink);
+
+    const ReplayStatistics& statistics() const { return counts; }
+
+    void receive(const CANExtTraceMessage& frame) override;
+    void receive(const LINTraceMessage& frame) override;
+    void receive(const FlexRayExtTraceMessage& frame) override;
+    void receive(const MIITraceMessage& frame) override;
+    void receive(const EthernetTraceMessage& frame) override;
+    void receive(const GpioTraceMessage& message) override;
+    void receive(const AnalogTraceMessage& message) override;
+    void receive(const KeyboardMessage& message) override;
+    void receive(const SystemMessage& message) override;
+    void receive(const GPSTraceMessage& message) override;
+    bool receiveRecord(Record record, std::uint64_t timestamp) override;
+    void pass(PassedMessage kind, std::uint64_t timestamp) override;
+    bool closed() const override { return sink.closed(); }
+
+  private:
+    struct RecordKind;
+    static const RecordKind recordKinds[];
+
+    bool wantsCan(Record record) const;
+    bool wantsLin(Record record) const;
+    bool wantsFlexRay(Record record) const;
+    bool wantsEthernet(Record record) const;
+    template <SignalKind kind>
+    bool wantsInput(Record record) const;
+    template <SignalKind kind>
+    bool wantsAll(Record record) const;
+    template <class Message>
+    bool replayRecord(Record record, std::uint64_t timestamp);
+
+    bool decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame);
+    bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
+    template <class Frame>
+    void decodeEthernet(const Frame& frame);
+    template <class Decode>
+    void decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode);
+    void writeGroup(const MessageInfo& info);
+    void conclude(const MessageInfo& info, bool known, std::uint32_t identifier);
+
+    Catalog& catalog;
+    ValueSink& sink;
+    ReplayStatistics counts;
+    std::vector<unsigned long> ids;
+    std::vector<unsigned long> held;  ///< GPS signals that have a value
+    std::vector<std::uint64_t> turns; ///< by signal: the last call of writeGroup() that handed it on
+    std::uint64_t turn = 0;
+    FlexRayExtTraceMessage placed; ///< a FlexRay frame, in the segment where its slot lies
+    /// Of raw records, reused.
+    std::tuple<CANExtTraceMessage, LINTraceMessage, FlexRayExtTraceMessage, EthernetTraceMessage,
+               MIITraceMessage, GpioTraceMessage, AnalogTraceMessage, KeyboardMessage, SystemMessage,
+               SystemUsageMessage, GPSTraceMessage>
+        messages;
+};
+
+} // namespace rksignal

@@ -1,0 +1,40 @@
+/// \file
+/// Messages that no definition decodes.
+#pragma once
+
+#include "text/Export.h"
+#include "value/ValueSink.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+namespace rksignal {
+
+struct UnknownMessage {
+    MessageOrigin origin;
+    std::uint32_t identifier; ///< as UnknownMessages::count() got it
+    std::uint64_t count;
+};
+
+/// Counts them by origin and identifier. Takes constant memory: only the first identifiers are told apart.
+class RKREPLAY_EXPORT UnknownMessages {
+  public:
+    static constexpr std::size_t maxIdentifiers = 65536;
+
+    /// `identifier` is what the kind has: that of a frame, with bit 31 set if it is an extended one of CAN,
+    /// the number of an input, the code of a key or a system message; 0 of Ethernet frames and GPS messages.
+    void count(const MessageOrigin& origin, std::uint32_t identifier);
+
+    /// The identifiers of a kind, the most frequent first.
+    std::vector<UnknownMessage> of(SignalKind kind) const;
+    /// Messages with other identifiers than the first `maxIdentifiers`.
+    std::uint64_t others() const { return beyond; }
+
+  private:
+    std::unordered_map<std::uint64_t, std::uint64_t> counts; ///< by kind, channel and identifier
+    std::uint64_t beyond = 0;
+};
+
+} // namespace rksignal

@@ -1,0 +1,7 @@
+#include "value/ValueSink.h"
+
+namespace rksignal {
+
+ValueSink::~ValueSink() = default;
+
+} // namespace rksignal

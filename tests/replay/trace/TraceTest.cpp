@@ -1,0 +1,119 @@
+/// \file
+/// Traces as a client opens them: formats by content, times, damage, stopping.
+#include "rktrace/TraceRecord.h"
+#include "trace/Trace.h"
+
+#include <gtest/gtest.h>
+
+#include <iomanip>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
+
+namespace rksignal {
+namespace {
+
+/// Writes what it gets as `TIME can CHANNEL ID LENGTH`.
+struct Listing : MessageSink {
+    using MessageSink::receive;
+    void receive(const CANExtTraceMessage& frame) override {
+        text << frame.timestamp << " can " << int{frame.channel} << ' ' << frame.canId << ' '
+             << int{frame.length} << '\n';
+    }
+    void receive(const GPSTraceMessage& message) override { text << message.timestamp << " gps\n"; }
+
+    std::ostringstream text;
+};
+
+std::string list(const std::string& content) {
+    Trace trace;
+    trace.addMemory(std::span(reinterpret_cast<const std::uint8_t*>(content.data()), content.size()), "t");
+    Listing listing;
+    trace.run(listing);
+    for (const Remark& remark : trace.report(0).remarks) {
+        listing.text << remark << '\n';
+    }
+    for (const Remark& remark : trace.channels().remarks()) {
+        listing.text << remark << '\n';
+    }
+    return listing.text.str();
+}
+
+/// A record file with one sound CAN frame and one that names more data than a frame has.
+std::string impossibleRecord() {
+    std::ostringstream file;
+    TraceRecordWriter writer(file);
+    std::vector<std::uint8_t> record;
+    encodeRecord(CANExtTraceMessage{.timestamp = 5, .length = 1, .canId = 2}, record);
+    writer.write(record);
+    constexpr std::size_t lengthAt = 26;
+    record[lengthAt] = 65;
+    writer.write(record);
+    return file.str();
+}
+
+TEST(Trace, ListsMessagesAndDamage) {
+    const std::string head = "date Mon May 18 10:00:00.000 2026\nbase hex  timestamps absolute\n";
+    const std::string frame = " 1  64  Rx  d 1 10\n"; // behind its time
+    const struct {
+        const char* name;
+        std::string content, expected;
+    } rows[] = {
+        {"the times of an ASC log count from the trigger block",
+         head + "Begin Triggerblock Mon May 18 10:00:02.000 2026\n0.5" + frame + "End TriggerBlock\n",
+         "1779098402500000000 can 1 100 1\n"},
+        {"a trigger block without a date", head + "Begin TriggerBlock\n0.5" + frame,
+         "1779098400500000000 can 1 100 1\n"},
+        {"an ASC log of a far year", "date Mon May 18 10:00:00 2550\n0.5" + frame,
+         "18314935200500000000 can 1 100 1\n"},
+        {"an ASC log of a year beyond 64 bits", "date Mon May 18 10:00:00 2555\n",
+         "t:1: date is beyond 64 bits of nanoseconds\n"},
+        {"a time of an ASC log beyond 64 bits",
+         "date Mon May 18 10:00:00 2550\n131808873" + frame + "131808874" + frame,
+         "18446744073000000000 can 1 100 1\nt:3: time is beyond 64 bits of nanoseconds\n"},
+        {"the log of a GPS receiver that begins with a comment",
+         "# receiver 3\r\n\r\n$GPRMC,093005,A,4807.5,N,01134.5,E,30,0,150726,,*2A\r\n",
+         "1784107805000000000 gps\n"},
+        {"a record with an impossible content", impossibleRecord(),
+         "5 can 0 2 1\nt: records with an impossible content: 1, the first is record 2\n"},
+        {"an interface name that a terminal would obey", "(1.0) c\x9B" "31m 123#11\n",
+         "1000000000 can 0 291 1\nc\\x9B31m: interface c\\x9B31m counts as channel 0\n"},
+    };
+    for (const auto& [name, content, expected] : rows) {
+        EXPECT_EQ(list(content), expected) << name;
+    }
+}
+
+TEST(Trace, DamagedLinesAreCountedAndTheFirstTenKept) {
+    std::string content;
+    for (int line = 0; line < 5000; ++line) {
+        content += "(1.0) can0 damaged\n";
+    }
+    Trace trace;
+    trace.addMemory(std::span(reinterpret_cast<const std::uint8_t*>(content.data()), content.size()), "t");
+    MessageSink ignoring;
+    trace.run(ignoring);
+    EXPECT_EQ(trace.report(0).damagedLines, 5000U);
+    EXPECT_EQ(trace.report(0).remarks.kept().size(), 10U);
+    EXPECT_FALSE(trace.isSound());
+}
+
+TEST(Trace, AStopEndsTheReadingOfASilentPipe) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const std::string frame = "(1.0) can0 123#11\n(2.0) can0 123#1"; // the second one is cut
+    ASSERT_EQ(write(ends[1], frame.data(), frame.size()), static_cast<ssize_t>(frame.size()));
+    Trace trace;
+    trace.addDescriptor(ends[0], "pipe");
+    close(ends[0]);
+    Listing listing;
+    std::thread other([&trace] { trace.stop(); });
+    trace.run(listing);
+    other.join();
+    close(ends[1]);
+    EXPECT_FALSE(trace.next());
+    EXPECT_EQ(trace.report(0).damagedLines, 0U);
+}
+
+} // namespace
+} // namespace rksignal
