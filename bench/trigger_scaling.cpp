@@ -55,7 +55,7 @@ std::string conditionOn(unsigned message, unsigned number) {
            " < " + std::to_string(100 + number % 100);
 }
 
-std::vector<Condition> compile(const Scenario& scenario, const Catalog& catalog) {
+std::vector<Condition> compile(const Scenario& scenario, Catalog& catalog) {
     std::vector<Condition> conditions;
     for (unsigned i = 0; i < scenario.conditions; ++i) {
         const bool concerned = i < scenario.busyMessages * scenario.concerned;

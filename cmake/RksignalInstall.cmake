@@ -61,3 +61,15 @@ if(RKSIGNAL_PLATFORM STREQUAL "bundled")
 endif()
 rksignal_install_library(rksignal COMPONENT rksignal CONFIG rksignalConfig.cmake.in DEPENDS rkutil rktrace)
 rksignal_install_pkgconfig()
+
+# librkreplay, where it is built: the component "replay" of the package rksignal.
+if(TARGET rkreplay)
+  install(TARGETS rkreplay EXPORT rksignalReplayTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT rksignal
+    FILE_SET HEADERS DESTINATION ${RKSIGNAL_HEADER_DIR} COMPONENT rksignal)
+  install(EXPORT rksignalReplayTargets NAMESPACE rksignal::
+    DESTINATION ${RKSIGNAL_PACKAGE_DIR}/rksignal COMPONENT rksignal)
+  configure_file(cmake/rksignal-replay.pc.in ${CMAKE_CURRENT_BINARY_DIR}/package/rksignal-replay.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/package/rksignal-replay.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT rksignal)
+endif()

@@ -6,6 +6,7 @@
 #include "definition/CanDefinition.h"
 #include "definition/CanMessage.h"
 #include "definition/FreeName.h"
+#include "definition/json/DefinitionFile.h"
 #include "input/AnalogSignal.h"
 #include "input/DigitalSignal.h"
 #include "input/GPSSignal.h"
@@ -17,13 +18,13 @@
 
 namespace rksignal {
 
-using Severity = DbcNote::Severity;
+using NoteSeverity = DbcNote::Severity;
 
 bool Catalog::isTaken(const std::string& instance) const {
     return registry.instancesByName.contains(instance);
 }
 
-void Catalog::note(std::string place, Severity severity, std::string text) {
+void Catalog::note(std::string place, NoteSeverity severity, std::string text) {
     remarks.push_back({std::move(place), severity, std::move(text)});
 }
 
@@ -59,11 +60,11 @@ class Catalog::MessageAdder {
                  : catalog.unbound)[tableKey(definition.channel.value_or(0), message.id, message.extended)];
         for (const MessageDecoder* const earlier : decoders) {
             if (sameMeaning(earlier->message(), message)) {
-                catalog.note(definition.place, Severity::Dropped,
+                catalog.note(definition.place, NoteSeverity::Dropped,
                              "message " + message.name + " is already defined exactly so");
                 return;
             }
-            catalog.note(definition.place, Severity::Guess,
+            catalog.note(definition.place, NoteSeverity::Guess,
                          "message " + message.name + " has the identifier of " + earlier->message().name +
                              ", defined otherwise; frames are decoded by both");
         }
@@ -73,7 +74,7 @@ class Catalog::MessageAdder {
     /// Says at `place` how many signals got another name.
     void noteRenamed(const std::string& place) const {
         if (renamed > 0) {
-            catalog.note(place, Severity::Guess,
+            catalog.note(place, NoteSeverity::Guess,
                          std::to_string(renamed) + " of its instance names were taken, so " + renamedExample);
         }
     }
@@ -102,7 +103,7 @@ class Catalog::MessageAdder {
             if (reason != nullptr) {
                 drop(definition, i, std::string("it ") + reason);
             } else if (isNameTaken) {
-                drop(definition, i, "its name is taken", Severity::Error);
+                drop(definition, i, "its name is taken", NoteSeverity::Error);
             }
             decodable.push_back(reason == nullptr && !isNameTaken);
         }
@@ -139,7 +140,7 @@ class Catalog::MessageAdder {
     }
 
     void drop(const CanMessage& definition, std::size_t signal, const std::string& reason,
-              Severity severity = Severity::Dropped) {
+              NoteSeverity severity = NoteSeverity::Dropped) {
         catalog.note(definition.places[signal], severity,
                      "signal " + definition.records[signal].instance + " is not decoded: " + reason);
     }
@@ -209,7 +210,7 @@ class Catalog::RecordAdder {
 
     template <class Record>
     void drop(const PlacedDefinition<Record>& definition, const std::string& reason) {
-        catalog.note(definition.place, Severity::Error,
+        catalog.note(definition.place, NoteSeverity::Error,
                      "signal " + definition.record.instance + " is not decoded: " + reason);
     }
 
@@ -264,6 +265,14 @@ Reception Catalog::receptionOf(BaseSignal& signal) const {
     unsigned long raw = 0;
     unsigned long timestamp = 0;
     return signal.read(raw, timestamp) ? Reception::Written : Reception::Withdrawn;
+}
+
+void Catalog::addDbc(const std::string& path, std::optional<std::uint8_t> channel) {
+    add(readDbc(path), channel);
+}
+
+void Catalog::addJson(const std::string& path) {
+    add(readSignalDefinitions(path));
 }
 
 } // namespace rksignal

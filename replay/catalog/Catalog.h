@@ -8,6 +8,8 @@
 #include "definition/SignalDefinitions.h"
 #include "definition/dbc/DbcFile.h"
 #include "signal/FrameTable.h"
+#include "text/Export.h"
+#include "text/Remark.h"
 #include "value/SignalKind.h"
 
 #include <array>
@@ -41,10 +43,18 @@ struct SignalGroup {
 /// Instance names from DBC files are `Message.Signal`. When that is taken, a signal bound to a channel
 /// becomes `Message.Signal@CHANNEL`, and what is still taken becomes `Message.Signal#2`, `#3`, ... Other
 /// definitions name their instances themselves; when such a name is taken, the definition is not used.
-class Catalog {
+class RKREPLAY_EXPORT Catalog {
   public:
+    /// With a storage of its own.
+    Catalog() : ownStorage(std::make_unique<SignalStorage>()), registry(*ownStorage) {}
     /// `storage` must outlive the catalog.
     explicit Catalog(SignalStorage& storage) : registry(storage) {}
+
+    /// Adds the messages of a DBC file, bound to `channel` if there is one. What cannot be used, and every
+    /// choice made, goes to `notes`. \throws Error if the file cannot be read
+    void addDbc(const std::string& path, std::optional<std::uint8_t> channel = {});
+    /// Adds the signals of all kinds of a JSON file. \throws Error if the file cannot be read or understood
+    void addJson(const std::string& path);
 
     /// Adds the messages of a file. What cannot be used, and every choice made, goes to `notes`, after the
     /// notes of the file itself.
@@ -100,6 +110,7 @@ class Catalog {
     template <class Signal, class Record>
     Signal* build(const Record& record);
 
+    std::unique_ptr<SignalStorage> ownStorage;
     SignalStorage& registry;
     std::vector<std::unique_ptr<BaseSignal>> allSignals;
     std::vector<bool> seen; ///< as allSignals

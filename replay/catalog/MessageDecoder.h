@@ -11,6 +11,7 @@
 #include "bus/CANSignal.h"
 #include "definition/MultiplexTree.h"
 #include "definition/dbc/DbcFile.h"
+#include "text/Export.h"
 
 #include <bitset>
 #include <cstdint>
@@ -39,7 +40,7 @@ enum class Reception : std::uint8_t {
 };
 
 /// One message on one channel, or on any.
-class MessageDecoder {
+class RKREPLAY_EXPORT MessageDecoder {
   public:
     /// A signal is present while the raw value of its multiplexer is in one of these, bounds included.
     using Ranges = std::vector<std::pair<std::uint64_t, std::uint64_t>>;

@@ -25,7 +25,7 @@ std::string withoutReason(const BaseSignal& /*signal*/) {
 
 } // namespace
 
-Condition::Condition(const std::string& text, const Catalog& catalog, const ConditionOptions& options)
+Condition::Condition(const std::string& text, Catalog& catalog, const ConditionOptions& options)
     : Condition(parseCondition(text), catalog.storage(), options) {}
 
 Condition::Condition(const ConditionText& text, SignalStorage& signals, const ConditionOptions& options)

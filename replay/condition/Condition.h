@@ -38,7 +38,7 @@ class RKREPLAY_EXPORT Condition {
   public:
     /// Compiles `[NAME=]EXPRESSION`, the expression as ExpParser has it. Takes time in proportion to the
     /// length; with a name that no signal has also to the number of signals.
-    Condition(const std::string& text, const Catalog& catalog, const ConditionOptions& options = {});
+    Condition(const std::string& text, Catalog& catalog, const ConditionOptions& options = {});
     /// The same over any signals, with a text that says where it comes from.
     Condition(const ConditionText& text, SignalStorage& signals, const ConditionOptions& options = {});
     ~Condition();

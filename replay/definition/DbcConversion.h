@@ -37,9 +37,9 @@ struct ConvertedDbc {
 /// several values is converted for the first of them, and signals of any other multiplexer than the first
 /// one of their message that is not multiplexed itself are not converted.
 /// \param channel of all signals; nothing: they are taken from any channel
-ConvertedDbc convertDbc(const DbcFile& file, std::optional<std::uint8_t> channel);
+RKREPLAY_EXPORT ConvertedDbc convertDbc(const DbcFile& file, std::optional<std::uint8_t> channel);
 
 /// Writes what `converted` holds and what it lacks, a line each.
-void printSummary(std::ostream& out, const ConvertedDbc& converted);
+RKREPLAY_EXPORT void printSummary(std::ostream& out, const ConvertedDbc& converted);
 
 } // namespace rksignal

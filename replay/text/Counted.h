@@ -2,6 +2,8 @@
 /// Numbers of things in a summary.
 #pragma once
 
+#include "text/Export.h"
+
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -15,6 +17,6 @@ using Counts = std::vector<std::pair<std::string, std::uint64_t>>;
 
 /// Writes `HEAD: apples (3), pears (1)` and a line end, without what there is none of; nothing if that is
 /// all.
-void printCounts(std::ostream& out, const char* head, const Counts& counts);
+RKREPLAY_EXPORT void printCounts(std::ostream& out, const char* head, const Counts& counts);
 
 } // namespace rksignal

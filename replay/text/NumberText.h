@@ -4,6 +4,7 @@
 #pragma once
 
 #include "signal/SignalDefinition.h"
+#include "text/Export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,18 +16,18 @@ constexpr std::size_t maxNumberText = 32;
 
 /// The shortest text that reads back as the same double: integers below 10^15 as such (`255000`), magnitudes
 /// from 10^-5 to 10^15 without exponent (`0.0001`), others with (`1e-07`). `nan`, `inf`, `-inf`.
-char* writeDouble(char* out, double value);
+RKREPLAY_EXPORT char* writeDouble(char* out, double value);
 
 /// The same text as a string.
-std::string doubleText(double value);
+RKREPLAY_EXPORT std::string doubleText(double value);
 
 /// A raw value: decimal, with sign if the type has one; the bits of a float or double as `0x` and 8 or 16
 /// hexadecimal digits.
-char* writeRaw(char* out, std::uint64_t raw, signalValue_t type);
+RKREPLAY_EXPORT char* writeRaw(char* out, std::uint64_t raw, signalValue_t type);
 
 /// Writes time stamps as seconds with 6 decimals, or 9 when they are not whole microseconds. Remembers the
 /// last second, which most frames share with the one before.
-class TimeText {
+class RKREPLAY_EXPORT TimeText {
   public:
     /// `timestamp` in nanoseconds.
     char* write(char* out, std::uint64_t timestamp);
@@ -38,6 +39,6 @@ class TimeText {
 };
 
 /// A single time stamp as a string.
-std::string timeText(std::uint64_t timestamp);
+RKREPLAY_EXPORT std::string timeText(std::uint64_t timestamp);
 
 } // namespace rksignal

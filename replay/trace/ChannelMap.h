@@ -51,6 +51,6 @@ class RKREPLAY_EXPORT ChannelMap {
 };
 
 /// The number that the digits at the end of `name` form, or nothing: no digits, or above 255.
-std::optional<std::uint8_t> trailingNumber(std::string_view name);
+RKREPLAY_EXPORT std::optional<std::uint8_t> trailingNumber(std::string_view name);
 
 } // namespace rksignal

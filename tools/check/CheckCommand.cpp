@@ -1,9 +1,8 @@
 #include "check/CheckCommand.h"
 
 #include "command/DefinitionArguments.h"
+#include "definition/dbc/DbcDetection.h"
 #include "output/OutputBuffer.h"
-#include "text/DbcWords.h"
-#include "trace/LineReader.h"
 #include "command/UsageError.h"
 
 #include <CLI/CLI.hpp>
@@ -23,32 +22,8 @@ bool hasDbcExtension(const std::string& path) {
     return extension == ".dbc";
 }
 
-/// Whether a line starts a statement of a DBC file, as `VERSION ""`, `NS_ :` or `BO_ 291 Engine: 8 X`. Behind
-/// a name in an expression stands an operator.
-bool startsDbcStatement(std::string_view line) {
-    const std::size_t first = line.find_first_not_of(" \t");
-    if (first == line.npos) {
-        return false;
-    }
-    const std::size_t wordEnd = std::min(line.find_first_of(" \t:\"", first), line.size());
-    const std::size_t next = line.find_first_not_of(" \t", wordEnd);
-    return isDbcKeyword(line.substr(first, wordEnd - first)) &&
-           (next == line.npos || line[next] == '"' || line[next] == ':' || isDigit(line[next]));
-}
-
 bool isDbcFile(const std::string& path) {
-    if (path == "-" || hasDbcExtension(path)) {
-        return path != "-";
-    }
-    InputFile file(path);
-    LineReader reader(file);
-    std::string_view line;
-    while (reader.next(line)) {
-        if (line.find_first_not_of(" \t\r") != line.npos) {
-            return startsDbcStatement(line);
-        }
-    }
-    return false;
+    return path != "-" && (hasDbcExtension(path) || isDbcText(path));
 }
 
 /// A number of things: `1 error`, `2 errors`, `no errors`.

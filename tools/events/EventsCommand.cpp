@@ -1,16 +1,20 @@
 #include "events/EventsCommand.h"
 
 #include "event/EventParser.h"
+#include "command/UsageError.h"
 #include "output/OutputBuffer.h"
-#include "trace/LineReader.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <iomanip>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -101,10 +105,20 @@ std::string jsonText(const std::vector<Source>& sources) {
     return list.dump(2) + '\n';
 }
 
+std::string readAll(const std::string& path) {
+    std::ifstream file(path == "-" ? "/dev/stdin" : path, std::ios::binary);
+    std::ostringstream text;
+    if (!file || std::filesystem::is_directory(path)) {
+        throw UsageError("cannot open " + path + ": " + std::generic_category().message(file ? EISDIR : errno));
+    }
+    text << file.rdbuf();
+    return text.str();
+}
+
 } // namespace
 
 ExitStatus listEvents(const EventsOptions& options, const Console& console) {
-    const std::vector<Source> sources = listSources(InputFile(options.file).readAll());
+    const std::vector<Source> sources = listSources(readAll(options.file));
     OutputBuffer out(console.output);
     out.append(options.json ? jsonText(sources) : table(sources));
     out.finish();

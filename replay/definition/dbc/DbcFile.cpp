@@ -4,6 +4,7 @@
 
 #include "definition/dbc/DbcParser.h"
 #include "definition/dbc/DbcResolver.h"
+#include "text/Error.h"
 #include "text/TextEncoding.h"
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
-#include <system_error>
 
 namespace rksignal {
 
@@ -41,7 +41,7 @@ DbcFile parseDbc(std::string text, std::string path) {
 }
 
 DbcFile readDbc(const std::filesystem::path& path) {
-    const auto fail = [&] { throw std::system_error(errno, std::generic_category(), path.string()); };
+    const auto fail = [&] { throw Error("cannot read " + path.string(), errno); };
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
     if (!file)
         fail();

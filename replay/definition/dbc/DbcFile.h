@@ -9,6 +9,8 @@
 /// The model owns all its text; nothing refers to the text that was read. All text is UTF-8.
 #pragma once
 
+#include "text/Export.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <iosfwd>
@@ -33,7 +35,7 @@ struct DbcNote {
     std::string message;
 };
 
-std::ostream& operator<<(std::ostream& out, const DbcNote& note);
+RKREPLAY_EXPORT std::ostream& operator<<(std::ostream& out, const DbcNote& note);
 
 /// When a multiplexed signal is present: while the raw value of `multiplexer` lies in one of `ranges`.
 /// The multiplexer may be multiplexed itself; such chains always end.
@@ -95,10 +97,10 @@ struct DbcFile {
 /// Reads DBC text. Never throws because of the content: what is wrong with it is in the notes. `path` only
 /// names the text in the notes. Text that is not UTF-8 throughout is taken as Windows-1252 (one note). Takes
 /// time in proportion to the text, about 5 ms per MB.
-DbcFile parseDbc(std::string text, std::string path);
+RKREPLAY_EXPORT DbcFile parseDbc(std::string text, std::string path);
 
 /// Reads the file `path` with parseDbc().
-/// \throws std::system_error if it cannot be opened or read; the text names the file.
-DbcFile readDbc(const std::filesystem::path& path);
+/// \throws Error if it cannot be opened or read; the text names the file.
+RKREPLAY_EXPORT DbcFile readDbc(const std::filesystem::path& path);
 
 } // namespace rksignal

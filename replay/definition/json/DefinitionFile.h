@@ -3,8 +3,8 @@
 #pragma once
 
 #include "definition/SignalDefinitions.h"
+#include "text/Error.h"
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,7 +12,7 @@
 namespace rksignal {
 
 /// A definition file that cannot be used. what() is all the texts, a line each.
-class DefinitionError : public std::runtime_error {
+class RKREPLAY_EXPORT DefinitionError : public Error {
   public:
     explicit DefinitionError(std::vector<std::string> texts);
 
@@ -28,10 +28,10 @@ class DefinitionError : public std::runtime_error {
 /// Reads the definition file at `path`; `-` is standard input. What it returns is usable, see
 /// SignalDefinitions.
 /// \throws DefinitionError if there is anything in the file that is not understood: nothing is passed over
-/// \throws std::system_error if reading fails; the text names the file
-SignalDefinitions readSignalDefinitions(const std::string& path);
+/// \throws Error if reading fails; the text names the file
+RKREPLAY_EXPORT SignalDefinitions readSignalDefinitions(const std::string& path);
 
 /// The same for a text that is there already. `file` is what messages call it.
-SignalDefinitions parseSignalDefinitions(std::string_view text, const std::string& file);
+RKREPLAY_EXPORT SignalDefinitions parseSignalDefinitions(std::string_view text, const std::string& file);
 
 } // namespace rksignal

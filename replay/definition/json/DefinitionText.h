@@ -3,6 +3,7 @@
 #pragma once
 
 #include "definition/SignalDefinitions.h"
+#include "text/Export.h"
 
 #include <string>
 
@@ -11,9 +12,9 @@ namespace rksignal {
 /// The text of a definition file that reads as `definitions` again. Kinds, definitions and fields stand in a
 /// fixed order, fields that have their default are left out. Places do not matter.
 /// REQUIRES: the definitions are usable, with finite numbers and UTF-8 texts.
-std::string definitionText(const SignalDefinitions& definitions);
+RKREPLAY_EXPORT std::string definitionText(const SignalDefinitions& definitions);
 
 /// The JSON Schema (draft 7) of definition files: every field with its description and its limits.
-std::string definitionSchema();
+RKREPLAY_EXPORT std::string definitionSchema();
 
 } // namespace rksignal

@@ -21,7 +21,7 @@ std::string joined(const std::vector<std::string>& texts) {
 } // namespace
 
 DefinitionError::DefinitionError(std::vector<std::string> texts)
-    : std::runtime_error(joined(texts)), lines(std::move(texts)) {}
+    : Error(joined(texts)), lines(std::move(texts)) {}
 
 void Findings::add(const Place& place, const std::string& text) {
     keep(name + "#" + place.to_string() + ": " + text);
