@@ -101,7 +101,7 @@ std::string closeTo(const std::string& name, const SignalStorage& storage) {
 }
 
 Remark missingName(const std::string& name, const ConditionText& text, const SignalStorage& storage,
-                    bool allowed) {
+                   bool allowed) {
     const std::string message =
         "there is no signal " + name + (allowed ? ", it counts as 0" : "") + closeTo(name, storage);
     return {text.origin, allowed ? Severity::Warning : Severity::Error, message};
@@ -109,9 +109,10 @@ Remark missingName(const std::string& name, const ConditionText& text, const Sig
 
 } // namespace
 
-std::unique_ptr<CompiledCondition> CompiledCondition::compile(const ConditionText& text, SignalStorage& storage,
-                                              const ConditionOptions& options,
-                                              RemarkList& remarks) {
+std::unique_ptr<CompiledCondition> CompiledCondition::compile(const ConditionText& text,
+                                                              SignalStorage& storage,
+                                                              const ConditionOptions& options,
+                                                              RemarkList& remarks) {
     if (text.expression.empty()) {
         remarks.add({text.origin, Severity::Error, "there is no expression"});
         return nullptr;
@@ -133,7 +134,7 @@ std::unique_ptr<CompiledCondition> CompiledCondition::compile(const ConditionTex
 }
 
 CompiledCondition::CompiledCondition(ConditionText text, std::unique_ptr<ExpParser> parser,
-                     const std::vector<std::string>& missing)
+                                     const std::vector<std::string>& missing)
     : source(std::move(text)), program(std::move(parser)), expressionTree(*program, missing),
       values(program->program.size()) {}
 

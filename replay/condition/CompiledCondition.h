@@ -21,8 +21,7 @@ class CompiledCondition {
     /// way to std::cerr.
     /// \return null after an error
     static std::unique_ptr<CompiledCondition> compile(const ConditionText& text, SignalStorage& storage,
-                                              const ConditionOptions& options,
-                                              RemarkList& remarks);
+                                                      const ConditionOptions& options, RemarkList& remarks);
 
     const ConditionText& text() const { return source; }
     const ExpressionTree& tree() const { return expressionTree; }
@@ -36,7 +35,8 @@ class CompiledCondition {
     std::span<const double> evaluate();
 
   private:
-    CompiledCondition(ConditionText text, std::unique_ptr<ExpParser> parser, const std::vector<std::string>& missing);
+    CompiledCondition(ConditionText text, std::unique_ptr<ExpParser> parser,
+                      const std::vector<std::string>& missing);
 
     ConditionText source;
     std::unique_ptr<ExpParser> program;

@@ -123,7 +123,7 @@ class Check {
         if (raw && isEnumeration(signal.def.valueDescriptions) &&
             !signal.def.valueDescriptions.contains(*raw)) {
             say(Severity::Note, quoted(index) + ": the value table of " + signal.def.instance +
-                                               " has no text for the raw value " + std::to_string(*raw));
+                                    " has no text for the raw value " + std::to_string(*raw));
         }
     }
 

@@ -20,7 +20,8 @@ struct ConditionText {
 /// Takes an argument apart. NAME is letters, digits, `_`, `.` and `-`, no digit or `-` first; a single `=`
 /// follows, blanks around it do not matter. Everything else is an expression without a name: in `a == 1`
 /// there is none. What stands for its origin is `place` and, if given, the name, else the quoted expression.
-RKREPLAY_EXPORT ConditionText parseCondition(const std::string& argument, const std::string& place = "condition");
+RKREPLAY_EXPORT ConditionText parseCondition(const std::string& argument,
+                                             const std::string& place = "condition");
 
 /// Reads a file with one condition a line; blank lines and those that start with `#` are passed over. `-` is
 /// standard input. A line that cannot hold a condition goes to `remarks` as an error.

@@ -21,7 +21,7 @@ namespace rksignal {
 struct TriggerSettings {
     /// Nanoseconds after which a signal that is not written becomes unknown; none: never.
     std::optional<std::uint64_t> timeout = {};
-    std::vector<std::uint64_t> moments = {};              ///< ascending times at which `atMoment` is called
+    std::vector<std::uint64_t> moments = {};               ///< ascending times at which `atMoment` is called
     std::function<void(std::uint64_t)> atMoment = nullptr; ///< before the first message behind the moment
 };
 

@@ -60,7 +60,6 @@ void RemarkList::sortByLine() {
                      [](const Remark& left, const Remark& right) { return left.line < right.line; });
 }
 
-RemarkError::RemarkError(RemarkList remarks)
-    : Error(joined(remarks)), list(std::move(remarks)) {}
+RemarkError::RemarkError(RemarkList remarks) : Error(joined(remarks)), list(std::move(remarks)) {}
 
 } // namespace rksignal

@@ -10,8 +10,8 @@
 ///
 ///     Begin Triggerblock Mon May 18 10:00:02.000 2026
 ///
-/// Time stamps are seconds since the date of the trigger block, without one that of the log, or, when they are
-/// relative, since the line before.
+/// Time stamps are seconds since the date of the trigger block, without one that of the log, or, when they
+/// are relative, since the line before.
 #pragma once
 
 #include "rktrace/CANExtTraceMessage.h"

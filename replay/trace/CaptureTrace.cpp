@@ -16,8 +16,8 @@ std::uint8_t channelOf(const std::string& path, ChannelMap& channels) {
 int supported(int linkType, const std::string& path) {
     if (!PacketReader::isSupported(linkType)) {
         const char* const name = pcap_datalink_val_to_name(linkType);
-        throw Error(path + ": packets of link type " +
-                         (name != nullptr ? name : std::to_string(linkType)) + " are not supported");
+        throw Error(path + ": packets of link type " + (name != nullptr ? name : std::to_string(linkType)) +
+                    " are not supported");
     }
     return linkType;
 }
@@ -61,7 +61,8 @@ void CaptureTrace::countMalformed(const char* reason) {
 void CaptureTrace::concludeDamage() {
     found.lost = reader.dropped();
     if (found.damagedPackets > 0) {
-        remark("malformed packets: " + std::to_string(found.damagedPackets) + ", the first is " + firstMalformed);
+        remark("malformed packets: " + std::to_string(found.damagedPackets) + ", the first is " +
+               firstMalformed);
     }
     if (!packets.failure().empty()) {
         remark("not understood behind packet " + std::to_string(packets.packets()) + ": " +

@@ -15,8 +15,7 @@ std::size_t bufferSize(const InputFile& file) {
 
 } // namespace
 
-LineReader::LineReader(InputFile& file)
-    : file(file), buffer(bufferSize(file)), at(buffer.data()), end(at) {}
+LineReader::LineReader(InputFile& file) : file(file), buffer(bufferSize(file)), at(buffer.data()), end(at) {}
 
 bool LineReader::next(std::string_view& line) {
     if (unfinished && !skipLine()) {

@@ -88,8 +88,8 @@ class RKREPLAY_EXPORT Trace {
     /// Delivers all further messages, until stop() or until the sink is closed. \throws Error
     void run(MessageSink& sink);
 
-    /// Lets next() and run() end soon as they do at the end, also while they wait for a pipe: the message that
-    /// is being delivered is the last one. For any thread and for signal handlers; lasts.
+    /// Lets next() and run() end soon as they do at the end, also while they wait for a pipe: the message
+    /// that is being delivered is the last one. For any thread and for signal handlers; lasts.
     void stop() noexcept;
     bool isStopped() const;
 

@@ -80,7 +80,8 @@ const Begin* detectBegin(InputFile& file) {
 bool isLineOf(TraceFormat format, std::string_view line) {
     if (format == TraceFormat::Nmea) {
         NmeaSentence sentence;
-        return !line.empty() && NmeaSentenceReader().read(line, sentence) != NmeaSentenceReader::Result::Damaged;
+        return !line.empty() &&
+               NmeaSentenceReader().read(line, sentence) != NmeaSentenceReader::Result::Damaged;
     }
     if (format == TraceFormat::Asc) {
         return AscLineReader().read(line) != AscLineReader::Result::Malformed;

@@ -23,7 +23,7 @@ class TraceMerge {
     bool next();
     /// Hands it over. REQUIRES: next() returned true.
     void deliver(MessageSink& sink) { inputs[current].source->handOver(sink, inputs[current].time); }
-    std::size_t source() const { return current; }                    ///< of the message
+    std::size_t source() const { return current; }                   ///< of the message
     std::uint64_t timestamp() const { return inputs[current].time; } ///< of the message, shifted
 
     std::size_t size() const { return inputs.size(); }

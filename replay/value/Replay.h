@@ -22,8 +22,8 @@ namespace rksignal {
 ///     replay.receive(frame); // live: one message; the sink has been told when the call returns
 ///
 /// Trace::onProgress() shows how far a run has come, Trace::stop() ends it from anywhere. Who wants the raw
-/// messages and no values gives Trace::run() a MessageSink; a replay is one, so that a sink can also look at a
-/// message and hand it on.
+/// messages and no values gives Trace::run() a MessageSink; a replay is one, so that a sink can also look at
+/// a message and hand it on.
 ///
 /// For one thread, which may be another one for each catalog. Allocates nothing a message. CAN frames go to
 /// the decoders of the catalog, everything else to those of librksignal; raw records that no definition wants
@@ -36,8 +36,8 @@ class RKREPLAY_EXPORT Replay final : public MessageSink {
     Replay(const Replay&) = delete;
     Replay& operator=(const Replay&) = delete;
 
-    /// Replays traces to their end, until Trace::stop(), or until the sink is closed. \throws Error if reading
-    /// fails: what came before has been replayed
+    /// Replays traces to their end, until Trace::stop(), or until the sink is closed. \throws Error if
+    /// reading fails: what came before has been replayed
     void run(Trace& trace);
 
     void receive(const CANExtTraceMessage& frame) override;

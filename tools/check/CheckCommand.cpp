@@ -1,9 +1,9 @@
 #include "check/CheckCommand.h"
 
 #include "command/DefinitionArguments.h"
+#include "command/UsageError.h"
 #include "definition/dbc/DbcDetection.h"
 #include "output/OutputBuffer.h"
-#include "command/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -20,8 +20,7 @@ void addConditionArguments(CLI::App& command, ConditionArguments& arguments) {
                      "A name that no signal has counts as 0 instead of being an error");
 }
 
-std::vector<ConditionText> readConditions(const ConditionArguments& arguments,
-                                          RemarkList& remarks) {
+std::vector<ConditionText> readConditions(const ConditionArguments& arguments, RemarkList& remarks) {
     std::vector<ConditionText> conditions;
     for (const std::string& argument : arguments.when) {
         conditions.push_back(parseCondition(argument, "--when"));

@@ -25,8 +25,7 @@ void addConditionArguments(CLI::App& command, ConditionArguments& arguments);
 
 /// Reads all conditions, the arguments first. Lines that cannot hold one go to `remarks` as errors.
 /// \throws Error if a file cannot be read
-std::vector<ConditionText> readConditions(const ConditionArguments& arguments,
-                                          RemarkList& remarks);
+std::vector<ConditionText> readConditions(const ConditionArguments& arguments, RemarkList& remarks);
 
 /// `PLACE: warning: MESSAGE` and a line end.
 void printWithSeverity(std::ostream& out, const Remark& remark);

@@ -1,8 +1,8 @@
 #include "command/DefinitionArguments.h"
 
+#include "command/UsageError.h"
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/DefinitionFile.h"
-#include "command/UsageError.h"
 
 #include "trace/TraceFormat.h"
 

@@ -3,9 +3,9 @@
 #include "command/DefinitionArguments.h"
 #include "command/ProgressBar.h"
 #include "command/SecondsArgument.h"
+#include "command/UsageError.h"
 #include "output/OutputFile.h"
 #include "output/ReplaySummary.h"
-#include "command/UsageError.h"
 
 #include <algorithm>
 #include <ostream>
@@ -108,9 +108,9 @@ void TraceRun::summarise(const ReplayStatistics& statistics) const {
 
 bool TraceRun::understood() const {
     const auto& notes = signals.notes();
-    return traces.isSound() &&
-           std::none_of(notes.begin(), notes.end(),
-                        [](const DefinitionNote& note) { return note.severity == DbcNote::Severity::Error; });
+    return traces.isSound() && std::none_of(notes.begin(), notes.end(), [](const DefinitionNote& note) {
+               return note.severity == DbcNote::Severity::Error;
+           });
 }
 
 } // namespace rksignal

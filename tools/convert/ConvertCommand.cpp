@@ -1,13 +1,13 @@
 #include "convert/ConvertCommand.h"
 
 #include "command/DefinitionArguments.h"
+#include "command/UsageError.h"
+#include "convert/TraceWriter.h"
 #include "definition/DbcConversion.h"
 #include "definition/json/DefinitionText.h"
 #include "output/OutputFile.h"
 #include "output/PartialFile.h"
 #include "trace/Trace.h"
-#include "convert/TraceWriter.h"
-#include "command/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -2,8 +2,8 @@
 
 #include "command/TraceRun.h"
 #include "decode/SignalSelection.h"
-#include "output/OutputFile.h"
 #include "output/LastValues.h"
+#include "output/OutputFile.h"
 #include "output/RowSink.h"
 
 #include <CLI/CLI.hpp>

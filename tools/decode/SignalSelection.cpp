@@ -1,7 +1,7 @@
 #include "decode/SignalSelection.h"
 
-#include "text/ClosestNames.h"
 #include "command/UsageError.h"
+#include "text/ClosestNames.h"
 
 #include <fnmatch.h>
 #include <string_view>

@@ -1,7 +1,7 @@
 #include "events/EventsCommand.h"
 
-#include "event/EventParser.h"
 #include "command/UsageError.h"
+#include "event/EventParser.h"
 #include "output/OutputBuffer.h"
 
 #include <CLI/CLI.hpp>
@@ -109,7 +109,8 @@ std::string readAll(const std::string& path) {
     std::ifstream file(path == "-" ? "/dev/stdin" : path, std::ios::binary);
     std::ostringstream text;
     if (!file || std::filesystem::is_directory(path)) {
-        throw UsageError("cannot open " + path + ": " + std::generic_category().message(file ? EISDIR : errno));
+        throw UsageError("cannot open " + path + ": " +
+                         std::generic_category().message(file ? EISDIR : errno));
     }
     text << file.rdbuf();
     return text.str();

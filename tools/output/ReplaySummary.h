@@ -10,8 +10,8 @@
 
 namespace rksignal {
 
-/// Writes the counts, the most frequent unknown identifiers, the frames that were too short, what was damaged,
-/// and what of the definitions did not appear, as text of several lines. The traces have been read.
+/// Writes the counts, the most frequent unknown identifiers, the frames that were too short, what was
+/// damaged, and what of the definitions did not appear, as text of several lines. The traces have been read.
 void printSummary(std::ostream& out, const ReplayStatistics& statistics, const Catalog& catalog,
                   const Trace& traces);
 

@@ -2,8 +2,8 @@
 
 #include "command/SecondsArgument.h"
 #include "command/TraceRun.h"
-#include "output/OutputFile.h"
 #include "command/UsageError.h"
+#include "output/OutputFile.h"
 #include "trigger/FiringExplanations.h"
 #include "trigger/FiringRows.h"
 #include "trigger/WindowWriter.h"

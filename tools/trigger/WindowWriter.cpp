@@ -86,8 +86,8 @@ void WindowWriter::fired(const Firing& firing) {
         ++omitted;
         return;
     }
-    open.push_back({firing.trigger, firing.number,
-                    difference(firing.timestamp, extent.before), sum(firing.timestamp, extent.after)});
+    open.push_back({firing.trigger, firing.number, difference(firing.timestamp, extent.before),
+                    sum(firing.timestamp, extent.after)});
 }
 
 void WindowWriter::write(const Window& window) {

@@ -141,8 +141,7 @@ TEST(TriggerModel, FiresAsIfAllConditionsWereTriedAtEveryFrame) {
         const std::string log = randomLog(Dice(seed));
         const auto expected = firings(log, seed, seed % 2 == 0, true);
         EXPECT_GT(expected.size(), 100U);
-        EXPECT_EQ(firings(log, seed, seed % 2 == 0, false), expected)
-            << "seed " << seed;
+        EXPECT_EQ(firings(log, seed, seed % 2 == 0, false), expected) << "seed " << seed;
     }
 }
 

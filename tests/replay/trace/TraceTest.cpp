@@ -1,7 +1,7 @@
 /// \file
 /// Traces as a client opens them: formats by content, times, damage, stopping.
-#include "rktrace/TraceRecord.h"
 #include "trace/Trace.h"
+#include "rktrace/TraceRecord.h"
 
 #include <gtest/gtest.h>
 
@@ -76,7 +76,9 @@ TEST(Trace, ListsMessagesAndDamage) {
          "1784107805000000000 gps\n"},
         {"a record with an impossible content", impossibleRecord(),
          "5 can 0 2 1\nt: records with an impossible content: 1, the first is record 2\n"},
-        {"an interface name that a terminal would obey", "(1.0) c\x9B" "31m 123#11\n",
+        {"an interface name that a terminal would obey",
+         "(1.0) c\x9B"
+         "31m 123#11\n",
          "1000000000 can 0 291 1\nc\\x9B31m: interface c\\x9B31m counts as channel 0\n"},
     };
     for (const auto& [name, content, expected] : rows) {

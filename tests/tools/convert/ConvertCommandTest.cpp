@@ -70,7 +70,7 @@ TEST(Convert, RefusesWithoutTouchingTheOutput) {
         {"a.dbc a.rktrace", "cannot convert a.dbc to a.rktrace: a .dbc becomes a .json, a trace becomes a "
                             ".rktrace or a .log"},
         {"a.log link.log", "the output would overwrite a.log"},
-        {"none.dbc old.json", "none.dbc: No such file or directory"},
+        {"none.dbc old.json", "cannot read none.dbc: No such file or directory"},
         {"can0=a.dbc none/a.json", "cannot write none/a.json.part: No such file or directory"},
         {"a.dbc", "convert needs an INPUT and an OUTPUT"},
     };

@@ -132,10 +132,11 @@ TEST_F(TriggerCommand, StatusIsThatOfGrep) {
     expect(2, "--when 'Gear.Lewer == 3'",
            "--when 'Gear.Lewer == 3': error: there is no signal Gear.Lewer; close are Gear.Lever\n"
            "rksignal: not all conditions can be used\n");
-    expect(2, "--when 'Gear.Lever=50 && Engine.Speed>1'",
-           "--when Gear.Lever: error: the name Gear.Lever is that of a signal; to compare it write 'Gear.Lever "
-           "== 50 && Engine.Speed>1', to name the condition write 'OTHER_NAME = 50 && Engine.Speed>1'\n"
-           "rksignal: not all conditions can be used\n");
+    expect(
+        2, "--when 'Gear.Lever=50 && Engine.Speed>1'",
+        "--when Gear.Lever: error: the name Gear.Lever is that of a signal; to compare it write 'Gear.Lever "
+        "== 50 && Engine.Speed>1', to name the condition write 'OTHER_NAME = 50 && Engine.Speed>1'\n"
+        "rksignal: not all conditions can be used\n");
     expect(2, fast + "--window 5 --to w", "rksignal: --window 5: not of the form BEFORE,AFTER\n");
     expect(2, fast + "--at x", "rksignal: --at x: not seconds with at most 9 decimals\n");
 }
