@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
+#include <utility>
 
 std::set<ExpParser*> ExpParser::allExpParsers;
 int ExpParser::debug = 0;
@@ -88,17 +89,19 @@ void ExpParser::add(const std::string& name) {
     growStack();
 }
 
-/// Makes room for as many values as there are steps. Only steps that push a value call it, and none is pushed
-/// while the program is built, so the stack neither overflows nor has anything to carry over.
+/// Makes room for as many values as there are steps. If that takes an allocation, the room is at least
+/// doubled, so that a long program takes linear time. Only steps that push a value call it, and none is
+/// pushed while the program is built, so the stack neither overflows nor has anything to carry over.
 void ExpParser::growStack() {
-    if (program.size() <= stackCapacity) {
-        return;
+    const auto capacity = std::max<std::uint64_t>(stackCapacity, program.size());
+    if (capacity > stackRoom) {
+        const std::uint64_t room = std::max(capacity, 2 * stackRoom);
+        auto* const larger = new double[room + 1];
+        stackTop = larger + (stackTop - stackBase);
+        delete[] std::exchange(stackBase, larger);
+        stackRoom = room;
     }
-    const auto depth = stackTop - stackBase;
-    delete[] stackBase;
-    stackCapacity = program.size();
-    stackBase = new double[stackCapacity + 1];
-    stackTop = stackBase + depth;
+    stackCapacity = capacity;
 }
 
 void ExpParser::clearstack() {

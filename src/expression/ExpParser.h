@@ -134,9 +134,9 @@ class RKSIGNAL_EXPORT ExpParser {
 
     std::vector<Step>::iterator pc; ///< step that is being carried out
     std::vector<Step> program;
-    std::uint64_t stackCapacity = 0; ///< elements that the stack can hold
-    /// `stackCapacity` + 1 elements, the first of them unused. Owned, as are all other pointers but `storage`
-    /// and the signals.
+    std::uint64_t stackCapacity = 0; ///< elements that the program may put on the stack
+    /// At least `stackCapacity` + 1 elements, the first of them unused. Owned, as are all other pointers but
+    /// `storage` and the signals.
     double* stackBase = nullptr;
     double* stackTop = nullptr; ///< top element; equal to `stackBase` when the stack is empty
     std::unique_ptr<expFlexLexer> lexer;
@@ -158,6 +158,7 @@ class RKSIGNAL_EXPORT ExpParser {
     RKSIGNAL_HIDDEN void binary();
 
     std::unique_ptr<ExpMachine> machine; ///< the program in the form that is run
+    std::uint64_t stackRoom = 0;         ///< elements allocated, without the unused one
 };
 
 /// The parser made from the grammar: parses the text of `parser`, an `ExpParser`, and adds its steps.

@@ -142,6 +142,17 @@ TEST_F(ExpParserTest, EvaluationAllocatesNothing) {
     EXPECT_EQ(allocations, before);
 }
 
+TEST_F(ExpParserTest, TheStackGrowsInFewAllocations) {
+    ExpParser expression("0", false);
+    expression.program.reserve(1'000'001);
+    const std::size_t before = allocations;
+    for (std::uint64_t steps = 2; steps <= 1'000'000; ++steps) {
+        expression.add(1.0);
+        ASSERT_EQ(expression.stackCapacity, steps);
+    }
+    EXPECT_LE(allocations - before, 20U);
+}
+
 TEST_F(ExpParserTest, ClearDestroysAllThatWereBuilt) {
     auto* const first = new ExpParser("1", false);
     auto* const second = new ExpParser("2", false);
