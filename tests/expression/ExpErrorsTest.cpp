@@ -53,6 +53,12 @@ TEST_F(ExpErrorsTest, LongExpressionsAreParsedToTheEnd) {
     EXPECT_EQ(result(std::string(9'000, '(') + "1" + std::string(9'000, ')')), "true");
 }
 
+TEST_F(ExpErrorsTest, LongTokensTakeLinearTime) {
+    const std::string zeros(8'000'000, '0'); // half a minute and more where time grows with the square
+    EXPECT_EQ(result(zeros + "2.5 == 2.5"), "true");
+    EXPECT_EQ(result("#" + zeros + "\n2.5"), "true");
+}
+
 TEST_F(ExpErrorsTest, DebugLinesAndTraces) {
     ExpParser::debug = 1;
     {
