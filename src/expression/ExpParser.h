@@ -57,9 +57,10 @@ enum class ExpErrors : std::uint8_t {
 /// `program` holds its steps in postfix order. Evaluation runs them over a stack of doubles; it allocates
 /// nothing, and reads each signal through `BaseSignal::read`, a shared one under its slot's lock.
 ///
-/// Threads: one expression is used by one thread at a time. Different ones may be built, evaluated and
-/// destroyed by different threads at once, as long as no signal enters or leaves a storage in which names are
-/// looked up. Shared by the whole process are `allExpParsers`, `debug` and `expdebug`: see there.
+/// Threads: one expression is used by one thread at a time. Different ones may be built and destroyed by
+/// different threads at once, as long as no signal enters or leaves a storage in which names are looked up,
+/// and evaluated at once if they read different signals: `read` changes a signal object. Shared by the whole
+/// process are `allExpParsers`, `debug` and `expdebug`: see there.
 class RKSIGNAL_EXPORT ExpParser {
   public:
     /// Names an operation that a step carries out.
