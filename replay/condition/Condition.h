@@ -22,9 +22,10 @@ struct ConditionOptions {
 class Condition {
   public:
     /// Compiles `text` with the signals of `storage`. Errors, and names that no signal has, with those that
-    /// come close, go to `findings`. Not for two threads at once: the library's messages are caught on their
-    /// way to std::cerr.
-    /// \return null after an error
+    /// come close, go to `findings`. Several threads may compile at once, as long as no signal enters or
+    /// leaves `storage`. They share what all expressions of a process share: the table
+    /// `ExpParser::allExpParsers`, which each condition enters under the library's lock, and the switches
+    /// `ExpParser::debug` and `expdebug`, which must not change meanwhile. \return null after an error
     static std::unique_ptr<Condition> compile(const ConditionText& text, SignalStorage& storage,
                                               const ConditionOptions& options,
                                               std::vector<Finding>& findings);
@@ -42,7 +43,7 @@ class Condition {
     std::span<const double> evaluate();
 
   private:
-    Condition(ConditionText text, std::unique_ptr<ExpParser> parser, const std::vector<std::string>& missing);
+    Condition(ConditionText text, std::unique_ptr<ExpParser> parser);
 
     ConditionText source;
     std::unique_ptr<ExpParser> program;
