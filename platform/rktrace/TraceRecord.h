@@ -54,8 +54,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <span>
 #include <vector>
+
+class RangeChecksums;
 
 enum class RecordType : std::uint16_t {
     Ethernet = 4,
@@ -122,8 +125,17 @@ class RK_EXPORT TraceRecordWriter {
 };
 
 /// Reads a record file from any stream, once, from its beginning to its end. Damaged bytes are passed over up
-/// to the next record that is whole. Allocates only for its buffer, which is as large as the largest record
-/// needs.
+/// to the next record that is whole.
+///
+/// The time to read a file grows with its size alone, whatever it holds. Damaged bytes may look like many
+/// heads whose records overlap, and each of them may be the head of a record; none is passed over unseen. So
+/// that the bytes that they claim are not summed again for each of them, the sums are kept: a byte is summed
+/// twice, and less than 128 bytes are for each further head. A head that claims more bytes than the file has
+/// left costs nothing but its own bytes.
+///
+/// Allocates only for its buffer, which is at most four times as long as the longest record that a head
+/// claims and, beyond 256 kB, twice as long as the file, and, in a damaged file, a sixteenth of that for
+/// sums.
 class RK_EXPORT TraceRecordReader {
   public:
     /// Longer records are taken for damage.
@@ -131,6 +143,9 @@ class RK_EXPORT TraceRecordReader {
 
     /// Reads the file's first bytes. `in` must be binary and outlive the reader.
     explicit TraceRecordReader(std::istream& in);
+    ~TraceRecordReader();
+    TraceRecordReader(const TraceRecordReader&) = delete;
+    TraceRecordReader& operator=(const TraceRecordReader&) = delete;
 
     /// Whether the stream begins like a record file of the known version. If not, there are no records.
     bool isRecordFile() const { return valid; }
@@ -153,6 +168,7 @@ class RK_EXPORT TraceRecordReader {
     std::span<const std::uint8_t> available() const;
     void skip(std::size_t count);
     void skipDamage();
+    bool isIntact(std::span<const std::uint8_t> bytes, std::uint32_t crc);
     bool takeRecord();
 
     std::istream& in;
@@ -164,5 +180,6 @@ class RK_EXPORT TraceRecordReader {
     std::uint64_t consumed = 0;
     std::uint64_t damaged = 0;
     std::uint64_t damageBegin = 0;
+    std::unique_ptr<RangeChecksums> sums; ///< of damaged bytes
     bool valid = false;
 };
