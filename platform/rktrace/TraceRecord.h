@@ -77,6 +77,46 @@ enum class RecordType : std::uint16_t {
 /// Length of what all records begin with.
 constexpr std::size_t recordHeaderLength = 14;
 
+/// Offsets in records, as the table and the list above give them: of what all records have, then by type.
+/// Those of inputs count for Gpio and Analog. What has no name here follows what has one without a gap.
+namespace recordAt {
+
+constexpr std::size_t type = 2;
+constexpr std::size_t timestamp = 4;
+
+constexpr std::size_t canChannel = 14;
+constexpr std::size_t canIdentifier = 18;
+
+constexpr std::size_t linChannel = 14;
+constexpr std::size_t linLength = 22;
+constexpr std::size_t linIdentifier = 26;
+
+constexpr std::size_t flexRayKind = 14;
+constexpr std::size_t flexRayChannel = 15;
+constexpr std::size_t flexRaySlot = 19;
+constexpr std::size_t flexRayCycle = 24;
+
+constexpr std::size_t inputNumber = 14;
+constexpr std::size_t inputMark = 16;
+constexpr std::size_t inputCount = 18;
+
+constexpr std::size_t keyCode = 14;
+constexpr std::size_t systemCode = 14;
+
+constexpr std::size_t ethernetChannel = 14;
+constexpr std::size_t ethernetKind = 15;
+constexpr std::size_t ethernetChannelAgain = 16;
+constexpr std::size_t ethernetLength = 20;
+
+constexpr std::size_t miiChannel = 16;
+constexpr std::size_t miiLength = 24;
+
+} // namespace recordAt
+
+/// What the identifier word of a Can record holds besides the identifier.
+constexpr std::uint32_t recordExtendedFlag = 0x80000000;
+constexpr std::uint32_t recordCanFdFlag = 0x40000000;
+
 /// REQUIRES for both: the record has `recordHeaderLength` bytes.
 RK_EXPORT RecordType recordType(std::span<const std::uint8_t> record);
 RK_EXPORT std::uint64_t recordTimestamp(std::span<const std::uint8_t> record);

@@ -2,6 +2,7 @@
 
 #include "rktrace/Crc32.h"
 #include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 
 #include <algorithm>
 #include <array>
@@ -15,12 +16,6 @@ constexpr std::array<std::uint8_t, 8> fileMark = {'R', 'K', 'T', 'R', 'A', 'C', 
 constexpr std::array<std::uint8_t, 4> recordMark = {'R', 'K', 'T', 'R'};
 constexpr std::size_t headLength = 12;
 constexpr std::size_t chunkLength = std::size_t{1} << 18;
-
-std::uint32_t bigEndian32(const std::uint8_t* bytes) {
-    std::uint32_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return __builtin_bswap32(word);
-}
 
 void putBigEndian32(std::uint8_t* bytes, std::uint32_t word) {
     word = __builtin_bswap32(word);
@@ -118,8 +113,8 @@ bool TraceRecordReader::takeRecord() {
     if (!fill(headLength) || std::memcmp(available().data(), recordMark.data(), recordMark.size()) != 0) {
         return false;
     }
-    const std::uint32_t length = bigEndian32(available().data() + 4);
-    const std::uint32_t crc = bigEndian32(available().data() + 8);
+    const std::uint32_t length = bigEndian<4>(available().data() + 4);
+    const std::uint32_t crc = bigEndian<4>(available().data() + 8);
     if (length < recordHeaderLength || length > maxRecordLength || !fill(headLength + length)) {
         return false;
     }
