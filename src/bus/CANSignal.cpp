@@ -24,14 +24,13 @@ std::uint64_t plainKey(const canSignalDef_t& definition) {
 void traceCreated(const CANSignal& signal, LogSite site) {
     logDebug(site, "canContainer:");
     filing::dump(CANSignal::canContainer, site);
-    const std::lock_guard guard(LogUtil::logMutex);
-    writeLineHead(std::cout, "[DEBUG] ", site, signal.def.instance, " created ",
-                  signal.shmem ? "(shared memory) " : "",
-                  signal.def.multiplexer != 0 ? "(multiplexer) " : "");
+    LogLine line(LogLevel::Debug);
+    line.out() << site << signal.def.instance << " created " << (signal.shmem ? "(shared memory) " : "")
+               << (signal.def.multiplexer != 0 ? "(multiplexer) " : "");
     if (signal.def.multiplexed) {
-        std::cout << "(multiplexed, mux = " << std::dec << signal.def.mux << ") ";
+        line.out() << "(multiplexed, mux = " << std::dec << signal.def.mux << ") ";
     }
-    std::cout << signal << std::endl;
+    line.out() << signal << '\n';
 }
 
 } // namespace

@@ -207,9 +207,8 @@ class Reception {
 void traceSize(Bytes frame) {
     logDebug(decodeSite, "frame size = ", std::dec, frame.size());
     if (BaseSignal::debug > 2) {
-        const std::lock_guard guard(LogUtil::logMutex);
-        hexdump(std::cout, frame.data(), frame.size());
-        std::cout.flush();
+        LogLine lines(LogLevel::Debug, std::cout, LogLine::Tag::None);
+        hexdump(lines.out(), frame.data(), frame.size());
     }
 }
 
