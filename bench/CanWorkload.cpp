@@ -48,7 +48,7 @@ double CanWorkload::signalsPerFrame() const {
     }
     std::size_t sum = 0;
     for (const CANExtTraceMessage& frame : frames) {
-        sum += signals[std::uint64_t{frame.frameFormat & 1} << 32 | frame.canId];
+        sum += signals[std::uint64_t{frame.isExtended()} << 32 | frame.canId];
     }
     return static_cast<double>(sum) / static_cast<double>(frames.size());
 }

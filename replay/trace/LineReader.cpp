@@ -19,6 +19,7 @@ bool LineReader::next(std::string_view& line) {
         if (lineEnd != nullptr) {
             line = give(at, lineEnd);
             at = lineEnd + 1;
+            ended = true;
             return true;
         }
         const auto pending = end - at;
@@ -41,6 +42,7 @@ bool LineReader::lastLine(std::string_view& line) {
     }
     line = give(at, end);
     at = end;
+    ended = false;
     return true;
 }
 

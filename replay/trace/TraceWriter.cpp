@@ -13,19 +13,11 @@ constexpr std::uint32_t maxStandardId = 0x7FF;
 constexpr std::uint32_t maxExtendedId = 0x1FFFFFFF;
 constexpr std::size_t classicBytes = 8;
 
-bool isExtended(const CANExtTraceMessage& frame) {
-    return (frame.frameFormat & CANExtTraceMessage::Extended) != 0;
-}
-
-bool isFd(const CANExtTraceMessage& frame) {
-    return (frame.frameFormat & CANExtTraceMessage::FdStandard) != 0;
-}
-
 /// Whether the frame is one that a CAN bus can carry.
 bool isWellFormed(const CANExtTraceMessage& frame) {
     return frame.frameFormat <= CANExtTraceMessage::FdExtended &&
-           frame.canId <= (isExtended(frame) ? maxExtendedId : maxStandardId) &&
-           frame.length <= (isFd(frame) ? frame.payload.size() : classicBytes);
+           frame.canId <= (frame.isExtended() ? maxExtendedId : maxStandardId) &&
+           frame.length <= (frame.isFd() ? frame.payload.size() : classicBytes);
 }
 
 /// Writes the last `digits` hexadecimal digits of `value`.
@@ -129,8 +121,8 @@ void CandumpWriter::appendFrame(const CANExtTraceMessage& frame) {
     at = writeText(time.write(at, frame.timestamp), ") can");
     at = std::to_chars(at, at + 3, frame.channel).ptr;
     *at++ = ' ';
-    at = writeHex(at, frame.canId, isExtended(frame) ? 8 : 3);
-    at = writeText(at, isFd(frame) ? "##0" : "#");
+    at = writeHex(at, frame.canId, frame.isExtended() ? 8 : 3);
+    at = writeText(at, frame.isFd() ? "##0" : "#");
     for (const std::uint8_t byte : std::span(frame.payload).first(frame.length)) {
         at = writeHex(at, byte, 2);
     }

@@ -16,10 +16,6 @@ std::uint32_t canIdentifier(std::uint32_t id, bool extended) {
     return std::uint32_t{extended} << 31 | id;
 }
 
-bool isExtended(const CANExtTraceMessage& frame) {
-    return (frame.frameFormat & CANExtTraceMessage::Extended) != 0;
-}
-
 template <class Message>
 std::uint32_t firstInput(const Message& message) {
     return message.elements.empty() ? 0 : message.elements.front().input;
@@ -57,7 +53,7 @@ void Replay::receive(const CANExtTraceMessage& frame) {
     const MessageInfo info{frame.timestamp, {frame.channel, SignalKind::Can}};
     sink.reached(frame.timestamp);
     bool known = false;
-    for (const auto decoders : catalog.decodersOf(frame.channel, frame.canId, isExtended(frame))) {
+    for (const auto decoders : catalog.decodersOf(frame.channel, frame.canId, frame.isExtended())) {
         for (MessageDecoder* const decoder : decoders) {
             known = true;
             decoder->decode(frame, ids);
@@ -69,7 +65,7 @@ void Replay::receive(const CANExtTraceMessage& frame) {
     if (!catalog.group(SignalKind::Can).members.empty()) {
         known = decodePdus(info, frame) || known;
     }
-    conclude(info, known, canIdentifier(frame.canId, isExtended(frame)));
+    conclude(info, known, canIdentifier(frame.canId, frame.isExtended()));
 }
 
 /// \return whether the frame carries PDUs with signals

@@ -36,14 +36,6 @@ std::uint32_t pduIdOf(const FieldWriter& writer) {
     return static_cast<const CANSignal*>(writer.signal)->definition.pduId.value_or(0);
 }
 
-bool hasExtendedId(const CANExtTraceMessage& message) {
-    return message.frameFormat == 1 || message.frameFormat == 3;
-}
-
-bool isCanFd(const CANExtTraceMessage& message) {
-    return message.frameFormat == 2 || message.frameFormat == 3;
-}
-
 /// The data length code of a payload length (ISO 11898-1): what a classic signal is told as its length.
 constexpr unsigned long lengthCode(unsigned length) {
     if (length <= 8) {
@@ -225,7 +217,7 @@ bool CANSignal::decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigne
         }
         return false;
     }
-    const std::uint64_t key = can::frameKey(tslId, ctm.channel, ctm.canId, hasExtendedId(ctm), isCanFd(ctm));
+    const std::uint64_t key = can::frameKey(tslId, ctm.channel, ctm.canId, ctm.isExtended(), ctm.isFd());
     if (debug) {
         traceFrame(ctm, key);
     }

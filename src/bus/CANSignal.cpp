@@ -1,7 +1,8 @@
 #include "bus/CANSignal.h"
 
 #include "bus/CANKey.h"
-#include "signal/ByteOrder.h"
+#include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
 
@@ -23,14 +24,13 @@ std::uint64_t plainKey(const canSignalDef_t& definition) {
 void traceCreated(const CANSignal& signal, LogSite site) {
     logDebug(site, "canContainer:");
     filing::dump(CANSignal::canContainer, site);
-    const std::lock_guard guard(LogUtil::logMutex);
-    writeLineHead(std::cout, "[DEBUG] ", site, signal.def.instance, " created ",
-                  signal.shmem ? "(shared memory) " : "",
-                  signal.def.multiplexer != 0 ? "(multiplexer) " : "");
+    LogLine line(LogLevel::Debug);
+    line.out() << site << signal.def.instance << " created " << (signal.shmem ? "(shared memory) " : "")
+               << (signal.def.multiplexer != 0 ? "(multiplexer) " : "");
     if (signal.def.multiplexed) {
-        std::cout << "(multiplexed, mux = " << std::dec << signal.def.mux << ") ";
+        line.out() << "(multiplexed, mux = " << std::dec << signal.def.mux << ") ";
     }
-    std::cout << signal << std::endl;
+    line.out() << signal << '\n';
 }
 
 } // namespace
@@ -77,13 +77,11 @@ bool CANSignal::checkSignalDefinition(canSignalDef_t& def) {
 
 bool CANSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
                              unsigned char tslId, SignalStorage* storage) {
-    constexpr std::size_t channelOffset = 14;
-    constexpr std::size_t identifierOffset = 18;
     if (filing::storageOrDefault(storage).canSignals.empty()) {
         return false;
     }
-    const std::uint32_t identifier = bigEndian<4>(record + identifierOffset);
-    const std::uint8_t channel = record[channelOffset];
+    const std::uint32_t identifier = bigEndian<4>(record + recordAt::canIdentifier);
+    const std::uint8_t channel = record[recordAt::canChannel];
     // The record's identifier word carries the flags where the key has them.
     const bool inUse = canContainer.contains(can::frameKey(tslId, channel, identifier, false, false));
     if (debug) {

@@ -3,6 +3,8 @@
 
 #include "bus/EthernetKey.h"
 #include "bus/EthernetSignal.h"
+#include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 #include "rkutil/hexdump.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
@@ -205,9 +207,8 @@ class Reception {
 void traceSize(Bytes frame) {
     logDebug(decodeSite, "frame size = ", std::dec, frame.size());
     if (BaseSignal::debug > 2) {
-        const std::lock_guard guard(LogUtil::logMutex);
-        hexdump(std::cout, frame.data(), frame.size());
-        std::cout.flush();
+        LogLine lines(LogLevel::Debug, std::cout, LogLine::Tag::None);
+        hexdump(lines.out(), frame.data(), frame.size());
     }
 }
 
@@ -251,19 +252,17 @@ struct RecordedFrame {
 };
 
 std::optional<RecordedFrame> recordedFrame(const unsigned char* record) {
-    constexpr std::uint32_t ethernetRecord = 4;
-    constexpr std::uint32_t miiRecord = 14;
     const auto frameBehind = [record](std::size_t length) {
         return Bytes(record + length + 2, bigEndian<2>(record + length));
     };
-    switch (bigEndian<2>(record + 2)) {
-    case ethernetRecord:
-        if (record[15] != EthernetTraceMessage::Frame) {
+    switch (static_cast<RecordType>(bigEndian<2>(record + recordAt::type))) {
+    case RecordType::Ethernet:
+        if (record[recordAt::ethernetKind] != EthernetTraceMessage::Frame) {
             return std::nullopt;
         }
-        return RecordedFrame{record[14], frameBehind(20)};
-    case miiRecord:
-        return RecordedFrame{record[16], frameBehind(24)};
+        return RecordedFrame{record[recordAt::ethernetChannel], frameBehind(recordAt::ethernetLength)};
+    case RecordType::Mii:
+        return RecordedFrame{record[recordAt::miiChannel], frameBehind(recordAt::miiLength)};
     default:
         return std::nullopt;
     }
@@ -273,9 +272,10 @@ std::optional<RecordedFrame> recordedFrame(const unsigned char* record) {
 
 bool EthernetSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
                                   SignalStorage* storage) {
-    // Byte 16 for both types, on purpose: it is the channel of an MII record, and an Ethernet record has its
-    // channel there too.
-    if (filing::storageOrDefault(storage).ethernetSignals.empty() || !channelsInUse[record[16]]) {
+    // One byte for both types, on purpose: an Ethernet record has its channel there too.
+    static_assert(recordAt::miiChannel == recordAt::ethernetChannelAgain);
+    if (filing::storageOrDefault(storage).ethernetSignals.empty() ||
+        !channelsInUse[record[recordAt::miiChannel]]) {
         return false;
     }
     const auto frame = recordedFrame(record);

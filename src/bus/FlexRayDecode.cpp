@@ -163,9 +163,8 @@ class Reception {
     }
 
     void tracePayload() const {
-        const std::lock_guard guard(LogUtil::logMutex);
-        hexdump(std::cout, message.payload.data(), message.payload.size());
-        std::cout.flush();
+        LogLine lines(LogLevel::Debug, std::cout, LogLine::Tag::None);
+        hexdump(lines.out(), message.payload.data(), message.payload.size());
     }
 
     const FlexRayExtTraceMessage& message;

@@ -1,7 +1,8 @@
 #include "bus/FlexRaySignal.h"
 
+#include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 #include "signal/BitField.h"
-#include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
 
@@ -137,18 +138,15 @@ bool FlexRaySignal::checkSignalDefinition(flexRaySignalDef_t& def) {
 
 bool FlexRaySignal::signalsInUse(const unsigned char* record, const unsigned char* recordEnd,
                                  unsigned char tslId, SignalStorage* storage) {
-    constexpr std::size_t kindOffset = 14;
-    constexpr std::size_t channelOffset = 15;
-    constexpr std::size_t slotOffset = 19;
-    constexpr std::size_t cycleOffset = 24; // a record that ends before it is not in use
     if (filing::storageOrDefault(storage).flexRaySignals.empty() ||
-        recordEnd - record <= static_cast<std::ptrdiff_t>(cycleOffset) ||
-        !flexray::carriesSignals(record[kindOffset])) {
+        recordEnd - record <= static_cast<std::ptrdiff_t>(recordAt::flexRayCycle) || // it has no cycle
+        !flexray::carriesSignals(record[recordAt::flexRayKind])) {
         return false;
     }
-    const auto slot = static_cast<std::uint16_t>(bigEndian<2>(record + slotOffset));
+    const auto slot = static_cast<std::uint16_t>(bigEndian<2>(record + recordAt::flexRaySlot));
     const std::uint64_t key =
-        flexray::frameKey(tslId, record[channelOffset], slot, record[kindOffset], record[cycleOffset]);
+        flexray::frameKey(tslId, record[recordAt::flexRayChannel], slot, record[recordAt::flexRayKind],
+                          record[recordAt::flexRayCycle]);
     const bool inUse = flexrayFrames.contains(key);
     if (debug) {
         logDebug({"FlexRaySignal", "signalsInUse"}, "id = ", std::hex, key, std::dec,

@@ -1,6 +1,7 @@
 #include "bus/LINSignal.h"
 
 #include "bus/LINKey.h"
+#include "rktrace/TraceRecord.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
@@ -29,10 +30,9 @@ LINSignal::~LINSignal() {
 
 bool LINSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
                              unsigned char tslId, SignalStorage* storage) {
-    constexpr std::size_t channelOffset = 14;
-    constexpr std::size_t identifierOffset = 26;
     return !filing::storageOrDefault(storage).linSignals.empty() &&
-           linContainer.contains(lin::frameKey(tslId, record[channelOffset], record[identifierOffset]));
+           linContainer.contains(
+               lin::frameKey(tslId, record[recordAt::linChannel], record[recordAt::linIdentifier]));
 }
 
 namespace {

@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <iomanip>
+#include <locale>
 #include <sstream>
 
 using enum signalValue_t;
@@ -123,6 +124,7 @@ class Reception {
 /// The last six decimal digits in pairs.
 std::string pairs(unsigned long digits, char separator) {
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     text << std::setfill('0') << std::setw(2) << digits / 10000 % 100 << separator << std::setw(2)
          << digits / 100 % 100 << separator << std::setw(2) << digits % 100;
     return text.str();
@@ -134,6 +136,7 @@ std::string coordinate(double value, char positive, char negative) {
     const double minutes = std::floor((angle - degrees) * 60);
     const double seconds = std::floor(((angle - degrees) * 60 - minutes) * 60);
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     text << std::fixed << std::setprecision(0) << degrees << "°" << std::setfill('0') << std::setw(2)
          << minutes << '\'' << std::setw(2) << seconds << '"' << (value < 0 ? negative : positive);
     return text.str();

@@ -3,7 +3,8 @@
 #include "input/InputKey.h"
 #include "input/InputSignal.h"
 #include "input/LoggerStatusSignal.h"
-#include "signal/ByteOrder.h"
+#include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
 
@@ -19,22 +20,21 @@ constexpr std::uint8_t memoryAbsent = 255;
 /// The key that a raw record asks for, if it is one of inputs.
 std::optional<std::uint64_t> recordKey(const unsigned char* record, std::ptrdiff_t length,
                                        std::uint8_t channel) {
-    constexpr std::uint32_t analogType = 18;
-    constexpr std::uint32_t digitalType = 19;
-    constexpr std::uint32_t keyboardType = 32817;
-    constexpr std::ptrdiff_t markOffset = 16;
-    if (length < 4) {
+    constexpr auto typeEnd = static_cast<std::ptrdiff_t>(recordAt::type + 2);
+    constexpr auto mark = static_cast<std::ptrdiff_t>(recordAt::inputMark);
+    if (length < typeEnd) {
         return std::nullopt;
     }
-    const std::uint32_t type = bigEndian<2>(record + 2);
-    if (type == keyboardType) {
+    const auto type = static_cast<RecordType>(bigEndian<2>(record + recordAt::type));
+    if (type == RecordType::Keyboard) {
         return input::keyboardBit + 0xE;
     }
-    if ((type != analogType && type != digitalType) || length <= markOffset || record[markOffset] != 1) {
+    const bool isDigital = type == RecordType::Gpio;
+    if ((!isDigital && type != RecordType::Analog) || length <= mark || record[mark] != 1) {
         return std::nullopt;
     }
-    return input::key(type == digitalType ? input::digitalBit : input::analogBit, channel,
-                      static_cast<std::uint16_t>(bigEndian<2>(record + 14)));
+    return input::key(isDigital ? input::digitalBit : input::analogBit, channel,
+                      static_cast<std::uint16_t>(bigEndian<2>(record + recordAt::inputNumber)));
 }
 
 /// Puts a measurement where a signal of this type takes it from. A float takes the low half of the payload
@@ -78,7 +78,7 @@ bool InputSignal::signalsInUse(const unsigned char* record, const unsigned char*
     if (filing::storageOrDefault(storage).inputSignals.empty()) {
         return false;
     }
-    constexpr std::ptrdiff_t longEnough = 17;
+    constexpr auto longEnough = static_cast<std::ptrdiff_t>(recordAt::inputMark + 1);
     const auto key = recordKey(record, recordEnd != nullptr ? recordEnd - record : longEnough, channel);
     if (!key) {
         return false;

@@ -36,10 +36,9 @@ bool enter(Signal& signal, std::uint64_t kindBit, std::map<std::uint64_t, std::v
     if (signal.storage->instancesById.try_emplace(signal.id, &signal).second) {
         return true;
     }
-    const std::lock_guard guard(LogUtil::logMutex);
-    writeLineHead(std::cout, "[ERROR] ", site, "gpId 0x", std::hex, signal.id, std::dec, " already exists",
-                  endLine ? "\n" : "");
-    std::cout.flush();
+    LogLine line(LogLevel::Error);
+    line.out() << site << "gpId 0x" << std::hex << signal.id << std::dec << " already exists"
+               << (endLine ? "\n" : "");
     signal.id = rejectedId;
     return false;
 }
@@ -81,11 +80,12 @@ void dump(const Table& table, LogSite site) {
     for (const auto& [key, signals] : table) {
         const std::lock_guard guard(LogUtil::logMutex);
         logDebug(site, std::hex, key, std::dec);
-        writeLineHead(std::cout, "[DEBUG] ", site, "[");
+        LogLine line(LogLevel::Debug);
+        line.out() << site << "[";
         for (const auto* signal : signals) {
-            std::cout << *signal << ",";
+            line.out() << *signal << ",";
         }
-        std::cout << "]" << std::endl << std::endl;
+        line.out() << "]\n\n";
     }
 }
 

@@ -196,7 +196,8 @@ TEST_F(MixedTrace, SentencesOfOneTimeAreAMessage) {
                                 sentence("GPGSV,1,1,00") + "\r\n" + sentence("GPGGA,235959.50" + gga) +
                                 "\r\n" + sentence("GPGGA,000000" + gga) + "\r\n# remark\r\n" +
                                 "$GPRMC,000001,A,4808.2,N,01134.5,E,0,0,010126,,*00\r\n" +
-                                sentence("GPRMC,000002,V,,,,,,,010126,,") + "\r\nnonsense\r\n");
+                                sentence("GPRMC,000002,V,,,,,,,010126,,") + "\r\nnonsense\r\n" +
+                                "$GPRMC,000003,A,4808.2,N,01134.5,E,0,0,010126,,"); // cut, and no checksum
     const ProgramResult result = folder.run("rksignal decode --signals gps.json --gps gps.txt");
     EXPECT_EQ(result.output, header + "1767225599.500000,,gps,GPS.Status,1,,1,Active\n"
                                       "1767225599.500000,,gps,GPS.Satellites,5,,5,\n"
@@ -204,9 +205,10 @@ TEST_F(MixedTrace, SentencesOfOneTimeAreAMessage) {
                                       "1767225602.000000,,gps,GPS.Status,0,,0,Void\n");
     EXPECT_EQ(result.messages, R"(4 messages read: 3 decoded, 0 unknown, 0 remote, 0 error, 1 of other kinds
   gps: 3 decoded, 0 unknown
-2 malformed lines:
-  gps.txt:7: not a sentence of NMEA 0183 with the right checksum
-  gps.txt:9: not a sentence of NMEA 0183 with the right checksum
+3 malformed lines:
+  gps.txt:7: not a whole sentence of NMEA 0183 with the right checksum
+  gps.txt:9: not a whole sentence of NMEA 0183 with the right checksum
+  gps.txt:10: not a whole sentence of NMEA 0183 with the right checksum
 )");
     EXPECT_EQ(folder.run("rksignal decode -q --signals gps.json - < gps.txt").output, result.output);
 }
