@@ -4,9 +4,9 @@
 
 std::ostream& operator<<(std::ostream& out, const ExpError& error) {
     if (error.kind == ExpError::Kind::UnknownSignal) {
-        return out << "[ERROR] ExpParser::add: " << error.message << ": " << error.name;
+        return out << "ExpParser::add: " << error.message << ": " << error.name;
     }
     // std::to_string: a stream may group the digits as its locale has it
-    return out << "[ERROR] expression parser: line " << std::to_string(error.line) << ' ' << error.message
+    return out << "expression parser: line " << std::to_string(error.line) << ' ' << error.message
                << " at '" << error.excerpt << "'";
 }

@@ -10,7 +10,7 @@
 #include <string>
 
 /// One error in the text of an expression, as `ExpParser::errors` keeps it. `operator<<` writes it as the
-/// line that is printed on standard error, without its end.
+/// line that is printed on standard error, without the `[ERROR] ` in front of it and its end.
 struct ExpError {
     enum class Kind : std::uint8_t {
         Syntax,        ///< the text is no expression

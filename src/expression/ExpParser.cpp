@@ -3,7 +3,7 @@
 #include "expression/ExpLexer.h"
 #include "expression/ExpMachine.h"
 #include "expression/Operations.h"
-#include "rkutil/LogUtil.h"
+#include "signal/Diagnostics.h"
 
 #include <algorithm>
 #include <array>
@@ -21,11 +21,10 @@ namespace {
 
 std::mutex allExpParsersMutex;
 
-/// Writes one line, whole: under the log lock. Numbers come as text, which follows no locale.
 template <class... Items>
-void writeLine(std::ostream& out, const Items&... items) {
-    const std::lock_guard guard(LogUtil::logMutex);
-    (out << ... << items) << std::endl;
+void writeLine(LogLevel level, const Items&... items) {
+    LogLine line(level, level == LogLevel::Error ? std::cerr : std::cout);
+    (line.out() << ... << items) << '\n';
 }
 
 } // namespace
@@ -67,15 +66,15 @@ bool ExpParser::parse() {
     }
     lexer->switch_streams(&text, nullptr);
     if (debug != 0) {
-        writeLine(std::cout, "[DEBUG] parsing ", text.view());
+        writeLine(LogLevel::Debug, "parsing ", text.view());
     }
     const bool isExpression = expparse(this) == 0;
     static_cast<ExpLexer&>(*lexer).release();
     if (!isExpression && printsErrors) {
-        writeLine(std::cerr, "[ERROR] parser error in ExpParser: ", text.view());
+        writeLine(LogLevel::Error, "parser error in ExpParser: ", text.view());
     }
     if (isExpression && debug != 0) {
-        writeLine(std::cout, "[DEBUG] parsed");
+        writeLine(LogLevel::Debug, "parsed");
     }
     return isExpression;
 }
@@ -83,7 +82,7 @@ bool ExpParser::parse() {
 void ExpParser::report(ExpError error) {
     error.step = program.size();
     if (printsErrors) {
-        writeLine(std::cerr, error);
+        writeLine(LogLevel::Error, error);
     }
     foundErrors.push_back(std::move(error));
 }
@@ -165,7 +164,7 @@ bool ExpParser::runSteps(double& value) {
         (this->*pc->first)();
     }
     if (const auto depth = stackTop - stackBase; depth != 1) {
-        writeLine(std::cerr, "[ERROR] stack size wrong at end of program: ", std::to_string(depth));
+        writeLine(LogLevel::Error, "stack size wrong at end of program: ", depth);
         return false;
     }
     value = *stackTop;
@@ -203,8 +202,10 @@ unsigned long ExpParser::getLastestTime() const {
 void ExpParser::require(std::ptrdiff_t count) const {
     const auto depth = stackTop - stackBase;
     if (depth < count) {
-        writeLine(std::cerr, "Less than ", std::to_string(count), " elements on bool stack (",
-                  std::to_string(depth), ")");
+        {
+            LogLine line(LogLevel::Error, std::cerr, LogLine::Tag::None);
+            line.out() << "Less than " << count << " elements on bool stack (" << depth << ")\n";
+        }
         std::exit(4);
     }
 }

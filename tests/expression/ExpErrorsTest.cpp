@@ -119,7 +119,7 @@ TEST_F(ExpErrorsTest, AreKeptAsDataAndPrintedUnlessOnlyCollected) {
         const ExpParser expression(text.c_str(), false, &storage);
         std::ostringstream printed;
         for (const ExpError& error : expression.errors())
-            printed << error << '\n';
+            printed << "[ERROR] " << error << '\n';
         EXPECT_EQ(lines.take(),
                   printed.str() + (isUsable ? "" : "[ERROR] parser error in ExpParser: " + text + "\n\n"));
         for (const ExpParser* const built : {&silent, &expression}) {
