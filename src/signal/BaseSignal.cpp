@@ -76,8 +76,8 @@ BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, Sig
     if (shmem) {
         createSharedMemory();
     }
-    if (initSmData) {
-        initialiseSlot();
+    if (initSmData && slot == &privateSlot) { // a shared one was initialised before others could find it
+        privateSlot.initialise(def.signal);
     }
     cInit();
     if (debug) {
@@ -117,15 +117,6 @@ BaseSignal::~BaseSignal() {
     if (debug) {
         logDebug(site, def.instance, " deleted", noSegment ? " (no shared memory found)" : "");
     }
-}
-
-void BaseSignal::initialiseSlot() {
-    slot->size = sizeof(signalSlot_t);
-    slot->valid = 0;
-    std::memset(slot->name, 0, sizeof slot->name);
-    def.signal.copy(slot->name, sizeof slot->name - 1);
-    slot->raw = signalSlot_t::unwrittenRaw;
-    slot->timestamp = signalSlot_t::unwrittenTimestamp;
 }
 
 void BaseSignal::cInit() {

@@ -10,6 +10,7 @@
 #include "signal/SignalDefinition.h"
 #include "signal/SignalSlot.h"
 #include "signal/SignalStorage.h"
+#include "signal/SlotMutex.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -124,7 +125,7 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
 
   public:
     signalSlot_t privateSlot;     ///< used without shared memory, or when attaching failed
-    bool initSmData = true;       ///< this object created the slot and must initialise it
+    bool initSmData = true;       ///< this object created the slot and initialises it
     key_t key = 0;                ///< System V IPC key of the segment; 0 until computed
     int shmId = -1;               ///< shared-memory identifier; -1 when there is none
     bool shmem = false;           ///< the value was asked to lie in shared memory; kept on fallback
@@ -149,18 +150,17 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
 
     /// Takes the slot's lock, by trying and yielding without limit.
     void lock() {
-        if (pthread_mutex_trylock(&slot->mutex) != 0) [[unlikely]] {
-            keepTryingToLock();
+        if (const int result = slotmutex::tryLock(slot->mutex); result != 0) [[unlikely]] {
+            keepTryingToLock(result);
         }
     }
     void unlock() {
-        if (const int result = pthread_mutex_unlock(&slot->mutex); result != 0) [[unlikely]] {
+        if (const int result = slotmutex::unlock(slot->mutex); result != 0) [[unlikely]] {
             reportUnlock(result);
         }
     }
-    RKSIGNAL_HIDDEN void keepTryingToLock();
+    RKSIGNAL_HIDDEN void keepTryingToLock(int result);
     RKSIGNAL_HIDDEN void reportUnlock(int error) const;
-    RKSIGNAL_HIDDEN void initialiseSlot();
     RKSIGNAL_HIDDEN void releaseSharedMemory();
     RKSIGNAL_HIDDEN void finishWrite(const char* operation, std::uint64_t old, std::uint64_t raw,
                                      std::uint64_t timestamp);
