@@ -4,6 +4,7 @@
 #include "bus/CANSignal.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FrameProgram.h"
 #include "signal/PduChain.h"
 #include "signal/SignalFiling.h"
 
@@ -65,12 +66,7 @@ class Reception {
 
     /// Decodes the signals filed under the frame's own key.
     void decode(std::uint64_t key, FrameTable<CANSignal>::Frame& frame) {
-        const std::vector<CANSignal*>& signals = *frame.signals;
-        FrameProgram& program = frame.program;
-        program.begin(signals, compile);
-        const std::size_t count = signals.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const FieldWriter& writer = program.at(i, signals, compile);
+        for (const FieldWriter& writer : FrameProgram::of(frame, CANSignal::canContainer, compile).fields()) {
             if (tracing || !writer.isDirect() || (writer.place.traits & ~Fd) != 0) [[unlikely]] {
                 decodeOne(writer, key);
                 continue;
@@ -175,10 +171,8 @@ class Reception {
             }
             return;
         }
-        const std::vector<CANSignal*>& signals = *frame->signals;
-        frame->program.begin(signals, compile);
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            const FieldWriter& writer = frame->program.at(i, signals, compile);
+        for (const FieldWriter& writer :
+             FrameProgram::of(*frame, CANSignal::canContainer, compile).fields()) {
             if (tracing) {
                 logDebug(site, "Multiplexed signal = ", writer.signal->def.instance, ", id = 0x", std::hex,
                          key, std::dec);

@@ -1,6 +1,7 @@
 #include "bus/CANSignal.h"
 
 #include "bus/CANKey.h"
+#include "signal/BitField.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
@@ -57,7 +58,7 @@ CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage
             logDebug(site, "insert into canContainer: ", def);
         }
     }
-    canContainer[canKey].push_back(this);
+    canContainer.file(canKey, this);
     if (debug) {
         traceCreated(*this, site);
     }
@@ -65,7 +66,7 @@ CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage
 
 CANSignal::~CANSignal() {
     filing::leave(*this, storage->canSignals, {"CANSignal", "~CANSignal"});
-    filing::purge(canContainer, this);
+    canContainer.unfileEverywhere(this);
 }
 
 bool CANSignal::checkSignalDefinition(canSignalDef_t& def) {

@@ -6,6 +6,7 @@
 #include "rkutil/hexdump.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FrameProgram.h"
 #include "signal/PduChain.h"
 #include "signal/SignalFiling.h"
 
@@ -62,8 +63,7 @@ FrameTable<EthernetSignal>::Frame* decide(const LogSite& site, const miiFrameInf
     if (BaseSignal::debug && &site == &decodeSite) {
         logDebug(site, "positiveList->second.size() = ", std::dec, signals.size());
     }
-    EthernetSignal::positiveList[key] = std::move(signals);
-    return EthernetSignal::positiveList.lookup(key);
+    return EthernetSignal::positiveList.fileAll(key, std::move(signals));
 }
 
 /// The entry of an analysed frame in the positive list, or null if it carries no signal. `site` asks.
@@ -97,12 +97,8 @@ class Reception {
         : frame(frame), payload(payload), timestamp(timestamp), ids(ids), tracing(BaseSignal::debug != 0) {}
 
     void decode(FrameTable<EthernetSignal>::Frame& known) {
-        const std::vector<EthernetSignal*>& signals = *known.signals;
-        FrameProgram& program = known.program;
-        program.begin(signals, compile);
-        const std::size_t count = signals.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const FieldWriter& writer = program.at(i, signals, compile);
+        const FrameProgram& program = FrameProgram::of(known, EthernetSignal::positiveList, compile);
+        for (const FieldWriter& writer : program.fields()) {
             const std::size_t start = payload + writer.place.startByte;
             if (tracing || !writer.isDirect() || writer.place.traits != 0) [[unlikely]] {
                 decodeOne(writer);

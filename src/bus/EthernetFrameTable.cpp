@@ -43,12 +43,12 @@ void EthernetFrameTable::makeIndex() {
     for (auto& [shape, group] : groups) {
         std::sort(group.begin(), group.end());
     }
-    generation = FrameProgram::latestGeneration();
+    generation = changeCounter->latest();
 }
 
 bool EthernetFrameTable::appendMatching(const miiFrameInfo_t& frame, std::uint8_t channel,
                                         std::vector<EthernetSignal*>& signals) {
-    if (generation != FrameProgram::latestGeneration()) {
+    if (generation != changeCounter->latest()) {
         makeIndex();
     }
     matching.clear();

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "bus/EthernetFrameHash.h"
-#include "signal/FrameProgram.h"
+#include "signal/ChangeCounter.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -47,7 +47,9 @@ class EthernetFrameTable : private std::map<EthernetFrameHash*, std::vector<Ethe
     using Map::find;
     using Map::size;
 
-    EthernetFrameTable() = default;
+    /// `changes` counts the changes after which the index is made anew. It must outlive the table.
+    explicit EthernetFrameTable(ChangeCounter& changes = ChangeCounter::classWide())
+        : changeCounter(&changes) {}
     EthernetFrameTable(const EthernetFrameTable&) = delete;
     EthernetFrameTable& operator=(const EthernetFrameTable&) = delete;
 
@@ -89,11 +91,12 @@ class EthernetFrameTable : private std::map<EthernetFrameHash*, std::vector<Ethe
     static miiFrameInfo_t masked(const miiFrameInfo_t& frame, Shape shape);
 
     EthernetFrameTable& changed() {
-        FrameProgram::outdateAll();
+        changeCounter->count();
         return *this;
     }
     void makeIndex();
 
+    ChangeCounter* changeCounter;
     std::vector<const value_type*> entries;       // in order
     std::map<Shape, std::vector<Indexed>> groups; // each ordered by hash
     std::vector<std::uint32_t> matching;          // of one search

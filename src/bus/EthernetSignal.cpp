@@ -70,7 +70,7 @@ EthernetSignal::~EthernetSignal() {
     filing::leave(*this, storage->ethernetSignals, {"EthernetSignal", "~EthernetSignal"});
     ethernetFrames.erase(&frameHash); // whoever else is listed there: the address is about to be gone
     filing::purge(ethernetFrames, this);
-    filing::purge(positiveList, this);
+    positiveList.unfileEverywhere(this);
     children.clear();
     if (storage->ethernetSignals.empty()) {
         negativeList.clear();

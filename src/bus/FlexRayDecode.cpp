@@ -4,6 +4,7 @@
 #include "rkutil/hexdump.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FrameProgram.h"
 #include "signal/PduChain.h"
 
 #include <algorithm>
@@ -62,12 +63,8 @@ class Reception {
           tracing(BaseSignal::debug != 0) {}
 
     void decode(FrameTable<FlexRaySignal>::Frame& frame) {
-        const std::vector<FlexRaySignal*>& signals = *frame.signals;
-        FrameProgram& program = frame.program;
-        program.begin(signals, compile);
-        const std::size_t count = signals.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const FieldWriter& writer = program.at(i, signals, compile);
+        const FrameProgram& program = FrameProgram::of(frame, FlexRaySignal::flexrayFrames, compile);
+        for (const FieldWriter& writer : program.fields()) {
             if (tracing || !writer.isDirect()) [[unlikely]] {
                 decodeOne(writer);
                 continue;

@@ -98,7 +98,7 @@ FlexRaySignal::~FlexRaySignal() {
     if (storage != nullptr) {
         filing::leave(*this, storage->flexRaySignals, {"FlexRaySignal", "~FlexRaySignal"});
     }
-    filing::purge(flexrayFrames, this);
+    flexrayFrames.unfileEverywhere(this);
     children.clear(); // while the slot that they share is still there
 }
 
@@ -109,7 +109,7 @@ void FlexRaySignal::takePlace() {
     const flexRayPosition_t& position = definition.positions.front();
     for (std::uint8_t cycle = position.baseCycle; cycle < flexray::cycleCount; ++cycle) {
         if (position.cycle[cycle]) {
-            flexrayFrames[frameKeyBase + flexray::cycleTerm(cycle)].push_back(this);
+            flexrayFrames.file(frameKeyBase + flexray::cycleTerm(cycle), this);
         }
     }
     // From here on the codec sees the bytes from the position's startByte on.

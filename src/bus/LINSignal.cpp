@@ -3,6 +3,7 @@
 #include "bus/LINKey.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FrameProgram.h"
 #include "signal/SignalFiling.h"
 
 #include <ostream>
@@ -16,7 +17,7 @@ LINSignal::LINSignal(const linSignalDef_t& def, bool shm, SignalStorage* storage
     if (!filing::enter(*this, lin::kindBit, this->storage->linSignals, site)) {
         return;
     }
-    linContainer[lin::frameKey(definition.tslId, definition.channel, definition.msgId)].push_back(this);
+    linContainer.file(lin::frameKey(definition.tslId, definition.channel, definition.msgId), this);
     if (debug) {
         logDebug(site, definition.instance, " created ", shm ? "(shared memory)" : "", *this, std::dec);
     }
@@ -24,7 +25,7 @@ LINSignal::LINSignal(const linSignalDef_t& def, bool shm, SignalStorage* storage
 
 LINSignal::~LINSignal() {
     filing::leave(*this, storage->linSignals, {"LINSignal", "~LINSignal"}, "");
-    filing::purge(linContainer, this);
+    linContainer.unfileEverywhere(this);
 }
 
 bool LINSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
@@ -48,10 +49,7 @@ void writeAll(const LINTraceMessage& message, std::uint64_t key, FrameTable<LINS
               std::vector<unsigned long>& ids) {
     const auto length = static_cast<std::uint8_t>(message.data.size()); // 8 bits on purpose
     const std::uint64_t firstWord = wordAt(std::span(message.data).first(length), 0);
-    const std::vector<LINSignal*>& signals = *frame.signals;
-    frame.program.begin(signals, compile);
-    for (std::size_t i = 0; i < signals.size(); ++i) {
-        const FieldWriter& writer = frame.program.at(i, signals, compile);
+    for (const FieldWriter& writer : FrameProgram::of(frame, LINSignal::linContainer, compile).fields()) {
         if (BaseSignal::debug) {
             logDebug(site, "Signal = ", writer.signal->def.instance, ", id = 0x", std::hex, key, std::dec);
         }

@@ -103,7 +103,7 @@ bool InputSignal::writeValue(std::uint64_t key, unsigned long payload, unsigned 
         return false;
     }
     bool written = false;
-    for (InputSignal* const signal : *entry->signals) {
+    for (InputSignal* const signal : entry->signals()) {
         if (instance != nullptr && signal->def.instance != instance) {
             continue;
         }
@@ -147,7 +147,7 @@ bool InputSignal::decodeMessage(const AnalogTraceMessage& message, std::vector<u
         return false;
     }
     std::uint64_t payload = 0;
-    for (InputSignal* const signal : *entry->signals) {
+    for (InputSignal* const signal : entry->signals()) {
         setPayload(payload, element, signal->def.type);
         if (debug) {
             logDebug(site, "Signal = ", signal->def.instance, ": ", std::bit_cast<double>(payload));

@@ -21,7 +21,7 @@ InputSignal::InputSignal(const inputSignalDef_t& def, bool shmem, SignalStorage*
 
 InputSignal::~InputSignal() {
     filing::leave(*this, storage->inputSignals, siteOf("~InputSignal"));
-    filing::purge(inputContainer, this);
+    inputContainer.unfileEverywhere(this);
 }
 
 bool InputSignal::enter(std::uint64_t kindBit, const char* className) {
@@ -29,7 +29,7 @@ bool InputSignal::enter(std::uint64_t kindBit, const char* className) {
 }
 
 void InputSignal::file(std::uint64_t inputKey) {
-    inputContainer[inputKey].push_back(this);
+    inputContainer.file(inputKey, this);
 }
 
 bool InputSignal::filePredefined(const std::map<std::string, std::uint64_t>& inputs, std::uint64_t kindBit,

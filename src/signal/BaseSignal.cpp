@@ -2,8 +2,8 @@
 
 #include "rkutil/printTime.h"
 #include "signal/BitField.h"
+#include "signal/ChangeCounter.h"
 #include "signal/Diagnostics.h"
-#include "signal/FrameProgram.h"
 #include "signal/SignalFiling.h"
 
 #include <bit>
@@ -14,7 +14,6 @@ int BaseSignal::debug = 0;
 bool BaseSignal::detachOnly = false;
 std::uint64_t BaseSignal::instanceCounter = 0;
 SignalStorage BaseSignal::defSignalStorage;
-std::uint64_t FrameProgram::currentGeneration = 1;
 
 using filing::storageOrDefault;
 
@@ -105,7 +104,7 @@ BaseSignal::BaseSignal(BaseSignal* parent) : initSmData(false) {
 
 BaseSignal::~BaseSignal() {
     constexpr LogSite site{"BaseSignal", "~BaseSignal"};
-    FrameProgram::outdateAll();
+    ChangeCounter::classWide().count();
     if (storage != nullptr) {
         storage->instancesByName.erase(def.instance);
         storage->instancesById.erase(id);
@@ -129,7 +128,7 @@ void BaseSignal::initialiseSlot() {
 }
 
 void BaseSignal::cInit() {
-    FrameProgram::outdateAll();
+    ChangeCounter::classWide().count();
     const int bits = def.bits;
     d_lsbBit = static_cast<std::uint8_t>(bitfield::leastSignificantBit(def.startbit, bits, def.endian));
     d_startByte = d_lsbBit / 8;
