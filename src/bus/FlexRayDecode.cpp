@@ -62,8 +62,7 @@ class Reception {
           length(std::min(lengthLimit(message.data.size()), message.payload.size())),
           tracing(BaseSignal::debug != 0) {}
 
-    void decode(FrameTable<FlexRaySignal>::Frame& frame) {
-        const FrameProgram& program = FrameProgram::of(frame, FlexRaySignal::flexrayFrames, compile);
+    void decode(const FrameProgram& program) {
         for (const FieldWriter& writer : program.fields()) {
             if (tracing || !writer.isDirect()) [[unlikely]] {
                 decodeOne(writer);
@@ -176,13 +175,14 @@ class Reception {
 } // namespace
 
 bool FlexRaySignal::decodeMessage(const FlexRayExtTraceMessage& frm, std::vector<unsigned long>& ids,
-                                  unsigned char tslId, SignalStorage* /*unused*/) {
+                                  unsigned char tslId, SignalStorage* storage) {
     ids.clear();
     if (!flexray::carriesSignals(frm.frameKind)) {
         return false;
     }
     const std::uint64_t key = flexray::frameKey(tslId, frm.channel, frm.slot, frm.frameKind, frm.cycle);
-    auto* const frame = flexrayFrames.lookup(key);
+    FrameTable<FlexRaySignal>& frames = framesOf(storage);
+    auto* const frame = frames.lookup(key);
     if (frame == nullptr) {
         if (debug) {
             logDebug(site, "id = ", std::hex, key, std::dec, " not found");
@@ -192,6 +192,6 @@ bool FlexRaySignal::decodeMessage(const FlexRayExtTraceMessage& frm, std::vector
     if (debug) {
         logDebug(site, frm);
     }
-    Reception(frm, ids).decode(*frame);
+    Reception(frm, ids).decode(FrameProgram::of(*frame, frames, compile));
     return !ids.empty();
 }

@@ -5,10 +5,10 @@
 #include "signal/ChangeCounter.h"
 #include "signal/Export.h"
 #include "signal/HashIndex.h"
+#include "signal/OpeningIterator.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <set>
@@ -47,42 +47,7 @@ class FrameTable {
     using const_iterator = typename Map::const_iterator;
 
     /// Opens every entry that it is dereferenced at.
-    class iterator {
-      public:
-        using iterator_category = std::bidirectional_iterator_tag;
-        using value_type = typename Map::value_type;
-        using difference_type = typename Map::difference_type;
-        using pointer = value_type*;
-        using reference = value_type&;
-
-        iterator() = default;
-        reference operator*() const {
-            table->open(*table->index.find(position->first));
-            return *position;
-        }
-        pointer operator->() const { return &**this; }
-        iterator& operator++() {
-            ++position;
-            return *this;
-        }
-        iterator& operator--() {
-            --position;
-            return *this;
-        }
-        iterator operator++(int) { return {table, position++}; }
-        iterator operator--(int) { return {table, position--}; }
-        operator const_iterator() const { return position; }
-        friend bool operator==(const iterator& left, const iterator& right) {
-            return left.position == right.position;
-        }
-
-      private:
-        friend class FrameTable;
-        iterator(FrameTable* table, typename Map::iterator position) : table(table), position(position) {}
-
-        FrameTable* table = nullptr;
-        typename Map::iterator position;
-    };
+    using iterator = OpeningIterator<FrameTable, typename Map::iterator>;
 
     /// An entry of the index: a frame, its signals and what the decoder has worked out about them.
     class alignas(64) Frame {
@@ -217,6 +182,8 @@ class FrameTable {
     ChangeCounter& changes() const { return *changeCounter; }
 
   private:
+    friend iterator;
+
     template <class Table>
     static auto& existing(Table& table, key_type key) {
         auto* const frame = table.index.find(key);
@@ -230,6 +197,7 @@ class FrameTable {
         open(frame);
         return frame;
     }
+    void open(typename Map::iterator position) { open(*index.find(position->first)); }
     void open(Frame& frame) {
         if (!frame.openToClients) {
             openKeys.insert(frame.ownKey);
