@@ -2,7 +2,7 @@
 /// The table in which a storage finds what belongs to an identifier.
 #pragma once
 
-#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -14,85 +14,89 @@
 #include <vector>
 
 /// A table ordered by identifier, with the interface of a `std::map`, that takes little more than its
-/// entries: they lie in order in blocks, and a small map finds the block. Identifiers that grow from entry to
-/// entry, as those of signals do, fill the blocks.
+/// entries. 64 identifiers make a page, which holds the entries that there are in order, and a bit for each
+/// identifier: the number of bits below that of an identifier is the place of its entry. A small map finds
+/// the page. The identifiers of signals are running numbers and so fill pages.
 ///
 /// Unlike those of a `std::map`, iterators and references to entries are good only until the table changes,
-/// and the key of an entry can be assigned to, which must not be done. Not locked. Finding, inserting and
-/// erasing cost a search and moving at most a block.
+/// and the key of an entry can be assigned to, which must not be done. Not locked. Finding costs the same as
+/// in a map of the pages; inserting and erasing besides a move of at most 63 entries.
 template <class Value>
 class IdTable {
-    using Block = std::vector<std::pair<std::uint64_t, Value>>; // never empty
-    using Blocks = std::map<std::uint64_t, Block>; // by an identifier not above the first one of the block
+    struct Page {
+        std::uint64_t present = 0;                              // a bit for each identifier
+        std::vector<std::pair<std::uint64_t, Value>> entries{}; // never empty
+    };
+    using Pages = std::map<std::uint64_t, Page>; // by identifier / 64
 
-    /// An entry by its block and its place there; the end is place 0 of the block behind the last.
+    /// An entry by its page and its place there; the end is place 0 of the page behind the last.
     template <bool isConst>
     class Iterator {
-        using BlockIterator =
-            std::conditional_t<isConst, typename Blocks::const_iterator, typename Blocks::iterator>;
+        using PageIterator =
+            std::conditional_t<isConst, typename Pages::const_iterator, typename Pages::iterator>;
 
       public:
         using iterator_category = std::bidirectional_iterator_tag;
-        using value_type = typename Block::value_type;
+        using value_type = std::pair<std::uint64_t, Value>;
         using difference_type = std::ptrdiff_t;
         using reference = std::conditional_t<isConst, const value_type&, value_type&>;
         using pointer = std::remove_reference_t<reference>*;
 
         Iterator() = default;
-        reference operator*() const { return block->second[place]; }
+        reference operator*() const { return page->second.entries[place]; }
         pointer operator->() const { return &**this; }
         Iterator& operator++() {
-            if (++place == block->second.size()) {
-                ++block;
+            if (++place == page->second.entries.size()) {
+                ++page;
                 place = 0;
             }
             return *this;
         }
         Iterator& operator--() {
             if (place == 0) {
-                --block;
-                place = block->second.size();
+                --page;
+                place = page->second.entries.size();
             }
             --place;
             return *this;
         }
         Iterator operator++(int) { return std::exchange(*this, std::next(*this)); }
         Iterator operator--(int) { return std::exchange(*this, std::prev(*this)); }
-        operator Iterator<true>() const { return {block, place}; }
+        operator Iterator<true>() const { return {page, place}; }
         friend bool operator==(const Iterator& left, const Iterator& right) {
-            return left.block == right.block && left.place == right.place;
+            return left.page == right.page && left.place == right.place;
         }
 
       private:
         friend class IdTable;
         template <bool>
         friend class Iterator;
-        Iterator(BlockIterator block, std::size_t place) : block(block), place(place) {}
+        Iterator(PageIterator page, std::size_t place) : page(page), place(place) {}
 
-        BlockIterator block;
+        PageIterator page;
         std::size_t place = 0;
     };
 
   public:
     using key_type = std::uint64_t;
     using mapped_type = Value;
-    using value_type = typename Block::value_type;
+    using value_type = std::pair<std::uint64_t, Value>;
     using size_type = std::size_t;
     using iterator = Iterator<false>;
     using const_iterator = Iterator<true>;
 
-    iterator begin() { return {blocks.begin(), 0}; }
-    iterator end() { return {blocks.end(), 0}; }
-    const_iterator begin() const { return {blocks.begin(), 0}; }
-    const_iterator end() const { return {blocks.end(), 0}; }
+    iterator begin() { return {pages.begin(), 0}; }
+    iterator end() { return {pages.end(), 0}; }
+    const_iterator begin() const { return {pages.begin(), 0}; }
+    const_iterator end() const { return {pages.end(), 0}; }
     const_iterator cbegin() const { return begin(); }
     const_iterator cend() const { return end(); }
     auto rbegin() { return std::reverse_iterator(end()); }
     auto rend() { return std::reverse_iterator(begin()); }
     auto rbegin() const { return std::reverse_iterator(end()); }
     auto rend() const { return std::reverse_iterator(begin()); }
-    bool empty() const { return entries == 0; }
-    size_type size() const { return entries; }
+    bool empty() const { return entryCount == 0; }
+    size_type size() const { return entryCount; }
 
     iterator find(key_type key) { return search<iterator>(*this, key); }
     const_iterator find(key_type key) const { return search<const_iterator>(*this, key); }
@@ -104,15 +108,18 @@ class IdTable {
 
     template <class... Args>
     std::pair<iterator, bool> try_emplace(key_type key, Args&&... args) {
-        if (const iterator present = find(key); present != end()) {
-            return {present, false};
+        const auto page = pages.try_emplace(key / pageSize).first;
+        const iterator position(page, placeOf(page->second, key));
+        const bool isNew = !holds(page->second, key);
+        if (isNew) {
+            auto& entries = page->second.entries;
+            entries.emplace(entries.begin() + static_cast<std::ptrdiff_t>(position.place),
+                            std::piecewise_construct, std::tuple(key),
+                            std::forward_as_tuple(std::forward<Args>(args)...));
+            page->second.present |= bitOf(key);
+            ++entryCount;
         }
-        const iterator position = makeRoom(key);
-        Block& block = position.block->second;
-        block.emplace(block.begin() + static_cast<std::ptrdiff_t>(position.place), std::piecewise_construct,
-                      std::tuple(key), std::forward_as_tuple(std::forward<Args>(args)...));
-        ++entries;
-        return {position, true};
+        return {position, isNew};
     }
     std::pair<iterator, bool> insert(value_type entry) {
         return try_emplace(entry.first, std::move(entry.second));
@@ -123,15 +130,18 @@ class IdTable {
     }
 
     iterator erase(const_iterator position) {
-        const auto block = blocks.erase(position.block, position.block); // the same, and not const
-        block->second.erase(block->second.begin() + static_cast<std::ptrdiff_t>(position.place));
-        --entries;
-        if (block->second.empty()) {
-            return {blocks.erase(block), 0};
+        const auto page = pages.erase(position.page, position.page); // the same, and not const
+        auto& entries = page->second.entries;
+        page->second.present &= ~bitOf(position->first);
+        entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(position.place));
+        --entryCount;
+        if (entries.empty()) {
+            return {pages.erase(page), 0};
         }
-        return position.place < block->second.size() ? iterator(block, position.place)
-                                                     : iterator(std::next(block), 0);
+        return position.place < entries.size() ? iterator(page, position.place)
+                                               : iterator(std::next(page), 0);
     }
+    iterator erase(iterator position) { return erase(const_iterator(position)); }
     size_type erase(key_type key) {
         const const_iterator position = std::as_const(*this).find(key);
         if (position == cend()) {
@@ -141,35 +151,25 @@ class IdTable {
         return 1;
     }
     void clear() {
-        blocks.clear();
-        entries = 0;
+        pages.clear();
+        entryCount = 0;
     }
 
   private:
-    static constexpr std::size_t blockSize = 64;
+    static constexpr key_type pageSize = 64;
 
-    /// The block in which `key` belongs, or the end if it comes before all of them.
-    template <class AnyBlocks>
-    static auto blockOf(AnyBlocks& blocks, key_type key) {
-        const auto behind = blocks.upper_bound(key);
-        return behind != blocks.begin() ? std::prev(behind) : blocks.end();
+    static key_type bitOf(key_type key) { return key_type{1} << key % pageSize; }
+    static bool holds(const Page& page, key_type key) { return (page.present & bitOf(key)) != 0; }
+    /// The place in `page` where `key` is or belongs.
+    static std::size_t placeOf(const Page& page, key_type key) {
+        return static_cast<std::size_t>(std::popcount(page.present & (bitOf(key) - 1)));
     }
-    /// The place in `block` where `key` is or belongs.
-    static std::size_t placeOf(const Block& block, key_type key) {
-        const auto isBelow = [](const value_type& entry, key_type wanted) { return entry.first < wanted; };
-        return static_cast<std::size_t>(std::lower_bound(block.begin(), block.end(), key, isBelow) -
-                                        block.begin());
-    }
+
     template <class Found, class Table>
     static Found search(Table& table, key_type key) {
-        const auto block = blockOf(table.blocks, key);
-        if (block != table.blocks.end()) {
-            const std::size_t place = placeOf(block->second, key);
-            if (place < block->second.size() && block->second[place].first == key) {
-                return {block, place};
-            }
-        }
-        return table.end();
+        const auto page = table.pages.find(key / pageSize);
+        return page != table.pages.end() && holds(page->second, key) ? Found(page, placeOf(page->second, key))
+                                                                     : table.end();
     }
     template <class Found>
     static Found existing(Found found, Found end) {
@@ -179,31 +179,6 @@ class IdTable {
         return found;
     }
 
-    /// A place for the absent `key` in a block that has room.
-    iterator makeRoom(key_type key) {
-        auto block = blockOf(blocks, key);
-        if (block != blocks.end() && block->second.size() == blockSize && key < block->second.back().first) {
-            split(block->second);
-            block = blockOf(blocks, key);
-        }
-        if (block == blocks.end() || block->second.size() == blockSize) {
-            block = startBlock(key);
-        }
-        return {block, placeOf(block->second, key)};
-    }
-    /// Moves the upper half to a block of its own.
-    void split(Block& lower) {
-        const auto middle = lower.begin() + blockSize / 2;
-        Block& upper = startBlock(middle->first)->second;
-        std::move(middle, lower.end(), std::back_inserter(upper));
-        lower.erase(middle, lower.end());
-    }
-    typename Blocks::iterator startBlock(key_type first) {
-        const auto block = blocks.try_emplace(first).first;
-        block->second.reserve(blockSize);
-        return block;
-    }
-
-    Blocks blocks;
-    std::size_t entries = 0;
+    Pages pages;
+    std::size_t entryCount = 0;
 };
