@@ -7,4 +7,5 @@ set(BUS_TEST_SOURCES
   bus/EthernetSignalTest.cpp
   bus/FlexRaySignalTest.cpp
   bus/LINSignalTest.cpp
-  bus/RegistryTest.cpp)
+  bus/RegistryTest.cpp
+  bus/StandAloneStorageTest.cpp)

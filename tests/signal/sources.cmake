@@ -2,7 +2,8 @@
 set(SIGNAL_TEST_SOURCES
   signal/BaseSignalTest.cpp
   signal/DiagnosticsTest.cpp
-  signal/FrameTableTest.cpp)
+  signal/FrameTableTest.cpp
+  signal/IdTableTest.cpp)
 set(SHARED_MEMORY_TEST_SOURCES
   signal/SharedSegmentTest.cpp
   signal/SlotLockTest.cpp)
