@@ -45,12 +45,13 @@ class ReplayStatistics {
     /// Writes the counts, the most frequent unknown identifiers, the frames that were too short, what was
     /// damaged, and what of the definitions did not appear, as text of several lines.
     void print(std::ostream& out, const Catalog& catalog, const ChannelMap& channels) const;
+    /// Writes what could not be understood; nothing if there is none.
+    void printDamage(std::ostream& out) const;
 
   private:
     void printCounts(std::ostream& out) const;
     void printKinds(std::ostream& out) const;
     void printUnknown(std::ostream& out, const ChannelMap& channels) const;
-    void printDamage(std::ostream& out) const;
 
     std::unordered_map<std::uint64_t, std::uint64_t> unknownMessages; ///< by kind, channel and identifier
     std::uint64_t uncountedIdentifiers = 0;                           ///< messages beyond `maxIdentifiers`

@@ -70,7 +70,8 @@ class CheckRun {
         if (definitions.empty() && conditions.files.empty() && conditions.when.empty()) {
             throw UsageError("there is nothing to check");
         }
-        loadDefinitions(definitions, channels, catalog);
+        InputSet inputs; // nothing is written
+        loadDefinitions(definitions, channels, catalog, inputs);
         const std::vector<ConditionText> texts = readConditions(conditions, findings);
         compileConditions(texts, storage, conditions.options, findings);
         write(catalog.notes());

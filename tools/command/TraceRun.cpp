@@ -3,7 +3,6 @@
 #include "command/DefinitionArguments.h"
 #include "command/ProgressBar.h"
 #include "command/SecondsArgument.h"
-#include "file/OutputFile.h"
 #include "trace/TraceFile.h"
 #include "trace/UsageError.h"
 
@@ -45,7 +44,7 @@ TraceRun::TraceRun(const TraceOptions& options, const Console& console) : option
     if (options.empty()) {
         throw UsageError("there are no definitions: --dbc or --signals gives them");
     }
-    loadDefinitions(options, channels, signals);
+    loadDefinitions(options, channels, signals, files);
     printNotes();
     if (signals.signals().empty()) {
         throw UsageError("no usable definition in " + nameFiles(options));
@@ -54,8 +53,8 @@ TraceRun::TraceRun(const TraceOptions& options, const Console& console) : option
 }
 
 void TraceRun::printNotes() const {
-    if (!options.quiet) {
-        for (const DefinitionNote& note : signals.notes()) {
+    for (const DefinitionNote& note : signals.notes()) {
+        if (!options.quiet || note.severity == DbcNote::Severity::Error) {
             console.messages << note << '\n';
         }
     }
@@ -66,38 +65,43 @@ void TraceRun::openTraces() {
         throw UsageError("there is no trace");
     }
     shifts = parseShifts(options);
-    const auto reading = [this] {
+    interruption.emplace();
+    const auto reading = [this](int descriptor) {
         if (beforeRead) {
             beforeRead();
         }
+        interruption->await(descriptor);
     };
-    for (const std::string& path : options.traces) {
-        addTrace(openTrace(path, channels, reading));
-    }
-    for (const std::string& path : options.gpsLogs) {
-        addTrace(openGpsLog(path, reading));
+    try {
+        for (const std::string& path : options.traces) {
+            addTrace(openTrace(path, channels, reading));
+        }
+        for (const std::string& path : options.gpsLogs) {
+            addTrace(openGpsLog(path, reading));
+        }
+    } catch (const InputStopped&) {
+        // What is not open yet counts as empty.
     }
 }
 
 void TraceRun::addTrace(std::unique_ptr<TraceSource> trace) {
-    if (!options.output.empty() && isSameFile(trace->path(), options.output)) {
-        throw UsageError("the output would overwrite the trace " + trace->path());
-    }
+    files.add(trace->path());
     const auto shift = shifts.find(trace->path());
     traces.add(std::move(trace), shift != shifts.end() ? shift->second : 0);
 }
 
-ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer& out) {
+ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows) {
     Replay replay(signals, sink);
     const std::uint64_t total = knownSize();
-    const bool showsProgress = console.interactive && !options.quiet && total > 0;
-    ProgressBar bar(console.messages, total);
+    const bool showsProgress =
+        console.columns > 0 && !options.quiet && total > 0 && (rows == nullptr || !rows->isTerminal());
+    ProgressBar bar(console.messages, total, console.columns);
     beforeRead = [&] {
         if (showsProgress) {
             bar.show(position());
         }
-        if (total == 0) { // whatever comes next may take its time
-            out.flush();
+        if (total == 0 && rows != nullptr) { // whatever comes next may take its time
+            rows->flush();
         }
     };
     replay.run(traces);
@@ -125,8 +129,19 @@ std::uint64_t TraceRun::position() const {
     return sum;
 }
 
+void TraceRun::complete(OutputFile& file, const ReplayStatistics& statistics) const {
+    if (file.replacesFile() && statistics.messages() == 0 && !statistics.understood()) {
+        console.messages << "rksignal: " << file.name()
+                         << " is left as it was: nothing in the traces could be understood\n";
+        return;
+    }
+    file.complete();
+}
+
 void TraceRun::summarise(const ReplayStatistics& statistics) const {
-    if (!options.quiet) {
+    if (options.quiet) {
+        statistics.printDamage(console.messages);
+    } else {
         statistics.print(console.messages, signals, channels);
     }
 }

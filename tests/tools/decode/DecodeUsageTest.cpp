@@ -36,8 +36,9 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
         {"$decode --channel a=1 --channel a=2",
          "rksignal: --channel a=2: the interface has a channel already\n"},
         {"$decode --signals 'motor.*'",
+         "rksignal: --signals motor.*: the name of a definition file ends in .json; --only takes patterns\n"},
+        {"$decode --only 'motor.*'",
          "rksignal: --only motor.* matches no signal; close are Motor.Speed, Body.Speed\n"},
-        {"$decode -o t.log", "rksignal: the output would overwrite the trace t.log\n"},
         {"$decode -o no/out", "rksignal: cannot write no/out: No such file or directory\n"},
     };
     for (const auto& [command, message] : rows) {
@@ -72,7 +73,7 @@ TEST_F(DecodeUsage, StandardStreamsAndFiles) {
          first, ""},
         {"the reader goes", "{ rksignal decode --dbc a.dbc t.log; echo $? >&2; } | head -n 2", first, "0\n"},
         {"the disk is full", "rksignal decode --dbc a.dbc t.log > /dev/full; echo $?", "2\n",
-         "rksignal: cannot write the output: No space left on device\n"},
+         "rksignal: cannot write standard output: No space left on device\n"},
     };
     folder.run("seq -f '(%.0f.5) can0 001#05' 99999 > t.log");
     for (const auto& [name, command, output, messages] : rows) {
@@ -87,7 +88,7 @@ TEST_F(DecodeUsage, ProgressIsShownOnATerminal) {
     const std::string trace = folder.path("t.log");
     std::ostringstream messages;
     runProgram({"decode", trace, trace, "--dbc", folder.path("a.dbc"), "-o", folder.path("out")},
-               {-1, messages, /*interactive=*/true});
+               {-1, messages, /*columns=*/80});
     EXPECT_EQ(
         messages.str(),
         "\r[                                        ] 0%\r[====================                    ] 50%"
