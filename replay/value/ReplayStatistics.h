@@ -8,6 +8,7 @@
 #include "value/ValueSink.h"
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
@@ -41,6 +42,11 @@ class ReplayStatistics {
     std::uint64_t messages() const;
     /// Whether everything in the traces could be understood.
     bool understood() const { return malformed == 0 && damagedFiles.empty(); }
+
+    /// The channels on which CAN frames without a definition came: any, or those with this identifier, as for
+    /// countUnknown(). Of the identifiers that are counted one by one.
+    std::bitset<256> unknownCanChannels() const;
+    std::bitset<256> unknownCanChannels(std::uint32_t identifier) const;
 
     /// Writes the counts, the most frequent unknown identifiers, the frames that were too short, what was
     /// damaged, and what of the definitions did not appear, as text of several lines.

@@ -41,7 +41,7 @@ std::uint8_t boundChannel(std::string_view name, const std::string& argument, Ch
     if (isNumber(name)) {
         return channelNumber(name, argument);
     }
-    const auto channel = channels.channelOf(name);
+    const auto channel = channels.expect(name);
     if (!channel) {
         throw UsageError(argument + ": too many different interface names");
     }

@@ -1,5 +1,6 @@
 #include "command/TraceRun.h"
 
+#include "command/AbsentChannels.h"
 #include "command/DefinitionArguments.h"
 #include "command/ProgressBar.h"
 #include "command/SecondsArgument.h"
@@ -143,12 +144,16 @@ void TraceRun::summarise(const ReplayStatistics& statistics) const {
         statistics.printDamage(console.messages);
     } else {
         statistics.print(console.messages, signals, channels);
+        printMisplaced(console.messages, signals, statistics, channels);
+    }
+    for (const std::string& name : absentInterfaces(signals, statistics, channels)) {
+        console.messages << "warning: the options name an interface " << name << ", which no trace has\n";
     }
 }
 
 bool TraceRun::understood(const ReplayStatistics& statistics) const {
     const auto& notes = signals.notes();
-    return statistics.understood() &&
+    return statistics.understood() && absentInterfaces(signals, statistics, channels).empty() &&
            std::none_of(notes.begin(), notes.end(),
                         [](const DefinitionNote& note) { return note.severity == DbcNote::Severity::Error; });
 }

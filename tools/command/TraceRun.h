@@ -50,7 +50,8 @@ class TraceRun {
     /// Prints the statistics, or, if quiet, only what makes the status an error.
     void summarise(const ReplayStatistics& statistics) const;
 
-    /// Whether all lines of the definitions and of the traces were understood.
+    /// Whether all lines of the definitions and of the traces were understood, and all interfaces that the
+    /// options name have come.
     bool understood(const ReplayStatistics& statistics) const;
 
   private:

@@ -50,6 +50,41 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
     }
 }
 
+TEST_F(DecodeUsage, DefinitionsForChannelsThatDoNotComeAreSaid) {
+    folder.write("t.log", "(1.0) can0 001#05\n(1.0) can1 001#05\n(1.0) can1 002#05\n");
+    folder.run("rksignal convert -q t.log t.rktrace");
+    const std::string absent = "warning: the options name an interface ";
+    const std::string misplaced = "messages defined for it came on others: Motor (can0, can1), Body (can1)\n";
+    const struct {
+        std::string arguments;
+        int status;
+        std::string messages; ///< of the summary, behind the frames that never came
+    } rows[] = {
+        {"t.log --dbc can1=a.dbc", 0, ""},
+        {"t.rktrace --channel body=1 --dbc body=a.dbc", 0, ""},
+        {"t.rktrace --dbc can7=a.dbc", 1,
+         "no frame came on can7; messages defined for it came on others: Motor (channel 0, channel 1), Body "
+         "(channel 1)\n" +
+             absent + "can7, which no trace has\n"},
+        {"t.log --dbc a.dbc --channel nosuch=1", 1,
+         "on several channels, decoded as one (--dbc CHANNEL=FILE keeps them apart): Motor\n"
+         "interfaces nosuch and can1 are both channel 1; --channel NAME=N tells them apart\n" +
+             absent + "nosuch, which no trace has\n"},
+        {"t.log --dbc 7=a.dbc", 0, "no frame came on channel 7; " + misplaced},
+        {"t.log --dbc 7=a.dbc --dbc can0=a.dbc --channel can0=0", 0,
+         "no frame came on channel 7; " + misplaced},
+    };
+    for (const auto& [arguments, status, messages] : rows) {
+        const ProgramResult result = folder.run("rksignal decode --last " + arguments);
+        EXPECT_EQ(result.status, status) << arguments;
+        EXPECT_TRUE(result.messages.ends_with("\n" + messages)) << arguments << '\n' << result.messages;
+    }
+    EXPECT_EQ(folder.run("rksignal decode -q --last --dbc foo=a.dbc t.rktrace").status, 0)
+        << "channel 0 came";
+    EXPECT_EQ(folder.run("rksignal decode -q --last --dbc foo=a.dbc t.log").messages,
+              absent + "foo, which no trace has\n");
+}
+
 TEST_F(DecodeUsage, StandardStreamsAndFiles) {
     const std::string first =
         "time,channel,bus,instance,value,unit,raw,text\n1.500000,0,can,Motor.Speed,5,,5,\n";
