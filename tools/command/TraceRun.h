@@ -4,6 +4,7 @@
 
 #include "Console.h"
 #include "catalog/Catalog.h"
+#include "command/CommandSignals.h"
 #include "command/Interruption.h"
 #include "command/TraceOptions.h"
 #include "file/InputSet.h"
@@ -30,8 +31,8 @@ class TraceRun {
     /// outlive the run. \throws UsageError, std::system_error
     TraceRun(const TraceOptions& options, const Console& console);
 
-    Catalog& catalog() { return signals; }
-    SignalStorage& storage() { return registry; }
+    Catalog& catalog() { return signals.catalog(); }
+    SignalStorage& storage() { return signals.storage(); }
 
     /// All that is read. The command adds what it reads itself.
     InputSet& inputs() { return files; }
@@ -63,8 +64,7 @@ class TraceRun {
 
     const TraceOptions& options;
     const Console& console;
-    SignalStorage registry;
-    Catalog signals{registry};
+    CommandSignals signals;
     ChannelMap channels;
     std::map<std::string, std::int64_t> shifts; ///< by trace, in nanoseconds
     TraceMerge traces;
