@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <new>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -10,7 +11,7 @@
 
 namespace rksignal {
 
-InputFile::InputFile(const std::string& path, std::function<void()> beforeRead)
+InputFile::InputFile(const std::string& path, BeforeRead beforeRead)
     : name(path), beforeRead(std::move(beforeRead)),
       handle(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
     if (handle < 0) {
@@ -49,9 +50,6 @@ std::string_view InputFile::peek(std::size_t size) {
 }
 
 std::size_t InputFile::read(char* to, std::size_t size) {
-    if (beforeRead) {
-        beforeRead();
-    }
     const std::size_t peeked = ahead.copy(to, size);
     ahead.erase(0, peeked);
     const std::size_t count = peeked + (peeked < size ? readFurther(to + peeked, size - peeked) : 0);
@@ -60,6 +58,9 @@ std::size_t InputFile::read(char* to, std::size_t size) {
 }
 
 std::size_t InputFile::readFurther(char* to, std::size_t size) const {
+    if (beforeRead) {
+        beforeRead(handle);
+    }
     ssize_t count = 0;
     do {
         count = ::read(handle, to, size);
@@ -70,10 +71,18 @@ std::size_t InputFile::readFurther(char* to, std::size_t size) const {
     return static_cast<std::size_t>(count);
 }
 
+void InputFile::enlarge(std::string& text, std::size_t size) const {
+    try {
+        text.resize(size);
+    } catch (const std::bad_alloc&) {
+        throw std::system_error(ENOMEM, std::generic_category(), "cannot read " + name);
+    }
+}
+
 std::string InputFile::readAll() {
     std::string text;
     for (std::size_t used = 0;;) {
-        text.resize(used + std::max<std::size_t>(65536, used / 2));
+        enlarge(text, used + std::max<std::size_t>(65536, used / 2));
         const std::size_t count = read(text.data() + used, text.size() - used);
         used += count;
         if (count == 0) {

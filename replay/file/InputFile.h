@@ -10,23 +10,29 @@
 
 namespace rksignal {
 
+/// Called with the descriptor of a file whenever it is about to be read, which may take as long as a pipe
+/// stays empty. Throws InputStopped to have the file end there.
+using BeforeRead = std::function<void(int descriptor)>;
+
+/// A trace that is being read ends before the message that would need more of its file, as it would at the
+/// end of the file, but what it holds of that message is no damage.
+struct InputStopped {};
+
 /// An open file. `-` stands for standard input, which is not closed.
 class InputFile {
   public:
-    /// `beforeRead`, if given, is called whenever the file is read, which may take as long as a pipe stays
-    /// empty.
     /// \throws std::system_error if `path` cannot be opened; the text names it.
-    explicit InputFile(const std::string& path, std::function<void()> beforeRead = {});
+    explicit InputFile(const std::string& path, BeforeRead beforeRead = {});
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
     const std::string& path() const { return name; }
     /// The first `size` bytes, or fewer if there are no more; read() gives them again. To be called before
-    /// it. \throws std::system_error
+    /// it. \throws as read()
     std::string_view peek(std::size_t size);
     /// Reads up to `size` bytes, at least one, waiting for them if need be. \return their number; 0 at the
-    /// end \throws std::system_error; the text names the file.
+    /// end \throws std::system_error; the text names the file; and what the caller's BeforeRead throws
     std::size_t read(char* to, std::size_t size);
     /// Reads all the rest. \throws std::system_error
     std::string readAll();
@@ -37,9 +43,10 @@ class InputFile {
 
   private:
     std::size_t readFurther(char* to, std::size_t size) const;
+    void enlarge(std::string& text, std::size_t size) const;
 
     std::string name;
-    std::function<void()> beforeRead;
+    BeforeRead beforeRead;
     int handle;
     std::string ahead; ///< read, but not given yet
     std::uint64_t given = 0;

@@ -52,7 +52,12 @@ bool LineReader::refill() {
     std::memmove(buffer.data(), at, pending);
     at = buffer.data();
     end = at + pending;
-    const std::size_t count = file.read(buffer.data() + pending, buffer.size() - pending);
+    std::size_t count = 0;
+    try {
+        count = file.read(buffer.data() + pending, buffer.size() - pending);
+    } catch (const InputStopped&) {
+        end = at; // not a line of its own
+    }
     end += count;
     return count > 0;
 }

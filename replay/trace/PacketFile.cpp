@@ -71,13 +71,21 @@ int PacketFile::linkType() const {
     return pcap_datalink(capture.get());
 }
 
+void PacketFile::conclude(int result) {
+    try {
+        rethrow();
+        reason = result == PCAP_ERROR_BREAK ? "" : pcap_geterr(capture.get());
+    } catch (const InputStopped&) {
+        reason.clear();
+    }
+}
+
 bool PacketFile::next() {
     pcap_pkthdr* head = nullptr;
     const unsigned char* data = nullptr;
     const int result = pcap_next_ex(capture.get(), &head, &data);
     if (result != 1) {
-        rethrow();
-        reason = result == PCAP_ERROR_BREAK ? "" : pcap_geterr(capture.get());
+        conclude(result);
         return false;
     }
     ++count;

@@ -56,6 +56,7 @@ class PacketFile {
 
     static ssize_t give(void* self, char* to, std::size_t size);
     void rethrow();
+    void conclude(int result);
 
     InputFile& file;
     std::exception_ptr error; ///< of `file`, on its way through libpcap

@@ -13,9 +13,13 @@ RecordTrace::RecordTrace(std::unique_ptr<InputFile> file)
 }
 
 bool RecordTrace::next() {
-    if (!reader.next()) {
+    const bool isRecord = reader.next();
+    if (isRecord == buffer.isStopped()) {
+        // At the end; and behind a stop after each record, as what is then cut off is no damage.
         found.bytes = reader.damagedBytes();
         found.firstByte = reader.firstDamage();
+    }
+    if (!isRecord) {
         return false;
     }
     now = recordTimestamp(reader.record());
@@ -28,12 +32,16 @@ void RecordTrace::deliver(TraceReceiver& receiver, std::uint64_t time) {
 
 std::streamsize RecordTrace::StreamBuffer::xsgetn(char* to, std::streamsize count) {
     std::streamsize got = 0;
-    while (got < count) {
-        const std::size_t more = file.read(to + got, static_cast<std::size_t>(count - got));
-        if (more == 0) {
-            break;
+    try {
+        while (got < count) {
+            const std::size_t more = file.read(to + got, static_cast<std::size_t>(count - got));
+            if (more == 0) {
+                break;
+            }
+            got += static_cast<std::streamsize>(more);
         }
-        got += static_cast<std::streamsize>(more);
+    } catch (const InputStopped&) {
+        stopped = true;
     }
     return got;
 }

@@ -25,11 +25,15 @@ class RecordTrace : public TraceSource {
       public:
         explicit StreamBuffer(InputFile& file) : file(file) {}
 
+        /// Whether the file ended with InputStopped.
+        bool isStopped() const { return stopped; }
+
       protected:
         std::streamsize xsgetn(char* to, std::streamsize count) override;
 
       private:
         InputFile& file;
+        bool stopped = false;
     };
 
     StreamBuffer buffer;

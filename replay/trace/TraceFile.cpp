@@ -69,14 +69,13 @@ const Format& formatOf(InputFile& file) {
 
 } // namespace
 
-std::unique_ptr<TraceSource> openTrace(const std::string& path, ChannelMap& channels,
-                                       std::function<void()> beforeRead) {
+std::unique_ptr<TraceSource> openTrace(const std::string& path, ChannelMap& channels, BeforeRead beforeRead) {
     auto file = std::make_unique<InputFile>(path, std::move(beforeRead));
     const Format& format = formatOf(*file);
     return format.open(std::move(file), channels);
 }
 
-std::unique_ptr<TraceSource> openGpsLog(const std::string& path, std::function<void()> beforeRead) {
+std::unique_ptr<TraceSource> openGpsLog(const std::string& path, BeforeRead beforeRead) {
     return std::make_unique<NmeaTrace>(std::make_unique<InputFile>(path, std::move(beforeRead)));
 }
 

@@ -5,7 +5,6 @@
 #include "trace/ChannelMap.h"
 #include "trace/TraceSource.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -20,9 +19,9 @@ namespace rksignal {
 /// trace. `beforeRead` is called as InputFile does. \throws std::system_error if the file cannot be opened,
 /// UsageError if it is of a version that is not known; the text names the file
 std::unique_ptr<TraceSource> openTrace(const std::string& path, ChannelMap& channels,
-                                       std::function<void()> beforeRead = {});
+                                       BeforeRead beforeRead = {});
 
 /// Opens the log of a GPS receiver, whatever it looks like. Otherwise as openTrace().
-std::unique_ptr<TraceSource> openGpsLog(const std::string& path, std::function<void()> beforeRead = {});
+std::unique_ptr<TraceSource> openGpsLog(const std::string& path, BeforeRead beforeRead = {});
 
 } // namespace rksignal

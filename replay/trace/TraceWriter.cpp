@@ -1,10 +1,8 @@
 #include "trace/TraceWriter.h"
 
-#include <cerrno>
 #include <charconv>
 #include <cstddef>
 #include <span>
-#include <system_error>
 
 namespace rksignal {
 namespace {
@@ -52,28 +50,13 @@ void TraceWriter::pass(PassedMessage kind, std::uint64_t /*timestamp*/) {
     ++passed[static_cast<std::size_t>(kind)];
 }
 
-RecordFileWriter::RecordFileWriter(const std::string& path)
-    : path(path), file(path, std::ios::binary | std::ios::trunc), writer(file) {
-    if (!file) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path);
-    }
-}
-
 void RecordFileWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
     constexpr std::size_t timeOffset = 4;
     record.assign(bytes.begin(), bytes.end());
     for (std::size_t i = 0; i < sizeof timestamp; ++i) {
         record[timeOffset + i] = static_cast<std::uint8_t>(timestamp >> (56 - 8 * i));
     }
-    writer.write(record);
-    ++messages;
-}
-
-void RecordFileWriter::finish() {
-    file.close();
-    if (!file) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path);
-    }
+    write();
 }
 
 void CandumpWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
@@ -128,6 +111,7 @@ void CandumpWriter::appendFrame(const CANExtTraceMessage& frame) {
     }
     *at++ = '\n';
     out.advance(at);
+    out.endRow();
 }
 
 } // namespace rksignal

@@ -165,6 +165,25 @@ void ReplayStatistics::countUnknown(const MessageOrigin& origin, std::uint32_t i
     }
 }
 
+std::bitset<256> ReplayStatistics::unknownCanChannels() const {
+    std::bitset<256> channels;
+    for (const auto& [key, count] : unknownMessages) {
+        if (kindOf(key) == SignalKind::Can) {
+            channels.set(static_cast<std::uint8_t>(key >> channelShift));
+        }
+    }
+    return channels;
+}
+
+std::bitset<256> ReplayStatistics::unknownCanChannels(std::uint32_t identifier) const {
+    std::bitset<256> channels;
+    for (std::size_t channel = 0; channel < channels.size(); ++channel) {
+        const MessageOrigin origin{static_cast<std::uint8_t>(channel), SignalKind::Can};
+        channels[channel] = unknownMessages.contains(unknownKey(origin, identifier));
+    }
+    return channels;
+}
+
 void ReplayStatistics::count(const TraceSource& trace) {
     const TraceDamage& damage = trace.damage();
     dropped += damage.dropped;

@@ -8,6 +8,7 @@
 #include "value/ValueSink.h"
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
@@ -42,15 +43,21 @@ class ReplayStatistics {
     /// Whether everything in the traces could be understood.
     bool understood() const { return malformed == 0 && damagedFiles.empty(); }
 
+    /// The channels on which CAN frames without a definition came: any, or those with this identifier, as for
+    /// countUnknown(). Of the identifiers that are counted one by one.
+    std::bitset<256> unknownCanChannels() const;
+    std::bitset<256> unknownCanChannels(std::uint32_t identifier) const;
+
     /// Writes the counts, the most frequent unknown identifiers, the frames that were too short, what was
     /// damaged, and what of the definitions did not appear, as text of several lines.
     void print(std::ostream& out, const Catalog& catalog, const ChannelMap& channels) const;
+    /// Writes what could not be understood; nothing if there is none.
+    void printDamage(std::ostream& out) const;
 
   private:
     void printCounts(std::ostream& out) const;
     void printKinds(std::ostream& out) const;
     void printUnknown(std::ostream& out, const ChannelMap& channels) const;
-    void printDamage(std::ostream& out) const;
 
     std::unordered_map<std::uint64_t, std::uint64_t> unknownMessages; ///< by kind, channel and identifier
     std::uint64_t uncountedIdentifiers = 0;                           ///< messages beyond `maxIdentifiers`

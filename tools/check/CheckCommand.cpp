@@ -1,5 +1,6 @@
 #include "check/CheckCommand.h"
 
+#include "command/CommandSignals.h"
 #include "command/DefinitionArguments.h"
 #include "file/OutputBuffer.h"
 #include "text/DbcWords.h"
@@ -60,7 +61,7 @@ std::string quantity(std::size_t number, const std::string& thing) {
 class CheckRun {
   public:
     CheckRun(const CheckOptions& options, const Console& console)
-        : definitions(options), conditions(options.conditions), out(console.output) {
+        : definitions(options), conditions(options.conditions), signals(console), out(console.output) {
         for (const std::string& path : options.files) {
             filesLike(path).push_back(path);
         }
@@ -70,9 +71,10 @@ class CheckRun {
         if (definitions.empty() && conditions.files.empty() && conditions.when.empty()) {
             throw UsageError("there is nothing to check");
         }
-        loadDefinitions(definitions, channels, catalog);
+        InputSet inputs; // nothing is written
+        loadDefinitions(definitions, channels, catalog, inputs);
         const std::vector<ConditionText> texts = readConditions(conditions, findings);
-        compileConditions(texts, storage, conditions.options, findings);
+        compileConditions(texts, signals.storage(), conditions.options, findings);
         write(catalog.notes());
         write(findings);
         write(std::vector{summary(texts.size())});
@@ -129,8 +131,8 @@ class CheckRun {
 
     DefinitionOptions definitions;
     ConditionArguments conditions;
-    SignalStorage storage;
-    Catalog catalog{storage};
+    CommandSignals signals;
+    Catalog& catalog = signals.catalog();
     ChannelMap channels;
     std::vector<Finding> findings;
     OutputBuffer out;

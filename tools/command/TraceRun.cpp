@@ -1,9 +1,9 @@
 #include "command/TraceRun.h"
 
+#include "command/AbsentChannels.h"
 #include "command/DefinitionArguments.h"
 #include "command/ProgressBar.h"
 #include "command/SecondsArgument.h"
-#include "file/OutputFile.h"
 #include "trace/TraceFile.h"
 #include "trace/UsageError.h"
 
@@ -41,21 +41,22 @@ std::string nameFiles(const DefinitionOptions& options) {
 
 } // namespace
 
-TraceRun::TraceRun(const TraceOptions& options, const Console& console) : options(options), console(console) {
+TraceRun::TraceRun(const TraceOptions& options, const Console& console)
+    : options(options), console(console), signals(console) {
     if (options.empty()) {
         throw UsageError("there are no definitions: --dbc or --signals gives them");
     }
-    loadDefinitions(options, channels, signals);
+    loadDefinitions(options, channels, signals.catalog(), files);
     printNotes();
-    if (signals.signals().empty()) {
+    if (signals.catalog().signals().empty()) {
         throw UsageError("no usable definition in " + nameFiles(options));
     }
     openTraces();
 }
 
 void TraceRun::printNotes() const {
-    if (!options.quiet) {
-        for (const DefinitionNote& note : signals.notes()) {
+    for (const DefinitionNote& note : signals.catalog().notes()) {
+        if (!options.quiet || note.severity == DbcNote::Severity::Error) {
             console.messages << note << '\n';
         }
     }
@@ -66,38 +67,43 @@ void TraceRun::openTraces() {
         throw UsageError("there is no trace");
     }
     shifts = parseShifts(options);
-    const auto reading = [this] {
+    interruption.emplace();
+    const auto reading = [this](int descriptor) {
         if (beforeRead) {
             beforeRead();
         }
+        interruption->await(descriptor);
     };
-    for (const std::string& path : options.traces) {
-        addTrace(openTrace(path, channels, reading));
-    }
-    for (const std::string& path : options.gpsLogs) {
-        addTrace(openGpsLog(path, reading));
+    try {
+        for (const std::string& path : options.traces) {
+            addTrace(openTrace(path, channels, reading));
+        }
+        for (const std::string& path : options.gpsLogs) {
+            addTrace(openGpsLog(path, reading));
+        }
+    } catch (const InputStopped&) {
+        // What is not open yet counts as empty.
     }
 }
 
 void TraceRun::addTrace(std::unique_ptr<TraceSource> trace) {
-    if (!options.output.empty() && isSameFile(trace->path(), options.output)) {
-        throw UsageError("the output would overwrite the trace " + trace->path());
-    }
+    files.add(trace->path());
     const auto shift = shifts.find(trace->path());
     traces.add(std::move(trace), shift != shifts.end() ? shift->second : 0);
 }
 
-ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer& out) {
-    Replay replay(signals, sink);
+ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows) {
+    Replay replay(signals.catalog(), sink);
     const std::uint64_t total = knownSize();
-    const bool showsProgress = console.interactive && !options.quiet && total > 0;
-    ProgressBar bar(console.messages, total);
+    const bool showsProgress =
+        console.columns > 0 && !options.quiet && total > 0 && (rows == nullptr || !rows->isTerminal());
+    ProgressBar bar(console.messages, total, console.columns);
     beforeRead = [&] {
         if (showsProgress) {
             bar.show(position());
         }
-        if (total == 0) { // whatever comes next may take its time
-            out.flush();
+        if (total == 0 && rows != nullptr) { // whatever comes next may take its time
+            rows->flush();
         }
     };
     replay.run(traces);
@@ -125,15 +131,30 @@ std::uint64_t TraceRun::position() const {
     return sum;
 }
 
+void TraceRun::complete(OutputFile& file, const ReplayStatistics& statistics) const {
+    if (file.replacesFile() && statistics.messages() == 0 && !statistics.understood()) {
+        console.messages << "rksignal: " << file.name()
+                         << " is left as it was: nothing in the traces could be understood\n";
+        return;
+    }
+    file.complete();
+}
+
 void TraceRun::summarise(const ReplayStatistics& statistics) const {
-    if (!options.quiet) {
-        statistics.print(console.messages, signals, channels);
+    if (options.quiet) {
+        statistics.printDamage(console.messages);
+    } else {
+        statistics.print(console.messages, signals.catalog(), channels);
+        printMisplaced(console.messages, signals.catalog(), statistics, channels);
+    }
+    for (const std::string& name : absentInterfaces(signals.catalog(), statistics, channels)) {
+        console.messages << "warning: the options name an interface " << name << ", which no trace has\n";
     }
 }
 
 bool TraceRun::understood(const ReplayStatistics& statistics) const {
-    const auto& notes = signals.notes();
-    return statistics.understood() &&
+    const auto& notes = signals.catalog().notes();
+    return statistics.understood() && absentInterfaces(signals.catalog(), statistics, channels).empty() &&
            std::none_of(notes.begin(), notes.end(),
                         [](const DefinitionNote& note) { return note.severity == DbcNote::Severity::Error; });
 }

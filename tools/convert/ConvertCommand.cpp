@@ -1,16 +1,17 @@
 #include "convert/ConvertCommand.h"
 
 #include "command/DefinitionArguments.h"
+#include "command/Interruption.h"
 #include "definition/DbcConversion.h"
 #include "definition/json/DefinitionText.h"
 #include "file/OutputFile.h"
-#include "file/PartialFile.h"
 #include "trace/TraceFile.h"
 #include "trace/TraceWriter.h"
 #include "trace/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string_view>
@@ -18,50 +19,68 @@
 namespace rksignal {
 namespace {
 
-void refuseOverwriting(const std::string& input, const ConvertOptions& options) {
-    if (isSameFile(input, options.output)) {
-        throw UsageError("the output would overwrite " + input);
-    }
-}
-
-void writeText(const std::string& text, int descriptor) {
-    OutputBuffer out(descriptor);
+void writeText(const std::string& text, OutputFile& file) {
+    OutputBuffer out(file);
     out.append(text);
     out.finish();
+    file.complete();
 }
 
-void replaceText(const std::string& path, const std::string& text) {
-    PartialFile part(path);
-    writeText(text, OutputFile(part.path(), -1).descriptor());
-    part.complete();
+/// Says why a result that holds nothing is not written.
+void reportNothing(const ConvertOptions& options, const OutputFile& file, std::ostream& messages) {
+    messages << "rksignal: nothing in " << options.input << " can be converted; " << options.output << " is "
+             << (file.replacesFile() ? "left as it was" : "not written") << '\n';
 }
 
-void report(const ConvertedDbc& converted, std::ostream& messages) {
+void report(const ConvertedDbc& converted, bool quiet, std::ostream& messages) {
     for (const DbcNote& note : converted.notes) {
-        messages << note << '\n';
+        if (!quiet || note.severity == DbcNote::Severity::Error) {
+            messages << note << '\n';
+        }
     }
-    printSummary(messages, converted);
+    if (!quiet) {
+        printSummary(messages, converted);
+    }
 }
 
 ExitStatus convertDefinitions(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
     const DefinitionArgument input = parseDefinitionArgument(options.input, channels);
-    refuseOverwriting(input.path, options);
+    InputSet inputs;
+    inputs.add(input.path);
     const ConvertedDbc converted = convertDbc(readDbc(input.path), input.channel);
-    replaceText(options.output, definitionText(converted.definitions));
-    if (!options.quiet) {
-        report(converted, console.messages);
-    }
     const bool understood =
         std::none_of(converted.notes.begin(), converted.notes.end(),
                      [](const DbcNote& note) { return note.severity == DbcNote::Severity::Error; });
-    return understood && converted.lostSignals == 0 && converted.narrowedSignals == 0 ? Clean : Damaged;
+    const ExitStatus status =
+        understood && converted.lostSignals == 0 && converted.narrowedSignals == 0 ? Clean : Damaged;
+    OutputFile file(options.output, -1, inputs);
+    report(converted, options.quiet, console.messages);
+    if (converted.definitions.can.empty() && (status != Clean || file.replacesFile())) {
+        reportNothing(options, file, console.messages);
+        return Damaged;
+    }
+    writeText(definitionText(converted.definitions), file);
+    return status;
 }
 
-void report(const TraceSource& trace, const TraceWriter& writer, std::ostream& messages) {
+std::uint64_t sum(const Counts& counts) {
+    std::uint64_t total = 0;
+    for (const auto& [name, count] : counts) {
+        total += count;
+    }
+    return total;
+}
+
+/// Says what was converted, or, if quiet, only what was not.
+void report(const TraceSource& trace, const TraceWriter& writer, bool quiet, std::ostream& messages) {
     const TraceDamage& damage = trace.damage();
-    messages << "messages converted: " << writer.written() << '\n';
+    if (!quiet) {
+        messages << "messages converted: " << writer.written() << '\n';
+    }
     printCounts(messages, "not held by the output", writer.lost());
-    printCounts(messages, "lost by the recorder", {{"frames", damage.dropped}});
+    if (!quiet) {
+        printCounts(messages, "lost by the recorder", {{"frames", damage.dropped}});
+    }
     printCounts(messages, "not understood", {{"lines", damage.malformed}, {"bytes", damage.bytes}});
     for (const std::string& text : damage.texts) {
         messages << "  " << text << '\n';
@@ -71,44 +90,46 @@ void report(const TraceSource& trace, const TraceWriter& writer, std::ostream& m
     }
 }
 
-ExitStatus convertTrace(const ConvertOptions& options, ChannelMap& channels, TraceWriter& writer,
-                        const Console& console) {
-    const auto trace = openTrace(options.input, channels);
-    while (trace->next()) {
+template <class Writer>
+ExitStatus convertTrace(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
+    InputSet inputs;
+    inputs.add(options.input);
+    const Interruption interruption;
+    std::unique_ptr<TraceSource> trace;
+    try {
+        trace = openTrace(options.input, channels,
+                          [&interruption](int descriptor) { interruption.await(descriptor); });
+    } catch (const InputStopped&) {
+        return Interrupted; // before there was anything to convert
+    }
+    OutputFile file(options.output, -1, inputs);
+    Writer writer(file);
+    while (!writer.closed() && trace->next()) {
         trace->deliver(writer, trace->timestamp());
     }
     writer.finish();
-    if (!options.quiet) {
-        report(*trace, writer, console.messages);
-    }
+    report(*trace, writer, options.quiet, console.messages);
     const TraceDamage& damage = trace->damage();
-    return damage.malformed == 0 && damage.bytes == 0 && damage.remarks.empty() ? Clean : Damaged;
-}
-
-ExitStatus toRecords(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
-    refuseOverwriting(options.input, options);
-    PartialFile part(options.output);
-    RecordFileWriter writer(part.path());
-    const ExitStatus status = convertTrace(options, channels, writer, console);
-    part.complete();
-    return status;
-}
-
-ExitStatus toCandump(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
-    refuseOverwriting(options.input, options);
-    PartialFile part(options.output);
-    const OutputFile file(part.path(), -1);
-    CandumpWriter writer(file.descriptor());
-    const ExitStatus status = convertTrace(options, channels, writer, console);
-    part.complete();
-    return status;
+    const bool isWhole =
+        damage.malformed == 0 && damage.bytes == 0 && damage.remarks.empty() && sum(writer.lost()) == 0;
+    const bool holdsNothing = writer.written() == 0 && (!isWhole || file.replacesFile());
+    if (holdsNothing) {
+        reportNothing(options, file, console.messages);
+    } else {
+        file.complete();
+    }
+    if (interruption.isRequested()) {
+        return Interrupted;
+    }
+    return isWhole && !holdsNothing ? Clean : Damaged;
 }
 
 } // namespace
 
 ExitStatus convert(const ConvertOptions& options, const Console& console) {
     if (options.schema) {
-        writeText(definitionSchema(), console.output);
+        OutputFile file("", console.output, {});
+        writeText(definitionSchema(), file);
         return Clean;
     }
     ChannelMap channels;
@@ -119,10 +140,10 @@ ExitStatus convert(const ConvertOptions& options, const Console& console) {
         return convertDefinitions(options, channels, console);
     }
     if (!isDbc && output.ends_with(".rktrace")) {
-        return toRecords(options, channels, console);
+        return convertTrace<RecordFileWriter>(options, channels, console);
     }
     if (!isDbc && output.ends_with(".log")) {
-        return toCandump(options, channels, console);
+        return convertTrace<CandumpWriter>(options, channels, console);
     }
     throw UsageError("cannot convert " + options.input + " to " + options.output +
                      ": a .dbc becomes a .json, a trace becomes a .rktrace or a .log");
@@ -142,7 +163,7 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
     command.add_option("--channel", options->channels, "Channel number of an interface; can0 is 0 by itself")
         ->type_name("NAME=N")
         ->allow_extra_args(false);
-    command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary");
+    command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary, only errors");
     command.callback([options, &console, &status, output] {
         if (output->empty() && !options->schema) {
             throw UsageError("convert needs an INPUT and an OUTPUT");

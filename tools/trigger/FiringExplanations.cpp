@@ -50,6 +50,7 @@ void FiringExplanations::write(std::size_t trigger, std::uint64_t timestamp, std
         condition, [this](BaseSignal& signal) { return whyUnknown(signal); }, text);
     text << '\n';
     out.append(text.str());
+    out.endRow();
 }
 
 std::string FiringExplanations::whyUnknown(BaseSignal& signal) const {

@@ -2,7 +2,6 @@
 
 #include "command/SecondsArgument.h"
 #include "command/TraceRun.h"
-#include "file/OutputFile.h"
 #include "trace/UsageError.h"
 #include "trigger/FiringExplanations.h"
 #include "trigger/FiringRows.h"
@@ -47,12 +46,13 @@ class TriggerRun {
 
     TriggerStatus replay() {
         openWindows();
-        const OutputFile file(options.output, console.output);
-        OutputBuffer out(file.descriptor());
+        OutputFile file(options.output, console.output, run.inputs());
+        OutputBuffer out(file);
         const ReplayStatistics statistics = writesText() ? writeExplanations(out) : writeRows(out);
         if (!out.finish()) {
             return Fired; // the reader has seen enough
         }
+        run.complete(file, statistics);
         summarise(statistics);
         return conclude(statistics);
     }
@@ -63,6 +63,9 @@ class TriggerRun {
 
     std::vector<std::unique_ptr<Condition>> loadConditions() {
         std::vector<Finding> findings;
+        for (const std::string& path : options.conditions.files) {
+            run.inputs().add(path);
+        }
         const std::vector<ConditionText> texts = readConditions(options.conditions, findings);
         auto conditions = compileConditions(texts, run.storage(), options.conditions.options, findings);
         for (const Finding& finding : findings) {
@@ -81,7 +84,8 @@ class TriggerRun {
 
     void openWindows() {
         if (!options.window.empty()) {
-            windows.emplace(run.catalog(), triggers, parseWindow(options.window), options.folder);
+            windows.emplace(run.catalog(), triggers, parseWindow(options.window),
+                            WindowWriter::Folder{options.folder, options.overwrite}, run.inputs());
         }
     }
 
@@ -100,7 +104,7 @@ class TriggerRun {
     }
 
     ReplayStatistics replayInto(TriggerSink& sink, OutputBuffer& out) {
-        ReplayStatistics statistics = run.replay(sink, out);
+        ReplayStatistics statistics = run.replay(sink, &out);
         sink.finish();
         return statistics;
     }
@@ -108,10 +112,10 @@ class TriggerRun {
     WindowWriter* windowWriter() { return windows ? &*windows : nullptr; }
 
     void summarise(const ReplayStatistics& statistics) const {
+        run.summarise(statistics);
         if (options.quiet) {
             return;
         }
-        run.summarise(statistics);
         for (std::size_t i = 0; i < triggers.size(); ++i) {
             const TriggerCounts& counts = triggers.counts(i);
             console.messages << triggers.condition(i).name() << ": evaluations " << counts.evaluations()
@@ -124,6 +128,9 @@ class TriggerRun {
     }
 
     TriggerStatus conclude(const ReplayStatistics& statistics) const {
+        if (run.interrupted()) {
+            return Stopped;
+        }
         if (!run.understood(statistics)) {
             return Failed;
         }
@@ -168,9 +175,13 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
     CLI::Option* const window =
         command.add_option("--window", options->window, "Write the values around each firing, in seconds")
             ->type_name("BEFORE,AFTER");
-    window->needs(command.add_option("--to", options->folder, "Folder of the windows, a file each")
-                      ->type_name("FOLDER")
-                      ->needs(window));
+    CLI::Option* const folder =
+        command.add_option("--to", options->folder, "Folder of the windows, a file each")
+            ->type_name("FOLDER")
+            ->needs(window);
+    window->needs(folder);
+    command.add_flag("--overwrite", options->overwrite, "FOLDER may hold windows of an earlier run")
+        ->needs(folder);
     addOutputArguments(command, *options)->excludes(explain)->excludes(moments);
     command.callback([options, &console, &status] { status = trigger(*options, console); });
 }

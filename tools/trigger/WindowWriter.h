@@ -5,6 +5,7 @@
 #include "catalog/Catalog.h"
 #include "condition/Firing.h"
 #include "condition/TriggerSet.h"
+#include "file/InputSet.h"
 #include "output/RowFormat.h"
 #include "trigger/ValueRing.h"
 
@@ -32,12 +33,18 @@ class WindowWriter : public FiringSink {
         std::uint64_t after;
     };
 
-    /// Makes `folder` if it is not there; everything else must outlive the writer.
-    /// \throws std::system_error if that fails
-    WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent, std::string folder);
+    struct Folder {
+        std::string path;
+        bool mayHoldWindows; ///< of an earlier run
+    };
+
+    /// Makes the folder if it is not there; everything else must outlive the writer.
+    /// \throws std::system_error if that fails, UsageError if there are windows and must not be
+    WindowWriter(const Catalog& catalog, const TriggerSet& triggers, Extent extent, const Folder& folder,
+                 const InputSet& inputs);
 
     /// Writes the windows that ended before `now`, and forgets values that no window can hold any more.
-    /// \throws std::system_error if a file cannot be written
+    /// \throws std::system_error if a file cannot be written, std::runtime_error if it is an input
     void reached(std::uint64_t now);
     void written(const MessageInfo& message, std::span<const unsigned long> ids);
     void fired(const Firing& firing) override;
@@ -45,7 +52,7 @@ class WindowWriter : public FiringSink {
     /// Writes all windows as far as they have come, and starts anew. \throws std::system_error
     void finish();
 
-    /// Says how many files there are, and what is missing in them, in one to three lines.
+    /// Says how many files there are, and what is missing in them, in one to four lines.
     void summarise(std::ostream& out) const;
 
   private:
@@ -56,6 +63,7 @@ class WindowWriter : public FiringSink {
         std::uint64_t to;
     };
 
+    void prepareFolder(bool mayHoldWindows);
     void nameFiles(const TriggerSet& triggers);
     void write(const Window& window);
 
@@ -63,10 +71,12 @@ class WindowWriter : public FiringSink {
     const TriggerSet& triggers;
     Extent extent;
     std::string folder;
+    const InputSet& inputs;
     std::vector<SignalCells> cells; ///< as Catalog::signals()
     std::vector<std::string> stems; ///< of the file names, by trigger
     ValueRing values;
     std::deque<Window> open;
+    std::uint64_t earlier = 0; ///< windows in the folder that this run has not replaced
     std::uint64_t files = 0;
     std::uint64_t incomplete = 0;
     std::uint64_t omitted = 0;
