@@ -145,7 +145,11 @@ class FrameTable {
         if (frame == nullptr) {
             frame = &index.enter(Frame(frames.try_emplace(key).first));
         }
-        frame->position->second.push_back(signal);
+        mapped_type& list = frame->position->second;
+        if (list.size() == list.capacity()) { // by half: most lists stay short, and there are many
+            list.reserve(list.size() + list.size() / 2 + 1);
+        }
+        list.push_back(signal);
         frame->program.reset();
     }
 
