@@ -21,17 +21,6 @@ std::uint32_t frameFormatOf(const DbcMessage& message) {
     return message.extended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard;
 }
 
-void eraseFrom(std::uint64_t key, const CANSignal* signal) {
-    const auto entry = CANSignal::canContainer.find(key);
-    if (entry == CANSignal::canContainer.end()) {
-        return;
-    }
-    std::erase(entry->second, signal);
-    if (entry->second.empty()) {
-        CANSignal::canContainer.erase(entry);
-    }
-}
-
 } // namespace
 
 MessageDecoder::MessageDecoder(DbcMessage message, std::optional<std::uint8_t> channel,
@@ -94,7 +83,7 @@ void MessageDecoder::placeMultiplexed() const {
         if (!field.multiplexer) {
             continue;
         }
-        eraseFrom(frameKey(), field.signal);
+        CANSignal::canContainer.unfile(frameKey(), field.signal);
         for (const auto& [first, last] : field.ranges) {
             for (std::uint64_t value = first; value <= last; ++value) {
                 auto& selected = CANSignal::canContainer[frameKey() + can::multiplexerTerm(value)];
@@ -109,7 +98,7 @@ void MessageDecoder::placeMultiplexed() const {
 void MessageDecoder::unfile(const std::vector<CANSignal*>& signals) const {
     for (const CANSignal* const signal : signals) {
         if (signal != nullptr) {
-            eraseFrom(frameKey(), signal);
+            CANSignal::canContainer.unfile(frameKey(), signal);
         }
     }
 }

@@ -4,6 +4,34 @@
 /// Every signal of the logger is a `BaseSignal`, or an object of a class that derives from it and knows one
 /// bus or input. The latest value lies in a slot, either inside the object or in a System V shared-memory
 /// segment keyed by the instance name, where every process that builds a signal of that name sees it.
+///
+/// For example:
+///
+///     canSignalDef_t speed;
+///     speed.instance = "Vehicle.Speed";
+///     speed.msgId = 0x123;
+///     speed.bits = 16;
+///     speed.scale = 0.01;
+///     CANSignal signal(speed);
+///
+///     std::vector<unsigned long> ids;
+///     CANSignal::decodeMessage(message, ids); // true if the frame carries signals; their identifiers in ids
+///     double value = 0;
+///     unsigned long timestamp = 0;
+///     if (signal.read(value, timestamp)) // km/h, as of `timestamp`
+///
+/// Words used here:
+///
+///     instance       a signal object, by its unique name; several may carry the same signal
+///     slot           where the latest value lies: raw value, time stamp, validity, lock
+///     raw value      the field as cut out of the payload; physical = raw * scale + offset
+///     trace source   the device that delivers messages, by its number `tslId`
+///     kind bit       the bit of a signal's identifier, and of a frame's key, that says which bus or input
+///     frame key      the number under which a bus finds the signals of a frame: kind bit, source, channel...
+///     storage        a registry of signals; it *stands alone* if it has frame tables of its own
+///     mirror, child  a second object on the slot of another: one for each further position of a signal
+///     multiplexer    a signal whose value says which other signals are in the frame
+///     rejected       a signal with identifier all ones: found by name, and never given a value
 #pragma once
 
 #include "signal/Export.h"
@@ -24,10 +52,12 @@
 /// Failures are reported as message lines, never thrown; a signal that cannot have shared memory works on its
 /// private slot.
 ///
-/// Threads: signals are built and destroyed while nothing else uses their storage. `read`, `write`,
+/// Threads: signals are built and destroyed while nothing else uses their storage, or, unless it stands
+/// alone, any other storage that does not (signal/SignalStorage.h). `read`, `write`,
 /// `writeRaw` and `writeTS` of a shared signal take the slot's lock, by trying and yielding without limit,
 /// for the duration of the call, and so may run in several threads and processes at once; a private signal is
-/// used by one thread at a time. Everything else is unlocked. No operation on a value allocates while `debug`
+/// used by one thread at a time, so all expressions that read it count as one user, and so does the decoder
+/// that writes it. Everything else is unlocked. No operation on a value allocates while `debug`
 /// is 0.
 ///
 /// Identifiers are a kind bit plus a running number: unique within one process, not stable across processes.
@@ -85,9 +115,11 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     virtual std::uint8_t getBits() const;
     virtual signalValue_t getType() const;
 
-    /// Reads the physical value and its time stamp. \return whether the value is valid
+    /// Reads the physical value and its time stamp. \return whether the value is valid. If it is not, both
+    /// arguments are set all the same, to what the slot holds: never written, the physical value of raw
+    /// `signalSlot_t::unwrittenRaw`, and `unwrittenTimestamp`; cleared, that of raw 0, and 0.
     virtual bool read(double& value, unsigned long& timestamp);
-    /// Reads the raw value and its time stamp. \return whether the value is valid
+    /// Reads the raw value and its time stamp; without a value, as above.
     virtual bool read(unsigned long& raw, unsigned long& timestamp);
     /// Sets the time stamp alone; value, validity and `isModified` stay. \return true
     virtual bool writeTS(unsigned long timestamp);

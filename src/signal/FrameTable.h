@@ -50,11 +50,11 @@ class FrameTable {
     using iterator = OpeningIterator<FrameTable, typename Map::iterator>;
 
     /// An entry of the index: a frame, its signals and what the decoder has worked out about them.
-    class alignas(64) Frame {
+    class alignas(32) Frame {
       public:
         key_type key() const { return ownKey; }
-        bool isFree() const { return list == nullptr; }
-        const mapped_type& signals() const { return *list; }
+        bool isFree() const { return !used; }
+        const mapped_type& signals() const { return position->second; }
         bool isOpen() const { return openToClients; }
 
         std::unique_ptr<FrameProgram, FrameProgramDeleter> program; ///< null: to be worked out
@@ -64,11 +64,11 @@ class FrameTable {
       private:
         friend class FrameTable;
         explicit Frame(typename Map::iterator position)
-            : ownKey(position->first), list(&position->second), position(position) {}
+            : ownKey(position->first), position(position), used(true) {}
 
         key_type ownKey = 0;
-        mapped_type* list = nullptr;
         typename Map::iterator position;
+        bool used = false;
         bool openToClients = false;
     };
 
@@ -145,7 +145,11 @@ class FrameTable {
         if (frame == nullptr) {
             frame = &index.enter(Frame(frames.try_emplace(key).first));
         }
-        frame->list->push_back(signal);
+        mapped_type& list = frame->position->second;
+        if (list.size() == list.capacity()) { // by half: most lists stay short, and there are many
+            list.reserve(list.size() + list.size() / 2 + 1);
+        }
+        list.push_back(signal);
         frame->program.reset();
     }
 
@@ -212,10 +216,10 @@ class FrameTable {
     }
 
     void removeFrom(Frame& frame, const Signal* signal) {
-        if (std::erase(*frame.list, signal) != 0) {
+        if (std::erase(frame.position->second, signal) != 0) {
             frame.program.reset();
         }
-        if (frame.list->empty()) {
+        if (frame.signals().empty()) {
             erase(const_iterator(frame.position));
         }
     }

@@ -27,6 +27,11 @@ class Doubling : public BaseSignal {
 
 } // namespace
 
+/// How often the program has allocated so far.
+std::size_t allocationsSoFar() {
+    return allocations;
+}
+
 // Not inlined: the compiler would take the pairs of new and free for mistakes.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
