@@ -47,7 +47,7 @@ class RKSIGNAL_EXPORT EthernetSignal : public BaseSignal {
     /// The lists are bounded, since senders can make up addresses and ports without end: one that is full
     /// when it is to grow is emptied first. What was forgotten is decided again, with the same answer, unless
     /// signals have been built meanwhile, frames share a key, or a client has changed the list. A negative
-    /// decision takes some 100 bytes, a positive one some 300 and 40 for every signal.
+    /// decision takes some 100 bytes, a positive one some 300 and 48 for every signal.
     static constexpr std::size_t maxPositive = 16'384;
     static constexpr std::size_t maxNegative = 65'536;
 
@@ -112,7 +112,6 @@ class RKSIGNAL_EXPORT EthernetSignal : public BaseSignal {
 
   private:
     RKSIGNAL_HIDDEN void fileAtPosition();
-    RKSIGNAL_HIDDEN void addChildren();
 };
 
 /// Writes the base definition, then `[no positions]` or the fields of each position in brackets. Leaves the

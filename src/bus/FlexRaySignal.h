@@ -92,7 +92,6 @@ class RKSIGNAL_EXPORT FlexRaySignal : public BaseSignal {
     /// Files the signal in the frames of its first position, if it has one, and points the codec at the byte
     /// range there.
     RKSIGNAL_HIDDEN void takePlace();
-    RKSIGNAL_HIDDEN void addChildren();
 };
 
 /// Writes the base definition, then each position as `[name=value,...]`, its cycles as the numbers of those
