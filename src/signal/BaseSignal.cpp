@@ -67,7 +67,7 @@ class BaseSignal::SlotLock {
 };
 
 BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, SignalStorage* registry)
-    : shmem(sharedMemory), slot(&privateSlot), def(definition), storage(&storageOrDefault(registry)) {
+    : storage(&storageOrDefault(registry)), shmem(sharedMemory), slot(&privateSlot), def(definition) {
     constexpr LogSite site{"BaseSignal", "BaseSignal"};
     if (!storage->instancesByName.try_emplace(def.instance, this).second) {
         logError(site, def.instance, " already exists");

@@ -24,8 +24,10 @@ void writeLineHead(std::ostream& out, const char* level, LogSite site, const Ite
     (out << ... << items);
 }
 
+/// Kept out of the code that calls it, which mostly has nothing to say.
 template <class... Items>
-void logLine(std::ostream& out, const char* level, LogSite site, const Items&... items) {
+[[gnu::cold, gnu::noinline]] void logLine(std::ostream& out, const char* level, LogSite site,
+                                          const Items&... items) {
     const std::lock_guard guard(LogUtil::logMutex);
     writeLineHead(out, level, site, items...);
     out << std::endl;
@@ -48,7 +50,7 @@ void logError(LogSite site, const Items&... items) {
 
 /// After a failed system call: the line goes to standard error and ends with the text of `error`.
 template <class... Items>
-void logSystemError(LogSite site, int error, const Items&... items) {
+[[gnu::cold, gnu::noinline]] void logSystemError(LogSite site, int error, const Items&... items) {
     const std::lock_guard guard(LogUtil::logMutex);
     writeLineHead(std::cerr, "[ERROR] ", site, items...);
     LogUtil::printError(std::cerr, error);

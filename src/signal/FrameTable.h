@@ -84,13 +84,14 @@ class FrameTable {
         typename Map::iterator position;
     };
 
-    /// An entry of the index: a frame, its signals and what the decoder has worked out about them.
-    class alignas(64) Frame {
+    /// An entry of the index: a frame, its signals and what the decoder has worked out about them. Half a
+    /// cache line.
+    class alignas(32) Frame {
       public:
         key_type key() const { return ownKey; }
-        bool isFree() const { return list == nullptr; }
-        const mapped_type& signals() const { return *list; }
-        bool isOpen() const { return openToClients; }
+        bool isFree() const { return state == State::Free; }
+        const mapped_type& signals() const { return position->second; }
+        bool isOpen() const { return state == State::Open; }
 
         std::unique_ptr<FrameProgram, FrameProgramDeleter> program; ///< null: to be worked out
 
@@ -98,13 +99,14 @@ class FrameTable {
 
       private:
         friend class FrameTable;
+        enum class State : std::uint8_t { Free, Closed, Open };
+
         explicit Frame(typename Map::iterator position)
-            : ownKey(position->first), list(&position->second), position(position) {}
+            : ownKey(position->first), position(position), state(State::Closed) {}
 
         key_type ownKey = 0;
-        mapped_type* list = nullptr;
         typename Map::iterator position;
-        bool openToClients = false;
+        State state = State::Free;
     };
 
     /// `changes` counts the changes after which programs are out of date. It must outlive the table.
@@ -134,7 +136,11 @@ class FrameTable {
     bool contains(key_type key) const { return index.find(key) != nullptr; }
     size_type count(key_type key) const { return contains(key) ? 1 : 0; }
 
-    mapped_type& at(key_type key) { return const_cast<mapped_type&>(opened(existing(*this, key)).signals()); }
+    mapped_type& at(key_type key) {
+        Frame& frame = existing(*this, key);
+        open(frame);
+        return frame.position->second;
+    }
     const mapped_type& at(key_type key) const { return existing(*this, key).signals(); }
     mapped_type& operator[](key_type key) { return try_emplace(key).first->second; }
 
@@ -151,7 +157,7 @@ class FrameTable {
 
     iterator erase(const_iterator position) {
         Frame* const frame = index.find(position->first);
-        if (frame->openToClients) {
+        if (frame->isOpen()) {
             openKeys.erase(frame->ownKey);
         }
         index.erase(frame);
@@ -180,7 +186,7 @@ class FrameTable {
         if (frame == nullptr) {
             frame = &index.enter(Frame(frames.try_emplace(key).first));
         }
-        frame->list->push_back(signal);
+        frame->position->second.push_back(signal);
         frame->program.reset();
     }
 
@@ -226,14 +232,10 @@ class FrameTable {
         return *frame;
     }
 
-    Frame& opened(Frame& frame) {
-        open(frame);
-        return frame;
-    }
     void open(Frame& frame) {
-        if (!frame.openToClients) {
+        if (!frame.isOpen()) {
             openKeys.insert(frame.ownKey);
-            frame.openToClients = true;
+            frame.state = Frame::State::Open;
         }
     }
 
@@ -244,10 +246,10 @@ class FrameTable {
     }
 
     void removeFrom(Frame& frame, const Signal* signal) {
-        if (std::erase(*frame.list, signal) != 0) {
+        if (std::erase(frame.position->second, signal) != 0) {
             frame.program.reset();
         }
-        if (frame.list->empty()) {
+        if (frame.signals().empty()) {
             erase(const_iterator(frame.position));
         }
     }
