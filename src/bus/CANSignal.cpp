@@ -3,8 +3,8 @@
 #include "bus/CANKey.h"
 #include "rktrace/TraceRecord.h"
 #include "rkutil/ByteOrder.h"
-#include "signal/BitField.h"
 #include "signal/Diagnostics.h"
+#include "signal/FieldRange.h"
 #include "signal/SignalFiling.h"
 
 #include <ostream>
@@ -83,10 +83,7 @@ void CANSignal::fileUnderMultiplexer() {
 }
 
 bool CANSignal::checkSignalDefinition(canSignalDef_t& def) {
-    const bitfield::ByteRange range = bitfield::byteRange(def.startbit, def.bits, def.endian);
-    def.startByte = static_cast<std::uint8_t>(range.startByte);
-    def.numBytes = range.numBytes;
-    return def.bits <= 64 && def.numBytes <= bitfield::maxRangeBytes;
+    return setFieldRange(def, def, bitfield::byteRange(def.startbit, def.bits, def.endian));
 }
 
 bool CANSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
@@ -119,6 +116,5 @@ std::ostream& operator<<(std::ostream& out, const canSignalDef_t& definition) {
 }
 
 std::ostream& operator<<(std::ostream& out, const CANSignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id;
+    return filing::print(out, signal);
 }

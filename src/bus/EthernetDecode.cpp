@@ -6,9 +6,7 @@
 #include "rktrace/TraceRecord.h"
 #include "rkutil/ByteOrder.h"
 #include "rkutil/hexdump.h"
-#include "signal/ByteOrder.h"
-#include "signal/Diagnostics.h"
-#include "signal/FrameProgram.h"
+#include "signal/FrameDecoder.h"
 #include "signal/PduChain.h"
 #include "signal/SignalFiling.h"
 
@@ -69,64 +67,60 @@ FrameTable<EthernetSignal>::Frame* lookUp(const LogSite& site, const miiFrameInf
     return decide(site, info, channel, key, tables);
 }
 
-/// `traits` of a writer is the kind of its container.
-FieldWriter compile(EthernetSignal& signal) {
-    const ethernetPosition_t& position = signal.position();
-    const bool direct = isExactly(signal) && rangeHoldsField(signal, position.numBytes);
-    return {signal,
-            direct,
-            {position.startByte, position.numBytes, static_cast<std::uint8_t>(position.ethSignalType)}};
+/// An offset in a frame has 16 bits, on purpose.
+constexpr std::uint16_t offsetInFrame(std::size_t offset) {
+    return static_cast<std::uint16_t>(offset);
 }
 
-/// One call's view of the received frame.
-class Reception {
-  public:
-    Reception(Bytes frame, std::size_t payload, std::uint64_t timestamp, std::vector<unsigned long>& ids)
-        : frame(frame), payload(payload), timestamp(timestamp), ids(ids), tracing(BaseSignal::debug != 0) {}
+/// A payload that begins past the frame, which another trace library may claim, is not there.
+ReceivedFrame viewOf(Bytes bytes, const miiFrameInfo_t& info, std::uint64_t timestamp) {
+    ReceivedFrame frame{bytes, bytes.size(), timestamp};
+    frame.origin.reset();
+    if (info.payloadOffset <= bytes.size()) {
+        frame.origin = offsetInFrame(info.payloadOffset);
+    }
+    return frame;
+}
 
-    void decode(const FrameProgram& program) {
-        for (const FieldWriter& writer : program.fields()) {
-            const std::size_t start = payload + writer.place.startByte;
-            if (tracing || !writer.isDirect() || writer.place.traits != 0) [[unlikely]] {
-                decodeOne(writer);
-            } else if (start + writer.place.numBytes <= frame.size()) {
-                writer.store(wordAt(frame, start), timestamp);
-                ids.push_back(writer.id);
-            }
+class EthernetDecoder : public FrameDecoder<EthernetDecoder, EthernetSignal> {
+  public:
+    static constexpr LogSite site = decodeSite;
+
+    EthernetDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
+                    const miiFrameInfo_t& info)
+        : FrameDecoder(table, frame, ids), payload(info.payloadOffset) {}
+
+    static FieldPlace placeOf(const EthernetSignal& signal) {
+        const ethernetPosition_t& position = signal.position();
+        FieldPlace place;
+        place.conditional = position.ethSignalType != ethSignalPosType_t::DEFAULT;
+        place.startByte = position.startByte;
+        place.numBytes = position.numBytes;
+        return place;
+    }
+
+    static void traceSignal(const BaseSignal& signal) {
+        logDebug(site, "checking for ", signal.def.instance);
+    }
+
+    /// The data of the signal's container.
+    std::optional<std::size_t> originOf(const FieldWriter& writer) {
+        const auto data = frame.origin ? dataOf(signalOf(writer)) : std::nullopt;
+        if (!data) {
+            trace(writer, " not found");
         }
+        return data;
     }
 
   private:
-    /// The general case: containers, classes of clients, debug output. Kept out of the loop.
-    [[gnu::noinline]] void decodeOne(const FieldWriter& writer) {
-        trace(writer, "checking for ", "");
-        const auto data = dataOf(static_cast<const EthernetSignal&>(*writer.signal));
-        if (!data) {
-            trace(writer, "", " not found");
-            return;
-        }
-        const std::size_t start = *data + writer.place.startByte;
-        if (start + writer.place.numBytes > frame.size()) {
-            trace(writer, "", ": payload to small");
-            return;
-        }
-        if (writer.isDirect() && !tracing) {
-            writer.store(wordAt(frame, start), timestamp);
-        } else {
-            writer.signal->write(frame.data() + start, writer.place.numBytes, timestamp);
-        }
-        ids.push_back(writer.id);
-    }
-
-    /// Where the data of the signal's container begin in the frame. The offset has 16 bits, on purpose.
-    std::optional<std::uint16_t> dataOf(const EthernetSignal& signal) {
+    std::optional<std::size_t> dataOf(const EthernetSignal& signal) {
         const ethernetPosition_t& position = signal.position();
         switch (position.ethSignalType) {
         case ethSignalPosType_t::DEFAULT:
-            return static_cast<std::uint16_t>(payload);
+            return frame.origin;
         case ethSignalPosType_t::IPDU:
             return find<pdu::ipdu>(position.pduId, [this](std::size_t header, unsigned id, bool found) {
-                logDebug(decodeSite, "check pdu at ", std::dec, payload + header);
+                logDebug(site, "check pdu at ", std::dec, payload + header);
                 traceVisit(found, "IPDU ", id);
             });
         case ethSignalPosType_t::SPDU:
@@ -136,53 +130,42 @@ class Reception {
         case ethSignalPosType_t::SOMEIP:
             return find<pdu::someIp>(pdu::someIpIdentifier(position.serviceId, position.methodEventId),
                                      [](std::size_t /*header*/, unsigned id, bool /*found*/) {
-                                         logDebug(decodeSite, "check serviceID ", std::hex, id >> 16,
+                                         logDebug(site, "check serviceID ", std::hex, id >> 16,
                                                   ", methodeEventId ", id & 0xFFFF, std::dec);
                                      });
         }
-        logError(decodeSite, signal.def.instance,
-                 ": unknown ethernet signal type = ", position.ethSignalType);
+        logError(site, signal.def.instance, ": unknown ethernet signal type = ", position.ethSignalType);
         return std::nullopt;
     }
 
     /// `visit` sees the walk when tracing. Signals of one container mostly follow one another: it is searched
     /// once for all of them.
     template <pdu::Chain chain, class Visit>
-    std::optional<std::uint16_t> find(std::uint64_t wanted, Visit visit) {
-        const Bytes containers = frame.subspan(payload);
+    std::optional<std::size_t> find(std::uint64_t wanted, Visit visit) {
+        const Bytes containers = frame.bytes.subspan(payload);
         if (tracing) {
             return inFrame(pdu::find<chain>(containers, containers.size(), wanted, visit));
         }
         if (lastChain != &chain || lastWanted != wanted) {
-            lastFound = inFrame(pdu::find<chain>(containers, containers.size(), wanted));
+            lastData = inFrame(pdu::find<chain>(containers, containers.size(), wanted));
             lastChain = &chain;
             lastWanted = wanted;
         }
-        return lastFound;
+        return lastData;
     }
 
-    std::optional<std::uint16_t> inFrame(std::optional<std::size_t> data) const {
-        return data ? std::optional(static_cast<std::uint16_t>(payload + *data)) : std::nullopt;
+    std::optional<std::size_t> inFrame(std::optional<std::size_t> data) const {
+        return data ? std::optional<std::size_t>(offsetInFrame(payload + *data)) : std::nullopt;
     }
 
     static void traceVisit(bool found, const char* kind, unsigned id) {
-        logDebug(decodeSite, found ? "found: " : "skipped: ", kind, std::hex, id, std::dec);
+        logDebug(site, found ? "found: " : "skipped: ", kind, std::hex, id, std::dec);
     }
 
-    void trace(const FieldWriter& writer, const char* before, const char* behind) const {
-        if (tracing) {
-            logDebug(decodeSite, before, writer.signal->def.instance, behind);
-        }
-    }
-
-    const Bytes frame;
-    const std::size_t payload;
-    const std::uint64_t timestamp;
-    std::vector<unsigned long>& ids;
-    const bool tracing;
+    const std::size_t payload; ///< where the transport payload begins
     const pdu::Chain* lastChain = nullptr;
     std::uint64_t lastWanted = 0;
-    std::optional<std::uint16_t> lastFound;
+    std::optional<std::size_t> lastData;
 };
 
 void traceSize(Bytes frame) {
@@ -210,8 +193,7 @@ bool EthernetSignal::decode(unsigned char channel, const std::vector<unsigned ch
     if (known == nullptr) {
         return false;
     }
-    Reception(frame, info.payloadOffset, time, ids)
-        .decode(FrameProgram::of(*known, tables.positive, compile));
+    EthernetDecoder::decode(tables.positive, *known, viewOf(frame, info, time), ids, info);
     return !ids.empty();
 }
 

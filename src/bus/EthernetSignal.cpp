@@ -2,10 +2,12 @@
 
 #include "bus/EthernetKey.h"
 #include "rkutil/macaddr.h"
-#include "signal/BitField.h"
 #include "signal/Diagnostics.h"
+#include "signal/FieldRange.h"
+#include "signal/PositionChildren.h"
 #include "signal/SignalFiling.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <ostream>
 
@@ -46,7 +48,7 @@ EthernetSignal::EthernetSignal(const ethernetSignalDef_t& def, bool shared, Sign
     if (debug) {
         logDebug(site, definition.instance, " created ", shared ? "(shared memory);" : ";", *this);
     }
-    addChildren();
+    addPositionChildren(*this);
 }
 
 EthernetSignal::EthernetSignal(EthernetSignal* parent, const ethernetSignalDef_t& def)
@@ -61,23 +63,15 @@ EthernetSignal::EthernetSignal(EthernetSignal* parent, const ethernetSignalDef_t
     }
 }
 
-/// Binds the signal to its position, if it has one: from here on the codec sees the bytes from its startByte
-/// on.
+/// Binds the signal to its position, if it has one.
 void EthernetSignal::fileAtPosition() {
-    if (!definition.positions.empty()) {
-        frameHash.setFrame(position(), definition.channel);
-        tablesOf(storage).frames.file(&frameHash, this);
-        def.startbit = position().startBit & 7;
+    if (definition.positions.empty()) {
+        cInit();
+        return;
     }
-    cInit();
-}
-
-void EthernetSignal::addChildren() {
-    ethernetSignalDef_t one = definition;
-    for (std::size_t i = 1; i < definition.positions.size(); ++i) {
-        one.positions = {definition.positions[i]};
-        children.push_back(std::make_unique<EthernetSignal>(this, one));
-    }
+    frameHash.setFrame(position(), definition.channel);
+    tablesOf(storage).frames.file(&frameHash, this);
+    useFirstPosition(*this);
 }
 
 EthernetSignal::~EthernetSignal() {
@@ -96,15 +90,10 @@ EthernetSignal::~EthernetSignal() {
 }
 
 bool EthernetSignal::checkSignalDefinition(ethernetSignalDef_t& def) {
-    for (ethernetPosition_t& position : def.positions) {
-        position.startByte = position.startBit / 8;
+    return std::all_of(def.positions.begin(), def.positions.end(), [&def](ethernetPosition_t& position) {
         const int lastByte = bitfield::lastBit(position.startBit, def.bits, def.endian) / 8;
-        position.numBytes = static_cast<std::uint8_t>(lastByte - position.startByte + 1);
-        if (def.bits > 64 || position.numBytes > bitfield::maxRangeBytes) {
-            return false;
-        }
-    }
-    return true;
+        return setFieldRange(position, def, bitfield::byteRangeTo(lastByte, position.startBit));
+    });
 }
 
 const ethernetPosition_t& EthernetSignal::position() const {
@@ -157,6 +146,5 @@ std::ostream& operator<<(std::ostream& out, const ethernetSignalDef_t& definitio
 }
 
 std::ostream& operator<<(std::ostream& out, const EthernetSignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id << std::dec;
+    return filing::print(out, signal) << std::dec;
 }

@@ -112,7 +112,6 @@ class RKSIGNAL_EXPORT EthernetSignal : public Defined<ethernetSignalDef_t>, publ
 
   private:
     RKSIGNAL_HIDDEN void fileAtPosition();
-    RKSIGNAL_HIDDEN void addChildren();
 };
 
 /// Writes the base definition, then `[no positions]` or the fields of each position in brackets. Leaves the

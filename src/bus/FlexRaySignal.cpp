@@ -2,8 +2,9 @@
 
 #include "rktrace/TraceRecord.h"
 #include "rkutil/ByteOrder.h"
-#include "signal/BitField.h"
 #include "signal/Diagnostics.h"
+#include "signal/FieldRange.h"
+#include "signal/PositionChildren.h"
 #include "signal/SignalFiling.h"
 
 #include <algorithm>
@@ -14,15 +15,6 @@ FrameTable<FlexRaySignal> FlexRaySignal::flexrayFrames;
 namespace {
 
 constexpr LogSite constructionSite{"FlexRaySignal", "FlexRaySignal"};
-
-/// Computes the byte range of the field at `position`. \return whether the codec takes it
-bool findBytes(const flexRaySignalDef_t& definition, flexRayPosition_t& position) {
-    const bitfield::ByteRange range =
-        bitfield::byteRange(position.startBit, definition.bits, definition.endian);
-    position.startByte = static_cast<std::uint8_t>(range.startByte);
-    position.numBytes = range.numBytes;
-    return definition.bits <= 64 && position.numBytes <= bitfield::maxRangeBytes;
-}
 
 template <class Number>
 void writeOptional(std::ostream& out, const std::optional<Number>& number) {
@@ -78,7 +70,7 @@ FlexRaySignal::FlexRaySignal(const flexRaySignalDef_t& def, bool shm, SignalStor
         logDebug(constructionSite, definition.instance, " created ", shm ? "(shared memory);" : ";", *this,
                  std::dec);
     }
-    addChildren();
+    addPositionChildren(*this);
 }
 
 FlexRaySignal::FlexRaySignal(FlexRaySignal* parent, const flexRaySignalDef_t& def)
@@ -125,22 +117,12 @@ void FlexRaySignal::takePlace() {
             filedCycles.set(cycle);
         }
     }
-    // From here on the codec sees the bytes from the position's startByte on.
-    def.startbit = position.startBit & 7;
-    cInit();
-}
-
-void FlexRaySignal::addChildren() {
-    flexRaySignalDef_t childDefinition = definition;
-    for (std::size_t i = 1; i < definition.positions.size(); ++i) {
-        childDefinition.positions = {definition.positions[i]};
-        children.push_back(std::make_unique<FlexRaySignal>(this, childDefinition));
-    }
+    useFirstPosition(*this);
 }
 
 bool FlexRaySignal::checkSignalDefinition(flexRaySignalDef_t& def) {
     return std::all_of(def.positions.begin(), def.positions.end(), [&def](flexRayPosition_t& position) {
-        if (!findBytes(def, position)) {
+        if (!setFieldRange(position, def, bitfield::byteRange(position.startBit, def.bits, def.endian))) {
             return false;
         }
         position.repetition = std::max<std::uint8_t>(position.repetition, 1);
@@ -162,7 +144,7 @@ bool FlexRaySignal::signalsInUse(const unsigned char* record, const unsigned cha
     const bool inUse = framesOf(storage).contains(key);
     if (debug) {
         logDebug({"FlexRaySignal", "signalsInUse"}, "id = ", std::hex, key, std::dec,
-                 inUse ? " in use" : " not in use");
+                 inUse ? " in use " : " not in use");
     }
     return inUse;
 }
@@ -179,6 +161,5 @@ std::ostream& operator<<(std::ostream& out, const flexRaySignalDef_t& definition
 }
 
 std::ostream& operator<<(std::ostream& out, const FlexRaySignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id;
+    return filing::print(out, signal);
 }

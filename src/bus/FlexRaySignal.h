@@ -102,7 +102,6 @@ class RKSIGNAL_EXPORT FlexRaySignal : public Defined<flexRaySignalDef_t>, public
     /// range there.
     RKSIGNAL_HIDDEN void takePlace();
     RKSIGNAL_HIDDEN void leaveFrames();
-    RKSIGNAL_HIDDEN void addChildren();
 };
 
 /// Writes the base definition, then each position as `[name=value,...]`, its cycles as the numbers of those

@@ -2,11 +2,10 @@
 
 #include "bus/LINKey.h"
 #include "rktrace/TraceRecord.h"
-#include "signal/ByteOrder.h"
-#include "signal/Diagnostics.h"
-#include "signal/FrameProgram.h"
+#include "signal/FrameDecoder.h"
 #include "signal/SignalFiling.h"
 
+#include <optional>
 #include <ostream>
 #include <span>
 
@@ -43,29 +42,33 @@ namespace {
 
 constexpr LogSite site{"LINSignal", "decodeMessage"};
 
-FieldWriter compile(LINSignal& signal) {
-    return {signal, isExactly(signal), {}};
-}
+class LINDecoder : public FrameDecoder<LINDecoder, LINSignal> {
+  public:
+    static constexpr LogSite site = ::site;
 
-/// Writes the data bytes to the signals of a frame.
-void writeAll(const LINTraceMessage& message, std::uint64_t key, const FrameProgram& program,
-              std::vector<unsigned long>& ids) {
-    const auto length = static_cast<std::uint8_t>(message.data.size()); // 8 bits on purpose
-    const std::uint64_t firstWord = wordAt(std::span(message.data).first(length), 0);
-    for (const FieldWriter& writer : program.fields()) {
-        if (BaseSignal::debug) {
-            logDebug(site, "Signal = ", writer.signal->def.instance, ", id = 0x", std::hex, key, std::dec);
-        }
-        if (length == 0) {
-            continue;
-        }
-        if (writer.isDirect() && BaseSignal::debug == 0) {
-            writer.store(firstWord, message.timestamp);
-        } else {
-            writer.signal->write(message.data.data(), length, message.timestamp);
-        }
-        ids.push_back(writer.id);
+    LINDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids, std::uint64_t key)
+        : FrameDecoder(table, frame, ids), key(key) {}
+
+    static FieldPlace placeOf(const LINSignal& /*signal*/) { return {.wholeFrame = true}; }
+
+    /// No place is conditional.
+    static std::optional<std::size_t> originOf(const FieldWriter& /*writer*/) { return std::nullopt; }
+    /// In a frame without data.
+    static void traceAbsent(const FieldWriter& /*writer*/) {}
+
+    void traceSignal(const BaseSignal& signal) const {
+        logDebug(site, "Signal = ", signal.def.instance, ", id = 0x", std::hex, key, std::dec);
     }
+
+  private:
+    const std::uint64_t key;
+};
+
+ReceivedFrame viewOf(const LINTraceMessage& message) {
+    const auto length = static_cast<std::uint8_t>(message.data.size()); // 8 bits on purpose
+    const std::span<const std::uint8_t> data(message.data.data(), length);
+    const std::optional<std::size_t> origin = length != 0 ? std::optional<std::size_t>(0) : std::nullopt;
+    return {data, length, message.timestamp, wordAt(data, 0), origin};
 }
 
 } // namespace
@@ -86,7 +89,7 @@ bool LINSignal::decodeMessage(const LINTraceMessage& ltm, std::vector<unsigned l
         }
         return false;
     }
-    writeAll(ltm, key, FrameProgram::of(*frame, container, compile), ids);
+    LINDecoder::decode(container, *frame, viewOf(ltm), ids, key);
     return !ids.empty();
 }
 
@@ -96,6 +99,5 @@ std::ostream& operator<<(std::ostream& out, const linSignalDef_t& definition) {
 }
 
 std::ostream& operator<<(std::ostream& out, const LINSignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id;
+    return filing::print(out, signal);
 }

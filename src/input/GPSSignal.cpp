@@ -73,10 +73,10 @@ constexpr RmcField rmcFields[] = {
     {"GPS.Time", [](const auto& record) { return static_cast<std::uint64_t>(record.time); }},
 };
 
-/// One message on its way into the signals.
-class Reception {
+/// Writes what one message of the receiver says to the signals.
+class GPSDecoder {
   public:
-    Reception(const GPSTraceMessage& message, std::vector<unsigned long>& ids, SignalStorage* storage)
+    GPSDecoder(const GPSTraceMessage& message, std::vector<unsigned long>& ids, SignalStorage* storage)
         : message(message), ids(ids), storage(storage), status(GPSSignal::statusOf(storage)) {}
 
     void decode() const {
@@ -148,7 +148,7 @@ std::string coordinate(double value, char positive, char negative) {
 bool GPSSignal::decodeMessage(const GPSTraceMessage& message, std::vector<unsigned long>& ids,
                               SignalStorage* storage) {
     ids.clear();
-    Reception(message, ids, storage).decode();
+    GPSDecoder(message, ids, storage).decode();
     return !ids.empty();
 }
 

@@ -65,6 +65,5 @@ std::ostream& operator<<(std::ostream& out, const inputSignalDef_t& definition) 
 }
 
 std::ostream& operator<<(std::ostream& out, const InputSignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id;
+    return filing::print(out, signal);
 }

@@ -68,15 +68,15 @@ class BaseSignal::SlotLock {
 };
 
 BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, SignalStorage* registry)
-    : ownDef(std::make_unique<baseSignalDef_t>(definition)), shmem(sharedMemory), slot(&privateSlot),
-      def(*ownDef), storage(&storageOrDefault(registry)) {
+    : storage(&storageOrDefault(registry)), shmem(sharedMemory), slot(&privateSlot),
+      ownDef(std::make_unique<baseSignalDef_t>(definition)), def(*ownDef) {
     create();
 }
 
 BaseSignal::BaseSignal(baseSignalDef_t& definition, DefUse use, bool sharedMemory, SignalStorage* registry)
-    : ownDef(use == DefUse::Copy ? std::make_unique<baseSignalDef_t>(definition) : nullptr),
-      shmem(sharedMemory), slot(&privateSlot), def(ownDef ? *ownDef : definition),
-      storage(&storageOrDefault(registry)) {
+    : storage(&storageOrDefault(registry)), shmem(sharedMemory), slot(&privateSlot),
+      ownDef(use == DefUse::Copy ? std::make_unique<baseSignalDef_t>(definition) : nullptr),
+      def(ownDef ? *ownDef : definition) {
     create();
 }
 
@@ -99,9 +99,9 @@ void BaseSignal::create() {
 }
 
 BaseSignal::BaseSignal(BaseSignal* parent)
-    : ownDef(parent != nullptr ? std::make_unique<baseSignalDef_t>(parent->def)
-                               : std::make_unique<baseSignalDef_t>()),
-      initSmData(false), def(*ownDef) {
+    : initSmData(false), ownDef(parent != nullptr ? std::make_unique<baseSignalDef_t>(parent->def)
+                                                  : std::make_unique<baseSignalDef_t>()),
+      def(*ownDef) {
     constexpr LogSite site{"BaseSignal", "BaseSignal"};
     if (parent == nullptr) {
         logError(site, "no parent");

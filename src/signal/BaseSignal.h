@@ -152,26 +152,29 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
 
     // --- state ---
 
-  private:
-    // These two put `valid` to `timestamp` of the private slot on one cache line.
-    std::unique_ptr<baseSignalDef_t> ownDef; ///< `def`, unless that is the definition of the derived class
-    std::uint64_t refusedId = 0; ///< taken identifier under which the signal is listed all the same; or 0
+    bool initSmData = true; ///< this object created the slot and initialises it
+    key_t key = 0;          ///< System V IPC key of the segment; 0 until computed
+    int shmId = -1;         ///< shared-memory identifier; -1 when there is none
 
-  public:
+    std::uint64_t id = 0;             ///< kind bit + running number; all ones: rejected; 0: none assigned
+    SignalStorage* storage = nullptr; ///< the registry that holds the signal; not owned
+
+    // From here on the order is for the cache: the slot's raw value and time stamp, which every write
+    // changes, lie on one line with `modified`; its validity, which hardly ever changes, on the line before.
     signalSlot_t privateSlot;     ///< used without shared memory, or when attaching failed
-    bool initSmData = true;       ///< this object created the slot and initialises it
-    key_t key = 0;                ///< System V IPC key of the segment; 0 until computed
-    int shmId = -1;               ///< shared-memory identifier; -1 when there is none
+    bool modified = false;        ///< the last write changed the raw value
     bool shmem = false;           ///< the value was asked to lie in shared memory; kept on fallback
     signalSlot_t* slot = nullptr; ///< the slot in use
-    bool modified = false;        ///< the last write changed the raw value
     double value = 0.0;           ///< physical value as of the last `physical()`
+
+  private:
+    std::unique_ptr<baseSignalDef_t> ownDef; ///< `def`, unless that is the definition of the derived class
+
+  public:
     /// The definition that counts: reading and writing follow it. For the bus and input classes it is the
     /// base of their `definition`, unless they change it (a start bit within a byte range, texts of a
     /// status); then it is a copy.
     baseSignalDef_t& def;
-    std::uint64_t id = 0;             ///< kind bit + running number; all ones: rejected; 0: none assigned
-    SignalStorage* storage = nullptr; ///< the registry that holds the signal; not owned
 
     std::uint8_t d_lsbBit = 0;    ///< bit number of the least significant bit, kept in 8 bits on purpose
     std::uint8_t d_startByte = 0; ///< byte that holds the least significant bit
@@ -195,6 +198,8 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     friend class FieldWriter;
     friend struct RefusedId;
     class SlotLock;
+
+    std::uint64_t refusedId = 0; ///< taken identifier under which the signal is listed all the same; or 0
 
     /// Takes the slot's lock, by trying and yielding without limit.
     void lock() {

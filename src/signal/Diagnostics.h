@@ -50,8 +50,9 @@ class LogLine {
     const std::locale formerLocale;
 };
 
+/// Kept out of the code that calls it, which mostly has nothing to say.
 template <class... Items>
-void logLine(LogLevel level, LogSite site, const Items&... items) {
+[[gnu::cold, gnu::noinline]] void logLine(LogLevel level, LogSite site, const Items&... items) {
     LogLine line(level);
     ((line.out() << site) << ... << items) << '\n';
 }
@@ -73,7 +74,7 @@ void logError(LogSite site, const Items&... items) {
 
 /// After a failed system call: the line goes to standard error and ends with the text of `error`.
 template <class... Items>
-void logSystemError(LogSite site, int error, const Items&... items) {
+[[gnu::cold, gnu::noinline]] void logSystemError(LogSite site, int error, const Items&... items) {
     LogLine line(LogLevel::Error, std::cerr);
     ((line.out() << site) << ... << items);
     LogUtil::printError(line.out(), error);

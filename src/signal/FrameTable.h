@@ -49,13 +49,14 @@ class FrameTable {
     /// Opens every entry that it is dereferenced at.
     using iterator = OpeningIterator<FrameTable, typename Map::iterator>;
 
-    /// An entry of the index: a frame, its signals and what the decoder has worked out about them.
+    /// An entry of the index: a frame, its signals and what the decoder has worked out about them. Half a
+    /// cache line.
     class alignas(32) Frame {
       public:
         key_type key() const { return ownKey; }
-        bool isFree() const { return !used; }
+        bool isFree() const { return state == State::Free; }
         const mapped_type& signals() const { return position->second; }
-        bool isOpen() const { return openToClients; }
+        bool isOpen() const { return state == State::Open; }
 
         std::unique_ptr<FrameProgram, FrameProgramDeleter> program; ///< null: to be worked out
 
@@ -63,13 +64,14 @@ class FrameTable {
 
       private:
         friend class FrameTable;
+        enum class State : std::uint8_t { Free, Closed, Open };
+
         explicit Frame(typename Map::iterator position)
-            : ownKey(position->first), position(position), used(true) {}
+            : ownKey(position->first), position(position), state(State::Closed) {}
 
         key_type ownKey = 0;
         typename Map::iterator position;
-        bool used = false;
-        bool openToClients = false;
+        State state = State::Free;
     };
 
     /// `changes` counts the changes after which programs are out of date. It must outlive the table.
@@ -99,7 +101,11 @@ class FrameTable {
     bool contains(key_type key) const { return index.find(key) != nullptr; }
     size_type count(key_type key) const { return contains(key) ? 1 : 0; }
 
-    mapped_type& at(key_type key) { return const_cast<mapped_type&>(opened(existing(*this, key)).signals()); }
+    mapped_type& at(key_type key) {
+        Frame& frame = existing(*this, key);
+        open(frame);
+        return frame.position->second;
+    }
     const mapped_type& at(key_type key) const { return existing(*this, key).signals(); }
     mapped_type& operator[](key_type key) { return try_emplace(key).first->second; }
 
@@ -116,7 +122,7 @@ class FrameTable {
 
     iterator erase(const_iterator position) {
         Frame* const frame = index.find(position->first);
-        if (frame->openToClients) {
+        if (frame->isOpen()) {
             openKeys.erase(frame->ownKey);
         }
         index.erase(frame);
@@ -173,13 +179,6 @@ class FrameTable {
         }
     }
 
-    /// Does so in every entry. Costs a pass over the table.
-    void unfileEverywhere(const Signal* signal) {
-        for (auto position = frames.begin(); position != frames.end();) {
-            unfile((position++)->first, signal);
-        }
-    }
-
     /// The frame filed under `key`, or null. The pointer is good until the table changes.
     Frame* lookup(key_type key) { return index.find(key); }
 
@@ -197,15 +196,11 @@ class FrameTable {
         return *frame;
     }
 
-    Frame& opened(Frame& frame) {
-        open(frame);
-        return frame;
-    }
     void open(typename Map::iterator position) { open(*index.find(position->first)); }
     void open(Frame& frame) {
-        if (!frame.openToClients) {
+        if (!frame.isOpen()) {
             openKeys.insert(frame.ownKey);
-            frame.openToClients = true;
+            frame.state = Frame::State::Open;
         }
     }
 

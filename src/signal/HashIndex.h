@@ -50,8 +50,8 @@ class HashIndex {
     void erase(Entry* entry) {
         auto hole = static_cast<std::size_t>(entry - entries.data());
         for (std::size_t place = next(hole); !entries[place].isFree(); place = next(place)) {
-            const std::size_t fromHome = (place - home(entries[place].key())) & (entries.size() - 1);
-            const std::size_t fromHole = (place - hole) & (entries.size() - 1);
+            const std::size_t fromHome = (place - home(entries[place].key())) & mask;
+            const std::size_t fromHole = (place - hole) & mask;
             if (fromHome >= fromHole) {
                 entries[hole] = std::move(entries[place]);
                 hole = place;
@@ -72,7 +72,7 @@ class HashIndex {
     std::size_t home(const Key& key) const {
         return (std::uint64_t{Hash()(key)} * 0x9E3779B97F4A7C15) >> shift;
     }
-    std::size_t next(std::size_t place) const { return (place + 1) & (entries.size() - 1); }
+    std::size_t next(std::size_t place) const { return (place + 1) & mask; }
 
     Entry& place(Entry&& entry) {
         std::size_t place = home(entry.key());
@@ -86,6 +86,7 @@ class HashIndex {
     void grow() {
         std::vector<Entry> former(entries.empty() ? 16 : 2 * entries.size());
         former.swap(entries);
+        mask = entries.size() - 1;
         shift = 64;
         for (std::size_t size = entries.size(); size > 1; size /= 2) {
             --shift;
@@ -98,6 +99,7 @@ class HashIndex {
     }
 
     std::vector<Entry> entries; // a power of two
+    std::size_t mask = 0;
     std::size_t used = 0;
     int shift = 64;
 };

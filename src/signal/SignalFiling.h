@@ -90,4 +90,12 @@ void dump(const Table& table, LogSite site) {
     }
 }
 
+/// The print form that all kinds share: the signal, its definition and its identifier, joined by `;`. Leaves
+/// the stream in hexadecimal mode.
+template <class Signal>
+std::ostream& print(std::ostream& out, const Signal& signal) {
+    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
+               << signal.id;
+}
+
 } // namespace filing

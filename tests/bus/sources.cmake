@@ -3,6 +3,7 @@ set(BUS_TEST_SOURCES
   bus/CANClientTest.cpp
   bus/CANModelTest.cpp
   bus/CANSignalTest.cpp
+  bus/EthernetAnalysisTest.cpp
   bus/EthernetModelTest.cpp
   bus/EthernetSignalTest.cpp
   bus/FlexRaySignalTest.cpp
