@@ -4,6 +4,7 @@
 #include "bus/CANSignal.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FrameProgram.h"
 #include "signal/PduChain.h"
 #include "signal/SignalFiling.h"
 
@@ -58,19 +59,16 @@ constexpr unsigned long lengthCode(unsigned length) {
 /// One call's view of the received frame.
 class Reception {
   public:
-    Reception(const CANExtTraceMessage& message, std::vector<unsigned long>& ids)
-        : message(message), ids(ids), length(std::min<std::size_t>(message.length, message.payload.size())),
+    Reception(const CANExtTraceMessage& message, FrameTable<CANSignal>& container,
+              std::vector<unsigned long>& ids)
+        : message(message), container(container), ids(ids),
+          length(std::min<std::size_t>(message.length, message.payload.size())),
           firstWord(wordAt(0) & bitfield::ones(8 * static_cast<int>(length))),
           tracing(BaseSignal::debug != 0) {}
 
     /// Decodes the signals filed under the frame's own key.
     void decode(std::uint64_t key, FrameTable<CANSignal>::Frame& frame) {
-        const std::vector<CANSignal*>& signals = *frame.signals;
-        FrameProgram& program = frame.program;
-        program.begin(signals, compile);
-        const std::size_t count = signals.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const FieldWriter& writer = program.at(i, signals, compile);
+        for (const FieldWriter& writer : FrameProgram::of(frame, container, compile).fields()) {
             if (tracing || !writer.isDirect() || (writer.place.traits & ~Fd) != 0) [[unlikely]] {
                 decodeOne(writer, key);
                 continue;
@@ -167,7 +165,7 @@ class Reception {
         if (tracing) {
             logDebug(site, "mux = ", std::dec, raw, ", id = 0x", std::hex, key, std::dec);
         }
-        auto* const frame = CANSignal::canContainer.lookup(key);
+        auto* const frame = container.lookup(key);
         if (frame == nullptr) {
             if (tracing) {
                 logDebug(site, multiplexer.signal->def.instance,
@@ -175,10 +173,7 @@ class Reception {
             }
             return;
         }
-        const std::vector<CANSignal*>& signals = *frame->signals;
-        frame->program.begin(signals, compile);
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            const FieldWriter& writer = frame->program.at(i, signals, compile);
+        for (const FieldWriter& writer : FrameProgram::of(*frame, container, compile).fields()) {
             if (tracing) {
                 logDebug(site, "Multiplexed signal = ", writer.signal->def.instance, ", id = 0x", std::hex,
                          key, std::dec);
@@ -199,18 +194,20 @@ class Reception {
     }
 
     const CANExtTraceMessage& message;
+    FrameTable<CANSignal>& container;
     std::vector<unsigned long>& ids;
     const std::size_t length;
     const std::uint64_t firstWord;
     const bool tracing;
 };
 
-void traceFrame(const CANExtTraceMessage& message, std::uint64_t key) {
+void traceFrame(const CANExtTraceMessage& message, std::uint64_t key,
+                const FrameTable<CANSignal>& container) {
     logDebug(site, std::hex, key, std::dec);
     logDebug(site, "ctm.getChannel()=", std::dec, unsigned{message.channel});
     logDebug(site, "ctm.getCanId()=", std::hex, message.canId, std::dec);
     if (BaseSignal::debug >= 2) {
-        filing::dump(CANSignal::canContainer, site);
+        filing::dump(container, site);
     }
 }
 
@@ -226,10 +223,11 @@ bool CANSignal::decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigne
         return false;
     }
     const std::uint64_t key = can::frameKey(tslId, ctm.channel, ctm.canId, hasExtendedId(ctm), isCanFd(ctm));
+    FrameTable<CANSignal>& container = containerOf(storage);
     if (debug) {
-        traceFrame(ctm, key);
+        traceFrame(ctm, key, container);
     }
-    auto* const frame = canContainer.lookup(key);
+    auto* const frame = container.lookup(key);
     if (frame == nullptr) {
         if (debug >= 2) {
             logDebug(site, "CAN message not in canMessageContainer: ", ctm, ", id = ", std::hex, key,
@@ -237,6 +235,6 @@ bool CANSignal::decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigne
         }
         return false;
     }
-    Reception(ctm, ids).decode(key, *frame);
+    Reception(ctm, container, ids).decode(key, *frame);
     return !ids.empty();
 }

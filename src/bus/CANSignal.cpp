@@ -1,6 +1,7 @@
 #include "bus/CANSignal.h"
 
 #include "bus/CANKey.h"
+#include "signal/BitField.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
@@ -22,7 +23,7 @@ std::uint64_t plainKey(const canSignalDef_t& definition) {
 
 void traceCreated(const CANSignal& signal, LogSite site) {
     logDebug(site, "canContainer:");
-    filing::dump(CANSignal::canContainer, site);
+    filing::dump(CANSignal::containerOf(signal.storage), site);
     const std::lock_guard guard(LogUtil::logMutex);
     writeLineHead(std::cout, "[DEBUG] ", site, signal.def.instance, " created ",
                   signal.shmem ? "(shared memory) " : "",
@@ -36,7 +37,7 @@ void traceCreated(const CANSignal& signal, LogSite site) {
 } // namespace
 
 CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage)
-    : BaseSignal(def, shm, storage), definition(def) {
+    : Defined{def}, BaseSignal(definition, def.canFD ? DefUse::Copy : DefUse::Refer, shm, storage) {
     constexpr LogSite site{"CANSignal", "CANSignal"};
     if (definition.canFD) {
         if (!checkSignalDefinition(definition)) {
@@ -50,14 +51,15 @@ CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage
     if (!filing::enter(*this, can::kindBit, this->storage->canSignals, site, /*endLine=*/false)) {
         return;
     }
-    const std::uint64_t canKey = plainKey(definition);
+    frameKey = plainKey(definition);
+    FrameTable<CANSignal>& container = containerOf(this->storage);
     if (debug) {
-        logDebug(site, "canKey=", std::hex, canKey, std::dec);
-        if (!canContainer.contains(canKey)) {
+        logDebug(site, "canKey=", std::hex, frameKey, std::dec);
+        if (!container.contains(frameKey)) {
             logDebug(site, "insert into canContainer: ", def);
         }
     }
-    canContainer[canKey].push_back(this);
+    container.file(frameKey, this);
     if (debug) {
         traceCreated(*this, site);
     }
@@ -65,7 +67,19 @@ CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage
 
 CANSignal::~CANSignal() {
     filing::leave(*this, storage->canSignals, {"CANSignal", "~CANSignal"});
-    filing::purge(canContainer, this);
+    FrameTable<CANSignal>& container = containerOf(storage);
+    container.unfile(frameKey, this);
+    container.unfileByHand(this);
+}
+
+void CANSignal::fileUnderMultiplexer() {
+    if (id == filing::rejectedId) {
+        return;
+    }
+    FrameTable<CANSignal>& container = containerOf(storage);
+    container.unfile(frameKey, this);
+    frameKey = plainKey(definition) + can::multiplexerTerm(def.mux);
+    container.file(frameKey, this);
 }
 
 bool CANSignal::checkSignalDefinition(canSignalDef_t& def) {
@@ -85,7 +99,7 @@ bool CANSignal::signalsInUse(const unsigned char* record, const unsigned char* /
     const std::uint32_t identifier = bigEndian<4>(record + identifierOffset);
     const std::uint8_t channel = record[channelOffset];
     // The record's identifier word carries the flags where the key has them.
-    const bool inUse = canContainer.contains(can::frameKey(tslId, channel, identifier, false, false));
+    const bool inUse = containerOf(storage).contains(can::frameKey(tslId, channel, identifier, false, false));
     if (debug) {
         logDebug({"CANSignal", "signalsInUse"}, inUse ? "found" : "not found", ": channel ", std::dec,
                  unsigned{channel}, ", msgId 0x", std::hex, identifier, std::dec);

@@ -6,6 +6,7 @@
 #include "rkutil/hexdump.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FrameProgram.h"
 #include "signal/PduChain.h"
 #include "signal/SignalFiling.h"
 
@@ -33,52 +34,37 @@ void traceKey(LogSite site, std::uint64_t key, const char* decision) {
     }
 }
 
-void traceFrames(LogSite site) {
+/// The first sight of a kind of frame. \return the entry of the positive list, or null
+FrameTable<EthernetSignal>::Frame* decide(const LogSite& site, const miiFrameInfo_t& info,
+                                          std::uint8_t channel, std::uint64_t key, EthernetTables& tables) {
     if (BaseSignal::debug) {
-        for (const auto& entry : EthernetSignal::ethernetFrames) {
+        for (const auto& entry : std::as_const(tables.frames)) {
             logDebug(site, *entry.first);
         }
     }
-}
-
-/// The first sight of a kind of frame: decides whether it carries signals and remembers it. \return the entry
-/// of the positive list, or null
-FrameTable<EthernetSignal>::Frame* decide(const LogSite& site, const miiFrameInfo_t& info,
-                                          std::uint8_t channel, std::uint64_t key) {
-    traceFrames(site);
-    std::vector<EthernetSignal*> signals;
-    if (!EthernetSignal::ethernetFrames.appendMatching(info, channel, signals)) {
-        if (EthernetSignal::negativeList.size() >= EthernetSignal::maxNegative) {
-            EthernetSignal::negativeList.clear();
-        }
-        EthernetSignal::negativeList.insert(key);
-        traceKey(site, key, " not in use, inserted in negativeList");
-        return nullptr;
+    auto* const decided = tables.decide(info, channel, key);
+    traceKey(site, key,
+             decided != nullptr ? " in use, inserted in positiveList"
+                                : " not in use, inserted in negativeList");
+    if (BaseSignal::debug && decided != nullptr && &site == &decodeSite) {
+        logDebug(site, "positiveList->second.size() = ", std::dec, decided->signals().size());
     }
-    if (EthernetSignal::positiveList.size() >= EthernetSignal::maxPositive) {
-        EthernetSignal::positiveList.clear();
-    }
-    traceKey(site, key, " in use, inserted in positiveList");
-    if (BaseSignal::debug && &site == &decodeSite) {
-        logDebug(site, "positiveList->second.size() = ", std::dec, signals.size());
-    }
-    EthernetSignal::positiveList[key] = std::move(signals);
-    return EthernetSignal::positiveList.lookup(key);
+    return decided;
 }
 
 /// The entry of an analysed frame in the positive list, or null if it carries no signal. `site` asks.
 FrameTable<EthernetSignal>::Frame* lookUp(const LogSite& site, const miiFrameInfo_t& info,
-                                          std::uint8_t channel) {
+                                          std::uint8_t channel, EthernetTables& tables) {
     const std::uint64_t key = ethernet::frameKey(info, channel);
-    if (EthernetSignal::negativeList.contains(key)) {
+    if (tables.negative.contains(key)) {
         traceKey(site, key, " found in negativeList");
         return nullptr;
     }
-    if (auto* const known = EthernetSignal::positiveList.lookup(key)) {
+    if (auto* const known = tables.positive.lookup(key)) {
         traceKey(site, key, " found in positiveList");
         return known;
     }
-    return decide(site, info, channel, key);
+    return decide(site, info, channel, key, tables);
 }
 
 /// `traits` of a writer is the kind of its container.
@@ -96,13 +82,8 @@ class Reception {
     Reception(Bytes frame, std::size_t payload, std::uint64_t timestamp, std::vector<unsigned long>& ids)
         : frame(frame), payload(payload), timestamp(timestamp), ids(ids), tracing(BaseSignal::debug != 0) {}
 
-    void decode(FrameTable<EthernetSignal>::Frame& known) {
-        const std::vector<EthernetSignal*>& signals = *known.signals;
-        FrameProgram& program = known.program;
-        program.begin(signals, compile);
-        const std::size_t count = signals.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const FieldWriter& writer = program.at(i, signals, compile);
+    void decode(const FrameProgram& program) {
+        for (const FieldWriter& writer : program.fields()) {
             const std::size_t start = payload + writer.place.startByte;
             if (tracing || !writer.isDirect() || writer.place.traits != 0) [[unlikely]] {
                 decodeOne(writer);
@@ -214,7 +195,7 @@ void traceSize(Bytes frame) {
 } // namespace
 
 bool EthernetSignal::decode(unsigned char channel, const std::vector<unsigned char>& frame,
-                            unsigned long time, std::vector<unsigned long>& ids, SignalStorage* /*storage*/) {
+                            unsigned long time, std::vector<unsigned long>& ids, SignalStorage* storage) {
     ids.clear();
     miiFrameInfo_t info{};
     if (!analyze(decodeSite, frame, info)) {
@@ -223,22 +204,25 @@ bool EthernetSignal::decode(unsigned char channel, const std::vector<unsigned ch
     if (debug) {
         traceSize(frame);
     }
-    auto* const known = lookUp(decodeSite, info, channel);
+    EthernetTables& tables = tablesOf(storage);
+    auto* const known = lookUp(decodeSite, info, channel, tables);
     if (known == nullptr) {
         return false;
     }
-    Reception(frame, info.payloadOffset, time, ids).decode(*known);
+    Reception(frame, info.payloadOffset, time, ids)
+        .decode(FrameProgram::of(*known, tables.positive, compile));
     return !ids.empty();
 }
 
 bool EthernetSignal::decodeMessage(const MIITraceMessage& msg, std::vector<unsigned long>& ids,
                                    SignalStorage* storage) {
-    return channelsInUse[msg.channel] && decode(msg.channel, msg.frame, msg.timestamp, ids, storage);
+    return tablesOf(storage).channelsInUse[msg.channel] &&
+           decode(msg.channel, msg.frame, msg.timestamp, ids, storage);
 }
 
 bool EthernetSignal::decodeMessage(const EthernetTraceMessage& msg, std::vector<unsigned long>& ids,
                                    SignalStorage* storage) {
-    return msg.kind == EthernetTraceMessage::Frame && channelsInUse[msg.channel] &&
+    return msg.kind == EthernetTraceMessage::Frame && tablesOf(storage).channelsInUse[msg.channel] &&
            decode(msg.channel, msg.frame, msg.timestamp, ids, storage);
 }
 
@@ -275,11 +259,12 @@ bool EthernetSignal::signalsInUse(const unsigned char* record, const unsigned ch
                                   SignalStorage* storage) {
     // Byte 16 for both types, on purpose: it is the channel of an MII record, and an Ethernet record has its
     // channel there too.
-    if (filing::storageOrDefault(storage).ethernetSignals.empty() || !channelsInUse[record[16]]) {
+    EthernetTables& tables = tablesOf(storage);
+    if (filing::storageOrDefault(storage).ethernetSignals.empty() || !tables.channelsInUse[record[16]]) {
         return false;
     }
     const auto frame = recordedFrame(record);
     miiFrameInfo_t info{};
     return frame && analyze(querySite, frame->bytes, info) &&
-           lookUp(querySite, info, frame->channel) != nullptr;
+           lookUp(querySite, info, frame->channel, tables) != nullptr;
 }

@@ -35,7 +35,7 @@ miiFrameInfo_t EthernetFrameTable::masked(const miiFrameInfo_t& frame, Shape sha
 void EthernetFrameTable::makeIndex() {
     entries.clear();
     groups.clear();
-    for (const value_type& entry : *this) {
+    for (const value_type& entry : bound) {
         const EthernetFrameHash& frame = *entry.first;
         groups[shapeOf(frame)].push_back({frame.hash, static_cast<std::uint32_t>(entries.size())});
         entries.push_back(&entry);
@@ -43,12 +43,22 @@ void EthernetFrameTable::makeIndex() {
     for (auto& [shape, group] : groups) {
         std::sort(group.begin(), group.end());
     }
-    generation = FrameProgram::latestGeneration();
+    generation = changeCounter->latest();
+}
+
+void EthernetFrameTable::unfileByHand(const EthernetSignal* signal) {
+    for (auto key = openKeys.begin(); key != openKeys.end();) {
+        const auto entry = bound.find(*key++);
+        std::erase(entry->second, signal);
+        if (entry->second.empty()) {
+            erase(const_iterator(entry));
+        }
+    }
 }
 
 bool EthernetFrameTable::appendMatching(const miiFrameInfo_t& frame, std::uint8_t channel,
                                         std::vector<EthernetSignal*>& signals) {
-    if (generation != FrameProgram::latestGeneration()) {
+    if (generation != changeCounter->latest()) {
         makeIndex();
     }
     matching.clear();
@@ -63,8 +73,8 @@ bool EthernetFrameTable::appendMatching(const miiFrameInfo_t& frame, std::uint8_
     }
     std::sort(matching.begin(), matching.end());
     for (const std::uint32_t entry : matching) {
-        const mapped_type& bound = entries[entry]->second;
-        signals.insert(signals.end(), bound.begin(), bound.end());
+        const mapped_type& list = entries[entry]->second;
+        signals.insert(signals.end(), list.begin(), list.end());
     }
     return !matching.empty();
 }

@@ -9,13 +9,30 @@
 #include <arpa/inet.h>
 #include <ostream>
 
-std::array<bool, 256> EthernetSignal::channelsInUse{};
-EthernetFrameTable EthernetSignal::ethernetFrames;
-FrameTable<EthernetSignal> EthernetSignal::positiveList;
-FrameKeySet EthernetSignal::negativeList;
+namespace {
+
+EthernetTables classWide(ChangeCounter::classWide());
+
+} // namespace
+
+std::array<bool, 256>& EthernetSignal::channelsInUse = classWide.channelsInUse;
+EthernetFrameTable& EthernetSignal::ethernetFrames = classWide.frames;
+FrameTable<EthernetSignal>& EthernetSignal::positiveList = classWide.positive;
+FrameKeySet& EthernetSignal::negativeList = classWide.negative;
+
+EthernetTables& EthernetSignal::tablesOf(const SignalStorage* storage) {
+    StorageTables* const own = ownTablesOf(storage);
+    if (own == nullptr) {
+        return classWide;
+    }
+    if (own->ethernet == nullptr) [[unlikely]] {
+        own->ethernet = std::make_unique<EthernetTables>(own->changes);
+    }
+    return static_cast<EthernetTables&>(*own->ethernet);
+}
 
 EthernetSignal::EthernetSignal(const ethernetSignalDef_t& def, bool shared, SignalStorage* storage)
-    : BaseSignal(def, shared, storage), definition(def) {
+    : Defined{def}, BaseSignal(definition, DefUse::Copy, shared, storage) {
     constexpr LogSite site{"EthernetSignal", "EthernetSignal"};
     if (!checkSignalDefinition(definition)) {
         id = filing::rejectedId;
@@ -24,7 +41,7 @@ EthernetSignal::EthernetSignal(const ethernetSignalDef_t& def, bool shared, Sign
     if (!filing::enter(*this, ethernet::kindBit, this->storage->ethernetSignals, site)) {
         return;
     }
-    channelsInUse[definition.channel] = true;
+    tablesOf(this->storage).channelsInUse[definition.channel] = true;
     fileAtPosition();
     if (debug) {
         logDebug(site, definition.instance, " created ", shared ? "(shared memory);" : ";", *this);
@@ -33,7 +50,7 @@ EthernetSignal::EthernetSignal(const ethernetSignalDef_t& def, bool shared, Sign
 }
 
 EthernetSignal::EthernetSignal(EthernetSignal* parent, const ethernetSignalDef_t& def)
-    : BaseSignal(parent), definition(def) {
+    : Defined{def}, BaseSignal(parent) {
     if (parent == nullptr) {
         return;
     }
@@ -49,7 +66,7 @@ EthernetSignal::EthernetSignal(EthernetSignal* parent, const ethernetSignalDef_t
 void EthernetSignal::fileAtPosition() {
     if (!definition.positions.empty()) {
         frameHash.setFrame(position(), definition.channel);
-        ethernetFrames[&frameHash].push_back(this);
+        tablesOf(storage).frames.file(&frameHash, this);
         def.startbit = position().startBit & 7;
     }
     cInit();
@@ -68,15 +85,13 @@ EthernetSignal::~EthernetSignal() {
         return; // a child without parent
     }
     filing::leave(*this, storage->ethernetSignals, {"EthernetSignal", "~EthernetSignal"});
-    ethernetFrames.erase(&frameHash); // whoever else is listed there: the address is about to be gone
-    filing::purge(ethernetFrames, this);
-    filing::purge(positiveList, this);
+    EthernetTables& tables = tablesOf(storage);
+    tables.frames.erase(&frameHash); // whoever else is listed there: the address is about to be gone
+    tables.frames.unfileByHand(this);
+    tables.forget(this);
     children.clear();
     if (storage->ethernetSignals.empty()) {
-        negativeList.clear();
-        positiveList.clear();
-        ethernetFrames.clear();
-        channelsInUse.fill(false);
+        tables.clear();
     }
 }
 

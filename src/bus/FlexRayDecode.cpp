@@ -4,6 +4,7 @@
 #include "rkutil/hexdump.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FrameProgram.h"
 #include "signal/PduChain.h"
 
 #include <algorithm>
@@ -61,13 +62,8 @@ class Reception {
           length(std::min(lengthLimit(message.data.size()), message.payload.size())),
           tracing(BaseSignal::debug != 0) {}
 
-    void decode(FrameTable<FlexRaySignal>::Frame& frame) {
-        const std::vector<FlexRaySignal*>& signals = *frame.signals;
-        FrameProgram& program = frame.program;
-        program.begin(signals, compile);
-        const std::size_t count = signals.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const FieldWriter& writer = program.at(i, signals, compile);
+    void decode(const FrameProgram& program) {
+        for (const FieldWriter& writer : program.fields()) {
             if (tracing || !writer.isDirect()) [[unlikely]] {
                 decodeOne(writer);
                 continue;
@@ -179,13 +175,14 @@ class Reception {
 } // namespace
 
 bool FlexRaySignal::decodeMessage(const FlexRayExtTraceMessage& frm, std::vector<unsigned long>& ids,
-                                  unsigned char tslId, SignalStorage* /*unused*/) {
+                                  unsigned char tslId, SignalStorage* storage) {
     ids.clear();
     if (!flexray::carriesSignals(frm.frameKind)) {
         return false;
     }
     const std::uint64_t key = flexray::frameKey(tslId, frm.channel, frm.slot, frm.frameKind, frm.cycle);
-    auto* const frame = flexrayFrames.lookup(key);
+    FrameTable<FlexRaySignal>& frames = framesOf(storage);
+    auto* const frame = frames.lookup(key);
     if (frame == nullptr) {
         if (debug) {
             logDebug(site, "id = ", std::hex, key, std::dec, " not found");
@@ -195,6 +192,6 @@ bool FlexRaySignal::decodeMessage(const FlexRayExtTraceMessage& frm, std::vector
     if (debug) {
         logDebug(site, frm);
     }
-    Reception(frm, ids).decode(*frame);
+    Reception(frm, ids).decode(FrameProgram::of(*frame, frames, compile));
     return !ids.empty();
 }

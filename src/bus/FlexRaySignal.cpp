@@ -57,7 +57,7 @@ void writePosition(std::ostream& out, const flexRayPosition_t& position) {
 } // namespace
 
 FlexRaySignal::FlexRaySignal(const flexRaySignalDef_t& def, bool shm, SignalStorage* storage)
-    : BaseSignal(def, shm, storage), definition(def) {
+    : Defined{def}, BaseSignal(definition, DefUse::Copy, shm, storage) {
     if (!checkSignalDefinition(definition)) {
         id = filing::rejectedId;
         return;
@@ -81,7 +81,7 @@ FlexRaySignal::FlexRaySignal(const flexRaySignalDef_t& def, bool shm, SignalStor
 }
 
 FlexRaySignal::FlexRaySignal(FlexRaySignal* parent, const flexRaySignalDef_t& def)
-    : BaseSignal(parent), definition(def) {
+    : Defined{def}, BaseSignal(parent) {
     if (parent == nullptr) {
         return;
     }
@@ -98,8 +98,18 @@ FlexRaySignal::~FlexRaySignal() {
     if (storage != nullptr) {
         filing::leave(*this, storage->flexRaySignals, {"FlexRaySignal", "~FlexRaySignal"});
     }
-    filing::purge(flexrayFrames, this);
+    leaveFrames();
     children.clear(); // while the slot that they share is still there
+}
+
+void FlexRaySignal::leaveFrames() {
+    FrameTable<FlexRaySignal>& frames = framesOf(storage);
+    for (std::size_t cycle = 0; cycle < flexray::cycleCount; ++cycle) {
+        if (filedCycles[cycle]) {
+            frames.unfile(filedKeyBase + flexray::cycleTerm(static_cast<std::uint8_t>(cycle)), this);
+        }
+    }
+    frames.unfileByHand(this);
 }
 
 void FlexRaySignal::takePlace() {
@@ -107,9 +117,11 @@ void FlexRaySignal::takePlace() {
         return;
     }
     const flexRayPosition_t& position = definition.positions.front();
+    filedKeyBase = frameKeyBase;
     for (std::uint8_t cycle = position.baseCycle; cycle < flexray::cycleCount; ++cycle) {
         if (position.cycle[cycle]) {
-            flexrayFrames[frameKeyBase + flexray::cycleTerm(cycle)].push_back(this);
+            framesOf(storage).file(filedKeyBase + flexray::cycleTerm(cycle), this);
+            filedCycles.set(cycle);
         }
     }
     // From here on the codec sees the bytes from the position's startByte on.
@@ -149,7 +161,7 @@ bool FlexRaySignal::signalsInUse(const unsigned char* record, const unsigned cha
     const auto slot = static_cast<std::uint16_t>(bigEndian<2>(record + slotOffset));
     const std::uint64_t key =
         flexray::frameKey(tslId, record[channelOffset], slot, record[kindOffset], record[cycleOffset]);
-    const bool inUse = flexrayFrames.contains(key);
+    const bool inUse = framesOf(storage).contains(key);
     if (debug) {
         logDebug({"FlexRaySignal", "signalsInUse"}, "id = ", std::hex, key, std::dec,
                  inUse ? " in use" : " not in use");

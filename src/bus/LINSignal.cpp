@@ -3,6 +3,7 @@
 #include "bus/LINKey.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FrameProgram.h"
 #include "signal/SignalFiling.h"
 
 #include <ostream>
@@ -11,12 +12,13 @@
 FrameTable<LINSignal> LINSignal::linContainer;
 
 LINSignal::LINSignal(const linSignalDef_t& def, bool shm, SignalStorage* storage)
-    : BaseSignal(def, shm, storage), definition(def) {
+    : Defined{def}, BaseSignal(definition, DefUse::Refer, shm, storage) {
     constexpr LogSite site{"LINSignal", "LINSignal"};
     if (!filing::enter(*this, lin::kindBit, this->storage->linSignals, site)) {
         return;
     }
-    linContainer[lin::frameKey(definition.tslId, definition.channel, definition.msgId)].push_back(this);
+    frameKey = lin::frameKey(definition.tslId, definition.channel, definition.msgId);
+    containerOf(this->storage).file(frameKey, this);
     if (debug) {
         logDebug(site, definition.instance, " created ", shm ? "(shared memory)" : "", *this, std::dec);
     }
@@ -24,7 +26,9 @@ LINSignal::LINSignal(const linSignalDef_t& def, bool shm, SignalStorage* storage
 
 LINSignal::~LINSignal() {
     filing::leave(*this, storage->linSignals, {"LINSignal", "~LINSignal"}, "");
-    filing::purge(linContainer, this);
+    FrameTable<LINSignal>& container = containerOf(storage);
+    container.unfile(frameKey, this);
+    container.unfileByHand(this);
 }
 
 bool LINSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
@@ -32,7 +36,8 @@ bool LINSignal::signalsInUse(const unsigned char* record, const unsigned char* /
     constexpr std::size_t channelOffset = 14;
     constexpr std::size_t identifierOffset = 26;
     return !filing::storageOrDefault(storage).linSignals.empty() &&
-           linContainer.contains(lin::frameKey(tslId, record[channelOffset], record[identifierOffset]));
+           containerOf(storage).contains(
+               lin::frameKey(tslId, record[channelOffset], record[identifierOffset]));
 }
 
 namespace {
@@ -44,14 +49,11 @@ FieldWriter compile(LINSignal& signal) {
 }
 
 /// Writes the data bytes to the signals of a frame.
-void writeAll(const LINTraceMessage& message, std::uint64_t key, FrameTable<LINSignal>::Frame& frame,
+void writeAll(const LINTraceMessage& message, std::uint64_t key, const FrameProgram& program,
               std::vector<unsigned long>& ids) {
     const auto length = static_cast<std::uint8_t>(message.data.size()); // 8 bits on purpose
     const std::uint64_t firstWord = wordAt(std::span(message.data).first(length), 0);
-    const std::vector<LINSignal*>& signals = *frame.signals;
-    frame.program.begin(signals, compile);
-    for (std::size_t i = 0; i < signals.size(); ++i) {
-        const FieldWriter& writer = frame.program.at(i, signals, compile);
+    for (const FieldWriter& writer : program.fields()) {
         if (BaseSignal::debug) {
             logDebug(site, "Signal = ", writer.signal->def.instance, ", id = 0x", std::hex, key, std::dec);
         }
@@ -76,7 +78,8 @@ bool LINSignal::decodeMessage(const LINTraceMessage& ltm, std::vector<unsigned l
         return false;
     }
     const std::uint64_t key = lin::frameKey(tslId, ltm.channel, ltm.protectedId);
-    auto* const frame = linContainer.lookup(key);
+    FrameTable<LINSignal>& container = containerOf(storage);
+    auto* const frame = container.lookup(key);
     if (frame == nullptr) {
         if (debug >= 2) {
             // The text and the number are those that readers of such lines have always seen.
@@ -84,7 +87,7 @@ bool LINSignal::decodeMessage(const LINTraceMessage& ltm, std::vector<unsigned l
         }
         return false;
     }
-    writeAll(ltm, key, *frame, ids);
+    writeAll(ltm, key, FrameProgram::of(*frame, container, compile), ids);
     return !ids.empty();
 }
 

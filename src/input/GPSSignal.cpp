@@ -35,7 +35,7 @@ std::map<std::uint64_t, std::string> GPSSignal::gpsStatusValueDescription = {{0,
 std::uint8_t GPSSignal::gpsStatus = 0;
 
 GPSSignal::GPSSignal(const inputSignalDef_t& definition, bool shared, SignalStorage* registry)
-    : InputSignal(definition, shared, registry) {
+    : InputSignal(definition, DefUse::Copy, shared, registry) {
     constexpr LogSite site{"GPSSignal", "GPSSignal"};
     const std::string& name = def.instance;
     const bool isPredefined = gps_ids.contains(name);
@@ -76,12 +76,12 @@ constexpr RmcField rmcFields[] = {
 class Reception {
   public:
     Reception(const GPSTraceMessage& message, std::vector<unsigned long>& ids, SignalStorage* storage)
-        : message(message), ids(ids), storage(storage) {}
+        : message(message), ids(ids), storage(storage), status(GPSSignal::statusOf(storage)) {}
 
     void decode() const {
         GPSTraceMessage::numeric_gprmc_t rmc;
         if (message.getGPRMC(rmc)) {
-            GPSSignal::gpsStatus = rmc.status;
+            status = rmc.status;
             if (rmc.status == 0) {
                 clearAllButStatus();
                 write("GPS.Status", 0);
@@ -92,7 +92,7 @@ class Reception {
             }
         }
         GPSTraceMessage::numeric_gpgga_t gga;
-        if (GPSSignal::gpsStatus != 0 && message.getGPGGA(gga)) {
+        if (status != 0 && message.getGPGGA(gga)) {
             write("GPS.Satellites", gga.satellites);
             write("GPS.Altitude", gga.altitude);
         }
@@ -118,6 +118,7 @@ class Reception {
     const GPSTraceMessage& message;
     std::vector<unsigned long>& ids;
     SignalStorage* storage;
+    std::uint8_t& status;
 };
 
 /// The last six decimal digits in pairs.

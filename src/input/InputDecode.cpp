@@ -2,7 +2,6 @@
 
 #include "input/InputKey.h"
 #include "input/InputSignal.h"
-#include "input/LoggerStatusSignal.h"
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
@@ -56,18 +55,43 @@ void setPayload(std::uint64_t& payload, const analogElement_t& element, signalVa
     }
 }
 
+bool decodeMeasurement(const AnalogTraceMessage& message, std::vector<unsigned long>& ids,
+                       std::uint8_t channel, FrameTable<InputSignal>& container) {
+    constexpr LogSite site{"InputSignal", "decodeMessage"};
+    ids.clear();
+    const analogElement_t element = message.elements.empty() ? analogElement_t() : message.elements.front();
+    const std::uint64_t key = input::key(input::analogBit, channel, element.input);
+    const auto* const entry = container.lookup(key);
+    if (entry == nullptr) {
+        if (BaseSignal::debug) {
+            logDebug(site, "analog signal not found, index = ", std::hex, key, std::dec);
+        }
+        return false;
+    }
+    std::uint64_t payload = 0;
+    for (InputSignal* const signal : entry->signals()) {
+        setPayload(payload, element, signal->def.type);
+        if (BaseSignal::debug) {
+            logDebug(site, "Signal = ", signal->def.instance, ": ", std::bit_cast<double>(payload));
+        }
+        signal->write(payload, message.timestamp);
+        ids.push_back(signal->id);
+    }
+    return !ids.empty();
+}
+
 bool decodeUsage(const SystemMessage& message, std::vector<unsigned long>& ids, SignalStorage* storage) {
     const auto* const usage = dynamic_cast<const SystemUsageMessage*>(&message);
     if (usage == nullptr) {
         return false;
     }
-    const std::uint64_t key = LoggerStatusSignal::predefinedInputs.at("Logger.IntMemory");
     const std::uint8_t external =
         usage->externalUsage != memoryAbsent ? usage->externalUsage : usage->externalUsage2;
     if (external != memoryAbsent) {
-        InputSignal::writeValue(key, external, message.timestamp, ids, storage, "Logger.ExtMemory");
+        InputSignal::writeValue(input::memoryKey, external, message.timestamp, ids, storage,
+                                "Logger.ExtMemory");
     }
-    return InputSignal::writeValue(key, usage->internalUsage, message.timestamp, ids, storage,
+    return InputSignal::writeValue(input::memoryKey, usage->internalUsage, message.timestamp, ids, storage,
                                    "Logger.IntMemory");
 }
 
@@ -83,7 +107,7 @@ bool InputSignal::signalsInUse(const unsigned char* record, const unsigned char*
     if (!key) {
         return false;
     }
-    const bool inUse = inputContainer.contains(*key);
+    const bool inUse = containerOf(storage).contains(*key);
     if (debug >= 2) {
         logDebug({"InputSignal", "signalsInUse"}, "index = ", std::hex, *key, std::dec, " - ",
                  inUse ? "found" : "not found");
@@ -92,10 +116,9 @@ bool InputSignal::signalsInUse(const unsigned char* record, const unsigned char*
 }
 
 bool InputSignal::writeValue(std::uint64_t key, unsigned long payload, unsigned long timestamp,
-                             std::vector<unsigned long>& ids, SignalStorage* /*storage*/,
-                             const char* instance) {
+                             std::vector<unsigned long>& ids, SignalStorage* storage, const char* instance) {
     constexpr LogSite site{"InputSignal", "writeValue"};
-    const auto* const entry = inputContainer.lookup(key);
+    const auto* const entry = containerOf(storage).lookup(key);
     if (entry == nullptr) {
         if (debug) {
             logDebug(site, "signal not found, index = ", std::hex, key, std::dec);
@@ -103,7 +126,7 @@ bool InputSignal::writeValue(std::uint64_t key, unsigned long payload, unsigned 
         return false;
     }
     bool written = false;
-    for (InputSignal* const signal : *entry->signals) {
+    for (InputSignal* const signal : entry->signals()) {
         if (instance != nullptr && signal->def.instance != instance) {
             continue;
         }
@@ -135,49 +158,33 @@ bool InputSignal::decodeMessage(const KeyboardMessage& message, std::vector<unsi
 
 bool InputSignal::decodeMessage(const AnalogTraceMessage& message, std::vector<unsigned long>& ids,
                                 unsigned char channel) {
-    constexpr LogSite site{"InputSignal", "decodeMessage"};
-    ids.clear();
-    const analogElement_t element = message.elements.empty() ? analogElement_t() : message.elements.front();
-    const std::uint64_t key = input::key(input::analogBit, channel, element.input);
-    const auto* const entry = inputContainer.lookup(key);
-    if (entry == nullptr) {
-        if (debug) {
-            logDebug(site, "analog signal not found, index = ", std::hex, key, std::dec);
-        }
-        return false;
-    }
-    std::uint64_t payload = 0;
-    for (InputSignal* const signal : *entry->signals) {
-        setPayload(payload, element, signal->def.type);
-        if (debug) {
-            logDebug(site, "Signal = ", signal->def.instance, ": ", std::bit_cast<double>(payload));
-        }
-        signal->write(payload, message.timestamp);
-        ids.push_back(signal->id);
-    }
-    return !ids.empty();
+    return decodeMeasurement(message, ids, channel, inputContainer);
+}
+
+bool InputSignal::decodeMessage(const AnalogTraceMessage& message, std::vector<unsigned long>& ids,
+                                unsigned char channel, SignalStorage* storage) {
+    return decodeMeasurement(message, ids, channel, containerOf(storage));
 }
 
 bool InputSignal::decodeMessage(const SystemMessage& message, std::vector<unsigned long>& ids,
                                 SignalStorage* storage) {
     ids.clear();
-    const char* name = nullptr;
+    std::uint64_t key = 0;
     switch (message.code) {
     case SystemMessage::MemoryUsage:
         return decodeUsage(message, ids, storage);
     case SystemMessage::Status:
-        name = "Logger.Status";
+        key = input::statusKey;
         break;
     case SystemMessage::Start:
-        name = "Logger.Start";
+        key = input::startKey;
         break;
     case SystemMessage::Timer:
-        name = "Logger.Timer";
+        key = input::timerKey;
         break;
     default:
         return false;
     }
     const long value = std::strtol(message.text.c_str(), nullptr, 10);
-    return writeValue(LoggerStatusSignal::predefinedInputs.at(name), static_cast<unsigned long>(value),
-                      message.timestamp, ids, storage);
+    return writeValue(key, static_cast<unsigned long>(value), message.timestamp, ids, storage);
 }

@@ -3,9 +3,10 @@
 #include "rkutil/printTime.h"
 #include "signal/BitField.h"
 #include "signal/Diagnostics.h"
-#include "signal/FrameProgram.h"
 #include "signal/SignalFiling.h"
+#include "signal/StorageTables.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <iomanip>
@@ -14,7 +15,6 @@ int BaseSignal::debug = 0;
 bool BaseSignal::detachOnly = false;
 std::uint64_t BaseSignal::instanceCounter = 0;
 SignalStorage BaseSignal::defSignalStorage;
-std::uint64_t FrameProgram::currentGeneration = 1;
 
 using filing::storageOrDefault;
 
@@ -68,7 +68,19 @@ class BaseSignal::SlotLock {
 };
 
 BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, SignalStorage* registry)
-    : shmem(sharedMemory), slot(&privateSlot), def(definition), storage(&storageOrDefault(registry)) {
+    : ownDef(std::make_unique<baseSignalDef_t>(definition)), shmem(sharedMemory), slot(&privateSlot),
+      def(*ownDef), storage(&storageOrDefault(registry)) {
+    create();
+}
+
+BaseSignal::BaseSignal(baseSignalDef_t& definition, DefUse use, bool sharedMemory, SignalStorage* registry)
+    : ownDef(use == DefUse::Copy ? std::make_unique<baseSignalDef_t>(definition) : nullptr),
+      shmem(sharedMemory), slot(&privateSlot), def(ownDef ? *ownDef : definition),
+      storage(&storageOrDefault(registry)) {
+    create();
+}
+
+void BaseSignal::create() {
     constexpr LogSite site{"BaseSignal", "BaseSignal"};
     if (!storage->instancesByName.try_emplace(def.instance, this).second) {
         logError(site, def.instance, " already exists");
@@ -86,14 +98,16 @@ BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, Sig
     }
 }
 
-BaseSignal::BaseSignal(BaseSignal* parent) : initSmData(false) {
+BaseSignal::BaseSignal(BaseSignal* parent)
+    : ownDef(parent != nullptr ? std::make_unique<baseSignalDef_t>(parent->def)
+                               : std::make_unique<baseSignalDef_t>()),
+      initSmData(false), def(*ownDef) {
     constexpr LogSite site{"BaseSignal", "BaseSignal"};
     if (parent == nullptr) {
         logError(site, "no parent");
         return;
     }
     id = parent->id;
-    def = parent->def;
     shmem = parent->shmem;
     slot = parent->slot;
     storage = parent->storage;
@@ -105,7 +119,7 @@ BaseSignal::BaseSignal(BaseSignal* parent) : initSmData(false) {
 
 BaseSignal::~BaseSignal() {
     constexpr LogSite site{"BaseSignal", "~BaseSignal"};
-    FrameProgram::outdateAll();
+    countChange();
     if (storage != nullptr) {
         storage->instancesByName.erase(def.instance);
         storage->instancesById.erase(id);
@@ -119,6 +133,12 @@ BaseSignal::~BaseSignal() {
     }
 }
 
+/// What decoders have worked out about the signals of this one's tables is out of date.
+void BaseSignal::countChange() {
+    StorageTables* const own = storage != nullptr ? storage->ownTables.get() : nullptr;
+    (own != nullptr ? own->changes : ChangeCounter::classWide()).count();
+}
+
 void BaseSignal::initialiseSlot() {
     slot->size = sizeof(signalSlot_t);
     slot->valid = 0;
@@ -129,7 +149,7 @@ void BaseSignal::initialiseSlot() {
 }
 
 void BaseSignal::cInit() {
-    FrameProgram::outdateAll();
+    countChange();
     const int bits = def.bits;
     d_lsbBit = static_cast<std::uint8_t>(bitfield::leastSignificantBit(def.startbit, bits, def.endian));
     d_startByte = d_lsbBit / 8;
@@ -308,12 +328,20 @@ void BaseSignal::clearAll(SignalStorage* storage) {
 }
 
 void BaseSignal::clear(const std::vector<unsigned long>& ids, SignalStorage* storage) {
-    for (const unsigned long wanted : ids) {
-        for (const auto& [name, signal] : storageOrDefault(storage).instancesByName) {
-            if (signal->id == wanted) {
-                signal->clear();
-            }
+    std::vector<unsigned long> wanted = ids;
+    std::sort(wanted.begin(), wanted.end());
+    // One walk for all of them; each group of signals that share an identifier stays in name order.
+    std::vector<std::pair<unsigned long, BaseSignal*>> found;
+    for (const auto& [name, signal] : storageOrDefault(storage).instancesByName) {
+        if (std::binary_search(wanted.begin(), wanted.end(), signal->id)) {
+            found.emplace_back(signal->id, signal);
         }
+    }
+    const auto byId = [](const auto& left, const auto& right) { return left.first < right.first; };
+    std::stable_sort(found.begin(), found.end(), byId);
+    for (const unsigned long id : ids) {
+        const auto [first, last] = std::equal_range(found.begin(), found.end(), std::pair(id, nullptr), byId);
+        std::for_each(first, last, [](const auto& entry) { entry.second->clear(); });
     }
 }
 

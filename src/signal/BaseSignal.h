@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -119,8 +120,9 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     // --- state ---
 
   private:
-    /// Puts `valid` to `timestamp` of the private slot on one cache line.
-    [[maybe_unused]] const std::uint64_t slotPadding[2] = {};
+    // These two put `valid` to `timestamp` of the private slot on one cache line.
+    std::unique_ptr<baseSignalDef_t> ownDef; ///< `def`, unless that is the definition of the derived class
+    std::uint64_t refusedId = 0; ///< taken identifier under which the signal is listed all the same; or 0
 
   public:
     signalSlot_t privateSlot;     ///< used without shared memory, or when attaching failed
@@ -131,7 +133,10 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     signalSlot_t* slot = nullptr; ///< the slot in use
     bool modified = false;        ///< the last write changed the raw value
     double value = 0.0;           ///< physical value as of the last `physical()`
-    baseSignalDef_t def;
+    /// The definition that counts: reading and writing follow it. For the bus and input classes it is the
+    /// base of their `definition`, unless they change it (a start bit within a byte range, texts of a
+    /// status); then it is a copy.
+    baseSignalDef_t& def;
     std::uint64_t id = 0;             ///< kind bit + running number; all ones: rejected; 0: none assigned
     SignalStorage* storage = nullptr; ///< the registry that holds the signal; not owned
 
@@ -143,8 +148,19 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     std::uint64_t d_signBit = 0;  ///< the field's top bit
     std::uint64_t d_rawMask = 0;  ///< the field's bits in the first 8 payload bytes, byte 0 least significant
 
+  protected:
+    enum class DefUse : std::uint8_t {
+        Refer, ///< `def` is the definition itself
+        Copy,  ///< `def` is a copy of it, which the derived class changes
+    };
+
+    /// For the bus and input classes: as the public constructor, with `definition` in a base of the derived
+    /// class.
+    BaseSignal(baseSignalDef_t& definition, DefUse use, bool shmem, SignalStorage* storage);
+
   private:
     friend class FieldWriter;
+    friend struct RefusedId;
     class SlotLock;
 
     /// Takes the slot's lock, by trying and yielding without limit.
@@ -160,6 +176,8 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     }
     RKSIGNAL_HIDDEN void keepTryingToLock();
     RKSIGNAL_HIDDEN void reportUnlock(int error) const;
+    RKSIGNAL_HIDDEN void create();
+    RKSIGNAL_HIDDEN void countChange();
     RKSIGNAL_HIDDEN void initialiseSlot();
     RKSIGNAL_HIDDEN void releaseSharedMemory();
     RKSIGNAL_HIDDEN void finishWrite(const char* operation, std::uint64_t old, std::uint64_t raw,

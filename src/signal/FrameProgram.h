@@ -3,15 +3,17 @@
 ///
 /// A decoder's table gives the list of signals of a frame. Following each of them through its object, its
 /// definition and its virtual `write` touches many cache lines a signal, so the decoders compile the list
-/// once into an array of half a line a signal. The list stays the truth: a program is used only while it
-/// names exactly the signals of the list, in order, and no signal has been built, destroyed or re-initialised
-/// since. Public members of a signal that are changed behind its back are seen after the next `cInit`.
+/// once into an array of half a line a signal. The list stays the truth: a program is used only while no
+/// signal has been built, destroyed or re-initialised since, and, where a client may have changed the list,
+/// while it names exactly the signals of the list, in order. Public members of a signal that are changed
+/// behind its back are seen after the next `cInit`.
 #pragma once
 
 #include "signal/BaseSignal.h"
 #include "signal/BitField.h"
-#include "signal/Export.h"
+#include "signal/FrameTable.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <typeinfo>
 #include <vector>
@@ -73,31 +75,35 @@ static_assert(sizeof(FieldWriter) == 32, "two signals a cache line");
 /// The compiled form of one frame's list of signals.
 class FrameProgram {
   public:
-    /// The writer of `signals[i]`. `compile(Signal&) -> FieldWriter` compiles the list, from which point on
-    /// writers got before are gone, if it has changed. Allocates only then.
-    /// REQUIRES: `begin(signals, compile)` first, then every `i` in order.
+    /// The program of an entry of a frame table, compiled if there is none or it is out of date.
+    /// `compile(Signal&) -> FieldWriter`. Allocates only then.
     template <class Signal, class Compile>
-    const FieldWriter& at(std::size_t i, const std::vector<Signal*>& signals, Compile&& compile) {
-        if (writers[i].signal != signals[i]) [[unlikely]] {
-            rebuild(signals, compile);
+    static FrameProgram& of(typename FrameTable<Signal>::Frame& frame, const FrameTable<Signal>& table,
+                            Compile&& compile) {
+        if (frame.program == nullptr) [[unlikely]] {
+            frame.program.reset(new FrameProgram());
         }
-        return writers[i];
+        FrameProgram& program = *frame.program;
+        const std::uint64_t latest = table.changes().latest();
+        if (program.generation != latest || (frame.isOpen() && !program.names(frame.signals())))
+            [[unlikely]] {
+            program.rebuild(frame.signals(), compile);
+            program.generation = latest;
+        }
+        return program;
     }
 
-    /// Compiles the list if its length or a signal has changed.
-    template <class Signal, class Compile>
-    void begin(const std::vector<Signal*>& signals, Compile&& compile) {
-        if (generation != currentGeneration || writers.size() != signals.size()) [[unlikely]] {
-            rebuild(signals, compile);
-        }
-    }
-
-    /// Makes every program compile anew before its next use.
-    static void outdateAll() { ++currentGeneration; }
-    /// Changes with every call of `outdateAll`; never 0.
-    static std::uint64_t latestGeneration() { return currentGeneration; }
+    const std::vector<FieldWriter>& fields() const { return writers; }
 
   private:
+    /// Whether the writers are those of `signals`.
+    template <class Signal>
+    bool names(const std::vector<Signal*>& signals) const {
+        return std::equal(
+            writers.begin(), writers.end(), signals.begin(), signals.end(),
+            [](const FieldWriter& writer, const Signal* signal) { return writer.signal == signal; });
+    }
+
     template <class Signal, class Compile>
     [[gnu::noinline]] void rebuild(const std::vector<Signal*>& signals, Compile&& compile) {
         writers.clear();
@@ -105,10 +111,7 @@ class FrameProgram {
         for (Signal* signal : signals) {
             writers.push_back(compile(*signal));
         }
-        generation = currentGeneration;
     }
-
-    RKSIGNAL_EXPORT static std::uint64_t currentGeneration;
 
     std::vector<FieldWriter> writers;
     std::uint64_t generation = 0; // never current

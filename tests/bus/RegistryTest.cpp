@@ -15,8 +15,7 @@ using Registry = SignalTest;
 /// Builds two signals of one identifier, has the second, which was refused, look like one that is not where
 /// it was filed, and returns what is said.
 template <class Signal, class Definition>
-std::string linesOfClash(Definition definition, std::map<std::uint64_t, std::vector<Signal*>>& filed,
-                         const auto& frames) {
+std::string linesOfClash(Definition definition, IdTable<std::vector<Signal*>>& filed, const auto& frames) {
     CapturedOutput output;
     static_cast<baseSignalDef_t&>(definition) = byteDefinition("first");
     BaseSignal::instanceCounter = 0;
