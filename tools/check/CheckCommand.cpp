@@ -72,8 +72,8 @@ class CheckRun {
         }
         loadDefinitions(definitions, channels, catalog);
         const std::vector<ConditionText> texts = readConditions(conditions, findings);
-        compileConditions(texts, storage, conditions.options, findings);
-        write(catalog.notes());
+        compileConditions(texts, catalog.storage(), conditions.options, findings);
+        write(catalog.remarks().kept());
         write(findings);
         write(std::vector{summary(texts.size())});
         out.finish(); // a reader that has gone has seen enough
@@ -113,13 +113,7 @@ class CheckRun {
         return text;
     }
 
-    std::size_t definitionErrors() const {
-        const auto& notes = catalog.notes();
-        const auto isError = [](const DefinitionNote& note) {
-            return note.severity == DbcNote::Severity::Error;
-        };
-        return static_cast<std::size_t>(std::count_if(notes.begin(), notes.end(), isError));
-    }
+    std::size_t definitionErrors() const { return catalog.remarks().count(Severity::Error); }
 
     ExitStatus conclude() const {
         const bool isClean = definitionErrors() == 0 && count(findings, Finding::Severity::Error) == 0 &&
@@ -129,8 +123,7 @@ class CheckRun {
 
     DefinitionOptions definitions;
     ConditionArguments conditions;
-    SignalStorage storage;
-    Catalog catalog{storage};
+    Catalog catalog;
     ChannelMap channels;
     std::vector<Finding> findings;
     OutputBuffer out;

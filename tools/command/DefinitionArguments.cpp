@@ -1,15 +1,12 @@
 #include "command/DefinitionArguments.h"
 
-#include "definition/dbc/DbcFile.h"
-#include "definition/json/DefinitionFile.h"
+#include "text/ParseNumber.h"
 #include "trace/UsageError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <string_view>
-#include <system_error>
 
 namespace rksignal {
 namespace {
@@ -19,12 +16,11 @@ bool isNumber(std::string_view text) {
 }
 
 std::uint8_t channelNumber(std::string_view text, const std::string& argument) {
-    std::uint8_t number = 0;
-    const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (status != std::errc() || end != text.data() + text.size()) {
+    const auto number = parseNumber<std::uint8_t>(text);
+    if (!number) {
         throw UsageError(argument + ": the channel is not a number from 0 to 255");
     }
-    return number;
+    return *number;
 }
 
 std::uint8_t boundChannel(std::string_view name, const std::string& argument, ChannelMap& channels) {
@@ -104,7 +100,7 @@ DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelM
 void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog) {
     for (const std::string& argument : arguments) {
         const DefinitionArgument file = parseDefinitionArgument(argument, channels);
-        catalog.add(readDbc(file.path), file.channel);
+        catalog.addDbc(file.path, file.channel);
     }
 }
 
@@ -112,7 +108,7 @@ void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Cat
     assignChannels(options.channels, channels);
     loadDefinitions(options.definitions, channels, catalog);
     for (const std::string& path : options.signalFiles) {
-        catalog.add(readSignalDefinitions(path));
+        catalog.addJson(path);
     }
 }
 

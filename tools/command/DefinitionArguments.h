@@ -51,7 +51,7 @@ DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelM
 /// \throws UsageError, std::system_error if a file cannot be read
 void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog);
 
-/// Reads all files, DBC files first, after the channels. \throws UsageError, DefinitionError,
+/// Reads all files, DBC files first, after the channels. \throws UsageError, RemarkError,
 /// std::system_error
 void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog);
 

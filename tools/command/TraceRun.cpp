@@ -55,8 +55,8 @@ TraceRun::TraceRun(const TraceOptions& options, const Console& console) : option
 
 void TraceRun::printNotes() const {
     if (!options.quiet) {
-        for (const DefinitionNote& note : signals.notes()) {
-            console.messages << note << '\n';
+        for (const Remark& remark : signals.remarks()) {
+            console.messages << remark << '\n';
         }
     }
 }
@@ -132,10 +132,7 @@ void TraceRun::summarise(const ReplayStatistics& statistics) const {
 }
 
 bool TraceRun::understood(const ReplayStatistics& statistics) const {
-    const auto& notes = signals.notes();
-    return statistics.understood() &&
-           std::none_of(notes.begin(), notes.end(),
-                        [](const DefinitionNote& note) { return note.severity == DbcNote::Severity::Error; });
+    return statistics.understood() && signals.remarks().count(Severity::Error) == 0;
 }
 
 } // namespace rksignal

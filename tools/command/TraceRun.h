@@ -27,7 +27,7 @@ class TraceRun {
     TraceRun(const TraceOptions& options, const Console& console);
 
     Catalog& catalog() { return signals; }
-    SignalStorage& storage() { return registry; }
+    SignalStorage& storage() { return signals.storage(); }
 
     /// Replays all traces into `sink`, with a progress bar for who watches. When a trace is a pipe, `out` is
     /// flushed whenever more is read. \throws std::system_error if reading fails
@@ -48,8 +48,7 @@ class TraceRun {
 
     const TraceOptions& options;
     const Console& console;
-    SignalStorage registry;
-    Catalog signals{registry};
+    Catalog signals;
     ChannelMap channels;
     std::map<std::string, std::int64_t> shifts; ///< by trace, in nanoseconds
     TraceMerge traces;

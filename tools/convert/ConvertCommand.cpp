@@ -1,7 +1,6 @@
 #include "convert/ConvertCommand.h"
 
 #include "command/DefinitionArguments.h"
-#include "definition/DbcConversion.h"
 #include "definition/json/DefinitionText.h"
 #include "file/OutputFile.h"
 #include "file/PartialFile.h"
@@ -10,8 +9,8 @@
 #include "trace/UsageError.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <memory>
+#include <numeric>
 #include <ostream>
 #include <string_view>
 
@@ -36,25 +35,28 @@ void replaceText(const std::string& path, const std::string& text) {
     part.complete();
 }
 
-void report(const ConvertedDbc& converted, std::ostream& messages) {
-    for (const DbcNote& note : converted.notes) {
-        messages << note << '\n';
-    }
-    printSummary(messages, converted);
+/// The number of signals in messages, decoded or not.
+std::size_t countSignals(const Catalog& catalog) {
+    const auto& messages = catalog.messages();
+    return std::accumulate(messages.begin(), messages.end(), std::size_t{0},
+                           [](std::size_t sum, const auto& message) { return sum + message.signals.size(); });
 }
 
 ExitStatus convertDefinitions(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
     const DefinitionArgument input = parseDefinitionArgument(options.input, channels);
     refuseOverwriting(input.path, options);
-    const ConvertedDbc converted = convertDbc(readDbc(input.path), input.channel);
-    replaceText(options.output, definitionText(converted.definitions));
+    Catalog catalog;
+    catalog.addDbc(input.path, input.channel);
+    replaceText(options.output, definitionText(catalog.decodedMessages()));
+    const std::size_t lost = countSignals(catalog) - catalog.signals().size();
     if (!options.quiet) {
-        report(converted, console.messages);
+        for (const Remark& remark : catalog.remarks()) {
+            console.messages << remark << '\n';
+        }
+        console.messages << "signals converted: " << catalog.signals().size() << '\n';
+        printCounts(console.messages, "values lost", {{"signals not converted", lost}});
     }
-    const bool understood =
-        std::none_of(converted.notes.begin(), converted.notes.end(),
-                     [](const DbcNote& note) { return note.severity == DbcNote::Severity::Error; });
-    return understood && converted.lostSignals == 0 && converted.narrowedSignals == 0 ? Clean : Damaged;
+    return lost == 0 && catalog.remarks().count(Severity::Error) == 0 ? Clean : Damaged;
 }
 
 void report(const TraceSource& trace, const TraceWriter& writer, std::ostream& messages) {
