@@ -1,6 +1,5 @@
 #include "CanWorkload.h"
 
-#include "definition/CanDefinition.h"
 #include "definition/dbc/DbcFile.h"
 
 #include <cstdio>
@@ -83,8 +82,7 @@ std::optional<CanWorkload> dbcWorkload(const Recording& recording) {
     workload.name = recording.name;
     for (const auto& message : rksignal::parseDbc(*text, recording.file).messages) {
         for (const auto& signal : message.signals) {
-            canSignalDef_t definition = rksignal::canDefinition(message, signal);
-            definition.instance = message.name + "." + signal.name;
+            canSignalDef_t definition = signal.can();
             definition.multiplexer = 0; // every signal is there in every frame
             workload.definitions.push_back(definition);
         }

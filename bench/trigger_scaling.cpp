@@ -4,7 +4,6 @@
 //     trigger_scaling [FRAMES]     length of the log, 1,000,000 unless given
 
 #include "condition/Condition.h"
-#include "definition/dbc/DbcFile.h"
 #include "trace/TraceFile.h"
 #include "trigger/TriggerSink.h"
 #include "value/Replay.h"
@@ -89,16 +88,15 @@ double replay(Catalog& catalog, std::FILE* log, ValueSink& sink) {
 }
 
 void measure(const Scenario& scenario, unsigned frames) {
-    SignalStorage storage;
-    Catalog catalog(storage);
-    catalog.add(parseDbc(definitions(), "bench.dbc"), std::nullopt);
+    Catalog catalog;
+    catalog.addDbcText(definitions(), "bench.dbc");
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> log(writeLog(scenario.busyMessages, frames),
                                                               std::fclose);
     NoSink none;
     replay(catalog, log.get(), none); // fills the caches
     const double alone = replay(catalog, log.get(), none);
 
-    TriggerSet triggers(catalog, compile(scenario, storage), false);
+    TriggerSet triggers(catalog, compile(scenario, catalog.storage()), false);
     const OutputBuffer out(STDOUT_FILENO);
     TriggerSink sink(catalog, triggers, none, out, {});
     const double together = replay(catalog, log.get(), sink);

@@ -11,7 +11,6 @@ struct Console {
     int output;               ///< file descriptor of the results
     std::ostream& messages;   ///< everything else
     unsigned columns;         ///< of the terminal on which somebody watches `messages`; 0: nobody does
-    bool endsProcess = false; ///< the process ends when the program returns: the signals stay
 };
 
 /// Exit statuses of the program.

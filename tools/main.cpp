@@ -39,6 +39,6 @@ int main(int argc, char** argv) {
     // A reader that goes away, and a file that must not grow further, are noticed by the failing write.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    const rksignal::Console console{STDOUT_FILENO, std::cerr, terminalColumns(), /*endsProcess=*/true};
+    const rksignal::Console console{STDOUT_FILENO, std::cerr, terminalColumns()};
     return rksignal::runProgram({argv + 1, argv + argc}, console);
 }

@@ -1,12 +1,12 @@
 #include "value/Replay.h"
 
-#include "bus/CANKey.h"
 #include "bus/EthernetSignal.h"
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
 #include "input/GPSSignal.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace rksignal {
@@ -55,31 +55,15 @@ void Replay::receive(const CANExtTraceMessage& frame) {
     bool known = false;
     for (const auto decoders : catalog.decodersOf(frame.channel, frame.canId, frame.isExtended())) {
         for (MessageDecoder* const decoder : decoders) {
-            known = true;
-            decoder->decode(frame, ids);
-            if (!ids.empty()) {
+            known = decoder->decode(frame, ids) || known;
+            if (decoder->message().pduId) {
+                writeGroup(info);
+            } else if (!ids.empty()) {
                 sink.written(info, ids);
             }
         }
     }
-    if (!catalog.group(SignalKind::Can).members.empty()) {
-        known = decodePdus(info, frame) || known;
-    }
     conclude(info, known, canIdentifier(frame.canId, frame.isExtended()));
-}
-
-/// \return whether the frame carries PDUs with signals
-bool Replay::decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame) {
-    bool known = false;
-    for (const std::uint8_t source : catalog.group(SignalKind::Can).sources) {
-        CANExtTraceMessage received = frame;
-        received.channel = source == MessageDecoder::boundPduSource ? frame.channel : std::uint8_t{0};
-        if (CANSignal::decodeMessage(received, ids, source, &catalog.storage())) {
-            known = true;
-            writeGroup(info);
-        }
-    }
-    return known;
 }
 
 void Replay::receive(const LINTraceMessage& frame) {
@@ -99,8 +83,8 @@ void Replay::receive(const FlexRayExtTraceMessage& frame) {
 bool Replay::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source) {
     const auto decode = [&](const FlexRayExtTraceMessage& each) {
         FlexRaySignal::decodeMessage(each, ids, source, &catalog.storage());
-        return FlexRaySignal::flexrayFrames.contains(
-            flexray::frameKey(source, each.channel, each.slot, each.frameKind, each.cycle));
+        return FlexRaySignal::framesOf(&catalog.storage())
+            .contains(flexray::frameKey(source, each.channel, each.slot, each.frameKind, each.cycle));
     };
     if (frame.frameKind != unknownSegment) {
         return decode(frame);
@@ -136,8 +120,9 @@ void Replay::receive(const GpioTraceMessage& message) {
 }
 
 void Replay::receive(const AnalogTraceMessage& message) {
-    decodeGroup({message.timestamp, {{}, SignalKind::Analog}}, firstInput(message),
-                [&](std::uint8_t source) { return InputSignal::decodeMessage(message, ids, source); });
+    decodeGroup({message.timestamp, {{}, SignalKind::Analog}}, firstInput(message), [&](std::uint8_t source) {
+        return InputSignal::decodeMessage(message, ids, source, &catalog.storage());
+    });
 }
 
 void Replay::receive(const KeyboardMessage& message) {
@@ -186,12 +171,16 @@ void Replay::decodeGroup(const MessageInfo& info, std::uint32_t identifier, Deco
     conclude(info, known, identifier);
 }
 
-/// Hands on what the library has written. A signal that lies at several positions of the message has been
-/// written several times, and has the value of the last one.
+/// Hands on what the library has written, in the order of definition: its own order for Ethernet is that of
+/// addresses. A signal that lies at several positions of the message has been written several times, and has
+/// the value of the last one.
 void Replay::writeGroup(const MessageInfo& info) {
+    const auto indexOf = [this](unsigned long id) { return catalog.indexOf(id); };
+    if (info.origin.kind == SignalKind::Ethernet) {
+        std::ranges::sort(ids, std::less<>(), indexOf);
+    }
     ++turn;
-    std::erase_if(
-        ids, [this](unsigned long id) { return std::exchange(turns[catalog.indexOf(id)], turn) == turn; });
+    std::erase_if(ids, [&](unsigned long id) { return std::exchange(turns[indexOf(id)], turn) == turn; });
     if (!ids.empty()) {
         catalog.markSeen(ids);
         sink.written(info, ids);

@@ -61,7 +61,6 @@ class Replay : private TraceReceiver {
     template <class Message>
     void replayRecord(Record record, std::uint64_t timestamp);
 
-    bool decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame);
     bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
     template <class Frame>
     void decodeEthernet(const Frame& frame);

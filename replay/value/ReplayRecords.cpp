@@ -1,7 +1,6 @@
 // Raw records on their way into a replay: whether a definition wants one shows in a few of its bytes, see
 // rktrace/TraceRecord.h.
 
-#include "bus/CANKey.h"
 #include "bus/EthernetSignal.h"
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
@@ -98,22 +97,12 @@ void Replay::receiveRecord(Record record, std::uint64_t timestamp) {
     }
 }
 
-/// Besides the frames of the catalog's decoders, which the library's table need not have, those with PDUs.
 bool Replay::wantsCan(Record record) const {
     const std::uint32_t id = numberAt(record, recordAt::canIdentifier);
-    const std::uint8_t channel = record[recordAt::canChannel];
-    const std::uint32_t number = id & ~(recordExtendedFlag | recordCanFdFlag);
-    const bool extended = (id & recordExtendedFlag) != 0;
-    const auto decoders = catalog.decodersOf(channel, number, extended);
-    if (!decoders[0].empty() || !decoders[1].empty()) {
-        return true;
-    }
-    const auto& sources = catalog.group(SignalKind::Can).sources;
-    return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
-        const std::uint8_t filed = source == MessageDecoder::boundPduSource ? channel : std::uint8_t{0};
-        return CANSignal::canContainer.contains(
-            can::frameKey(source, filed, number, extended, (id & recordCanFdFlag) != 0));
-    });
+    const auto decoders =
+        catalog.decodersOf(record[recordAt::canChannel], id & ~(recordExtendedFlag | recordCanFdFlag),
+                           (id & recordExtendedFlag) != 0);
+    return !decoders[0].empty() || !decoders[1].empty();
 }
 
 bool Replay::wantsLin(Record record) const {

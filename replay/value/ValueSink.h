@@ -2,7 +2,7 @@
 /// Who follows a replay.
 #pragma once
 
-#include "value/SignalKind.h"
+#include "definition/SignalKind.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,5 @@
 #include "check/CheckCommand.h"
 
-#include "command/CommandSignals.h"
 #include "command/DefinitionArguments.h"
 #include "file/OutputBuffer.h"
 #include "text/DbcWords.h"
@@ -61,7 +60,7 @@ std::string quantity(std::size_t number, const std::string& thing) {
 class CheckRun {
   public:
     CheckRun(const CheckOptions& options, const Console& console)
-        : definitions(options), conditions(options.conditions), signals(console), out(console.output) {
+        : definitions(options), conditions(options.conditions), out(console.output) {
         for (const std::string& path : options.files) {
             filesLike(path).push_back(path);
         }
@@ -74,8 +73,8 @@ class CheckRun {
         InputSet inputs; // nothing is written
         loadDefinitions(definitions, channels, catalog, inputs);
         const std::vector<ConditionText> texts = readConditions(conditions, findings);
-        compileConditions(texts, signals.storage(), conditions.options, findings);
-        write(catalog.notes());
+        compileConditions(texts, catalog.storage(), conditions.options, findings);
+        write(catalog.remarks().kept());
         write(findings);
         write(std::vector{summary(texts.size())});
         out.finish(); // a reader that has gone has seen enough
@@ -115,13 +114,7 @@ class CheckRun {
         return text;
     }
 
-    std::size_t definitionErrors() const {
-        const auto& notes = catalog.notes();
-        const auto isError = [](const DefinitionNote& note) {
-            return note.severity == DbcNote::Severity::Error;
-        };
-        return static_cast<std::size_t>(std::count_if(notes.begin(), notes.end(), isError));
-    }
+    std::size_t definitionErrors() const { return catalog.remarks().count(Severity::Error); }
 
     ExitStatus conclude() const {
         const bool isClean = definitionErrors() == 0 && count(findings, Finding::Severity::Error) == 0 &&
@@ -131,8 +124,7 @@ class CheckRun {
 
     DefinitionOptions definitions;
     ConditionArguments conditions;
-    CommandSignals signals;
-    Catalog& catalog = signals.catalog();
+    Catalog catalog;
     ChannelMap channels;
     std::vector<Finding> findings;
     OutputBuffer out;

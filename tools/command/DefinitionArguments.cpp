@@ -1,14 +1,13 @@
 #include "command/DefinitionArguments.h"
 
-#include "definition/dbc/DbcFile.h"
-#include "definition/json/DefinitionFile.h"
+#include "text/ParseNumber.h"
 #include "trace/UsageError.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
+#include <algorithm>
+#include <filesystem>
 #include <new>
 #include <string_view>
-#include <system_error>
 #include <unistd.h>
 
 namespace rksignal {
@@ -19,12 +18,11 @@ bool isNumber(std::string_view text) {
 }
 
 std::uint8_t channelNumber(std::string_view text, const std::string& argument) {
-    std::uint8_t number = 0;
-    const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (status != std::errc() || end != text.data() + text.size()) {
+    const auto number = parseNumber<std::uint8_t>(text);
+    if (!number) {
         throw UsageError(argument + ": the channel is not a number from 0 to 255");
     }
-    return number;
+    return *number;
 }
 
 /// Calls `load`. \throws UsageError if the memory does not suffice
@@ -101,7 +99,7 @@ void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Cat
     for (const std::string& argument : options.definitions) {
         const DefinitionArgument file = parseDefinitionArgument(argument, channels);
         inputs.add(file.path);
-        namingFile(file.path, [&] { catalog.add(readDbc(file.path), file.channel); });
+        namingFile(file.path, [&] { catalog.addDbc(file.path, file.channel); });
     }
     for (const std::string& path : options.signalFiles) {
         if (!isSignalFile(path)) {
@@ -109,7 +107,7 @@ void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Cat
                              (path.find_first_of("*?[") != path.npos ? "; --only takes patterns" : ""));
         }
         inputs.add(path);
-        namingFile(path, [&] { catalog.add(readSignalDefinitions(path)); });
+        namingFile(path, [&] { catalog.addJson(path); });
     }
 }
 

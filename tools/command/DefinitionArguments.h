@@ -47,7 +47,7 @@ struct DefinitionArgument {
 DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelMap& channels);
 
 /// Reads all files, DBC files first, after the channels, and enters them in `inputs`. \throws UsageError,
-/// DefinitionError, std::system_error
+/// RemarkError, std::system_error
 void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog,
                      InputSet& inputs);
 

@@ -42,22 +42,22 @@ std::string nameFiles(const DefinitionOptions& options) {
 } // namespace
 
 TraceRun::TraceRun(const TraceOptions& options, const Console& console)
-    : options(options), console(console), signals(console) {
+    : options(options), console(console) {
     if (options.empty()) {
         throw UsageError("there are no definitions: --dbc or --signals gives them");
     }
-    loadDefinitions(options, channels, signals.catalog(), files);
+    loadDefinitions(options, channels, signals, files);
     printNotes();
-    if (signals.catalog().signals().empty()) {
+    if (signals.signals().empty()) {
         throw UsageError("no usable definition in " + nameFiles(options));
     }
     openTraces();
 }
 
 void TraceRun::printNotes() const {
-    for (const DefinitionNote& note : signals.catalog().notes()) {
-        if (!options.quiet || note.severity == DbcNote::Severity::Error) {
-            console.messages << note << '\n';
+    for (const Remark& remark : signals.remarks()) {
+        if (!options.quiet || remark.severity == Severity::Error) {
+            console.messages << remark << '\n';
         }
     }
 }
@@ -93,7 +93,7 @@ void TraceRun::addTrace(std::unique_ptr<TraceSource> trace) {
 }
 
 ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows) {
-    Replay replay(signals.catalog(), sink);
+    Replay replay(signals, sink);
     const std::uint64_t total = knownSize();
     const bool showsProgress =
         console.columns > 0 && !options.quiet && total > 0 && (rows == nullptr || !rows->isTerminal());
@@ -144,19 +144,17 @@ void TraceRun::summarise(const ReplayStatistics& statistics) const {
     if (options.quiet) {
         statistics.printDamage(console.messages);
     } else {
-        statistics.print(console.messages, signals.catalog(), channels);
-        printMisplaced(console.messages, signals.catalog(), statistics, channels);
+        statistics.print(console.messages, signals, channels);
+        printMisplaced(console.messages, signals, statistics, channels);
     }
-    for (const std::string& name : absentInterfaces(signals.catalog(), statistics, channels)) {
+    for (const std::string& name : absentInterfaces(signals, statistics, channels)) {
         console.messages << "warning: the options name an interface " << name << ", which no trace has\n";
     }
 }
 
 bool TraceRun::understood(const ReplayStatistics& statistics) const {
-    const auto& notes = signals.catalog().notes();
-    return statistics.understood() && absentInterfaces(signals.catalog(), statistics, channels).empty() &&
-           std::none_of(notes.begin(), notes.end(),
-                        [](const DefinitionNote& note) { return note.severity == DbcNote::Severity::Error; });
+    return statistics.understood() && absentInterfaces(signals, statistics, channels).empty() &&
+           signals.remarks().count(Severity::Error) == 0;
 }
 
 } // namespace rksignal

@@ -4,7 +4,6 @@
 
 #include "Console.h"
 #include "catalog/Catalog.h"
-#include "command/CommandSignals.h"
 #include "command/Interruption.h"
 #include "command/TraceOptions.h"
 #include "file/InputSet.h"
@@ -31,7 +30,7 @@ class TraceRun {
     /// outlive the run. \throws UsageError, std::system_error
     TraceRun(const TraceOptions& options, const Console& console);
 
-    Catalog& catalog() { return signals.catalog(); }
+    Catalog& catalog() { return signals; }
     SignalStorage& storage() { return signals.storage(); }
 
     /// All that is read. The command adds what it reads itself.
@@ -64,7 +63,7 @@ class TraceRun {
 
     const TraceOptions& options;
     const Console& console;
-    CommandSignals signals;
+    Catalog signals;
     ChannelMap channels;
     std::map<std::string, std::int64_t> shifts; ///< by trace, in nanoseconds
     TraceMerge traces;

@@ -2,7 +2,6 @@
 
 #include "command/DefinitionArguments.h"
 #include "command/Interruption.h"
-#include "definition/DbcConversion.h"
 #include "definition/json/DefinitionText.h"
 #include "file/OutputFile.h"
 #include "trace/TraceFile.h"
@@ -10,9 +9,9 @@
 #include "trace/UsageError.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <numeric>
 #include <ostream>
 #include <string_view>
 
@@ -32,34 +31,37 @@ void reportNothing(const ConvertOptions& options, const OutputFile& file, std::o
              << (file.replacesFile() ? "left as it was" : "not written") << '\n';
 }
 
-void report(const ConvertedDbc& converted, bool quiet, std::ostream& messages) {
-    for (const DbcNote& note : converted.notes) {
-        if (!quiet || note.severity == DbcNote::Severity::Error) {
-            messages << note << '\n';
-        }
-    }
-    if (!quiet) {
-        printSummary(messages, converted);
-    }
+/// The number of signals in messages, decoded or not.
+std::size_t countSignals(const Catalog& catalog) {
+    const auto& messages = catalog.messages();
+    return std::accumulate(messages.begin(), messages.end(), std::size_t{0},
+                           [](std::size_t sum, const auto& message) { return sum + message.signals.size(); });
 }
 
 ExitStatus convertDefinitions(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
     const DefinitionArgument input = parseDefinitionArgument(options.input, channels);
     InputSet inputs;
     inputs.add(input.path);
-    const ConvertedDbc converted = convertDbc(readDbc(input.path), input.channel);
-    const bool understood =
-        std::none_of(converted.notes.begin(), converted.notes.end(),
-                     [](const DbcNote& note) { return note.severity == DbcNote::Severity::Error; });
-    const ExitStatus status =
-        understood && converted.lostSignals == 0 && converted.narrowedSignals == 0 ? Clean : Damaged;
+    Catalog catalog;
+    catalog.addDbc(input.path, input.channel);
     OutputFile file(options.output, -1, inputs);
-    report(converted, options.quiet, console.messages);
-    if (converted.definitions.can.empty() && (status != Clean || file.replacesFile())) {
+    const std::size_t lost = countSignals(catalog) - catalog.signals().size();
+    const ExitStatus status =
+        lost == 0 && catalog.remarks().count(Severity::Error) == 0 ? Clean : Damaged;
+    for (const Remark& remark : catalog.remarks()) {
+        if (!options.quiet || remark.severity == Severity::Error) {
+            console.messages << remark << '\n';
+        }
+    }
+    if (!options.quiet) {
+        console.messages << "signals converted: " << catalog.signals().size() << '\n';
+        printCounts(console.messages, "values lost", {{"signals not converted", lost}});
+    }
+    if (catalog.signals().empty() && (status != Clean || file.replacesFile())) {
         reportNothing(options, file, console.messages);
         return Damaged;
     }
-    writeText(definitionText(converted.definitions), file);
+    writeText(definitionText(catalog.decodedMessages()), file);
     return status;
 }
 

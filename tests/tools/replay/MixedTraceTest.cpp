@@ -152,22 +152,6 @@ GPS.Latitude > 48: unknown
 )");
 }
 
-/// Short frames, both branches of a multiplexer, and both formats of a frame.
-TEST_F(MixedTrace, DefinitionsOfAMessageDecodeAsItsDbcFileDoes) {
-    folder.write("a.dbc", R"(BO_ 1 A: 3 X
- SG_ M M : 0|8@1+ (1,0) [0|0] "" X
- SG_ Low m0 : 8|8@1- (0.5,1) [0|0] "V" X
- SG_ High m1 : 15|16@0+ (1,0) [0|0] "" X
-VAL_ 1 M 0 "low" 1 "high" ;
-)");
-    folder.write("t.log", "(1.0) can0 001#00FF00\n(2.0) can3 001#010203\n(3.0) can0 001##001\n"
-                          "(4.0) can0 001#02\n(5.0) can0 001##0000102\n");
-    const ProgramResult dbc = folder.run("rksignal decode -q --dbc a.dbc t.log");
-    folder.run("rksignal convert a.dbc a.json");
-    EXPECT_EQ(folder.run("rksignal decode -q --signals a.json t.log").output, dbc.output);
-    EXPECT_EQ(std::count(dbc.output.begin(), dbc.output.end(), '\n'), 9);
-}
-
 /// Merged by time, equal times in the order of the arguments, each trace in its own order.
 TEST_F(MixedTrace, TracesAreMerged) {
     folder.write("a.log", "(1.0) can0 101#01\n(3.0) can0 101#02\n(2.0) can0 101#03\n(4.0) can0 101#04\n");

@@ -123,11 +123,10 @@ struct Recorder : FiringSink {
 };
 
 std::vector<std::string> firings(const std::string& log, unsigned seed, bool edge, bool byModel) {
-    SignalStorage storage;
-    Catalog catalog(storage);
-    catalog.add(parseDbc(definitions, "bound"), 0);
-    catalog.add(parseDbc(definitions, "any"), std::nullopt); // decodes the frames of channel 0 once more
-    Model model(catalog, randomConditions(Dice(seed), catalog, storage, edge), edge);
+    Catalog catalog;
+    catalog.addDbcText(definitions, "bound", 0);
+    catalog.addDbcText(definitions, "any"); // decodes the frames of channel 0 once more
+    Model model(catalog, randomConditions(Dice(seed), catalog, catalog.storage(), edge), edge);
     TriggerSet triggers(catalog, byModel ? Conditions() : std::move(model.conditions), edge);
     Recorder recorder;
     const OutputBuffer out(-1);
