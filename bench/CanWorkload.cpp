@@ -1,6 +1,5 @@
 #include "CanWorkload.h"
 
-#include "definition/CanDefinition.h"
 #include "definition/dbc/DbcFile.h"
 
 #include <cstdio>
@@ -48,7 +47,7 @@ double CanWorkload::signalsPerFrame() const {
     }
     std::size_t sum = 0;
     for (const CANExtTraceMessage& frame : frames) {
-        sum += signals[std::uint64_t{frame.frameFormat & 1} << 32 | frame.canId];
+        sum += signals[std::uint64_t{frame.isExtended()} << 32 | frame.canId];
     }
     return static_cast<double>(sum) / static_cast<double>(frames.size());
 }
@@ -83,8 +82,7 @@ std::optional<CanWorkload> dbcWorkload(const Recording& recording) {
     workload.name = recording.name;
     for (const auto& message : rksignal::parseDbc(*text, recording.file).messages) {
         for (const auto& signal : message.signals) {
-            canSignalDef_t definition = rksignal::canDefinition(message, signal);
-            definition.instance = message.name + "." + signal.name;
+            canSignalDef_t definition = signal.can();
             definition.multiplexer = 0; // every signal is there in every frame
             workload.definitions.push_back(definition);
         }

@@ -3,6 +3,7 @@
 
 #include "bus/FlexRaySignal.h"
 #include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 #include "signal/ByteOrder.h"
 
 #include <algorithm>

@@ -4,7 +4,6 @@
 //     trigger_scaling [FRAMES]     length of the log, 1,000,000 unless given
 
 #include "condition/Triggers.h"
-#include "definition/dbc/DbcFile.h"
 #include "value/Replay.h"
 
 #include <cstdio>
@@ -86,9 +85,8 @@ double replay(Catalog& catalog, std::FILE* log, ValueSink& sink) {
 }
 
 void measure(const Scenario& scenario, unsigned frames) {
-    SignalStorage storage;
-    Catalog catalog(storage);
-    catalog.add(parseDbc(definitions(), "bench.dbc"), std::nullopt);
+    Catalog catalog;
+    catalog.addDbcText(definitions(), "bench.dbc");
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> log(writeLog(scenario.busyMessages, frames),
                                                               std::fclose);
     NoSink none;

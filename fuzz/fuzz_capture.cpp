@@ -18,9 +18,8 @@ void require(bool condition) {
 class Frames : public rksignal::MessageSink {
     using MessageSink::receive;
     void receive(const CANExtTraceMessage& frame) override {
-        const bool extended = (frame.frameFormat & CANExtTraceMessage::Extended) != 0;
-        const bool fd = (frame.frameFormat & CANExtTraceMessage::FdStandard) != 0;
-        require(frame.length <= (fd ? 64 : 8) && frame.canId <= (extended ? 0x1FFFFFFFU : 0x7FFU));
+        require(frame.length <= (frame.isFd() ? 64 : 8));
+        require(frame.canId <= (frame.isExtended() ? 0x1FFFFFFFU : 0x7FFU));
     }
     void receive(const LINTraceMessage& frame) override { require(frame.data.size() <= 8); }
     void receive(const FlexRayExtTraceMessage& frame) override {

@@ -1,7 +1,7 @@
 // Definition files of any content: whatever is accepted is written, and what is written reads as the same.
 
-#include "definition/json/DefinitionFile.h"
 #include "definition/json/DefinitionText.h"
+#include "definition/json/JsonDefinitions.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -9,15 +9,14 @@
 #include <string_view>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    rksignal::SignalDefinitions definitions;
+    rksignal::DefinitionFile file;
     try {
-        definitions =
-            rksignal::parseSignalDefinitions({reinterpret_cast<const char*>(data), size}, "fuzz.json");
-    } catch (const rksignal::DefinitionError&) {
+        file = rksignal::parseJsonDefinitions({reinterpret_cast<const char*>(data), size}, "fuzz.json");
+    } catch (const rksignal::RemarkError&) {
         return 0;
     }
-    const std::string text = rksignal::definitionText(definitions);
-    if (rksignal::definitionText(rksignal::parseSignalDefinitions(text, "written.json")) != text) {
+    const std::string text = rksignal::definitionText(file.messages);
+    if (rksignal::definitionText(rksignal::parseJsonDefinitions(text, "written.json").messages) != text) {
         std::abort();
     }
     return 0;

@@ -1,4 +1,5 @@
-// Expression texts: parsed, evaluated, and evaluated again step by step, which must come to the same.
+// Expression texts: parsed, evaluated, and evaluated again step by step, which must come to the same. The
+// errors must agree with the program.
 
 #include "expression/ExpParser.h"
 
@@ -35,17 +36,39 @@ class Signals {
 
 } // namespace
 
+/// Whether every unknown signal is a constant 0 of the program, and an unusable expression ends in a fatal
+/// error.
+static bool hasRightErrors(const ExpParser& expression) {
+    std::size_t fatal = 0;
+    for (const ExpError& error : expression.errors()) {
+        if (error.isFatal()) {
+            ++fatal;
+        } else {
+            const auto& [operation, operand] = expression.program.at(error.step);
+            if (operation != &ExpParser::opdouble || operand.constant != 0 || error.name.empty()) {
+                return false;
+            }
+        }
+    }
+    return fatal == (expression.isUsable() ? 0 : 1) && (fatal == 0 || expression.errors().back().isFatal());
+}
+
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    std::cerr.setstate(std::ios::failbit); // the error lines are not of interest
+    std::cerr.setstate(std::ios::failbit); // the lines of programs that leave several values on the stack
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const Signals signals;
     const std::string text(reinterpret_cast<const char*>(data), size);
-    ExpParser expression(text.c_str(), false);
-    if (!ExpParser::allExpParsers.contains(&expression)) {
-        return 0;
+    ExpParser expression(text.c_str(), false, nullptr, ExpErrors::Collect);
+    if (!hasRightErrors(expression) ||
+        expression.isUsable() != ExpParser::allExpParsers.contains(&expression)) {
+        std::abort();
+    }
+    if (!expression.isUsable()) {
+        YYSTYPE value;
+        return explex(&value, &expression); // nothing is left: 0
     }
     bool fast = false;
     const bool isKnown = expression.getExpResult(fast);

@@ -9,18 +9,26 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <new>
 #include <ostream>
 #include <sstream>
 
 namespace rksignal {
 namespace {
 
-/// Writes what the parser has to say: help and version go to the output, complaints to the messages.
-int report(const CLI::App& program, const CLI::ParseError& event, const Console& console) {
-    std::ostringstream text;
-    const bool isRequest = program.exit(event, text, console.messages) == 0;
-    OutputBuffer(console.output).append(text.str());
-    return isRequest ? Clean : Unusable;
+/// Parses the arguments, which runs a command. What the parser has to say is written: help and version to the
+/// output, complaints to the messages.
+void parse(CLI::App& program, const std::vector<std::string>& arguments, const Console& console,
+           int& status) {
+    try {
+        program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // last one first
+    } catch (const CLI::ParseError& event) {
+        std::ostringstream text;
+        status = program.exit(event, text, console.messages) == 0 ? Clean : Unusable;
+        OutputBuffer out(console.output);
+        out.append(text.str());
+        out.finish();
+    }
 }
 
 } // namespace
@@ -36,9 +44,10 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);
     try {
-        program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // last one first
-    } catch (const CLI::ParseError& event) {
-        return report(program, event, console);
+        parse(program, arguments, console, status);
+    } catch (const std::bad_alloc&) {
+        console.messages << "rksignal: out of memory\n";
+        return Unusable;
     } catch (const std::exception& error) {
         console.messages << "rksignal: " << error.what() << '\n';
         return Unusable;

@@ -1,6 +1,7 @@
 // The headers of an Ethernet frame: Ethernet II, IEEE 802.1Q, IPv4 (RFC 791), UDP (RFC 768), TCP (RFC 9293).
 
 #include "rktrace/MIITraceMessage.h"
+#include "rkutil/ByteOrder.h"
 
 #include <cstring>
 #include <span>
@@ -22,13 +23,11 @@ constexpr std::size_t udpBytes = 8;
 constexpr std::size_t tcpBytes = 20;
 
 std::uint16_t number16(Bytes bytes, std::size_t offset) {
-    return static_cast<std::uint16_t>(bytes[offset] << 8 | bytes[offset + 1]);
+    return static_cast<std::uint16_t>(bigEndian<2>(bytes.data() + offset));
 }
 
 std::uint64_t macAt(Bytes bytes, std::size_t offset) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes.data() + offset, sizeof word); // two bytes too many, which the shift drops
-    return __builtin_bswap64(word) >> 16;
+    return bigEndian<8>(bytes.data() + offset) >> 16; // reads two bytes too many, which the shift drops
 }
 
 /// Reads addresses and tag. \return the length of the header, or 0 if no IPv4 packet follows it

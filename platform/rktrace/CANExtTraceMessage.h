@@ -27,6 +27,11 @@ struct RK_EXPORT CANExtTraceMessage {
 
     std::uint8_t getChannel() const { return channel; }
     std::uint32_t getCanId() const { return canId; }
+    /// Whether the identifier has 29 bits. A frame format that is none of FrameFormat is neither extended nor
+    /// FD.
+    bool isExtended() const { return frameFormat == Extended || frameFormat == FdExtended; }
+    /// Whether it is a CAN FD frame.
+    bool isFd() const { return frameFormat == FdStandard || frameFormat == FdExtended; }
 };
 
 /// Writes the frame on one line without line end, e.g.

@@ -35,8 +35,8 @@ std::optional<std::string_view> verified(std::string_view sentence) {
 
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
-/// The fields of a sentence, read one after the other. An empty field, or one that a cut sentence lacks,
-/// reads as nothing; so does a malformed one that is no measurement. A malformed measurement is not a number.
+/// The fields of a sentence, read one after the other. An empty field, or one that the sentence lacks, reads
+/// as nothing; so does a malformed one that is no measurement. A malformed measurement is not a number.
 class FieldReader {
   public:
     explicit FieldReader(std::string_view fields) : rest(fields) {}
@@ -60,9 +60,11 @@ class FieldReader {
         return error == std::errc() && end == fieldEnd && std::isfinite(value) ? value : notANumber;
     }
 
-    std::optional<std::uint16_t> count() {
+    /// A decimal number that `Number` can hold.
+    template <class Number>
+    std::optional<Number> count() {
         const std::string_view field = next();
-        std::uint16_t value = 0;
+        Number value = 0;
         const char* const fieldEnd = field.data() + field.size();
         const auto [end, error] = std::from_chars(field.data(), fieldEnd, value);
         return error == std::errc() && end == fieldEnd ? std::optional(value) : std::nullopt;
@@ -139,25 +141,55 @@ bool parse(FieldReader& fields, GPSTraceMessage::numeric_gpgga_t& record) {
     set(record.time, fields.sixDigits());
     setBits(record.latitude, fields.angle('N', 'S', 90));
     setBits(record.longitude, fields.angle('E', 'W', 180));
-    set(record.quality, fields.count());
-    set(record.satellites, fields.count());
+    set(record.quality, fields.count<std::uint8_t>());
+    set(record.satellites, fields.count<std::uint16_t>());
     fields.next(); // horizontal dilution of precision
     setBits(record.altitude, fields.measurement());
     return true;
 }
 
+/// A type of sentence, and how many fields the versions of the standard give it.
+struct SentenceType {
+    std::string_view name; ///< with the comma behind it
+    std::size_t fewestFields;
+    std::size_t mostFields;
+};
+
+/// Version 2.3 adds the mode to the fields of RMC, version 4.1 the navigational status.
+constexpr SentenceType rmcType{"RMC,", 11, 13};
+constexpr SentenceType ggaType{"GGA,", 14, 14};
+
+bool hasAllFields(std::string_view fields, const SentenceType& type) {
+    const auto count = 1 + static_cast<std::size_t>(std::count(fields.begin(), fields.end(), ','));
+    return count >= type.fewestFields && count <= type.mostFields;
+}
+
+/// The fields of the sentence at the start of `text`, which is what follows a `$`, if it is of this type and
+/// counts.
+std::optional<std::string_view> fieldsOf(std::string_view text, const SentenceType& type) {
+    constexpr std::size_t talkerLength = 2;
+    const std::size_t length = std::min(text.find_first_of("$\r\n"), text.size());
+    const auto content = verified(text.substr(0, length));
+    if (!content || content->size() < talkerLength ||
+        content->substr(talkerLength, type.name.size()) != type.name) {
+        return std::nullopt;
+    }
+    const std::string_view fields = content->substr(talkerLength + type.name.size());
+    const bool hasChecksum = content->size() < length;
+    const bool isEnded = length < text.size() && text[length] != '$';
+    return hasChecksum || (isEnded && hasAllFields(fields, type)) ? std::optional(fields) : std::nullopt;
+}
+
 /// Fills `record` from the first sentence of this type that counts.
 template <class Record>
-bool parseFirst(std::string_view text, std::string_view type, Record& record) {
-    constexpr std::size_t talkerLength = 2;
+bool parseFirst(std::string_view text, const SentenceType& type, Record& record) {
     for (std::size_t dollar = text.find('$'); dollar != std::string_view::npos; dollar = text.find('$')) {
         text.remove_prefix(dollar + 1);
-        const auto content = verified(text.substr(0, text.find_first_of("$\r\n")));
-        if (!content || content->size() < talkerLength ||
-            content->substr(talkerLength, type.size()) != type) {
+        const auto found = fieldsOf(text, type);
+        if (!found) {
             continue;
         }
-        FieldReader fields(content->substr(talkerLength + type.size()));
+        FieldReader fields(*found);
         Record filled = record;
         if (parse(fields, filled)) {
             record = filled;
@@ -170,9 +202,9 @@ bool parseFirst(std::string_view text, std::string_view type, Record& record) {
 } // namespace
 
 bool GPSTraceMessage::getGPRMC(numeric_gprmc_t& record) const {
-    return parseFirst(sentences, "RMC,", record);
+    return parseFirst(sentences, rmcType, record);
 }
 
 bool GPSTraceMessage::getGPGGA(numeric_gpgga_t& record) const {
-    return parseFirst(sentences, "GGA,", record);
+    return parseFirst(sentences, ggaType, record);
 }

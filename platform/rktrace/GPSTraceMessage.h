@@ -11,11 +11,14 @@
 /// Sentences of NMEA 0183 with the time of their reception.
 ///
 /// A sentence counts when it begins with `$`, has the type asked for behind a talker of two characters (`GP`,
-/// `GN`, `GL`, `GA`, ...), and has the right checksum or none. Of several, the first one that counts is
+/// `GN`, `GL`, `GA`, ...), and has the right checksum. One without a checksum counts if it is whole: it has
+/// the fields of its type, 11 to 13 for RMC and 14 for GGA, and a line end behind them. Without this rule a
+/// sentence that was cut inside a number would give a wrong value. Of several, the first one that counts is
 /// taken. Text before `$` and lines of other kinds are passed over. Nothing throws for what the text holds.
 ///
-/// An empty field, or one that a cut sentence lacks, leaves what stands in the record. A field that should be
-/// a measurement and is none becomes not-a-number, any other malformed one counts as empty.
+/// An empty field, or one that the sentence lacks, leaves what stands in the record. A field that should be a
+/// measurement and is none becomes not-a-number; any other malformed one counts as empty, and so does a
+/// number that its member cannot hold.
 struct RK_EXPORT GPSTraceMessage {
     /// What an RMC sentence (recommended minimum) tells. Words hold the bit pattern of a double.
     struct numeric_gprmc_t {

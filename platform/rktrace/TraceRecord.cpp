@@ -2,6 +2,8 @@
 
 #include "rktrace/TraceRecord.h"
 
+#include "rkutil/ByteOrder.h"
+
 #include <algorithm>
 #include <concepts>
 #include <string>
@@ -12,8 +14,6 @@
 namespace {
 
 constexpr std::uint16_t layoutVersion = 1;
-constexpr std::uint32_t extendedFlag = 0x80000000;
-constexpr std::uint32_t canFdFlag = 0x40000000;
 constexpr std::size_t maxFrameLength = 0xFFFF; // that is told as it is
 
 using Record = std::vector<std::uint8_t>;
@@ -26,7 +26,7 @@ class RecordEncoder {
         put(layoutVersion);
         put(static_cast<std::uint16_t>(type));
         put(timestamp);
-        put(std::uint16_t{0});
+        at(recordHeaderLength);
     }
 
     template <std::integral Number>
@@ -36,7 +36,11 @@ class RecordEncoder {
             record.push_back(static_cast<std::uint8_t>(bits >> (8 * i)));
         }
     }
-    void putZeros(std::size_t count) { record.insert(record.end(), count, 0); }
+    /// Goes on at `offset`, not before the end; the bytes between are zero.
+    RecordEncoder& at(std::size_t offset) {
+        record.resize(offset);
+        return *this;
+    }
     void putBytes(std::span<const std::uint8_t> bytes) {
         record.insert(record.end(), bytes.begin(), bytes.end());
     }
@@ -45,10 +49,9 @@ class RecordEncoder {
     /// What GPIO and analog records have in front of their elements.
     template <class Element>
     void putElementsHead(const std::vector<Element>& elements) {
-        put(elements.empty() ? std::uint16_t{0} : elements.front().input);
-        put(std::uint8_t{1});
-        put(std::uint8_t{0});
-        put(static_cast<std::uint32_t>(elements.size()));
+        at(recordAt::inputNumber).put(elements.empty() ? std::uint16_t{0} : elements.front().input);
+        at(recordAt::inputMark).put(std::uint8_t{1});
+        at(recordAt::inputCount).put(static_cast<std::uint32_t>(elements.size()));
     }
 
     /// An Ethernet frame behind its length, which has 16 bits; the record's own length tells that of a longer
@@ -67,22 +70,23 @@ class RecordEncoder {
 class RecordDecoder {
   public:
     RecordDecoder(std::span<const std::uint8_t> record, RecordType type, std::uint64_t& timestamp)
-        : rest(record) {
+        : length(record.size()), rest(record) {
         whole =
             get<std::uint16_t>() == layoutVersion && get<std::uint16_t>() == static_cast<std::uint16_t>(type);
         timestamp = get<std::uint64_t>();
-        skip(2);
+        at(recordHeaderLength);
     }
 
     template <std::integral Number>
     Number get() {
-        std::make_unsigned_t<Number> bits = 0;
-        for (const std::uint8_t byte : getBytes(sizeof bits)) {
-            bits = static_cast<decltype(bits)>(bits << 8 | byte);
-        }
-        return static_cast<Number>(bits);
+        const auto bytes = getBytes(sizeof(Number));
+        return bytes.empty() ? Number{0} : static_cast<Number>(bigEndian<sizeof(Number)>(bytes.data()));
     }
-    void skip(std::size_t count) { getBytes(count); }
+    /// Goes on at `offset`, which has not been passed.
+    RecordDecoder& at(std::size_t offset) {
+        getBytes(offset - (length - rest.size()));
+        return *this;
+    }
 
     /// `count` bytes, or none if there are not so many.
     std::span<const std::uint8_t> getBytes(std::size_t count) {
@@ -117,8 +121,7 @@ class RecordDecoder {
     /// Makes room for the elements of a GPIO or analog record, each of `size` bytes.
     template <class Element>
     void getElementsHead(std::vector<Element>& elements, std::size_t size) {
-        skip(4);
-        const std::size_t count = get<std::uint32_t>();
+        const std::size_t count = at(recordAt::inputCount).template get<std::uint32_t>();
         whole = whole && count == rest.size() / size;
         elements.resize(whole ? count : 0);
     }
@@ -127,6 +130,7 @@ class RecordDecoder {
     bool isWhole() const { return whole && rest.empty(); }
 
   private:
+    const std::size_t length;
     std::span<const std::uint8_t> rest;
     bool whole = false;
 };
@@ -211,11 +215,8 @@ bool decodeElements(std::span<const std::uint8_t> record, RecordType type, std::
 }
 
 /// The identifier word of a CAN record: the flags are added, as they are in frame keys.
-std::uint32_t flagsOf(std::uint32_t frameFormat) {
-    using Format = CANExtTraceMessage::FrameFormat;
-    const bool extended = frameFormat == Format::Extended || frameFormat == Format::FdExtended;
-    const bool canFd = frameFormat == Format::FdStandard || frameFormat == Format::FdExtended;
-    return (extended ? extendedFlag : 0) + (canFd ? canFdFlag : 0);
+std::uint32_t flagsOf(const CANExtTraceMessage& message) {
+    return (message.isExtended() ? recordExtendedFlag : 0) + (message.isFd() ? recordCanFdFlag : 0);
 }
 
 std::size_t payloadLength(const CANExtTraceMessage& message) {
@@ -225,22 +226,17 @@ std::size_t payloadLength(const CANExtTraceMessage& message) {
 } // namespace
 
 RecordType recordType(std::span<const std::uint8_t> record) {
-    return static_cast<RecordType>(record[2] << 8 | record[3]);
+    return static_cast<RecordType>(bigEndian<2>(record.data() + recordAt::type));
 }
 
 std::uint64_t recordTimestamp(std::span<const std::uint8_t> record) {
-    std::uint64_t timestamp = 0;
-    for (const std::uint8_t byte : record.subspan(4, 8)) {
-        timestamp = timestamp << 8 | byte;
-    }
-    return timestamp;
+    return bigEndian<8>(record.data() + recordAt::timestamp);
 }
 
 void encodeRecord(const CANExtTraceMessage& message, Record& record) {
     RecordEncoder encoder(record, RecordType::Can, message.timestamp);
-    encoder.put(message.channel);
-    encoder.putZeros(3);
-    encoder.put(message.canId + flagsOf(message.frameFormat));
+    encoder.at(recordAt::canChannel).put(message.channel);
+    encoder.at(recordAt::canIdentifier).put(message.canId + flagsOf(message));
     encoder.put(message.frameFormat);
     encoder.put(message.length);
     encoder.putBytes(std::span(message.payload).first(payloadLength(message)));
@@ -248,11 +244,10 @@ void encodeRecord(const CANExtTraceMessage& message, Record& record) {
 
 bool decodeRecord(std::span<const std::uint8_t> record, CANExtTraceMessage& message) {
     RecordDecoder decoder(record, RecordType::Can, message.timestamp);
-    message.channel = decoder.get<std::uint8_t>();
-    decoder.skip(3);
-    const auto identifier = decoder.get<std::uint32_t>();
+    message.channel = decoder.at(recordAt::canChannel).get<std::uint8_t>();
+    const auto identifier = decoder.at(recordAt::canIdentifier).get<std::uint32_t>();
     message.frameFormat = decoder.get<std::uint32_t>();
-    message.canId = identifier - flagsOf(message.frameFormat);
+    message.canId = identifier - flagsOf(message);
     message.length = decoder.get<std::uint8_t>();
     const auto payload = decoder.getBytes(payloadLength(message));
     std::fill(std::copy(payload.begin(), payload.end(), message.payload.begin()), message.payload.end(), 0);
@@ -261,31 +256,27 @@ bool decodeRecord(std::span<const std::uint8_t> record, CANExtTraceMessage& mess
 
 void encodeRecord(const LINTraceMessage& message, Record& record) {
     RecordEncoder encoder(record, RecordType::Lin, message.timestamp);
-    encoder.put(message.channel);
-    encoder.putZeros(7);
-    encoder.put(static_cast<std::uint32_t>(message.data.size()));
-    encoder.put(message.protectedId);
+    encoder.at(recordAt::linChannel).put(message.channel);
+    encoder.at(recordAt::linLength).put(static_cast<std::uint32_t>(message.data.size()));
+    encoder.at(recordAt::linIdentifier).put(message.protectedId);
     encoder.putBytes(message.data);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, LINTraceMessage& message) {
     RecordDecoder decoder(record, RecordType::Lin, message.timestamp);
-    message.channel = decoder.get<std::uint8_t>();
-    decoder.skip(7);
-    const auto length = decoder.get<std::uint32_t>();
-    message.protectedId = decoder.get<std::uint8_t>();
+    message.channel = decoder.at(recordAt::linChannel).get<std::uint8_t>();
+    const auto length = decoder.at(recordAt::linLength).get<std::uint32_t>();
+    message.protectedId = decoder.at(recordAt::linIdentifier).get<std::uint8_t>();
     decoder.getOctets(length, message.data);
     return decoder.isWhole();
 }
 
 void encodeRecord(const FlexRayExtTraceMessage& message, Record& record) {
     RecordEncoder encoder(record, RecordType::FlexRay, message.timestamp);
-    encoder.put(message.frameKind);
-    encoder.put(message.channel);
-    encoder.putZeros(3);
-    encoder.put(message.slot);
-    encoder.putZeros(3);
-    encoder.put(message.cycle);
+    encoder.at(recordAt::flexRayKind).put(message.frameKind);
+    encoder.at(recordAt::flexRayChannel).put(message.channel);
+    encoder.at(recordAt::flexRaySlot).put(message.slot);
+    encoder.at(recordAt::flexRayCycle).put(message.cycle);
     encoder.put(static_cast<std::uint32_t>(message.data.size()));
     encoder.put(static_cast<std::uint32_t>(message.payload.size()));
     encoder.putBytes(message.data);
@@ -294,12 +285,10 @@ void encodeRecord(const FlexRayExtTraceMessage& message, Record& record) {
 
 bool decodeRecord(std::span<const std::uint8_t> record, FlexRayExtTraceMessage& message) {
     RecordDecoder decoder(record, RecordType::FlexRay, message.timestamp);
-    message.frameKind = decoder.get<std::uint8_t>();
-    message.channel = decoder.get<std::uint8_t>();
-    decoder.skip(3);
-    message.slot = decoder.get<std::uint16_t>();
-    decoder.skip(3);
-    message.cycle = decoder.get<std::uint8_t>();
+    message.frameKind = decoder.at(recordAt::flexRayKind).get<std::uint8_t>();
+    message.channel = decoder.at(recordAt::flexRayChannel).get<std::uint8_t>();
+    message.slot = decoder.at(recordAt::flexRaySlot).get<std::uint16_t>();
+    message.cycle = decoder.at(recordAt::flexRayCycle).get<std::uint8_t>();
     const auto dataLength = decoder.get<std::uint32_t>();
     const auto payloadLength = decoder.get<std::uint32_t>();
     decoder.getOctets(dataLength, message.data);
@@ -358,36 +347,30 @@ bool decodeRecord(std::span<const std::uint8_t> record, GPSTraceMessage& message
 void encodeRecord(const EthernetTraceMessage& message, Record& record) {
     const auto kind = static_cast<std::uint8_t>(message.kind);
     RecordEncoder encoder(record, RecordType::Ethernet, message.timestamp);
-    encoder.put(message.channel);
-    encoder.put(kind == message.kind ? kind : std::uint8_t{0});
-    encoder.put(message.channel);
-    encoder.putZeros(3);
-    encoder.putFrame(message.frame);
+    encoder.at(recordAt::ethernetChannel).put(message.channel);
+    encoder.at(recordAt::ethernetKind).put(kind == message.kind ? kind : std::uint8_t{0});
+    encoder.at(recordAt::ethernetChannelAgain).put(message.channel);
+    encoder.at(recordAt::ethernetLength).putFrame(message.frame);
     encoder.put(message.kind);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, EthernetTraceMessage& message) {
     RecordDecoder decoder(record, RecordType::Ethernet, message.timestamp);
-    message.channel = decoder.get<std::uint8_t>();
-    decoder.skip(5);
-    decoder.getFrame(message.frame, sizeof message.kind);
+    message.channel = decoder.at(recordAt::ethernetChannel).get<std::uint8_t>();
+    decoder.at(recordAt::ethernetLength).getFrame(message.frame, sizeof message.kind);
     message.kind = decoder.get<std::int32_t>();
     return decoder.isWhole();
 }
 
 void encodeRecord(const MIITraceMessage& message, Record& record) {
     RecordEncoder encoder(record, RecordType::Mii, message.timestamp);
-    encoder.putZeros(2);
-    encoder.put(message.channel);
-    encoder.putZeros(7);
-    encoder.putFrame(message.frame);
+    encoder.at(recordAt::miiChannel).put(message.channel);
+    encoder.at(recordAt::miiLength).putFrame(message.frame);
 }
 
 bool decodeRecord(std::span<const std::uint8_t> record, MIITraceMessage& message) {
     RecordDecoder decoder(record, RecordType::Mii, message.timestamp);
-    decoder.skip(2);
-    message.channel = decoder.get<std::uint8_t>();
-    decoder.skip(7);
-    decoder.getFrame(message.frame);
+    message.channel = decoder.at(recordAt::miiChannel).get<std::uint8_t>();
+    decoder.at(recordAt::miiLength).getFrame(message.frame);
     return decoder.isWhole();
 }

@@ -1,6 +1,8 @@
 // Files of records.
 
+#include "rktrace/Crc32.h"
 #include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 
 #include <algorithm>
 #include <array>
@@ -14,64 +16,6 @@ constexpr std::array<std::uint8_t, 8> fileMark = {'R', 'K', 'T', 'R', 'A', 'C', 
 constexpr std::array<std::uint8_t, 4> recordMark = {'R', 'K', 'T', 'R'};
 constexpr std::size_t headLength = 12;
 constexpr std::size_t chunkLength = std::size_t{1} << 18;
-
-/// The remainders of a byte with as many zero bytes behind it as the table's index says, by the reflected
-/// polynomial 0xEDB88320. They take sixteen bytes at a time (slicing, after Kounavis and Berry, "A Systematic
-/// Approach to Building High Performance Software-Based CRC Generators", 2005).
-constexpr auto crcTables = [] {
-    std::array<std::array<std::uint32_t, 256>, 16> tables{};
-    for (std::uint32_t byte = 0; byte < 256; ++byte) {
-        std::uint32_t remainder = byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            remainder = remainder >> 1 ^ ((remainder & 1) != 0 ? 0xEDB88320 : 0);
-        }
-        tables[0][byte] = remainder;
-    }
-    for (std::size_t slice = 1; slice < tables.size(); ++slice) {
-        for (std::size_t byte = 0; byte < 256; ++byte) {
-            const std::uint32_t before = tables[slice - 1][byte];
-            tables[slice][byte] = before >> 8 ^ tables[0][before & 0xFF];
-        }
-    }
-    return tables;
-}();
-
-template <class Word>
-Word load(const std::uint8_t* bytes) {
-    Word word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-/// Of the bytes of a little-endian word with `zeros` zero bytes behind it.
-template <class Word>
-std::uint32_t remainder(Word word, std::size_t zeros) {
-    std::uint32_t sum = 0;
-    for (std::size_t i = 0; i < sizeof word; ++i) {
-        sum ^= crcTables[zeros + sizeof word - 1 - i][word >> (8 * i) & 0xFF];
-    }
-    return sum;
-}
-
-std::uint32_t crc32(std::span<const std::uint8_t> bytes) {
-    std::uint32_t crc = ~std::uint32_t{0};
-    const std::uint8_t* at = bytes.data();
-    const std::uint8_t* const end = at + bytes.size();
-    for (; end - at >= 16; at += 16) {
-        crc = remainder(load<std::uint64_t>(at) ^ crc, 8) ^ remainder(load<std::uint64_t>(at + 8), 0);
-    }
-    for (; end - at >= 4; at += 4) {
-        crc = remainder(load<std::uint32_t>(at) ^ crc, 0);
-    }
-    for (; at != end; ++at) {
-        crc = crc >> 8 ^ crcTables[0][(crc ^ *at) & 0xFF];
-    }
-    return ~crc;
-}
-
-std::uint32_t bigEndian32(const std::uint8_t* bytes) {
-    return __builtin_bswap32(load<std::uint32_t>(bytes));
-}
 
 void putBigEndian32(std::uint8_t* bytes, std::uint32_t word) {
     word = __builtin_bswap32(word);
@@ -97,32 +41,40 @@ void TraceRecordWriter::write(std::span<const std::uint8_t> record) {
     writeBytes(out, record);
 }
 
-TraceRecordReader::TraceRecordReader(std::istream& stream) : in(stream), buffer(chunkLength) {
+TraceRecordReader::TraceRecordReader(std::istream& stream)
+    : in(stream), buffer(chunkLength), sums(std::make_unique<RangeChecksums>()) {
     valid = fill(fileMark.size()) && std::equal(fileMark.begin(), fileMark.end(), buffer.begin());
     if (valid) {
         skip(fileMark.size());
     }
 }
 
+TraceRecordReader::~TraceRecordReader() = default;
+
 std::span<const std::uint8_t> TraceRecordReader::available() const {
     return {buffer.data() + begin, end - begin};
 }
 
-/// Reads until `wanted` bytes are available, which moves those that are. \return whether they are
+/// Reads until `wanted` bytes are available, and no longer: the stream's buffer is asked by itself, as a
+/// stream waits until a whole block is there. Those that are move to the front of the buffer if they are no
+/// more than those that have been consumed since they last moved; otherwise the buffer grows. \return whether
+/// they are
 bool TraceRecordReader::refill(std::size_t wanted) {
-    std::copy(buffer.begin() + static_cast<std::ptrdiff_t>(begin),
-              buffer.begin() + static_cast<std::ptrdiff_t>(end), buffer.begin());
-    end -= begin;
-    begin = 0;
-    if (buffer.size() < wanted) {
-        buffer.resize(wanted);
+    if (begin >= end - begin) {
+        std::memmove(buffer.data(), buffer.data() + begin, end - begin);
+        end -= begin;
+        begin = 0;
     }
-    while (end < wanted && in) {
-        in.read(reinterpret_cast<char*>(buffer.data() + end),
-                static_cast<std::streamsize>(buffer.size() - end));
-        end += static_cast<std::size_t>(in.gcount());
+    std::streamsize count = in ? 1 : 0;
+    while (end - begin < wanted && count > 0) {
+        if (end == buffer.size()) {
+            buffer.resize(2 * buffer.size());
+        }
+        count = in.rdbuf()->sgetn(reinterpret_cast<char*>(buffer.data() + end),
+                                  static_cast<std::streamsize>(buffer.size() - end));
+        end += static_cast<std::size_t>(count);
     }
-    return end >= wanted;
+    return end - begin >= wanted;
 }
 
 void TraceRecordReader::skip(std::size_t count) {
@@ -145,18 +97,31 @@ void TraceRecordReader::skipDamage() {
     skip(count);
 }
 
+/// Whether the bytes of the record at the current position have this checksum. Where an earlier mark claimed
+/// the same bytes in vain, what was summed for it serves again.
+bool TraceRecordReader::isIntact(std::span<const std::uint8_t> bytes, std::uint32_t crc) {
+    const std::uint64_t offset = consumed + headLength;
+    if (!sums->covers(offset)) {
+        if (crc32(bytes) == crc) {
+            return true;
+        }
+        sums->restart(offset);
+    }
+    return sums->of(offset, bytes) == crc;
+}
+
 /// Makes the record at the current position the current one, if a whole one stands there.
 bool TraceRecordReader::takeRecord() {
     if (!fill(headLength) || std::memcmp(available().data(), recordMark.data(), recordMark.size()) != 0) {
         return false;
     }
-    const std::uint32_t length = bigEndian32(available().data() + 4);
-    const std::uint32_t crc = bigEndian32(available().data() + 8);
+    const std::uint32_t length = bigEndian<4>(available().data() + 4);
+    const std::uint32_t crc = bigEndian<4>(available().data() + 8);
     if (length < recordHeaderLength || length > maxRecordLength || !fill(headLength + length)) {
         return false;
     }
     const auto bytes = available().subspan(headLength, length);
-    if (crc32(bytes) != crc) {
+    if (!isIntact(bytes, crc)) {
         return false;
     }
     current = bytes;

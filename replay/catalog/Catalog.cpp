@@ -3,10 +3,9 @@
 #include "bus/EthernetSignal.h"
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
-#include "definition/CanDefinition.h"
-#include "definition/CanMessage.h"
-#include "definition/FreeName.h"
-#include "definition/json/DefinitionFile.h"
+#include "definition/MultiplexTree.h"
+#include "definition/dbc/DbcFile.h"
+#include "definition/json/JsonDefinitions.h"
 #include "input/AnalogSignal.h"
 #include "input/DigitalSignal.h"
 #include "input/GPSSignal.h"
@@ -18,231 +17,258 @@
 
 namespace rksignal {
 
-using NoteSeverity = DbcNote::Severity;
-
-bool Catalog::isTaken(const std::string& instance) const {
-    return registry.instancesByName.contains(instance);
-}
-
-void Catalog::note(std::string place, NoteSeverity severity, std::string text) {
-    remarks.push_back({std::move(place), severity, std::move(text)});
-}
-
-/// \return the signal, or null if no message could reach it
-template <class Signal, class Record>
-Signal* Catalog::build(const Record& record) {
-    auto built = std::make_unique<Signal>(record, /*shmem=*/false, &registry);
-    Signal* const signal = built.get();
-    if (signal->id == 0 || signal->id == ~std::uint64_t{0}) {
-        return nullptr;
-    }
-    if (allSignals.empty()) {
-        firstNumber = runningNumber(signal->id);
-    }
-    indexByNumber.resize(runningNumber(signal->id) - firstNumber + 1);
-    indexByNumber.back() = allSignals.size();
-    allSignals.push_back(std::move(built));
-    seen.push_back(false);
-    return signal;
-}
-
-/// Adds messages with a decoder each.
-class Catalog::MessageAdder {
+/// Adds the messages of one file.
+class Catalog::FileAdder {
   public:
-    /// `renames`: what is taken gets another name; otherwise the signal is left out.
-    MessageAdder(Catalog& catalog, bool renames) : catalog(catalog), renames(renames) {}
+    FileAdder(Catalog& catalog, DefinitionFile&& file) : catalog(catalog), file(std::move(file)) {}
 
-    void add(const CanMessage& definition) {
-        const DbcMessage& message = definition.message;
-        auto& decoders =
-            (definition.channel
-                 ? catalog.bound
-                 : catalog.unbound)[tableKey(definition.channel.value_or(0), message.id, message.extended)];
-        for (const MessageDecoder* const earlier : decoders) {
-            if (sameMeaning(earlier->message(), message)) {
-                catalog.note(definition.place, NoteSeverity::Dropped,
-                             "message " + message.name + " is already defined exactly so");
-                return;
+    /// Frames of CAN come first, whatever else the file holds.
+    void add() {
+        catalog.allRemarks.append(std::move(file.remarks), file.path);
+        const auto isFrame = [](const MessageDefinition& message) {
+            return message.kind == SignalKind::Can && !message.pduId;
+        };
+        std::stable_partition(file.messages.begin(), file.messages.end(), isFrame);
+        for (MessageDefinition& message : file.messages) {
+            if (isFrame(message)) {
+                addFrame(std::move(message));
+            } else {
+                addOther(std::move(message));
             }
-            catalog.note(definition.place, NoteSeverity::Guess,
-                         "message " + message.name + " has the identifier of " + earlier->message().name +
-                             ", defined otherwise; frames are decoded by both");
         }
-        decoders.push_back(buildDecoder(definition, decoders.empty()));
-    }
-
-    /// Says at `place` how many signals got another name.
-    void noteRenamed(const std::string& place) const {
         if (renamed > 0) {
-            catalog.note(place, NoteSeverity::Guess,
-                         std::to_string(renamed) + " of its instance names were taken, so " + renamedExample);
+            remark(file.path + ":1", Severity::Note,
+                   std::to_string(renamed) + " of its instance names were taken, so " + renamedExample);
         }
+        catalog.allRemarks.append(std::move(remarks), file.path);
     }
 
   private:
-    MessageDecoder* buildDecoder(const CanMessage& definition, bool alone) {
-        const std::vector<bool> usable = usableSignals(definition);
-        std::vector<CANSignal*> signals(definition.records.size());
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            if (usable[i]) {
-                signals[i] = buildSignal(definition, definition.records[i]);
-            }
-        }
-        return catalog.allDecoders
-            .emplace_back(
-                std::make_unique<MessageDecoder>(definition.message, definition.channel, signals, alone))
-            .get();
+    void remark(const std::string& place, Severity severity, std::string text) {
+        remarks.add({place, severity, std::move(text)});
     }
 
-    /// By index. What is not decodable, or depends on something that is not, is noted and left out.
-    std::vector<bool> usableSignals(const CanMessage& definition) {
+    std::vector<MessageDecoder*>& decodersLike(const MessageDefinition& message) {
+        return (message.channel
+                    ? catalog.bound
+                    : catalog.unbound)[tableKey(message.channel.value_or(0), message.id, message.extended)];
+    }
+
+    void addFrame(MessageDefinition&& added) {
+        auto& decoders = decodersLike(added);
+        if (isDefinedAlready(added)) {
+            remark(added.place, Severity::Warning,
+                   "message " + added.name + " is already defined exactly so");
+            return;
+        }
+        remarkOthers(added, decoders);
+        const MessageDefinition& message = catalog.allMessages.emplace_back(std::move(added));
+        catalog.byMeaning.emplace(hashOfMeaning(message), &message);
+        decoders.push_back(addDecoder(message, catalog.frameDecoders));
+    }
+
+    bool isDefinedAlready(const MessageDefinition& message) const {
+        const auto [first, last] = catalog.byMeaning.equal_range(hashOfMeaning(message));
+        return std::any_of(first, last, [&message](const auto& entry) {
+            return entry.second->channel == message.channel && sameMeaning(*entry.second, message);
+        });
+    }
+
+    void remarkOthers(const MessageDefinition& message, const std::vector<MessageDecoder*>& decoders) {
+        const auto isFrame = [](const MessageDecoder* decoder) { return !decoder->message().pduId; };
+        const auto first = std::find_if(decoders.begin(), decoders.end(), isFrame);
+        if (first == decoders.end()) {
+            return;
+        }
+        const auto others = decoders.end() - first - 1;
+        remark(message.place, Severity::Note,
+               "message " + message.name + " has the identifier of " + (*first)->message().name +
+                   (others == 0 ? ", defined otherwise; frames are decoded by both"
+                                : " and " + std::to_string(others) +
+                                      " more, defined otherwise; frames are decoded by all"));
+    }
+
+    MessageDecoder* addDecoder(const MessageDefinition& message,
+                               std::vector<std::unique_ptr<MessageDecoder>>& list) {
+        const std::vector<bool> usable = usableSignals(message);
+        std::vector<CANSignal*> signals(message.signals.size());
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            if (usable[i]) {
+                canSignalDef_t record = message.signals[i].can();
+                record.channel = message.channel.value_or(0);
+                record.instance = nameFor(record.instance, message.channel);
+                signals[i] = build<CANSignal>(record, message, i);
+            }
+        }
+        return list.emplace_back(std::make_unique<MessageDecoder>(message, signals)).get();
+    }
+
+    /// By index. What is not decodable, or depends on something that is not, is remarked and left out.
+    std::vector<bool> usableSignals(const MessageDefinition& message) {
         std::vector<bool> decodable;
-        for (std::size_t i = 0; i < definition.records.size(); ++i) {
-            const char* const reason = whyNotDecodable(definition.records[i]);
-            const bool isNameTaken = !renames && catalog.isTaken(definition.records[i].instance);
+        for (const SignalDefinition& signal : message.signals) {
+            const char* const reason = whyNotDecodable(signal.can());
+            const bool isNameTaken = file.choosesInstances && catalog.isTaken(signal.can().instance);
             if (reason != nullptr) {
-                drop(definition, i, std::string("it ") + reason);
+                drop(signal, std::string("it ") + reason);
             } else if (isNameTaken) {
-                drop(definition, i, "its name is taken", NoteSeverity::Error);
+                drop(signal, "its name is taken", Severity::Error);
             }
             decodable.push_back(reason == nullptr && !isNameTaken);
         }
-        std::vector<bool> reachable(decodable.size());
-        for (const MultiplexNode& node : multiplexTree(definition.message, decodable)) {
-            reachable[node.signal] = true;
-        }
+        std::vector<bool> reachable = reachableSignals(message, decodable);
         for (std::size_t i = 0; i < decodable.size(); ++i) {
             if (decodable[i] && !reachable[i]) {
-                drop(definition, i, "it depends on a multiplexer that is dropped");
+                drop(message.signals[i], "it depends on a multiplexer that is dropped");
             }
         }
         return reachable;
     }
 
-    CANSignal* buildSignal(const CanMessage& definition, canSignalDef_t record) {
-        record.channel = definition.channel.value_or(0);
-        record.tslId = definition.channel ? MessageDecoder::boundSource : MessageDecoder::unboundSource;
-        record.instance = nameFor(record.instance, definition.channel);
-        return catalog.build<CANSignal>(record);
-    }
-
     std::string nameFor(const std::string& wanted, std::optional<std::uint8_t> channel) {
-        if (!catalog.isTaken(wanted)) {
+        const auto isTaken = [this](const std::string& name) { return catalog.isTaken(name); };
+        if (!isTaken(wanted)) {
             return wanted;
         }
         std::string name =
-            freeName(channel ? wanted + "@" + std::to_string(*channel) : wanted,
-                     [this](const std::string& candidate) { return catalog.isTaken(candidate); });
+            catalog.names.find(channel ? wanted + "@" + std::to_string(*channel) : wanted, isTaken);
         if (renamed++ == 0) {
             renamedExample = wanted + " became " + name;
         }
         return name;
     }
 
-    void drop(const CanMessage& definition, std::size_t signal, const std::string& reason,
-              NoteSeverity severity = NoteSeverity::Dropped) {
-        catalog.note(definition.places[signal], severity,
-                     "signal " + definition.records[signal].instance + " is not decoded: " + reason);
+    /// What has no decoder of its frames.
+    void addOther(MessageDefinition&& added) {
+        const MessageDefinition& message = catalog.allMessages.emplace_back(std::move(added));
+        switch (message.kind) {
+        case SignalKind::Can:
+            return addPdu(message);
+        case SignalKind::Lin:
+            return addSignals<LINSignal, linSignalDef_t>(message);
+        case SignalKind::FlexRay:
+            return addSignals<FlexRaySignal, flexRaySignalDef_t>(message);
+        case SignalKind::Ethernet:
+            return addSignals<EthernetSignal, ethernetSignalDef_t>(message);
+        case SignalKind::Digital:
+            return addSignals<DigitalSignal, inputSignalDef_t>(message);
+        case SignalKind::Analog:
+            return addSignals<AnalogSignal, inputSignalDef_t>(message);
+        case SignalKind::Keyboard:
+            return addSignals<KeyboardSignal, inputSignalDef_t>(message);
+        case SignalKind::Status:
+            return addSignals<LoggerStatusSignal, inputSignalDef_t>(message);
+        case SignalKind::Gps:
+            return addSignals<GPSSignal, inputSignalDef_t>(message);
+        }
+    }
+
+    void addPdu(const MessageDefinition& message) {
+        const std::size_t before = catalog.allSignals.size();
+        MessageDecoder* const decoder = addDecoder(message, catalog.pduDecoders);
+        decodersLike(message).push_back(decoder);
+        for (std::size_t signal = before; signal < catalog.allSignals.size(); ++signal) {
+            catalog.groups[static_cast<std::size_t>(SignalKind::Can)].members.push_back(signal);
+        }
+    }
+
+    template <class Signal, class Record>
+    void addSignals(const MessageDefinition& message) {
+        for (std::size_t i = 0; i < message.signals.size(); ++i) {
+            const Record& record = std::get<Record>(message.signals[i].record);
+            if (catalog.isTaken(record.instance)) {
+                drop(message.signals[i], "its name is taken", Severity::Error);
+            } else if (build<Signal>(record, message, i) == nullptr) {
+                drop(message.signals[i], "the library refuses it", Severity::Error);
+            } else {
+                addToGroup(message.kind, record.tslId);
+            }
+        }
+    }
+
+    /// Puts the last signal into its group. Messages that name their signals themselves come once, whatever
+    /// the trace source.
+    void addToGroup(SignalKind kind, std::uint8_t tslId) {
+        const bool isNumbered = kind == SignalKind::Lin || kind == SignalKind::FlexRay ||
+                                kind == SignalKind::Digital || kind == SignalKind::Analog;
+        const std::uint8_t source = isNumbered ? tslId : std::uint8_t{0};
+        SignalGroup& group = catalog.groups[static_cast<std::size_t>(kind)];
+        group.members.push_back(catalog.allSignals.size() - 1);
+        if (std::find(group.sources.begin(), group.sources.end(), source) == group.sources.end()) {
+            group.sources.push_back(source);
+        }
+    }
+
+    /// \return the signal, or null if no message could reach it
+    template <class Signal, class Record>
+    Signal* build(const Record& record, const MessageDefinition& message, std::size_t index) {
+        auto built = std::make_unique<Signal>(record, /*shmem=*/false, &catalog.registry);
+        Signal* const signal = built.get();
+        if (signal->id == 0 || signal->id == ~std::uint64_t{0}) {
+            return nullptr;
+        }
+        if (catalog.allSignals.empty()) {
+            catalog.firstNumber = runningNumber(signal->id);
+        }
+        catalog.indexByNumber.resize(runningNumber(signal->id) - catalog.firstNumber + 1);
+        catalog.indexByNumber.back() = catalog.allSignals.size();
+        catalog.allSignals.push_back(std::move(built));
+        catalog.origins.push_back({&message, index});
+        catalog.seen.push_back(false);
+        return signal;
+    }
+
+    void drop(const SignalDefinition& signal, const std::string& reason,
+              Severity severity = Severity::Warning) {
+        remark(signal.place, severity, "signal " + signal.common().instance + " is not decoded: " + reason);
     }
 
     Catalog& catalog;
-    const bool renames;
+    DefinitionFile file;
+    RemarkList remarks;
     std::size_t renamed = 0;
     std::string renamedExample;
 };
 
-/// Adds definitions whose signals the library's decoders find by themselves.
-class Catalog::RecordAdder {
-  public:
-    explicit RecordAdder(Catalog& catalog) : catalog(catalog) {}
-
-    /// Signals in PDUs.
-    void addPdus(const std::vector<PlacedDefinition<canSignalDef_t>>& definitions) {
-        for (const auto& definition : definitions) {
-            canSignalDef_t record = definition.record;
-            if (!record.pduId) {
-                continue;
-            }
-            record.channel = definition.anyChannel ? std::uint8_t{0} : record.channel;
-            record.tslId =
-                definition.anyChannel ? MessageDecoder::unboundPduSource : MessageDecoder::boundPduSource;
-            if (!record.canFD || record.multiplexed) {
-                drop(definition, record.canFD ? "multiplexing inside a PDU is not known"
-                                              : "only CAN FD frames have PDUs");
-            } else {
-                add<CANSignal>(SignalKind::Can, PlacedDefinition<canSignalDef_t>{record, definition.place},
-                               record.tslId);
-            }
-        }
-    }
-
-    /// Signals that messages find by number: of a bus, or of an input on a module.
-    template <class Signal, class Record>
-    void addNumbered(SignalKind kind, const std::vector<PlacedDefinition<Record>>& definitions) {
-        for (const auto& definition : definitions) {
-            add<Signal>(kind, definition, definition.record.tslId);
-        }
-    }
-
-    /// Signals that messages find by name or address, whatever their trace source.
-    template <class Signal, class Record>
-    void addNamed(SignalKind kind, const std::vector<PlacedDefinition<Record>>& definitions) {
-        for (const auto& definition : definitions) {
-            add<Signal>(kind, definition, 0);
-        }
-    }
-
-  private:
-    template <class Signal, class Record>
-    void add(SignalKind kind, const PlacedDefinition<Record>& definition, std::uint8_t source) {
-        if (catalog.isTaken(definition.record.instance)) {
-            drop(definition, "its name is taken");
-        } else if (catalog.build<Signal>(definition.record) == nullptr) {
-            drop(definition, "the library refuses it");
-        } else {
-            SignalGroup& group = catalog.groups[static_cast<std::size_t>(kind)];
-            group.members.push_back(catalog.allSignals.size() - 1);
-            if (std::find(group.sources.begin(), group.sources.end(), source) == group.sources.end()) {
-                group.sources.push_back(source);
-            }
-        }
-    }
-
-    template <class Record>
-    void drop(const PlacedDefinition<Record>& definition, const std::string& reason) {
-        catalog.note(definition.place, NoteSeverity::Error,
-                     "signal " + definition.record.instance + " is not decoded: " + reason);
-    }
-
-    Catalog& catalog;
-};
-
-void Catalog::add(const DbcFile& file, std::optional<std::uint8_t> channel) {
-    for (const DbcNote& each : file.notes) {
-        note(each.file + ":" + std::to_string(each.line), each.severity, each.message);
-    }
-    MessageAdder adder(*this, /*renames=*/true);
-    for (const CanMessage& message : canMessages(file, channel)) {
-        adder.add(message);
-    }
-    adder.noteRenamed(file.path + ":1");
+void Catalog::addDbc(const std::string& path, std::optional<std::uint8_t> channel) {
+    add(readDbc(path, channel));
 }
 
-void Catalog::add(const SignalDefinitions& definitions) {
-    MessageAdder messages(*this, /*renames=*/false);
-    for (const CanMessage& message : canMessages(definitions.can)) {
-        messages.add(message);
+void Catalog::addDbcText(std::string text, const std::string& name, std::optional<std::uint8_t> channel) {
+    add(parseDbc(std::move(text), name, channel));
+}
+
+void Catalog::addJson(const std::string& path) {
+    add(readJsonDefinitions(path));
+}
+
+void Catalog::addJsonText(std::string_view text, const std::string& name) {
+    add(parseJsonDefinitions(text, name));
+}
+
+void Catalog::add(DefinitionFile&& file) {
+    FileAdder(*this, std::move(file)).add();
+}
+
+std::vector<MessageDefinition> Catalog::decodedMessages() const {
+    std::vector<MessageDefinition> messages;
+    std::size_t next = 0; // signals come in the order of their messages
+    for (const MessageDefinition& message : allMessages) {
+        MessageDefinition& decoded = messages.emplace_back(message);
+        decoded.signals.clear();
+        std::vector<std::size_t> indices(message.signals.size());
+        for (; next < origins.size() && origins[next].message == &message; ++next) {
+            indices[origins[next].signal] = decoded.signals.size();
+            SignalDefinition& signal = decoded.signals.emplace_back(origins[next].definition());
+            signal.common().instance = allSignals[next]->def.instance;
+        }
+        for (SignalDefinition& signal : decoded.signals) {
+            if (signal.multiplexing) {
+                signal.multiplexing->multiplexer = indices[*signal.multiplexing->multiplexer];
+            }
+        }
     }
-    RecordAdder records(*this);
-    records.addPdus(definitions.can);
-    records.addNumbered<LINSignal>(SignalKind::Lin, definitions.lin);
-    records.addNumbered<FlexRaySignal>(SignalKind::FlexRay, definitions.flexray);
-    records.addNamed<EthernetSignal>(SignalKind::Ethernet, definitions.ethernet);
-    records.addNumbered<DigitalSignal>(SignalKind::Digital, definitions.digital);
-    records.addNumbered<AnalogSignal>(SignalKind::Analog, definitions.analog);
-    records.addNamed<KeyboardSignal>(SignalKind::Keyboard, definitions.keyboard);
-    records.addNamed<LoggerStatusSignal>(SignalKind::Status, definitions.status);
-    records.addNamed<GPSSignal>(SignalKind::Gps, definitions.gps);
+    return messages;
 }
 
 std::span<MessageDecoder* const> Catalog::find(const DecoderTable& table, std::uint8_t channel,
@@ -253,10 +279,12 @@ std::span<MessageDecoder* const> Catalog::find(const DecoderTable& table, std::u
 }
 
 Reception Catalog::receptionOf(BaseSignal& signal) const {
-    for (const auto& decoder : allDecoders) {
-        const Reception reception = decoder->receptionOf(signal);
-        if (reception != Reception::Foreign) {
-            return reception;
+    for (const auto* const decoders : {&frameDecoders, &pduDecoders}) {
+        for (const auto& decoder : *decoders) {
+            const Reception reception = decoder->receptionOf(signal);
+            if (reception != Reception::Foreign) {
+                return reception;
+            }
         }
     }
     if (!isSeen(indexOf(signal.id))) {
@@ -265,14 +293,6 @@ Reception Catalog::receptionOf(BaseSignal& signal) const {
     unsigned long raw = 0;
     unsigned long timestamp = 0;
     return signal.read(raw, timestamp) ? Reception::Written : Reception::Withdrawn;
-}
-
-void Catalog::addDbc(const std::string& path, std::optional<std::uint8_t> channel) {
-    add(readDbc(path), channel);
-}
-
-void Catalog::addJson(const std::string& path) {
-    add(readSignalDefinitions(path));
 }
 
 } // namespace rksignal

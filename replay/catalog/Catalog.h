@@ -1,28 +1,27 @@
 /// \file
-/// The signals that a replay decodes: built from definition files, found by message and by identifier.
+/// The signals of definition files, ready to be decoded.
 #pragma once
 
 #include "bus/CANSignal.h"
 #include "catalog/MessageDecoder.h"
-#include "definition/DefinitionNote.h"
-#include "definition/SignalDefinitions.h"
-#include "definition/dbc/DbcFile.h"
+#include "definition/Definition.h"
+#include "definition/FreeNames.h"
 #include "signal/FrameTable.h"
 #include "text/Export.h"
 #include "text/Remark.h"
-#include "value/SignalKind.h"
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace rksignal {
-
-struct CanMessage;
 
 /// Signals of one kind that the library's decoder finds by itself.
 struct SignalGroup {
@@ -30,52 +29,83 @@ struct SignalGroup {
     std::vector<std::uint8_t> sources; ///< the trace sources that they name, each once
 };
 
-/// Owns the signals and enters them in a storage, where other parts of the library find them by name.
+/// Messages and signals, from definition files of any number and format:
+///
+///     Catalog catalog;
+///     catalog.addDbc("drive.dbc");
+///     catalog.addJson("logger.json");
+///     for (const Remark& remark : catalog.remarks()) ...
+///
+/// The catalog owns the signals and the storage in which other parts of the library find them by name. It is
+/// filled first and replayed then; it is for one thread, other catalogs of the process may be used by others.
 ///
 /// CAN frames are matched by identifier and its width (11 or 29 bits); a CAN FD definition decodes classic
 /// frames and the other way round, but for signals in PDUs, which only CAN FD frames have. A frame is decoded
 /// by every definition that it matches. Definitions are bound to one channel, or to none: then they decode
 /// the frames of every channel, into one instance a signal.
 ///
-/// There can be one catalog at a time, and no other signals with its trace sources: the library has one
-/// frame table for all storages.
-///
 /// Instance names from DBC files are `Message.Signal`. When that is taken, a signal bound to a channel
-/// becomes `Message.Signal@CHANNEL`, and what is still taken becomes `Message.Signal#2`, `#3`, ... Other
-/// definitions name their instances themselves; when such a name is taken, the definition is not used.
+/// becomes `Message.Signal@CHANNEL`, and what is still taken becomes `Message.Signal#2`, `#3`, ... JSON
+/// files name their instances themselves; when such a name is taken, the definition is not used.
+///
+/// Time and memory grow linearly with the files.
 class RKREPLAY_EXPORT Catalog {
   public:
-    /// With a storage of its own.
-    Catalog() : ownStorage(std::make_unique<SignalStorage>()), registry(*ownStorage) {}
-    /// `storage` must outlive the catalog.
-    explicit Catalog(SignalStorage& storage) : registry(storage) {}
+    /// The definitions in `signals()`, by the same index.
+    struct Origin {
+        const MessageDefinition* message;
+        std::size_t signal; ///< index in `message->signals`
+
+        const SignalDefinition& definition() const { return message->signals[signal]; }
+    };
+
+    Catalog() = default;
+    Catalog(const Catalog&) = delete;
+    Catalog& operator=(const Catalog&) = delete;
 
     /// Adds the messages of a DBC file, bound to `channel` if there is one. What cannot be used, and every
-    /// choice made, goes to `notes`. \throws Error if the file cannot be read
+    /// choice made, goes to `remarks()`. \throws Error if the file cannot be read
     void addDbc(const std::string& path, std::optional<std::uint8_t> channel = {});
-    /// Adds the signals of all kinds of a JSON file. \throws Error if the file cannot be read or understood
+    /// The same of text that is there already; `name` is what remarks call it.
+    void addDbcText(std::string text, const std::string& name, std::optional<std::uint8_t> channel = {});
+
+    /// Adds the signals of all kinds of a JSON file. \throws RemarkError if there is anything in it that is
+    /// not understood: then nothing is added. \throws Error if the file cannot be read
     void addJson(const std::string& path);
+    /// The same of text that is there already; `name` is what remarks call it.
+    void addJsonText(std::string_view text, const std::string& name);
 
-    /// Adds the messages of a file. What cannot be used, and every choice made, goes to `notes`, after the
-    /// notes of the file itself.
-    void add(const DbcFile& file, std::optional<std::uint8_t> channel);
-    /// Adds definitions of all kinds; what cannot be used goes to `notes`.
-    void add(const SignalDefinitions& definitions);
+    /// Adds what a reader has made of a file of any format.
+    void add(DefinitionFile&& file);
 
-    const std::vector<DefinitionNote>& notes() const { return remarks; }
-    SignalStorage& storage() const { return registry; }
+    /// About all files, in the order in which they were added.
+    const RemarkList& remarks() const { return allRemarks; }
 
-    /// In the order of definition; never null.
+    /// All messages that were added, but for such as are defined twice with the same meaning.
+    const std::deque<MessageDefinition>& messages() const { return allMessages; }
+    /// The signals that are decoded, in the order of definition; never null. Their names are `def.instance`.
     const std::vector<std::unique_ptr<BaseSignal>>& signals() const { return allSignals; }
-    const std::vector<std::unique_ptr<MessageDecoder>>& decoders() const { return allDecoders; }
-    /// The signals of a kind that have no MessageDecoder: all, but of CAN those in PDUs only.
+    /// What the file says about a signal, by its index in signals().
+    const Origin& origin(std::size_t signal) const { return origins[signal]; }
+    /// The messages with the signals that are decoded, under the names of their instances.
+    std::vector<MessageDefinition> decodedMessages() const;
+    /// Where signals are found by name and by identifier.
+    SignalStorage& storage() { return registry; }
+    const SignalStorage& storage() const { return registry; }
+
+    // --- for replaying ---
+
+    /// Of messages of CAN that are frames.
+    const std::vector<std::unique_ptr<MessageDecoder>>& decoders() const { return frameDecoders; }
+    /// The signals of a kind that have no decoder in decoders(): all, but of CAN those in PDUs only.
     const SignalGroup& group(SignalKind kind) const { return groups[static_cast<std::size_t>(kind)]; }
 
     /// The index in signals() of the signal with this identifier, in constant time.
     /// REQUIRES: `id` is the identifier of one of them.
     std::size_t indexOf(unsigned long id) const { return indexByNumber[runningNumber(id) - firstNumber]; }
 
-    /// The definitions bound to the channel of the frame, and those bound to none, that it matches.
+    /// The definitions bound to the channel of the frame, and those bound to none, that it matches. They may
+    /// be of PDUs in the frame.
     std::array<std::span<MessageDecoder* const>, 2> decodersOf(std::uint8_t channel, std::uint32_t id,
                                                                bool extended) const {
         return {find(bound, channel, id, extended), find(unbound, 0, id, extended)};
@@ -95,32 +125,33 @@ class RKREPLAY_EXPORT Catalog {
 
   private:
     using DecoderTable = FrameTable<MessageDecoder>; // asked twice a frame
-    class MessageAdder;
-    class RecordAdder;
+    class FileAdder;
 
-    /// Identifiers are a bit of the kind, from bit 48 on, plus a number that all kinds share.
+    /// Identifiers are a bit of the kind, from bit 48 on, plus a number that counts the signals of the
+    /// process.
     static std::uint64_t runningNumber(std::uint64_t id) { return id & 0xFFFF'FFFF'FFFF; }
     static std::uint64_t tableKey(std::uint8_t channel, std::uint32_t id, bool extended) {
         return std::uint64_t{channel} << 32 | std::uint64_t{extended} << 31 | id;
     }
     static std::span<MessageDecoder* const> find(const DecoderTable& table, std::uint8_t channel,
                                                  std::uint32_t id, bool extended);
-    bool isTaken(const std::string& instance) const;
-    void note(std::string place, DbcNote::Severity severity, std::string text);
-    template <class Signal, class Record>
-    Signal* build(const Record& record);
+    bool isTaken(const std::string& instance) const { return registry.instancesByName.contains(instance); }
 
-    std::unique_ptr<SignalStorage> ownStorage;
-    SignalStorage& registry;
+    SignalStorage registry{SignalTables::Own};
+    std::deque<MessageDefinition> allMessages; // where they stay
     std::vector<std::unique_ptr<BaseSignal>> allSignals;
-    std::vector<bool> seen; ///< as allSignals
-    std::vector<std::unique_ptr<MessageDecoder>> allDecoders;
+    std::vector<Origin> origins; ///< as allSignals
+    std::vector<bool> seen;      ///< as allSignals
+    std::vector<std::unique_ptr<MessageDecoder>> frameDecoders;
+    std::vector<std::unique_ptr<MessageDecoder>> pduDecoders;
     std::array<SignalGroup, signalKinds> groups;
     DecoderTable bound;
     DecoderTable unbound;
+    std::unordered_multimap<std::size_t, const MessageDefinition*> byMeaning; ///< frames, by hashOfMeaning()
     std::uint64_t firstNumber = 0;          ///< running number of the first signal's identifier
     std::vector<std::size_t> indexByNumber; ///< from `firstNumber` on
-    std::vector<DefinitionNote> remarks;
+    FreeNames names;
+    RemarkList allRemarks;
 };
 
 } // namespace rksignal

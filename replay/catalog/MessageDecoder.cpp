@@ -1,156 +1,114 @@
 #include "catalog/MessageDecoder.h"
 
-#include "bus/CANKey.h"
+#include "definition/MultiplexTree.h"
+#include "rkutil/ByteOrder.h"
 
 #include <algorithm>
-#include <utility>
+#include <array>
+#include <cstring>
+#include <iterator>
 
 namespace rksignal {
 namespace {
 
-/// The term of a raw value must not run into the bits of the trace source, which start 16 bits further on.
-constexpr unsigned maxMultiplexerBits = 15;
+constexpr std::size_t longestFrame = 64;
+constexpr std::size_t wordBytes = 8;
 
-/// A multiplexed signal is filed once for each value of its ranges.
-constexpr std::uint64_t maxFilings = 4096;
-
-std::uint32_t frameFormatOf(const DbcMessage& message) {
-    if (message.canFd) {
-        return message.extended ? CANExtTraceMessage::FdExtended : CANExtTraceMessage::FdStandard;
+/// Offset of the data of the first PDU with this identifier in a chain of PDUs, each behind a header of 3
+/// bytes identifier and 1 byte length (AUTOSAR SoAd, short header); nothing if there is none.
+std::optional<std::size_t> findPdu(const std::uint8_t* payload, std::size_t length, std::uint32_t wanted) {
+    constexpr std::size_t headerBytes = 4;
+    for (std::size_t at = 0; at < length && at + headerBytes <= longestFrame;) {
+        const std::uint8_t* const header = payload + at;
+        at += headerBytes;
+        if (bigEndian<3>(header) == wanted) {
+            return at;
+        }
+        at += header[3];
     }
-    return message.extended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard;
-}
-
-void eraseFrom(std::uint64_t key, const CANSignal* signal) {
-    const auto entry = CANSignal::canContainer.find(key);
-    if (entry == CANSignal::canContainer.end()) {
-        return;
-    }
-    std::erase(entry->second, signal);
-    if (entry->second.empty()) {
-        CANSignal::canContainer.erase(entry);
-    }
+    return std::nullopt;
 }
 
 } // namespace
 
-MessageDecoder::MessageDecoder(DbcMessage message, std::optional<std::uint8_t> channel,
-                               const std::vector<CANSignal*>& signals, bool alone)
-    : definition(std::move(message)), boundTo(channel) {
+MessageDecoder::MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals)
+    : definition(message) {
     std::vector<bool> usable;
     std::transform(signals.begin(), signals.end(), std::back_inserter(usable),
                    [](const CANSignal* signal) { return signal != nullptr; });
     for (const MultiplexNode& node : multiplexTree(definition, usable)) {
-        addField(node, *signals[node.signal]);
-    }
-    viaLibrary = alone && !fields.empty() && servedByLibrary();
-    if (viaLibrary) {
-        placeMultiplexed();
-    } else {
-        unfile(signals);
+        addField(definition.signals[node.signal], *signals[node.signal]);
+        fields.back().multiplexer = node.parent ? static_cast<std::uint32_t>(*node.parent) : none;
+        fields.back().branchEnd = static_cast<std::uint32_t>(node.branchEnd);
     }
 }
 
-void MessageDecoder::addField(const MultiplexNode& node, CANSignal& signal) {
-    canSignalDef_t range = signal.definition;
-    CANSignal::checkSignalDefinition(range);
-    const auto end = static_cast<std::uint8_t>(range.startByte + range.numBytes);
-    const auto& multiplexing = definition.signals[node.signal].multiplexing;
-    // The codec of a classic signal counts from the first byte of the frame.
-    fields.push_back({&signal, definition.canFd ? range.startByte : std::uint8_t{0}, end, signal.d_maksBits,
-                      node.parent, node.branchEnd, multiplexing ? multiplexing->ranges : Ranges()});
-    neededBytes = std::max<std::size_t>(neededBytes, end);
+/// The 8 bytes that hold the field begin where it does, or 8 bytes before the end of the longest frame. One
+/// that ends behind that is never cut.
+void MessageDecoder::addField(const SignalDefinition& signal, CANSignal& built) {
+    const canSignalDef_t& record = signal.can();
+    const auto bytes = bitfield::byteRange(record.startbit, record.bits, record.endian);
+    const std::size_t word = std::min<std::size_t>(bytes.startByte, longestFrame - wordBytes);
+    const int startbit = record.startbit - static_cast<int>(8 * word);
+    const int lsb = bitfield::leastSignificantBit(startbit, record.bits, record.endian);
+    fields.push_back({&built, built.slot, none, 0, static_cast<std::uint8_t>(word),
+                      static_cast<std::uint8_t>(bytes.startByte + bytes.numBytes),
+                      bitfield::wordField(lsb, record.bits, record.endian).value_or(bitfield::WordField{}),
+                      record.endian, record.type == signalValue_t::Signed,
+                      signal.multiplexing ? signal.multiplexing->ranges : std::vector<ValueRange>()});
 }
 
-/// Whether the library's two look-ups do what the multiplexing of the message asks for.
-bool MessageDecoder::servedByLibrary() const {
-    const Field* multiplexer = nullptr;
-    std::uint64_t filings = 0;
-    for (const Field& field : fields) {
-        if (field.signal->def.multiplexer != 0 && std::exchange(multiplexer, &field) != nullptr) {
-            return false;
-        }
-        for (const auto& [first, last] : field.ranges) {
-            filings += last >> maxMultiplexerBits == 0 ? last - first + 1 : maxFilings + 1;
-        }
+bool MessageDecoder::decode(const CANExtTraceMessage& received, std::vector<unsigned long>& ids) {
+    ids.clear();
+    const std::size_t length = std::min<std::size_t>(received.length, longestFrame);
+    if (definition.pduId) {
+        return received.isFd() && decodePdu(received, length, ids);
     }
-    if (multiplexer == nullptr) {
-        return true;
-    }
-    const baseSignalDef_t& selector = multiplexer->signal->def;
-    return !definition.canFd && selector.type == signalValue_t::Unsigned &&
-           selector.bits <= maxMultiplexerBits && filings <= maxFilings;
-}
-
-std::uint64_t MessageDecoder::frameKey() const {
-    return can::frameKey(boundTo ? boundSource : unboundSource, boundTo.value_or(0), definition.id,
-                         definition.extended, definition.canFd);
-}
-
-/// Moves multiplexed signals from the key of the frame, where every frame would write them, to the keys of
-/// the multiplexer's values.
-void MessageDecoder::placeMultiplexed() const {
-    for (const Field& field : fields) {
-        if (!field.multiplexer) {
-            continue;
-        }
-        eraseFrom(frameKey(), field.signal);
-        for (const auto& [first, last] : field.ranges) {
-            for (std::uint64_t value = first; value <= last; ++value) {
-                auto& selected = CANSignal::canContainer[frameKey() + can::multiplexerTerm(value)];
-                if (selected.empty() || selected.back() != field.signal) { // ranges may overlap
-                    selected.push_back(field.signal);
-                }
-            }
-        }
-    }
-}
-
-void MessageDecoder::unfile(const std::vector<CANSignal*>& signals) const {
-    for (const CANSignal* const signal : signals) {
-        if (signal != nullptr) {
-            eraseFrom(frameKey(), signal);
-        }
-    }
-}
-
-void MessageDecoder::decode(const CANExtTraceMessage& received, std::vector<unsigned long>& ids) {
     ++counts.frames;
     counts.channels.set(received.channel);
-    lastLength = received.length;
     const std::uint64_t untouchedBefore = counts.untouched;
-    if (viaLibrary && received.length >= neededBytes) {
-        decodeByLibrary(received, ids);
-    } else {
-        decodeFields(received, ids);
-    }
+    decodeFields(received.payload.data(), length, received.timestamp, ids);
     if (received.length < definition.length || counts.untouched != untouchedBefore) {
         ++counts.shortFrames;
     }
+    return true;
 }
 
-/// Presents the frame in the form that the definition has in the library's table.
-void MessageDecoder::decodeByLibrary(const CANExtTraceMessage& received,
-                                     std::vector<unsigned long>& ids) const {
-    CANExtTraceMessage frame = received;
-    frame.frameFormat = frameFormatOf(definition);
-    frame.channel = boundTo.value_or(0);
-    CANSignal::decodeMessage(frame, ids, boundTo ? boundSource : unboundSource,
-                             fields.front().signal->storage);
+/// The bytes behind the PDU's header, of which there may be fewer than a field is cut from.
+bool MessageDecoder::decodePdu(const CANExtTraceMessage& received, std::size_t length,
+                               std::vector<unsigned long>& ids) {
+    const auto data = findPdu(received.payload.data(), length, *definition.pduId);
+    if (!data || *data > length) {
+        return false;
+    }
+    ++counts.frames;
+    std::array<std::uint8_t, longestFrame> bytes{};
+    std::copy(received.payload.begin() + static_cast<std::ptrdiff_t>(*data), received.payload.end(),
+              bytes.begin());
+    decodeFields(bytes.data(), length - *data, received.timestamp, ids);
+    return !ids.empty();
 }
 
-void MessageDecoder::decodeFields(const CANExtTraceMessage& received, std::vector<unsigned long>& ids) {
-    ids.clear();
+/// REQUIRES: 64 bytes can be read, of which `length` were received.
+void MessageDecoder::decodeFields(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp,
+                                  std::vector<unsigned long>& ids) {
+    lastLength = length;
     for (std::size_t i = 0; i < fields.size();) {
         const Field& field = fields[i];
-        if (!isSelected(field)) {
+        if (field.multiplexer != none && !isSelected(field)) {
             i = field.branchEnd;
-        } else if (field.end > received.length) {
+        } else if (field.end > length) {
             ++counts.untouched;
             i = field.branchEnd;
         } else {
-            field.signal->write(received.payload.data() + field.start,
-                                static_cast<unsigned long>(field.end - field.start), received.timestamp);
+            std::uint64_t word = 0;
+            std::memcpy(&word, bytes + field.word, sizeof word);
+            const std::uint64_t raw =
+                field.cut(field.bigEndian ? bitfield::swapped(word) : word, field.isSigned);
+            field.signal->modified = field.slot->raw != raw;
+            field.slot->raw = raw;
+            field.slot->timestamp = timestamp;
+            field.slot->valid = 1;
             ids.push_back(field.signal->id);
             ++i;
         }
@@ -159,14 +117,8 @@ void MessageDecoder::decodeFields(const CANExtTraceMessage& received, std::vecto
 
 /// REQUIRES: the multiplexer of the field has just been written.
 bool MessageDecoder::isSelected(const Field& field) const {
-    if (!field.multiplexer) {
-        return true;
-    }
-    const Field& multiplexer = fields[*field.multiplexer];
-    unsigned long raw = 0;
-    unsigned long timestamp = 0;
-    multiplexer.signal->read(raw, timestamp);
-    const std::uint64_t value = raw & multiplexer.valueMask; // without sign extension
+    const Field& multiplexer = fields[field.multiplexer];
+    const std::uint64_t value = multiplexer.slot->raw & multiplexer.signal->d_maksBits; // without its sign
     return std::any_of(field.ranges.begin(), field.ranges.end(),
                        [value](const auto& range) { return range.first <= value && value <= range.second; });
 }
@@ -182,15 +134,13 @@ Reception MessageDecoder::receptionOf(const BaseSignal& signal) const {
 
 /// The outermost multiplexer has the last word: those below it may be left from an earlier frame.
 Reception MessageDecoder::receptionOf(const Field& field) const {
-    if (field.multiplexer) {
-        const Field& multiplexer = fields[*field.multiplexer];
+    if (field.multiplexer != none) {
+        const Field& multiplexer = fields[field.multiplexer];
         const Reception above = receptionOf(multiplexer);
         if (above != Reception::Written) {
             return above;
         }
-        unsigned long raw = 0;
-        unsigned long timestamp = 0;
-        if (multiplexer.signal->read(raw, timestamp) && !isSelected(field)) {
+        if (multiplexer.slot->valid != 0 && !isSelected(field)) {
             return Reception::Unselected;
         }
     }

@@ -1,22 +1,20 @@
 /// \file
-/// Decodes the frames of one message into its signals, within the bytes that were received.
+/// Decodes the frames of one message of CAN into its signals, within the bytes that were received.
 ///
-/// Frames that are long enough go through `CANSignal::decodeMessage`, which finds the signals in the
-/// library's frame table. It looks one level of multiplexing up, adds the terms of several multiplexers of a
-/// frame, does not check the length of classic frames nor of multiplexed CAN FD signals. Whatever that cannot
-/// serve is done here instead, signal by signal: short frames, nested and independent multiplexers,
-/// multiplexed CAN FD frames, multiplexers of 16 bits and more.
+/// The library's own decoder of CAN frames looks one level of multiplexing up, adds the terms of several
+/// multiplexers of a frame, and checks the length of some signals only. What definition files say needs more:
+/// short frames, nested and independent multiplexers of any width, multiplexed CAN FD frames, one definition
+/// for frames of both formats and of all channels. So every frame takes this one path.
 #pragma once
 
 #include "bus/CANSignal.h"
-#include "definition/MultiplexTree.h"
-#include "definition/dbc/DbcFile.h"
+#include "definition/Definition.h"
+#include "signal/BitField.h"
 #include "text/Export.h"
 
 #include <bitset>
 #include <cstdint>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace rksignal {
@@ -42,63 +40,50 @@ enum class Reception : std::uint8_t {
 /// One message on one channel, or on any.
 class RKREPLAY_EXPORT MessageDecoder {
   public:
-    /// A signal is present while the raw value of its multiplexer is in one of these, bounds included.
-    using Ranges = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+    /// `signals` has one entry for each signal of `message`; null ones are not decoded. Their values are
+    /// private and written by this decoder alone. All must outlive it.
+    MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals);
 
-    /// The `tslId` of signals that are bound to their channel, and of those (on channel 0) that are not.
-    static constexpr std::uint8_t boundSource = 0;
-    static constexpr std::uint8_t unboundSource = 1;
-    /// The same of signals in PDUs, which have no decoder of this class.
-    static constexpr std::uint8_t boundPduSource = 2;
-    static constexpr std::uint8_t unboundPduSource = 3;
-
-    /// `signals` has one entry for each signal of `message`; null ones are not decoded. They lie in the
-    /// library's frame table, where they are placed as their multiplexing needs, or, if the library is not to
-    /// be used for this message (`alone` is false: another one has the same frames), taken out.
-    MessageDecoder(DbcMessage message, std::optional<std::uint8_t> channel,
-                   const std::vector<CANSignal*>& signals, bool alone);
-
-    /// Decodes one data frame with the identifier of the message, whatever its channel and whether it is a
-    /// CAN FD frame or not. `ids` is emptied, then receives the identifiers of the signals written. A
+    /// Decodes one data frame with the identifier of the message, whatever its channel, and whether it is a
+    /// CAN FD frame or not; only CAN FD frames have PDUs. `ids` is emptied, then receives the identifiers of
+    /// the signals written: multiplexers before what they select, otherwise in the order of definition. A
     /// signal with a byte that was not received, or in a branch that the multiplexers do not select, keeps
-    /// its value and time stamp; a multiplexer that was not received selects nothing.
-    void decode(const CANExtTraceMessage& received, std::vector<unsigned long>& ids);
+    /// its value and time stamp; a multiplexer that was not received selects nothing. Allocates only when
+    /// `ids` grows. \return whether the frame is one of the message; one in a PDU must have written a signal
+    bool decode(const CANExtTraceMessage& received, std::vector<unsigned long>& ids);
 
-    /// REQUIRES: the multiplexers of the message have not been written by anything else. Searches the
-    /// signals; for explanations, not for each frame.
+    /// Searches the signals; for explanations, not for each frame.
     Reception receptionOf(const BaseSignal& signal) const;
 
-    const DbcMessage& message() const { return definition; }
-    std::optional<std::uint8_t> channel() const { return boundTo; }
+    const MessageDefinition& message() const { return definition; }
+    std::optional<std::uint8_t> channel() const { return definition.channel; }
     const MessageStatistics& statistics() const { return counts; }
 
   private:
+    static constexpr std::uint32_t none = ~std::uint32_t{0};
+
     struct Field {
         CANSignal* signal;
-        std::uint8_t start;                     ///< first byte that its codec gets
-        std::uint8_t end;                       ///< behind the last
-        std::uint64_t valueMask;                ///< of the raw value when it selects others
-        std::optional<std::size_t> multiplexer; ///< index of the field it depends on
-        std::size_t branchEnd;                  ///< index behind the fields that depend on it
-        Ranges ranges;
+        signalSlot_t* slot;
+        std::uint32_t multiplexer; ///< index of the field it depends on, or `none`
+        std::uint32_t branchEnd;   ///< index behind the fields that depend on it
+        std::uint8_t word;         ///< first of the 8 bytes that hold it
+        std::uint8_t end;          ///< behind its last byte
+        bitfield::WordField cut;   ///< from these 8 bytes, in its byte order
+        bool bigEndian, isSigned;
+        std::vector<ValueRange> ranges; ///< of its multiplexer
     };
 
-    void addField(const MultiplexNode& node, CANSignal& signal);
-    bool servedByLibrary() const;
-    std::uint64_t frameKey() const;
-    void placeMultiplexed() const;
-    void unfile(const std::vector<CANSignal*>& signals) const;
-    void decodeByLibrary(const CANExtTraceMessage& received, std::vector<unsigned long>& ids) const;
-    void decodeFields(const CANExtTraceMessage& received, std::vector<unsigned long>& ids);
+    void addField(const SignalDefinition& signal, CANSignal& built);
+    void decodeFields(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp,
+                      std::vector<unsigned long>& ids);
+    bool decodePdu(const CANExtTraceMessage& received, std::size_t length, std::vector<unsigned long>& ids);
     bool isSelected(const Field& field) const;
     Reception receptionOf(const Field& field) const;
 
-    DbcMessage definition;
-    std::optional<std::uint8_t> boundTo;
-    std::vector<Field> fields; ///< parents first
-    std::size_t neededBytes = 0;
-    std::uint8_t lastLength = 0; ///< of the last frame
-    bool viaLibrary = false;
+    const MessageDefinition& definition;
+    std::vector<Field> fields;  ///< parents first
+    std::size_t lastLength = 0; ///< of the last frame
     MessageStatistics counts;
 };
 

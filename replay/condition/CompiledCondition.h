@@ -17,9 +17,7 @@ namespace rksignal {
 class CompiledCondition {
   public:
     /// Compiles `text` with the signals of `storage`. Errors, and names that no signal has, with those that
-    /// come close, go to `remarks`. Not for two threads at once: the library's messages are caught on their
-    /// way to std::cerr.
-    /// \return null after an error
+    /// come close, go to `remarks`. \return null after an error
     static std::unique_ptr<CompiledCondition> compile(const ConditionText& text, SignalStorage& storage,
                                                       const ConditionOptions& options, RemarkList& remarks);
 
@@ -35,8 +33,7 @@ class CompiledCondition {
     std::span<const double> evaluate();
 
   private:
-    CompiledCondition(ConditionText text, std::unique_ptr<ExpParser> parser,
-                      const std::vector<std::string>& missing);
+    CompiledCondition(ConditionText text, std::unique_ptr<ExpParser> parser);
 
     ConditionText source;
     std::unique_ptr<ExpParser> program;

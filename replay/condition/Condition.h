@@ -32,8 +32,10 @@ using UnknownReason = std::function<std::string(BaseSignal&)>;
 ///         std::cerr << fast.remarks().kept().front() << '\n';
 ///     }
 ///
-/// Its signals must outlive it. To be used by the thread that decodes them; conditions of other threads over
-/// other signals may be evaluated at the same time, but not compiled.
+/// Its signals must outlive it. To be used by the thread that decodes them. Conditions of other threads over
+/// other signals may be compiled and evaluated at the same time: all that they share is the table
+/// `ExpParser::allExpParsers`, which each enters under the library's lock, and the switches
+/// `ExpParser::debug` and `expdebug`, which must not change meanwhile.
 class RKREPLAY_EXPORT Condition {
   public:
     /// Compiles `[NAME=]EXPRESSION`, the expression as ExpParser has it. Takes time in proportion to the

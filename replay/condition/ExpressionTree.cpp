@@ -120,7 +120,7 @@ bool isLogical(Operator kind) {
     return isComparison(kind) || kind == Operator::Or || kind == Operator::And || kind == Operator::Not;
 }
 
-ExpressionTree::ExpressionTree(const ExpParser& parser, const std::vector<std::string>& missing) {
+ExpressionTree::ExpressionTree(const ExpParser& parser) {
     std::vector<std::size_t> open; // operands whose operator is still to come
     for (const auto& [operation, operand] : parser.program) {
         ExpressionNode node;
@@ -128,7 +128,6 @@ ExpressionTree::ExpressionTree(const ExpParser& parser, const std::vector<std::s
         const OperatorTraits& step = traits(operation);
         node.kind = step.kind;
         node.first = index;
-        node.missing = missing[index];
         if (step.kind == Operator::Signal) {
             node.signal = operand.signal;
         } else if (step.kind == Operator::Constant) {
@@ -145,6 +144,9 @@ ExpressionTree::ExpressionTree(const ExpParser& parser, const std::vector<std::s
         }
         open.push_back(index);
         allNodes.push_back(std::move(node));
+    }
+    for (const ExpError& error : parser.errors()) {
+        allNodes[error.step].missing = error.name;
     }
 }
 

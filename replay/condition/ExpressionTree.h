@@ -56,9 +56,8 @@ struct ExpressionNode {
 /// All sub-expressions of one expression. They refer to its signals.
 class ExpressionTree {
   public:
-    /// `missing` has an entry for each step: the name that no signal has, or an empty one.
-    /// REQUIRES: `parser` was built without error.
-    ExpressionTree(const ExpParser& parser, const std::vector<std::string>& missing);
+    /// REQUIRES: `parser.isUsable()`
+    explicit ExpressionTree(const ExpParser& parser);
 
     /// In postfix order; never empty.
     const std::vector<ExpressionNode>& nodes() const { return allNodes; }

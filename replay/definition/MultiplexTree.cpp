@@ -1,49 +1,59 @@
 #include "definition/MultiplexTree.h"
 
-#include <string_view>
-#include <utility>
-
 namespace rksignal {
 namespace {
 
-class TreeBuilder {
-  public:
-    TreeBuilder(const DbcMessage& message, const std::vector<bool>& usable)
-        : message(message), usable(usable) {}
+constexpr std::size_t none = ~std::size_t{0};
 
-    std::vector<MultiplexNode> build() {
-        addBranch({}, std::nullopt);
-        return std::move(nodes);
-    }
-
-  private:
-    /// Adds the signals that depend on `multiplexer`, the empty name standing for none.
-    void addBranch(std::string_view multiplexer, std::optional<std::size_t> parent) {
-        for (std::size_t i = 0; i < message.signals.size(); ++i) {
-            const DbcSignal& signal = message.signals[i];
-            const std::string_view dependsOn =
-                signal.multiplexing ? std::string_view(signal.multiplexing->multiplexer) : std::string_view();
-            if (!usable[i] || dependsOn != multiplexer) {
-                continue;
+/// The signals that depend on each signal, in their order, as a list through `next` that starts at `first`.
+struct Dependents {
+    explicit Dependents(const MessageDefinition& message)
+        : first(message.signals.size() + 1, none), next(message.signals.size(), none) {
+        const std::size_t root = message.signals.size(); // of those that depend on none
+        for (std::size_t i = message.signals.size(); i-- > 0;) {
+            const auto& multiplexing = message.signals[i].multiplexing;
+            if (!multiplexing || multiplexing->multiplexer) {
+                std::size_t& head = first[multiplexing ? *multiplexing->multiplexer : root];
+                next[i] = head;
+                head = i;
             }
-            const std::size_t node = nodes.size();
-            nodes.push_back({i, parent, 0});
-            if (signal.multiplexer) {
-                addBranch(signal.name, node);
-            }
-            nodes[node].branchEnd = nodes.size();
         }
     }
 
-    const DbcMessage& message;
-    const std::vector<bool>& usable;
-    std::vector<MultiplexNode> nodes;
+    std::vector<std::size_t> first;
+    std::vector<std::size_t> next;
 };
 
 } // namespace
 
-std::vector<MultiplexNode> multiplexTree(const DbcMessage& message, const std::vector<bool>& usable) {
-    return TreeBuilder(message, usable).build();
+/// Goes down into each branch without recursion: chains of multiplexers may be of any length.
+std::vector<MultiplexNode> multiplexTree(const MessageDefinition& message, const std::vector<bool>& usable) {
+    const Dependents dependents(message);
+    std::vector<MultiplexNode> nodes;
+    std::optional<std::size_t> parent;
+    std::size_t signal = dependents.first.back();
+    while (signal != none || parent) {
+        if (signal == none) { // the branch ends
+            nodes[*parent].branchEnd = nodes.size();
+            signal = dependents.next[nodes[*parent].signal];
+            parent = nodes[*parent].parent;
+        } else if (usable[signal]) {
+            nodes.push_back({signal, parent, 0});
+            parent = nodes.size() - 1;
+            signal = dependents.first[signal];
+        } else {
+            signal = dependents.next[signal];
+        }
+    }
+    return nodes;
+}
+
+std::vector<bool> reachableSignals(const MessageDefinition& message, const std::vector<bool>& usable) {
+    std::vector<bool> reachable(usable.size());
+    for (const MultiplexNode& node : multiplexTree(message, usable)) {
+        reachable[node.signal] = true;
+    }
+    return reachable;
 }
 
 } // namespace rksignal

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <new>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/stat.h>
@@ -187,10 +188,19 @@ std::size_t InputFile::readParked(char* to, std::size_t size) {
     return static_cast<std::size_t>(count);
 }
 
+void InputFile::enlarge(std::string& text, std::size_t size) const {
+    try {
+        text.resize(size);
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        fail("read");
+    }
+}
+
 std::string InputFile::readAll() {
     std::string text;
     for (std::size_t used = 0;;) {
-        text.resize(used + std::max<std::size_t>(65536, used / 2));
+        enlarge(text, used + std::max<std::size_t>(65536, used / 2));
         const std::size_t count = read(text.data() + used, text.size() - used);
         used += count;
         if (count == 0) {

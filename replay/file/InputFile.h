@@ -25,7 +25,7 @@ class ReadControl {
     ReadControl(const ReadControl&) = delete;
     ReadControl& operator=(const ReadControl&) = delete;
 
-    /// Called whenever an input is read, which may take as long as a pipe stays empty.
+    /// Called whenever an input is about to be read, which may take as long as a pipe stays empty.
     std::function<void()> beforeRead;
 
     /// Ends all reading, also one that waits. For any thread and for signal handlers.
@@ -76,6 +76,7 @@ class InputFile {
     std::size_t readFurther(char* to, std::size_t size);
     std::size_t readMemory(char* to, std::size_t size);
     std::size_t readParked(char* to, std::size_t size);
+    void enlarge(std::string& text, std::size_t size) const;
     [[noreturn]] void fail(const char* action) const;
 
     std::string name;

@@ -51,7 +51,9 @@ void RemarkList::append(RemarkList&& other, const std::string& place) {
     }
     std::move(other.remarks.begin(), other.remarks.end(), std::back_inserter(remarks));
     if (other.left > 0) {
-        remarks.push_back({place, Severity::Note, std::to_string(other.left) + " more remarks"});
+        const bool areErrors = other.count(Severity::Note) + other.count(Severity::Warning) == 0;
+        remarks.push_back({place, areErrors ? Severity::Error : Severity::Note,
+                           std::to_string(other.left) + (areErrors ? " more errors" : " more remarks")});
     }
 }
 

@@ -46,7 +46,7 @@ class RKREPLAY_EXPORT RemarkList {
     explicit RemarkList(std::size_t limit = defaultLimit) : limit(limit) {}
 
     void add(Remark remark);
-    /// Adds what `other` keeps whatever the limit, and a note at `place` about what it does not keep.
+    /// Adds what `other` keeps whatever the limit, and a note at `place` that says how many it does not keep.
     void append(RemarkList&& other, const std::string& place);
     /// Sorts what is kept by line; those of one line keep their order.
     void sortByLine();

@@ -4,7 +4,6 @@
 
 #include <pcap/pcap.h>
 #include <type_traits>
-#include <utility>
 
 namespace rksignal {
 namespace {
@@ -38,9 +37,7 @@ bool CaptureTrace::next() {
         }
         countMalformed(packets.timestamp() ? reader.malformed() : "impossible time stamp");
     }
-    if (!std::exchange(isConcluded, true)) {
-        concludeDamage();
-    }
+    conclude();
     return false;
 }
 
@@ -58,7 +55,7 @@ void CaptureTrace::countMalformed(const char* reason) {
     }
 }
 
-void CaptureTrace::concludeDamage() {
+void CaptureTrace::completeReport() {
     found.lost = reader.dropped();
     if (found.damagedPackets > 0) {
         remark("malformed packets: " + std::to_string(found.damagedPackets) + ", the first is " +

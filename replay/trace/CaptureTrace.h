@@ -25,13 +25,12 @@ class CaptureTrace : public TraceSource {
     void deliver(MessageSink& sink, std::uint64_t time) override;
     std::optional<PacketReader::Content> read();
     void countMalformed(const char* reason);
-    void concludeDamage();
+    void completeReport() override;
 
     PacketFile packets;
     PacketReader reader;
     PacketReader::Content content;
     std::string firstMalformed; ///< its number and what is wrong with it
-    bool isConcluded = false;
 };
 
 } // namespace rksignal

@@ -21,7 +21,31 @@ std::optional<std::uint8_t> trailingNumber(std::string_view name) {
 }
 
 void ChannelMap::assign(std::string_view name, std::uint8_t channel) {
-    entries.push_back({std::string(name), channel});
+    entries.push_back({std::string(name), channel, true});
+    latest = entries.size();
+}
+
+std::optional<std::uint8_t> ChannelMap::expect(std::string_view name) {
+    const auto channel = search(name);
+    if (channel) {
+        entries[latest].isExpected = true;
+    }
+    latest = entries.size();
+    return channel;
+}
+
+std::vector<std::string> ChannelMap::absent(const std::bitset<256>& cameWith) const {
+    std::vector<std::string> names;
+    for (const Entry& entry : entries) {
+        const auto replaces = [&entry](const Entry& other) {
+            return other.hasCome && other.channel == entry.channel;
+        };
+        if (entry.isExpected && !entry.hasCome &&
+            (!cameWith[entry.channel] || std::any_of(entries.begin(), entries.end(), replaces))) {
+            names.push_back(entry.name);
+        }
+    }
+    return names;
 }
 
 bool ChannelMap::knows(std::string_view name) const {
@@ -29,13 +53,21 @@ bool ChannelMap::knows(std::string_view name) const {
                        [name](const Entry& entry) { return entry.name == name; });
 }
 
+std::optional<std::uint8_t> ChannelMap::meet(std::string_view name) {
+    const auto channel = search(name);
+    if (channel) {
+        entries[latest].hasCome = true;
+    }
+    return channel;
+}
+
+/// Finds or enters a name, which becomes the latest.
 std::optional<std::uint8_t> ChannelMap::search(std::string_view name) {
     for (latest = 0; latest < entries.size(); ++latest) {
         if (entries[latest].name == name) {
             return entries[latest].channel;
         }
     }
-    latest = 0;
     if (entries.size() == maxNames) {
         return std::nullopt;
     }
@@ -45,12 +77,12 @@ std::optional<std::uint8_t> ChannelMap::search(std::string_view name) {
                        "interfaces " + printable(other->name) + " and " + printable(name) +
                            " are both channel " + std::to_string(*number)});
         }
-        assign(name, *number);
+        entries.push_back({std::string(name), *number});
         return number;
     }
     const auto picked = lowestFree();
     if (picked) {
-        assign(name, *picked);
+        entries.push_back({std::string(name), *picked});
         notes.add({std::string(name), Severity::Note,
                    "interface " + printable(name) + " counts as channel " + std::to_string(*picked)});
     }

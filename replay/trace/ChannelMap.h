@@ -5,6 +5,7 @@
 #include "text/Export.h"
 #include "text/Remark.h"
 
+#include <bitset>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,12 +22,20 @@ class RKREPLAY_EXPORT ChannelMap {
     /// Gives `name` a channel of the user's choice. REQUIRES: `name` has none yet.
     void assign(std::string_view name, std::uint8_t channel);
 
+    /// The channel of a name that the user expects in a trace, as channelOf().
+    std::optional<std::uint8_t> expect(std::string_view name);
+
+    /// Names that were assigned or expected, and that channelOf() has not been asked for, where nothing
+    /// else can be meant: no message came on their channel, or another name that came has it.
+    /// `cameWith` are the channels of all messages.
+    std::vector<std::string> absent(const std::bitset<256>& cameWith) const;
+
     bool knows(std::string_view name) const;
 
-    /// The channel of `name`, which is entered if it is new: that alone allocates.
+    /// The channel of `name`, which a trace has met and which is entered if it is new: that alone allocates.
     /// \return nothing if there is no room for another name
     std::optional<std::uint8_t> channelOf(std::string_view name) {
-        return !entries.empty() && entries[latest].name == name ? entries[latest].channel : search(name);
+        return latest < entries.size() && entries[latest].name == name ? entries[latest].channel : meet(name);
     }
 
     /// The first name that got this channel, or `channel N`.
@@ -39,14 +48,17 @@ class RKREPLAY_EXPORT ChannelMap {
     struct Entry {
         std::string name;
         std::uint8_t channel;
+        bool isExpected = false;
+        bool hasCome = false;
     };
 
+    std::optional<std::uint8_t> meet(std::string_view name);
     std::optional<std::uint8_t> search(std::string_view name);
     std::optional<std::uint8_t> lowestFree() const;
     const Entry* firstOf(std::uint8_t channel) const;
 
     std::vector<Entry> entries; // few; searched from the front, the latest hit first
-    std::size_t latest = 0;
+    std::size_t latest = 0;     // has come, or is none
     RemarkList notes;
 };
 

@@ -29,6 +29,7 @@ bool LineReader::next(std::string_view& line) {
         if (lineEnd != nullptr) {
             line = give(at, lineEnd);
             at = lineEnd + 1;
+            ended = true;
             return true;
         }
         const auto pending = end - at;
@@ -51,6 +52,7 @@ bool LineReader::lastLine(std::string_view& line) {
     }
     line = give(at, end);
     at = end;
+    ended = false;
     return true;
 }
 

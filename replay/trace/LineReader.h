@@ -27,6 +27,7 @@ class LineReader {
     bool next(std::string_view& line);
 
     bool tooLong() const { return overlong; }
+    bool hasLineEnd() const { return ended; } ///< of the last line given; only the file's last has none
     std::uint64_t lineNumber() const { return number; } ///< of the last line given, from 1
     const std::string& path() const { return file.path(); }
 
@@ -41,6 +42,7 @@ class LineReader {
     const char* at;  ///< first byte not given yet
     const char* end; ///< end of the bytes read
     bool overlong = false;
+    bool ended = false;
     bool unfinished = false; ///< the line given goes on behind `end`
     std::uint64_t number = 0;
 };

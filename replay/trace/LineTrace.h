@@ -28,6 +28,8 @@ class LineTrace : public TraceSource {
         }
         return false;
     }
+    /// Whether the last line was complete.
+    bool hasLineEnd() const { return reader.hasLineEnd(); }
     /// The last line could not be understood.
     void countMalformed(const char* reason);
 

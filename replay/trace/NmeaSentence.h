@@ -29,7 +29,7 @@ class NmeaSentenceReader {
         Damaged, ///< not a sentence, or one of a type wanted that does not count
     };
 
-    /// Allocates only when the longest line so far grows.
+    /// `line` has its line end, if there is one. Allocates only when the longest line so far grows.
     Result read(std::string_view line, NmeaSentence& sentence);
 
   private:

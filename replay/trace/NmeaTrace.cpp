@@ -30,12 +30,12 @@ bool NmeaTrace::next() {
 bool NmeaTrace::nextSentence() {
     std::string_view line;
     while (nextLine(line)) {
-        switch (reader.read(line, sentence)) {
+        text.assign(line).append(hasLineEnd() ? "\r\n" : "");
+        switch (reader.read(text, sentence)) {
         case NmeaSentenceReader::Result::Values:
-            text = line;
             return true;
         case NmeaSentenceReader::Result::Damaged:
-            countMalformed("not a sentence of NMEA 0183 with the right checksum");
+            countMalformed("not a whole sentence of NMEA 0183 with the right checksum");
             break;
         default:
             break;
@@ -53,7 +53,7 @@ bool NmeaTrace::joins(const NmeaSentence& other) const {
 /// Adds the last sentence to the current message.
 void NmeaTrace::take() {
     isPending = false;
-    message.sentences.append(text).append("\r\n");
+    message.sentences += text;
     (sentence.type == NmeaSentence::Type::Rmc ? hasRmc : hasGga) = true;
     timeOfDay = sentence.timeOfDay;
     if (sentence.midnight) {

@@ -32,7 +32,7 @@ class NmeaTrace : public LineTrace {
 
     NmeaSentenceReader reader;
     NmeaSentence sentence;   ///< the last one read
-    std::string text;        ///< its line
+    std::string text;        ///< its line, with the line end
     bool isPending = false;  ///< it belongs to the next message
     GPSTraceMessage message; ///< the current one
     bool hasRmc = false;     ///< what the current message holds

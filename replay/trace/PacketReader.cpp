@@ -1,5 +1,7 @@
 #include "trace/PacketReader.h"
 
+#include "rkutil/ByteOrder.h"
+
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -12,11 +14,6 @@ using Bytes = PacketReader::Bytes;
 
 constexpr const char* tooShort = "packet is shorter than its head";
 constexpr const char* tooLong = "frame is longer than its packet";
-
-std::uint32_t bigEndian32(Bytes bytes) {
-    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 |
-           bytes[3];
-}
 
 std::uint32_t hostEndian32(Bytes bytes) {
     std::uint32_t word = 0;
@@ -65,7 +62,8 @@ std::optional<PacketReader::Content> PacketReader::readEthernet(Bytes packet) {
 }
 
 std::optional<PacketReader::Content> PacketReader::readCan(Bytes packet) {
-    return packet.size() < sizeof(std::uint32_t) ? fail(tooShort) : readCanFrame(bigEndian32(packet), packet);
+    return packet.size() < sizeof(std::uint32_t) ? fail(tooShort)
+                                                 : readCanFrame(bigEndian<4>(packet.data()), packet);
 }
 
 /// Packets of all interfaces together. What is not CAN has lost the head of its frame.
@@ -183,7 +181,7 @@ std::optional<PacketReader::Content> PacketReader::readFlexRay(Bytes packet) {
     const Bytes data = packet.subspan(headLength, length);
     flexRay.frameKind = unknownSegment;
     flexRay.channel = static_cast<std::uint8_t>(channel + ((packet[0] & channelB) != 0 ? 1 : 0));
-    flexRay.slot = static_cast<std::uint16_t>((packet[2] & 7) << 8 | packet[3]);
+    flexRay.slot = bigEndian<2>(&packet[2]) & 0x7FF;
     flexRay.cycle = packet[6] & 0x3F;
     flexRay.data.assign(data.begin(), data.end());
     flexRay.payload.assign(data.begin(), data.end());

@@ -2,13 +2,10 @@
 
 #include "text/Error.h"
 
-#include <utility>
-
 namespace rksignal {
 
 RecordTrace::RecordTrace(std::unique_ptr<InputFile> file)
     : TraceSource(std::move(file)), buffer(input()), stream(&buffer), reader(stream) {
-    stream.exceptions(std::ios::badbit); // what the file throws goes on to the caller
     if (!reader.isRecordFile()) {
         throw Error(path() + ": records of an unknown version");
     }
@@ -16,9 +13,7 @@ RecordTrace::RecordTrace(std::unique_ptr<InputFile> file)
 
 bool RecordTrace::next() {
     if (!reader.next()) {
-        if (!std::exchange(isConcluded, true)) {
-            concludeDamage();
-        }
+        conclude();
         return false;
     }
     ++number;
@@ -32,7 +27,7 @@ void RecordTrace::deliver(MessageSink& sink, std::uint64_t time) {
     }
 }
 
-void RecordTrace::concludeDamage() {
+void RecordTrace::completeReport() {
     found.damagedBytes = reader.damagedBytes();
     if (found.damagedBytes > 0) {
         remark(std::to_string(found.damagedBytes) + " byte" + (found.damagedBytes == 1 ? "" : "s") +
@@ -42,18 +37,6 @@ void RecordTrace::concludeDamage() {
         remark("records with an impossible content: " + std::to_string(found.damagedRecords) +
                ", the first is record " + std::to_string(firstDamaged));
     }
-}
-
-std::streamsize RecordTrace::StreamBuffer::xsgetn(char* to, std::streamsize count) {
-    std::streamsize got = 0;
-    while (got < count) {
-        const std::size_t more = file.read(to + got, static_cast<std::size_t>(count - got));
-        if (more == 0) {
-            break;
-        }
-        got += static_cast<std::streamsize>(more);
-    }
-    return got;
 }
 
 } // namespace rksignal

@@ -36,10 +36,32 @@ std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMa
 
 struct Trace::State {
     std::size_t add(File file, const TraceSettings& settings) {
-        const TraceFormat format = settings.format ? *settings.format : detectFormat(*file);
-        traces.add(openSource(std::move(file), format, channels), settings.shift);
+        const std::string name = file->path();
+        try {
+            const TraceFormat format = settings.format ? *settings.format : detectFormat(*file);
+            return add(openSource(std::move(file), format, channels), format, settings.shift);
+        } catch (const ReadingStopped&) { // while it waited for the first bytes
+            auto empty = std::make_unique<InputFile>(std::span<const std::uint8_t>(), name, &control);
+            return add(openSource(std::move(empty), TraceFormat::Candump, channels), TraceFormat::Candump, 0);
+        }
+    }
+
+    std::size_t add(std::unique_ptr<TraceSource> source, TraceFormat format, std::int64_t shift) {
+        traces.add(std::move(source), shift);
         formats.push_back(format);
         return formats.size() - 1;
+    }
+
+    /// \return whether there is a message
+    bool next() {
+        try {
+            if (!control.isStopped()) {
+                return traces.next();
+            }
+        } catch (const ReadingStopped&) { // as at the end
+        }
+        traces.conclude();
+        return false;
     }
 
     ReadControl control; // outlives the traces
@@ -75,11 +97,7 @@ const ChannelMap& Trace::channels() const {
 }
 
 bool Trace::next() {
-    try {
-        return !state->control.isStopped() && state->traces.next();
-    } catch (const ReadingStopped&) {
-        return false;
-    }
+    return state->next();
 }
 
 std::uint64_t Trace::timestamp() const {
@@ -95,13 +113,9 @@ void Trace::deliver(MessageSink& sink) {
 }
 
 void Trace::run(MessageSink& sink) {
-    TraceMerge& traces = state->traces;
-    const ReadControl& control = state->control;
-    try {
-        while (!sink.closed() && !control.isStopped() && traces.next()) {
-            traces.deliver(sink);
-        }
-    } catch (const ReadingStopped&) { // as at the end
+    State& all = *state;
+    while (!sink.closed() && all.next()) {
+        all.traces.deliver(sink);
     }
 }
 

@@ -23,7 +23,7 @@ struct TraceSettings {
     std::optional<TraceFormat> format; ///< nothing: it shows in the content
 };
 
-/// What was met in one trace. Complete once the trace has been read to its end.
+/// What was met in one trace. Complete once next() has returned false.
 struct TraceReport {
     std::uint64_t messages = 0;       ///< delivered, those that are only counted included
     std::uint64_t damagedLines = 0;   ///< that could not be understood
@@ -59,7 +59,8 @@ class RKREPLAY_EXPORT Trace {
     Trace(Trace&&) noexcept;
     Trace& operator=(Trace&&) noexcept;
 
-    /// Opens a file or a pipe, `-` being standard input, and waits for its first bytes.
+    /// Opens a file or a pipe, `-` being standard input, and waits for its first bytes. One that stop() finds
+    /// waiting counts as empty.
     /// \return its number, from 0 in the order of adding
     /// \throws Error if it cannot be opened, or is of a kind that is not known
     std::size_t addFile(const std::string& path, const TraceSettings& settings = {});

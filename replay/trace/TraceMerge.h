@@ -26,6 +26,13 @@ class TraceMerge {
     std::size_t source() const { return current; }                   ///< of the message
     std::uint64_t timestamp() const { return inputs[current].time; } ///< of the message, shifted
 
+    /// Completes the reports of all traces: nothing more is read.
+    void conclude() {
+        for (const Input& input : inputs) {
+            input.source->conclude();
+        }
+    }
+
     std::size_t size() const { return inputs.size(); }
     const TraceSource& operator[](std::size_t trace) const { return *inputs[trace].source; }
 

@@ -33,6 +33,14 @@ class TraceSource {
         deliver(sink, time);
     }
 
+    /// Completes the report behind the last message: next() does so at the end; otherwise whoever reads no
+    /// further.
+    void conclude() {
+        if (!std::exchange(isConcluded, true)) {
+            completeReport();
+        }
+    }
+
     const std::string& path() const { return file->path(); }
     std::uint64_t position() const { return file->position(); } ///< bytes taken from the file so far
     std::uint64_t size() const { return file->size(); } ///< of the file; 0 if it is not known, as for a pipe
@@ -40,6 +48,9 @@ class TraceSource {
 
   protected:
     virtual void deliver(MessageSink& sink, std::uint64_t time) = 0;
+
+    /// Adds what was counted.
+    virtual void completeReport() {}
 
     explicit TraceSource(std::unique_ptr<InputFile> file) : file(std::move(file)) {}
 
@@ -52,6 +63,7 @@ class TraceSource {
 
   private:
     std::unique_ptr<InputFile> file;
+    bool isConcluded = false;
 };
 
 } // namespace rksignal

@@ -1,6 +1,5 @@
 #include "value/Replay.h"
 
-#include "bus/CANKey.h"
 #include "bus/EthernetSignal.h"
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
@@ -8,6 +7,7 @@
 #include "value/ReplayEngine.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace rksignal {
@@ -15,10 +15,6 @@ namespace {
 
 std::uint32_t canIdentifier(std::uint32_t id, bool extended) {
     return std::uint32_t{extended} << 31 | id;
-}
-
-bool isExtended(const CANExtTraceMessage& frame) {
-    return (frame.frameFormat & CANExtTraceMessage::Extended) != 0;
 }
 
 template <class Message>
@@ -49,33 +45,17 @@ void ReplayEngine::receive(const CANExtTraceMessage& frame) {
     const MessageInfo info{frame.timestamp, {frame.channel, SignalKind::Can}};
     sink.reached(frame.timestamp);
     bool known = false;
-    for (const auto decoders : catalog.decodersOf(frame.channel, frame.canId, isExtended(frame))) {
+    for (const auto decoders : catalog.decodersOf(frame.channel, frame.canId, frame.isExtended())) {
         for (MessageDecoder* const decoder : decoders) {
-            known = true;
-            decoder->decode(frame, ids);
-            if (!ids.empty()) {
+            known = decoder->decode(frame, ids) || known;
+            if (decoder->message().pduId) {
+                writeGroup(info);
+            } else if (!ids.empty()) {
                 sink.written(info, ids);
             }
         }
     }
-    if (!catalog.group(SignalKind::Can).members.empty()) {
-        known = decodePdus(info, frame) || known;
-    }
-    conclude(info, known, canIdentifier(frame.canId, isExtended(frame)));
-}
-
-/// \return whether the frame carries PDUs with signals
-bool ReplayEngine::decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame) {
-    bool known = false;
-    for (const std::uint8_t source : catalog.group(SignalKind::Can).sources) {
-        CANExtTraceMessage received = frame;
-        received.channel = source == MessageDecoder::boundPduSource ? frame.channel : std::uint8_t{0};
-        if (CANSignal::decodeMessage(received, ids, source, &catalog.storage())) {
-            known = true;
-            writeGroup(info);
-        }
-    }
-    return known;
+    conclude(info, known, canIdentifier(frame.canId, frame.isExtended()));
 }
 
 void ReplayEngine::receive(const LINTraceMessage& frame) {
@@ -95,8 +75,8 @@ void ReplayEngine::receive(const FlexRayExtTraceMessage& frame) {
 bool ReplayEngine::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source) {
     const auto decode = [&](const FlexRayExtTraceMessage& each) {
         FlexRaySignal::decodeMessage(each, ids, source, &catalog.storage());
-        return FlexRaySignal::flexrayFrames.contains(
-            flexray::frameKey(source, each.channel, each.slot, each.frameKind, each.cycle));
+        return FlexRaySignal::framesOf(&catalog.storage())
+            .contains(flexray::frameKey(source, each.channel, each.slot, each.frameKind, each.cycle));
     };
     if (frame.frameKind != unknownSegment) {
         return decode(frame);
@@ -132,8 +112,9 @@ void ReplayEngine::receive(const GpioTraceMessage& message) {
 }
 
 void ReplayEngine::receive(const AnalogTraceMessage& message) {
-    decodeGroup({message.timestamp, {{}, SignalKind::Analog}}, firstInput(message),
-                [&](std::uint8_t source) { return InputSignal::decodeMessage(message, ids, source); });
+    decodeGroup({message.timestamp, {{}, SignalKind::Analog}}, firstInput(message), [&](std::uint8_t source) {
+        return InputSignal::decodeMessage(message, ids, source, &catalog.storage());
+    });
 }
 
 void ReplayEngine::receive(const KeyboardMessage& message) {
@@ -182,12 +163,16 @@ void ReplayEngine::decodeGroup(const MessageInfo& info, std::uint32_t identifier
     conclude(info, known, identifier);
 }
 
-/// Hands on what the library has written. A signal that lies at several positions of the message has been
-/// written several times, and has the value of the last one.
+/// Hands on what the library has written, in the order of definition: its own order for Ethernet is that of
+/// addresses. A signal that lies at several positions of the message has been written several times, and has
+/// the value of the last one.
 void ReplayEngine::writeGroup(const MessageInfo& info) {
+    const auto indexOf = [this](unsigned long id) { return catalog.indexOf(id); };
+    if (info.origin.kind == SignalKind::Ethernet) {
+        std::ranges::sort(ids, std::less<>(), indexOf);
+    }
     ++turn;
-    std::erase_if(
-        ids, [this](unsigned long id) { return std::exchange(turns[catalog.indexOf(id)], turn) == turn; });
+    std::erase_if(ids, [&](unsigned long id) { return std::exchange(turns[indexOf(id)], turn) == turn; });
     if (!ids.empty()) {
         catalog.markSeen(ids);
         sink.written(info, ids);

@@ -58,7 +58,6 @@ class ReplayEngine final : public MessageSink {
     template <class Message>
     bool replayRecord(Record record, std::uint64_t timestamp);
 
-    bool decodePdus(const MessageInfo& info, const CANExtTraceMessage& frame);
     bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
     template <class Frame>
     void decodeEthernet(const Frame& frame);

@@ -1,11 +1,11 @@
 // Raw records on their way into a replay: whether a definition wants one shows in a few of its bytes, see
 // rktrace/TraceRecord.h.
 
-#include "bus/CANKey.h"
 #include "bus/EthernetSignal.h"
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
 #include "input/InputSignal.h"
+#include "rkutil/ByteOrder.h"
 #include "value/ReplayEngine.h"
 
 #include <algorithm>
@@ -16,23 +16,9 @@ namespace {
 
 using Record = std::span<const std::uint8_t>;
 
-constexpr std::size_t channelAt = 14; // of CAN and LIN records
-constexpr std::size_t flexRayKindAt = 14;
-constexpr std::size_t flexRayChannelAt = 15;
-constexpr std::size_t ethernetChannelAt = 16;
-constexpr std::size_t numberAt = 14; // of an input
-constexpr std::size_t codeAt = 14;   // of a key or a system message
-constexpr std::size_t canIdAt = 18;
-constexpr std::size_t linIdAt = 26;
-constexpr std::size_t slotAt = 19;
-constexpr std::size_t ethernetLengthAt = 20;
-constexpr std::size_t miiLengthAt = 24;
-constexpr std::uint32_t extendedFlag = 0x80000000;
-constexpr std::uint32_t canFdFlag = 0x40000000;
-
-std::uint32_t word(Record record, std::size_t at) {
-    return std::uint32_t{record[at]} << 24 | std::uint32_t{record[at + 1]} << 16 |
-           std::uint32_t{record[at + 2]} << 8 | record[at + 3];
+template <std::size_t count = 4>
+std::uint32_t numberAt(Record record, std::size_t offset) {
+    return bigEndian<count>(record.data() + offset);
 }
 
 const std::uint8_t* endOf(Record record) {
@@ -53,32 +39,43 @@ struct ReplayEngine::RecordKind {
 };
 
 const ReplayEngine::RecordKind ReplayEngine::recordKinds[] = {
-    {RecordType::Can, SignalKind::Can, channelAt, canIdAt + 4, &ReplayEngine::wantsCan,
-     [](Record record) { return word(record, canIdAt) & ~canFdFlag; },
+    {RecordType::Can, SignalKind::Can, recordAt::canChannel, recordAt::canIdentifier + 4,
+     &ReplayEngine::wantsCan,
+     [](Record record) { return numberAt(record, recordAt::canIdentifier) & ~recordCanFdFlag; },
      &ReplayEngine::replayRecord<CANExtTraceMessage>},
-    {RecordType::Lin, SignalKind::Lin, channelAt, linIdAt + 1, &ReplayEngine::wantsLin,
-     [](Record record) { return record[linIdAt] & 0x3FU; }, &ReplayEngine::replayRecord<LINTraceMessage>},
-    {RecordType::FlexRay, SignalKind::FlexRay, flexRayChannelAt, slotAt + 6, &ReplayEngine::wantsFlexRay,
-     [](Record record) { return word(record, slotAt) >> 16; },
+    {RecordType::Lin, SignalKind::Lin, recordAt::linChannel, recordAt::linIdentifier + 1,
+     &ReplayEngine::wantsLin, [](Record record) { return record[recordAt::linIdentifier] & 0x3FU; },
+     &ReplayEngine::replayRecord<LINTraceMessage>},
+    {RecordType::FlexRay, SignalKind::FlexRay, recordAt::flexRayChannel, recordAt::flexRayCycle + 1,
+     &ReplayEngine::wantsFlexRay, [](Record record) { return numberAt<2>(record, recordAt::flexRaySlot); },
      &ReplayEngine::replayRecord<FlexRayExtTraceMessage>},
-    {RecordType::Ethernet, SignalKind::Ethernet, ethernetChannelAt, ethernetLengthAt + 2,
+    {RecordType::Ethernet, SignalKind::Ethernet, recordAt::ethernetChannelAgain, recordAt::ethernetLength + 2,
      &ReplayEngine::wantsEthernet, [](Record) { return std::uint32_t{0}; },
      &ReplayEngine::replayRecord<EthernetTraceMessage>},
-    {RecordType::Mii, SignalKind::Ethernet, ethernetChannelAt, miiLengthAt + 2, &ReplayEngine::wantsEthernet,
-     [](Record) { return std::uint32_t{0}; }, &ReplayEngine::replayRecord<MIITraceMessage>},
-    {RecordType::Gpio, SignalKind::Digital, 0, numberAt + 4, &ReplayEngine::wantsInput<SignalKind::Digital>,
-     [](Record record) { return word(record, numberAt) >> 16; },
+    {RecordType::Mii, SignalKind::Ethernet, recordAt::miiChannel, recordAt::miiLength + 2,
+     &ReplayEngine::wantsEthernet, [](Record) { return std::uint32_t{0}; },
+     &ReplayEngine::replayRecord<MIITraceMessage>},
+    {RecordType::Gpio, SignalKind::Digital, 0, recordAt::inputMark + 2,
+     &ReplayEngine::wantsInput<SignalKind::Digital>,
+     [](Record record) { return numberAt<2>(record, recordAt::inputNumber); },
      &ReplayEngine::replayRecord<GpioTraceMessage>},
-    {RecordType::Analog, SignalKind::Analog, 0, numberAt + 4, &ReplayEngine::wantsInput<SignalKind::Analog>,
-     [](Record record) { return word(record, numberAt) >> 16; },
+    {RecordType::Analog, SignalKind::Analog, 0, recordAt::inputMark + 2,
+     &ReplayEngine::wantsInput<SignalKind::Analog>,
+     [](Record record) { return numberAt<2>(record, recordAt::inputNumber); },
      &ReplayEngine::replayRecord<AnalogTraceMessage>},
     // The library asks for all keys under one name that none has, so its query would drop them all.
-    {RecordType::Keyboard, SignalKind::Keyboard, 0, codeAt + 4, &ReplayEngine::wantsAll<SignalKind::Keyboard>,
-     [](Record record) { return word(record, codeAt); }, &ReplayEngine::replayRecord<KeyboardMessage>},
-    {RecordType::System, SignalKind::Status, 0, codeAt + 4, &ReplayEngine::wantsAll<SignalKind::Status>,
-     [](Record record) { return word(record, codeAt); }, &ReplayEngine::replayRecord<SystemMessage>},
-    {RecordType::SystemUsage, SignalKind::Status, 0, codeAt + 4, &ReplayEngine::wantsAll<SignalKind::Status>,
-     [](Record record) { return word(record, codeAt); }, &ReplayEngine::replayRecord<SystemUsageMessage>},
+    {RecordType::Keyboard, SignalKind::Keyboard, 0, recordAt::keyCode + 4,
+     &ReplayEngine::wantsAll<SignalKind::Keyboard>,
+     [](Record record) { return numberAt(record, recordAt::keyCode); },
+     &ReplayEngine::replayRecord<KeyboardMessage>},
+    {RecordType::System, SignalKind::Status, 0, recordAt::systemCode + 4,
+     &ReplayEngine::wantsAll<SignalKind::Status>,
+     [](Record record) { return numberAt(record, recordAt::systemCode); },
+     &ReplayEngine::replayRecord<SystemMessage>},
+    {RecordType::SystemUsage, SignalKind::Status, 0, recordAt::systemCode + 4,
+     &ReplayEngine::wantsAll<SignalKind::Status>,
+     [](Record record) { return numberAt(record, recordAt::systemCode); },
+     &ReplayEngine::replayRecord<SystemUsageMessage>},
     {RecordType::Gps, SignalKind::Gps, 0, recordHeaderLength, &ReplayEngine::wantsAll<SignalKind::Gps>,
      [](Record) { return std::uint32_t{0}; }, &ReplayEngine::replayRecord<GPSTraceMessage>},
 };
@@ -106,22 +103,12 @@ bool ReplayEngine::receiveRecord(Record record, std::uint64_t timestamp) {
     return true;
 }
 
-/// Besides the frames of the catalog's decoders, which the library's table need not have, those with PDUs.
 bool ReplayEngine::wantsCan(Record record) const {
-    const std::uint32_t id = word(record, canIdAt);
-    const std::uint8_t channel = record[channelAt];
-    const std::uint32_t number = id & ~(extendedFlag | canFdFlag);
-    const bool extended = (id & extendedFlag) != 0;
-    const auto decoders = catalog.decodersOf(channel, number, extended);
-    if (!decoders[0].empty() || !decoders[1].empty()) {
-        return true;
-    }
-    const auto& sources = catalog.group(SignalKind::Can).sources;
-    return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
-        const std::uint8_t filed = source == MessageDecoder::boundPduSource ? channel : std::uint8_t{0};
-        return CANSignal::canContainer.contains(
-            can::frameKey(source, filed, number, extended, (id & canFdFlag) != 0));
-    });
+    const std::uint32_t id = numberAt(record, recordAt::canIdentifier);
+    const auto decoders =
+        catalog.decodersOf(record[recordAt::canChannel], id & ~(recordExtendedFlag | recordCanFdFlag),
+                           (id & recordExtendedFlag) != 0);
+    return !decoders[0].empty() || !decoders[1].empty();
 }
 
 bool ReplayEngine::wantsLin(Record record) const {
@@ -135,15 +122,16 @@ bool ReplayEngine::wantsLin(Record record) const {
 bool ReplayEngine::wantsFlexRay(Record record) const {
     const auto& sources = catalog.group(SignalKind::FlexRay).sources;
     return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
-        return record[flexRayKindAt] == unknownSegment ||
+        return record[recordAt::flexRayKind] == unknownSegment ||
                FlexRaySignal::signalsInUse(record.data(), endOf(record), source, &catalog.storage());
     });
 }
 
 /// The library trusts the length that the record names. One that is cut short is left to its decoding.
 bool ReplayEngine::wantsEthernet(Record record) const {
-    const std::size_t lengthAt = recordType(record) == RecordType::Mii ? miiLengthAt : ethernetLengthAt;
-    const std::size_t length = record[lengthAt] * std::size_t{256} + record[lengthAt + 1];
+    const std::size_t lengthAt =
+        recordType(record) == RecordType::Mii ? recordAt::miiLength : recordAt::ethernetLength;
+    const std::size_t length = numberAt<2>(record, lengthAt);
     return length > record.size() - (lengthAt + 2) ||
            EthernetSignal::signalsInUse(record.data(), nullptr, &catalog.storage());
 }

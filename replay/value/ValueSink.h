@@ -2,8 +2,8 @@
 /// Who follows a replay.
 #pragma once
 
+#include "definition/SignalKind.h"
 #include "text/Export.h"
-#include "value/SignalKind.h"
 
 #include <cstdint>
 #include <optional>

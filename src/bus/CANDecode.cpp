@@ -2,47 +2,18 @@
 
 #include "bus/CANKey.h"
 #include "bus/CANSignal.h"
-#include "signal/ByteOrder.h"
-#include "signal/Diagnostics.h"
+#include "signal/FrameDecoder.h"
 #include "signal/PduChain.h"
 #include "signal/SignalFiling.h"
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <span>
 
 namespace {
 
 constexpr LogSite site{"CANSignal", "decodeMessage"};
-
-/// Meaning of FieldWriter::Place::traits for CAN.
-enum Trait : std::uint8_t {
-    Fd = 1,          // decoded from a byte range
-    InPdu = 2,       // inside the PDU that the definition names
-    Multiplexer = 4, // selects further signals
-};
-
-FieldWriter compile(CANSignal& signal) {
-    const canSignalDef_t& definition = signal.definition;
-    const auto traits =
-        static_cast<std::uint8_t>((definition.canFD ? Fd : 0) | (definition.pduId ? InPdu : 0) |
-                                  (signal.def.multiplexer != 0 ? Multiplexer : 0));
-    const bool direct =
-        isExactly(signal) && (!definition.canFD || rangeHoldsField(signal, definition.numBytes));
-    return {signal, direct, {definition.startByte, definition.numBytes, traits}};
-}
-
-std::uint32_t pduIdOf(const FieldWriter& writer) {
-    return static_cast<const CANSignal*>(writer.signal)->definition.pduId.value_or(0);
-}
-
-bool hasExtendedId(const CANExtTraceMessage& message) {
-    return message.frameFormat == 1 || message.frameFormat == 3;
-}
-
-bool isCanFd(const CANExtTraceMessage& message) {
-    return message.frameFormat == 2 || message.frameFormat == 3;
-}
 
 /// The data length code of a payload length (ISO 11898-1): what a classic signal is told as its length.
 constexpr unsigned long lengthCode(unsigned length) {
@@ -55,162 +26,119 @@ constexpr unsigned long lengthCode(unsigned length) {
     return length <= 64 ? (length + 191) / 16 : 15;
 }
 
-/// One call's view of the received frame.
-class Reception {
+ReceivedFrame viewOf(const CANExtTraceMessage& message) {
+    const std::size_t length = std::min<std::size_t>(message.length, message.payload.size());
+    std::uint64_t firstWord = wordAt(std::span<const std::uint8_t, 64>(message.payload), 0);
+    if (length < sizeof firstWord) [[unlikely]] {
+        firstWord &= bitfield::ones(8 * static_cast<int>(length));
+    }
+    return {message.payload, length, message.timestamp, firstWord};
+}
+
+class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
   public:
-    Reception(const CANExtTraceMessage& message, std::vector<unsigned long>& ids)
-        : message(message), ids(ids), length(std::min<std::size_t>(message.length, message.payload.size())),
-          firstWord(wordAt(0) & bitfield::ones(8 * static_cast<int>(length))),
-          tracing(BaseSignal::debug != 0) {}
+    static constexpr LogSite site = ::site;
 
-    /// Decodes the signals filed under the frame's own key.
-    void decode(std::uint64_t key, FrameTable<CANSignal>::Frame& frame) {
-        const std::vector<CANSignal*>& signals = *frame.signals;
-        FrameProgram& program = frame.program;
-        program.begin(signals, compile);
-        const std::size_t count = signals.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const FieldWriter& writer = program.at(i, signals, compile);
-            if (tracing || !writer.isDirect() || (writer.place.traits & ~Fd) != 0) [[unlikely]] {
-                decodeOne(writer, key);
-                continue;
-            }
-            const std::size_t start = writer.place.startByte;
-            const bool fd = (writer.place.traits & Fd) != 0;
-            if (fd && start + writer.place.numBytes > length) {
-                continue;
-            }
-            writer.store(fd ? wordAt(start) : firstWord, message.timestamp);
-            ids.push_back(writer.id);
+    CANDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
+               const CANExtTraceMessage& message, std::uint64_t key)
+        : FrameDecoder(table, frame, ids), message(message), key(key) {}
+
+    static FieldPlace placeOf(const CANSignal& signal) {
+        const canSignalDef_t& definition = signal.definition;
+        FieldPlace place;
+        place.selects = signal.def.multiplexer != 0;
+        place.wholeFrame = !definition.canFD;
+        if (definition.canFD) {
+            place.conditional = definition.pduId.has_value();
+            place.startByte = definition.startByte;
+            place.numBytes = definition.numBytes;
         }
+        return place;
     }
 
-  private:
-    /// The 8 payload bytes from `start` on; those past the 64 bytes of the message are zero.
-    std::uint64_t wordAt(std::size_t start) const {
-        return ::wordAt(std::span<const std::uint8_t, 64>(message.payload), start);
+    void traceSignal(const BaseSignal& signal) const {
+        logDebug(site, "Signal = ", signal.def.instance, ", id = 0x", std::hex, key, std::dec);
     }
 
-    /// The general case: PDUs, multiplexers, classes of clients, debug output. Kept out of the loop.
-    [[gnu::noinline]] void decodeOne(const FieldWriter& writer, std::uint64_t& key) const {
-        if (tracing) {
-            logDebug(site, "Signal = ", writer.signal->def.instance, ", id = 0x", std::hex, key, std::dec);
-        }
-        if (writer.place.traits & Fd) {
-            if (!writeRange(writer)) {
-                return;
-            }
-        } else {
-            writeClassic(writer);
-        }
-        ids.push_back(writer.id);
-        if (writer.place.traits & Multiplexer) {
-            decodeSelected(writer, key);
-        }
-    }
+    unsigned long toldLength() const { return lengthCode(message.length); }
 
-    void writeClassic(const FieldWriter& writer) const {
-        if (writer.isDirect() && !tracing) {
-            writer.store(firstWord, message.timestamp);
-        } else {
-            writer.signal->write(message.payload.data(), lengthCode(message.length), message.timestamp);
+    /// The data of the signal's PDU.
+    std::optional<std::size_t> originOf(const FieldWriter& writer) const {
+        const std::uint32_t wanted = signalOf(writer).definition.pduId.value_or(0);
+        const auto data = pdu::find<pdu::canFd>(frame.bytes, frame.length, wanted);
+        if (!data) {
+            trace(writer, " not found");
         }
-    }
-
-    /// Writes the bytes from `start` on, zero where the message has none.
-    void writeBytes(const FieldWriter& writer, std::size_t start) const {
-        const std::size_t count = writer.place.numBytes;
-        if (writer.isDirect() && !tracing) {
-            writer.store(wordAt(start), message.timestamp);
-        } else if (start + count <= message.payload.size()) {
-            writer.signal->write(message.payload.data() + start, count, message.timestamp);
-        } else {
-            std::array<unsigned char, 256> bytes{}; // as many as a range can have
-            if (start < message.payload.size()) {
-                std::copy(message.payload.begin() + static_cast<std::ptrdiff_t>(start), message.payload.end(),
-                          bytes.begin());
-            }
-            writer.signal->write(bytes.data(), count, message.timestamp);
-        }
-    }
-
-    /// Writes a CAN FD signal if its PDU is there and its byte range was received. \return whether it was
-    bool writeRange(const FieldWriter& writer) const {
-        std::size_t offset = 0;
-        if (writer.place.traits & InPdu) {
-            const auto data = pdu::find<pdu::canFd>(message.payload, length, pduIdOf(writer));
-            if (!data) {
-                trace(writer, " not found");
-                return false;
-            }
-            offset = *data;
-        }
-        const std::size_t start = offset + writer.place.startByte;
-        if (start + writer.place.numBytes > length) {
-            trace(writer, ": payload to small");
-            return false;
-        }
-        writeBytes(writer, start);
-        return true;
+        return data;
     }
 
     /// Decodes the signals that the multiplexer's value selects. The value's term stays in `key`: a second
     /// multiplexer of the frame adds its own on top. Selected CAN FD signals are neither searched in a PDU
     /// nor checked for length nor reported, unlike classic ones; this is deliberate. One level only.
-    void decodeSelected(const FieldWriter& multiplexer, std::uint64_t& key) const {
+    void decodeSelected(const FieldWriter& multiplexer) {
+        auto* const selected = findSelected(*multiplexer.signal);
+        if (selected == nullptr) {
+            return;
+        }
+        const FrameProgram& program = FrameProgram::of(*selected, table, placeOf);
+        const unsigned long* id = program.ids().data();
+        for (const FieldWriter& writer : program.writers()) {
+            const unsigned long ownId = *id++;
+            if (tracing) {
+                logDebug(site, "Multiplexed signal = ", writer.signal->def.instance, ", id = 0x", std::hex,
+                         key, std::dec);
+            }
+            if (writer.place.wholeFrame) {
+                writeWhole(writer);
+                ids.push_back(ownId);
+            } else {
+                writeUnchecked(writer);
+            }
+        }
+    }
+
+  private:
+    Table::Frame* findSelected(BaseSignal& multiplexer) {
         unsigned long raw = 0;
         unsigned long timestamp = 0;
-        if (!multiplexer.signal->read(raw, timestamp)) {
-            return;
+        if (!multiplexer.read(raw, timestamp)) {
+            return nullptr;
         }
         key += can::multiplexerTerm(raw);
         if (tracing) {
             logDebug(site, "mux = ", std::dec, raw, ", id = 0x", std::hex, key, std::dec);
         }
-        auto* const frame = CANSignal::canContainer.lookup(key);
-        if (frame == nullptr) {
-            if (tracing) {
-                logDebug(site, multiplexer.signal->def.instance,
-                         ": Multiplexed CAN message not in canMessageContainer: ", message);
-            }
-            return;
+        auto* const selected = table.lookup(key);
+        if (selected == nullptr && tracing) {
+            logDebug(site, multiplexer.def.instance,
+                     ": Multiplexed CAN message not in canMessageContainer: ", message);
         }
-        const std::vector<CANSignal*>& signals = *frame->signals;
-        frame->program.begin(signals, compile);
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            const FieldWriter& writer = frame->program.at(i, signals, compile);
-            if (tracing) {
-                logDebug(site, "Multiplexed signal = ", writer.signal->def.instance, ", id = 0x", std::hex,
-                         key, std::dec);
-            }
-            if (writer.place.traits & Fd) {
-                writeBytes(writer, writer.place.startByte);
-            } else {
-                writeClassic(writer);
-                ids.push_back(writer.id);
-            }
-        }
+        return selected;
     }
 
-    void trace(const FieldWriter& writer, const char* text) const {
-        if (tracing) {
-            logDebug(site, writer.signal->def.instance, text);
+    /// Writes a byte range whatever the frame's length, zero past the message's payload.
+    void writeUnchecked(const FieldWriter& writer) const {
+        const std::size_t start = writer.place.startByte;
+        if (writer.isDirect() && !tracing) {
+            writer.store(wordAt(frame.bytes, start), frame.timestamp);
+            return;
         }
+        std::array<unsigned char, 2 * 256> bytes{}; // behind the payload as many as a range can reach
+        std::copy(frame.bytes.begin(), frame.bytes.end(), bytes.begin());
+        writer.signal->write(bytes.data() + start, writer.place.numBytes, frame.timestamp);
     }
 
     const CANExtTraceMessage& message;
-    std::vector<unsigned long>& ids;
-    const std::size_t length;
-    const std::uint64_t firstWord;
-    const bool tracing;
+    std::uint64_t key;
 };
 
-void traceFrame(const CANExtTraceMessage& message, std::uint64_t key) {
+void traceFrame(const CANExtTraceMessage& message, std::uint64_t key,
+                const FrameTable<CANSignal>& container) {
     logDebug(site, std::hex, key, std::dec);
     logDebug(site, "ctm.getChannel()=", std::dec, unsigned{message.channel});
     logDebug(site, "ctm.getCanId()=", std::hex, message.canId, std::dec);
     if (BaseSignal::debug >= 2) {
-        filing::dump(CANSignal::canContainer, site);
+        filing::dump(container, site);
     }
 }
 
@@ -225,11 +153,12 @@ bool CANSignal::decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigne
         }
         return false;
     }
-    const std::uint64_t key = can::frameKey(tslId, ctm.channel, ctm.canId, hasExtendedId(ctm), isCanFd(ctm));
+    const std::uint64_t key = can::frameKey(tslId, ctm.channel, ctm.canId, ctm.isExtended(), ctm.isFd());
+    FrameTable<CANSignal>& container = containerOf(storage);
     if (debug) {
-        traceFrame(ctm, key);
+        traceFrame(ctm, key, container);
     }
-    auto* const frame = canContainer.lookup(key);
+    auto* const frame = container.lookup(key);
     if (frame == nullptr) {
         if (debug >= 2) {
             logDebug(site, "CAN message not in canMessageContainer: ", ctm, ", id = ", std::hex, key,
@@ -237,6 +166,6 @@ bool CANSignal::decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigne
         }
         return false;
     }
-    Reception(ctm, ids).decode(key, *frame);
+    CANDecoder::decode(container, *frame, viewOf(ctm), ids, ctm, key);
     return !ids.empty();
 }

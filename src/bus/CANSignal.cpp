@@ -1,8 +1,10 @@
 #include "bus/CANSignal.h"
 
 #include "bus/CANKey.h"
-#include "signal/ByteOrder.h"
+#include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FieldRange.h"
 #include "signal/SignalFiling.h"
 
 #include <ostream>
@@ -22,21 +24,20 @@ std::uint64_t plainKey(const canSignalDef_t& definition) {
 
 void traceCreated(const CANSignal& signal, LogSite site) {
     logDebug(site, "canContainer:");
-    filing::dump(CANSignal::canContainer, site);
-    const std::lock_guard guard(LogUtil::logMutex);
-    writeLineHead(std::cout, "[DEBUG] ", site, signal.def.instance, " created ",
-                  signal.shmem ? "(shared memory) " : "",
-                  signal.def.multiplexer != 0 ? "(multiplexer) " : "");
+    filing::dump(CANSignal::containerOf(signal.storage), site);
+    LogLine line(LogLevel::Debug);
+    line.out() << site << signal.def.instance << " created " << (signal.shmem ? "(shared memory) " : "")
+               << (signal.def.multiplexer != 0 ? "(multiplexer) " : "");
     if (signal.def.multiplexed) {
-        std::cout << "(multiplexed, mux = " << std::dec << signal.def.mux << ") ";
+        line.out() << "(multiplexed, mux = " << std::dec << signal.def.mux << ") ";
     }
-    std::cout << signal << std::endl;
+    line.out() << signal << '\n';
 }
 
 } // namespace
 
 CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage)
-    : BaseSignal(def, shm, storage), definition(def) {
+    : Defined{def}, BaseSignal(definition, def.canFD ? DefUse::Copy : DefUse::Refer, shm, storage) {
     constexpr LogSite site{"CANSignal", "CANSignal"};
     if (definition.canFD) {
         if (!checkSignalDefinition(definition)) {
@@ -50,14 +51,15 @@ CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage
     if (!filing::enter(*this, can::kindBit, this->storage->canSignals, site, /*endLine=*/false)) {
         return;
     }
-    const std::uint64_t canKey = plainKey(definition);
+    frameKey = plainKey(definition);
+    FrameTable<CANSignal>& container = containerOf(this->storage);
     if (debug) {
-        logDebug(site, "canKey=", std::hex, canKey, std::dec);
-        if (!canContainer.contains(canKey)) {
+        logDebug(site, "canKey=", std::hex, frameKey, std::dec);
+        if (!container.contains(frameKey)) {
             logDebug(site, "insert into canContainer: ", def);
         }
     }
-    canContainer[canKey].push_back(this);
+    container.file(frameKey, this);
     if (debug) {
         traceCreated(*this, site);
     }
@@ -65,27 +67,34 @@ CANSignal::CANSignal(const canSignalDef_t& def, bool shm, SignalStorage* storage
 
 CANSignal::~CANSignal() {
     filing::leave(*this, storage->canSignals, {"CANSignal", "~CANSignal"});
-    filing::purge(canContainer, this);
+    FrameTable<CANSignal>& container = containerOf(storage);
+    container.unfile(frameKey, this);
+    container.unfileByHand(this);
+}
+
+void CANSignal::fileUnderMultiplexer() {
+    if (id == filing::rejectedId) {
+        return;
+    }
+    FrameTable<CANSignal>& container = containerOf(storage);
+    container.unfile(frameKey, this);
+    frameKey = plainKey(definition) + can::multiplexerTerm(def.mux);
+    container.file(frameKey, this);
 }
 
 bool CANSignal::checkSignalDefinition(canSignalDef_t& def) {
-    const bitfield::ByteRange range = bitfield::byteRange(def.startbit, def.bits, def.endian);
-    def.startByte = static_cast<std::uint8_t>(range.startByte);
-    def.numBytes = range.numBytes;
-    return def.bits <= 64 && def.numBytes <= bitfield::maxRangeBytes;
+    return setFieldRange(def, def, bitfield::byteRange(def.startbit, def.bits, def.endian));
 }
 
 bool CANSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
                              unsigned char tslId, SignalStorage* storage) {
-    constexpr std::size_t channelOffset = 14;
-    constexpr std::size_t identifierOffset = 18;
     if (filing::storageOrDefault(storage).canSignals.empty()) {
         return false;
     }
-    const std::uint32_t identifier = bigEndian<4>(record + identifierOffset);
-    const std::uint8_t channel = record[channelOffset];
+    const std::uint32_t identifier = bigEndian<4>(record + recordAt::canIdentifier);
+    const std::uint8_t channel = record[recordAt::canChannel];
     // The record's identifier word carries the flags where the key has them.
-    const bool inUse = canContainer.contains(can::frameKey(tslId, channel, identifier, false, false));
+    const bool inUse = containerOf(storage).contains(can::frameKey(tslId, channel, identifier, false, false));
     if (debug) {
         logDebug({"CANSignal", "signalsInUse"}, inUse ? "found" : "not found", ": channel ", std::dec,
                  unsigned{channel}, ", msgId 0x", std::hex, identifier, std::dec);
@@ -107,6 +116,5 @@ std::ostream& operator<<(std::ostream& out, const canSignalDef_t& definition) {
 }
 
 std::ostream& operator<<(std::ostream& out, const CANSignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id;
+    return filing::print(out, signal);
 }

@@ -4,7 +4,9 @@
 
 #include "rktrace/CANExtTraceMessage.h"
 #include "signal/BaseSignal.h"
+#include "signal/Defined.h"
 #include "signal/FrameTable.h"
+#include "signal/StorageTables.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -30,20 +32,30 @@ struct canSignalDef_t : baseSignalDef_t {
 };
 
 /// One CAN signal. See BaseSignal for threads, errors and shared memory.
-class RKSIGNAL_EXPORT CANSignal : public BaseSignal {
+class RKSIGNAL_EXPORT CANSignal : public Defined<canSignalDef_t>, public BaseSignal {
   public:
-    /// The signals of every frame in use, of all storages, by frame key; each list in construction order. A
-    /// client may place signals under the key of a frame plus `(raw + 1) << 40`: they are decoded when the
-    /// frame's multiplexer carries the value `raw`.
+    /// The signals of every frame in use, by frame key, of all storages that do not stand alone; each list in
+    /// construction order. A client may place signals under the key of a frame plus `(raw + 1) << 40`: they
+    /// are decoded when the frame's multiplexer carries the value `raw`. `fileUnderMultiplexer` does so.
     static FrameTable<CANSignal> canContainer;
+    /// The table that a storage uses: `canContainer`, or its own.
+    static FrameTable<CANSignal>& containerOf(const SignalStorage* storage) {
+        return tableOf(storage, &StorageTables::can, canContainer);
+    }
 
     /// Builds the signal and files it under the key of its frame. A CAN FD definition that
     /// `checkSignalDefinition` refuses, without a message, gives a signal with identifier all ones that is
     /// found by name and never receives a value; so does, with a message, an identifier already in use.
     explicit CANSignal(const canSignalDef_t& def, bool shm = false, SignalStorage* storage = nullptr);
 
-    /// Leaves all tables. Costs a pass over `canContainer`.
+    /// Leaves all tables: the list of its frame, and those that clients can have changed.
     ~CANSignal() override;
+
+    /// Makes a multiplexed signal one that is decoded only while the multiplexer of its frame carries
+    /// `definition.mux`: moves it from the key of its frame to the key of that value. The frame must have one
+    /// multiplexer. Again is without effect. For classic CAN: a CAN FD signal filed so is written without
+    /// regard to its PDU and to the received length, and not reported (see `decodeMessage`).
+    void fileUnderMultiplexer();
 
     /// Computes `startByte` and `numBytes` of a CAN FD definition.
     /// \return whether the signal is at most 64 bits wide and touches at most 8 bytes
@@ -72,7 +84,8 @@ class RKSIGNAL_EXPORT CANSignal : public BaseSignal {
     static bool decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigned long>& ids,
                               unsigned char tslId = 0, SignalStorage* storage = nullptr);
 
-    canSignalDef_t definition; ///< the definition with its derived fields
+  private:
+    std::uint64_t frameKey = 0; ///< under which the library has filed it
 };
 
 /// Writes the base definition, then the fields of the CAN definition as `,name=value` items.

@@ -1,5 +1,6 @@
 #include "bus/EthernetFrameHash.h"
 
+#include "bus/EthernetAddressing.h"
 #include "rkutil/macaddr.h"
 
 #include <arpa/inet.h>
@@ -14,39 +15,23 @@ constexpr std::uint64_t combined(std::uint64_t hash, std::uint64_t value) {
     return hash ^ (value + 0x9E3779B9 + (hash << 6) + (hash >> 2));
 }
 
-/// Of a position or of a frame: both call their fields the same.
+using ethernet::AddressingField;
+
 template <class Fields>
 std::uint64_t hashOf(std::uint8_t channel, const Fields& fields) {
     std::uint64_t hash = combined(0, channel);
-    hash = combined(hash, fields.sourceMac);
-    hash = combined(hash, fields.destinationMac);
-    hash = combined(hash, fields.sourceIp);
-    hash = combined(hash, fields.destinationIp);
-    hash = combined(hash, fields.sourcePort);
-    hash = combined(hash, fields.destinationPort);
-    hash = combined(hash, fields.ipProtocol);
-    hash = combined(hash, fields.vlan != 0 ? 1 : 0);
-    return combined(hash, fields.vlanId);
+    ethernet::forEachAddressingField(
+        [&hash](AddressingField kind, auto field) {
+            hash = combined(hash, ethernet::addressingValue(kind, field));
+        },
+        fields);
+    return hash;
 }
 
 template <class Fields>
 void copyFields(const Fields& from, EthernetFrameHash& to) {
-    to.sourceMac = from.sourceMac;
-    to.destinationMac = from.destinationMac;
-    to.sourceIp = from.sourceIp;
-    to.destinationIp = from.destinationIp;
-    to.sourcePort = from.sourcePort;
-    to.destinationPort = from.destinationPort;
-    to.ipProtocol = from.ipProtocol;
-    to.vlan = from.vlan;
-    to.vlanId = from.vlanId;
+    ethernet::forEachAddressingField([](AddressingField, auto& copy, auto field) { copy = field; }, to, from);
     to.hashMe();
-}
-
-/// A field that is left open passes every value.
-template <class Field, class Value>
-bool passes(Field field, Value value) {
-    return field == 0 || field == value;
 }
 
 } // namespace
@@ -78,11 +63,14 @@ std::uint32_t EthernetFrameHash::hashMe() {
 }
 
 bool EthernetFrameHash::match(const miiFrameInfo_t& frame, unsigned char seenOn) const {
-    return channel == seenOn && passes(sourceMac, frame.sourceMac) &&
-           passes(destinationMac, frame.destinationMac) && passes(sourceIp, frame.sourceIp) &&
-           passes(destinationIp, frame.destinationIp) && passes(sourcePort, frame.sourcePort) &&
-           passes(destinationPort, frame.destinationPort) && passes(ipProtocol, frame.ipProtocol) &&
-           (!vlan || frame.vlan != 0) && passes(vlanId, frame.vlanId);
+    bool passes = channel == seenOn;
+    ethernet::forEachAddressingField(
+        [&passes](AddressingField kind, auto asked, auto seen) {
+            passes &=
+                asked == 0 || ethernet::addressingValue(kind, asked) == ethernet::addressingValue(kind, seen);
+        },
+        *this, frame);
+    return passes;
 }
 
 std::uint64_t hashFrame(const miiFrameInfo_t& frame, unsigned char channel) {

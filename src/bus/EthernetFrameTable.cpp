@@ -1,41 +1,37 @@
 #include "bus/EthernetFrameTable.h"
 
+#include "bus/EthernetAddressing.h"
+
 #include <algorithm>
+
+using ethernet::AddressingField;
 
 EthernetFrameTable::Shape EthernetFrameTable::shapeOf(const EthernetFrameHash& frame) {
     Shape shape = 0;
-    for (const bool isSet : {frame.sourceMac != 0, frame.destinationMac != 0, frame.sourceIp != 0,
-                             frame.destinationIp != 0, frame.sourcePort != 0, frame.destinationPort != 0,
-                             frame.ipProtocol != 0, frame.vlan, frame.vlanId != 0}) {
-        shape = shape << 1 | (isSet ? 1 : 0);
-    }
+    Shape bit = 1;
+    const auto note = [&shape, &bit](AddressingField, auto field) {
+        shape |= field != 0 ? bit : 0;
+        bit <<= 1;
+    };
+    ethernet::forEachAddressingField(note, frame);
     return shape;
 }
 
 /// The frame without the fields that a shape leaves open: it has the hash of the entries that it matches.
 miiFrameInfo_t EthernetFrameTable::masked(const miiFrameInfo_t& frame, Shape shape) {
-    Shape bit = 1U << 9; // one field ahead of the first
-    const auto kept = [&bit, shape](auto field) {
-        bit >>= 1;
-        return (shape & bit) != 0 ? field : decltype(field){};
-    };
     miiFrameInfo_t result;
-    result.sourceMac = kept(frame.sourceMac);
-    result.destinationMac = kept(frame.destinationMac);
-    result.sourceIp = kept(frame.sourceIp);
-    result.destinationIp = kept(frame.destinationIp);
-    result.sourcePort = kept(frame.sourcePort);
-    result.destinationPort = kept(frame.destinationPort);
-    result.ipProtocol = kept(frame.ipProtocol);
-    result.vlan = kept(frame.vlan);
-    result.vlanId = kept(frame.vlanId);
+    const auto copy = [&shape](AddressingField, auto& kept, auto field) {
+        kept = (shape & 1) != 0 ? field : decltype(field){};
+        shape >>= 1;
+    };
+    ethernet::forEachAddressingField(copy, result, frame);
     return result;
 }
 
 void EthernetFrameTable::makeIndex() {
     entries.clear();
     groups.clear();
-    for (const value_type& entry : *this) {
+    for (const value_type& entry : bound) {
         const EthernetFrameHash& frame = *entry.first;
         groups[shapeOf(frame)].push_back({frame.hash, static_cast<std::uint32_t>(entries.size())});
         entries.push_back(&entry);
@@ -43,12 +39,22 @@ void EthernetFrameTable::makeIndex() {
     for (auto& [shape, group] : groups) {
         std::sort(group.begin(), group.end());
     }
-    generation = FrameProgram::latestGeneration();
+    generation = changeCounter->latest();
+}
+
+void EthernetFrameTable::unfileByHand(const EthernetSignal* signal) {
+    for (auto key = openKeys.begin(); key != openKeys.end();) {
+        const auto entry = bound.find(*key++);
+        std::erase(entry->second, signal);
+        if (entry->second.empty()) {
+            erase(const_iterator(entry));
+        }
+    }
 }
 
 bool EthernetFrameTable::appendMatching(const miiFrameInfo_t& frame, std::uint8_t channel,
                                         std::vector<EthernetSignal*>& signals) {
-    if (generation != FrameProgram::latestGeneration()) {
+    if (generation != changeCounter->latest()) {
         makeIndex();
     }
     matching.clear();
@@ -63,8 +69,8 @@ bool EthernetFrameTable::appendMatching(const miiFrameInfo_t& frame, std::uint8_
     }
     std::sort(matching.begin(), matching.end());
     for (const std::uint32_t entry : matching) {
-        const mapped_type& bound = entries[entry]->second;
-        signals.insert(signals.end(), bound.begin(), bound.end());
+        const mapped_type& list = entries[entry]->second;
+        signals.insert(signals.end(), list.begin(), list.end());
     }
     return !matching.empty();
 }

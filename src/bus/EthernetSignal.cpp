@@ -2,20 +2,39 @@
 
 #include "bus/EthernetKey.h"
 #include "rkutil/macaddr.h"
-#include "signal/BitField.h"
 #include "signal/Diagnostics.h"
+#include "signal/FieldRange.h"
+#include "signal/PositionChildren.h"
 #include "signal/SignalFiling.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <ostream>
 
-std::array<bool, 256> EthernetSignal::channelsInUse{};
-EthernetFrameTable EthernetSignal::ethernetFrames;
-FrameTable<EthernetSignal> EthernetSignal::positiveList;
-FrameKeySet EthernetSignal::negativeList;
+namespace {
+
+EthernetTables classWide(ChangeCounter::classWide());
+
+} // namespace
+
+std::array<bool, 256>& EthernetSignal::channelsInUse = classWide.channelsInUse;
+EthernetFrameTable& EthernetSignal::ethernetFrames = classWide.frames;
+FrameTable<EthernetSignal>& EthernetSignal::positiveList = classWide.positive;
+FrameKeySet& EthernetSignal::negativeList = classWide.negative;
+
+EthernetTables& EthernetSignal::tablesOf(const SignalStorage* storage) {
+    StorageTables* const own = ownTablesOf(storage);
+    if (own == nullptr) {
+        return classWide;
+    }
+    if (own->ethernet == nullptr) [[unlikely]] {
+        own->ethernet = std::make_unique<EthernetTables>(own->changes);
+    }
+    return static_cast<EthernetTables&>(*own->ethernet);
+}
 
 EthernetSignal::EthernetSignal(const ethernetSignalDef_t& def, bool shared, SignalStorage* storage)
-    : BaseSignal(def, shared, storage), definition(def) {
+    : Defined{def}, BaseSignal(definition, DefUse::Copy, shared, storage) {
     constexpr LogSite site{"EthernetSignal", "EthernetSignal"};
     if (!checkSignalDefinition(definition)) {
         id = filing::rejectedId;
@@ -24,16 +43,16 @@ EthernetSignal::EthernetSignal(const ethernetSignalDef_t& def, bool shared, Sign
     if (!filing::enter(*this, ethernet::kindBit, this->storage->ethernetSignals, site)) {
         return;
     }
-    channelsInUse[definition.channel] = true;
+    tablesOf(this->storage).channelsInUse[definition.channel] = true;
     fileAtPosition();
     if (debug) {
         logDebug(site, definition.instance, " created ", shared ? "(shared memory);" : ";", *this);
     }
-    addChildren();
+    addPositionChildren(*this);
 }
 
 EthernetSignal::EthernetSignal(EthernetSignal* parent, const ethernetSignalDef_t& def)
-    : BaseSignal(parent), definition(def) {
+    : Defined{def}, BaseSignal(parent) {
     if (parent == nullptr) {
         return;
     }
@@ -44,23 +63,15 @@ EthernetSignal::EthernetSignal(EthernetSignal* parent, const ethernetSignalDef_t
     }
 }
 
-/// Binds the signal to its position, if it has one: from here on the codec sees the bytes from its startByte
-/// on.
+/// Binds the signal to its position, if it has one.
 void EthernetSignal::fileAtPosition() {
-    if (!definition.positions.empty()) {
-        frameHash.setFrame(position(), definition.channel);
-        ethernetFrames[&frameHash].push_back(this);
-        def.startbit = position().startBit & 7;
+    if (definition.positions.empty()) {
+        cInit();
+        return;
     }
-    cInit();
-}
-
-void EthernetSignal::addChildren() {
-    ethernetSignalDef_t one = definition;
-    for (std::size_t i = 1; i < definition.positions.size(); ++i) {
-        one.positions = {definition.positions[i]};
-        children.push_back(std::make_unique<EthernetSignal>(this, one));
-    }
+    frameHash.setFrame(position(), definition.channel);
+    tablesOf(storage).frames.file(&frameHash, this);
+    useFirstPosition(*this);
 }
 
 EthernetSignal::~EthernetSignal() {
@@ -68,28 +79,21 @@ EthernetSignal::~EthernetSignal() {
         return; // a child without parent
     }
     filing::leave(*this, storage->ethernetSignals, {"EthernetSignal", "~EthernetSignal"});
-    ethernetFrames.erase(&frameHash); // whoever else is listed there: the address is about to be gone
-    filing::purge(ethernetFrames, this);
-    filing::purge(positiveList, this);
+    EthernetTables& tables = tablesOf(storage);
+    tables.frames.erase(&frameHash); // whoever else is listed there: the address is about to be gone
+    tables.frames.unfileByHand(this);
+    tables.forget(this);
     children.clear();
     if (storage->ethernetSignals.empty()) {
-        negativeList.clear();
-        positiveList.clear();
-        ethernetFrames.clear();
-        channelsInUse.fill(false);
+        tables.clear();
     }
 }
 
 bool EthernetSignal::checkSignalDefinition(ethernetSignalDef_t& def) {
-    for (ethernetPosition_t& position : def.positions) {
-        position.startByte = position.startBit / 8;
+    return std::all_of(def.positions.begin(), def.positions.end(), [&def](ethernetPosition_t& position) {
         const int lastByte = bitfield::lastBit(position.startBit, def.bits, def.endian) / 8;
-        position.numBytes = static_cast<std::uint8_t>(lastByte - position.startByte + 1);
-        if (def.bits > 64 || position.numBytes > bitfield::maxRangeBytes) {
-            return false;
-        }
-    }
-    return true;
+        return setFieldRange(position, def, bitfield::byteRangeTo(lastByte, position.startBit));
+    });
 }
 
 const ethernetPosition_t& EthernetSignal::position() const {
@@ -142,6 +146,5 @@ std::ostream& operator<<(std::ostream& out, const ethernetSignalDef_t& definitio
 }
 
 std::ostream& operator<<(std::ostream& out, const EthernetSignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id << std::dec;
+    return filing::print(out, signal) << std::dec;
 }

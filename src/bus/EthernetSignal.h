@@ -3,13 +3,12 @@
 #pragma once
 
 #include "bus/EthernetFrameHash.h"
-#include "bus/EthernetFrameTable.h"
 #include "bus/EthernetPosition.h"
-#include "bus/FrameKeySet.h"
+#include "bus/EthernetTables.h"
 #include "rktrace/EthernetTraceMessage.h"
 #include "rktrace/MIITraceMessage.h"
 #include "signal/BaseSignal.h"
-#include "signal/FrameTable.h"
+#include "signal/Defined.h"
 
 #include <array>
 #include <cstdint>
@@ -29,25 +28,27 @@ struct ethernetSignalDef_t : baseSignalDef_t {
 /// Which signals a frame carries is decided once for all frames with the same addressing fields, and
 /// remembered in `positiveList` and `negativeList`. **All signals must be built before the first frame is
 /// decoded**: one that is built later is not seen in frames that were decided before.
-class RKSIGNAL_EXPORT EthernetSignal : public BaseSignal {
+class RKSIGNAL_EXPORT EthernetSignal : public Defined<ethernetSignalDef_t>, public BaseSignal {
   public:
-    // --- class-wide tables, of all storages ---
+    // --- class-wide tables, of all storages that do not stand alone ---
 
     /// The channels on which a signal is defined.
-    static std::array<bool, 256> channelsInUse;
+    static std::array<bool, 256>& channelsInUse;
     /// Every signal, parent or child, under the address of its own `frameHash`.
-    static EthernetFrameTable ethernetFrames;
+    static EthernetFrameTable& ethernetFrames;
     /// The signals of the frames known to carry any, by frame key, in the order in which they are decoded.
     /// The frame key is 0x1000000000000000 plus the low 32 bits of `hashFrame`: frames for which these agree
     /// share one decision.
-    static FrameTable<EthernetSignal> positiveList;
+    static FrameTable<EthernetSignal>& positiveList;
     /// The keys of the frames known to carry none.
-    static FrameKeySet negativeList;
+    static FrameKeySet& negativeList;
+    /// The four tables that a storage uses: these, or its own.
+    static EthernetTables& tablesOf(const SignalStorage* storage);
 
     /// The lists are bounded, since senders can make up addresses and ports without end: one that is full
     /// when it is to grow is emptied first. What was forgotten is decided again, with the same answer, unless
     /// signals have been built meanwhile, frames share a key, or a client has changed the list. A negative
-    /// decision takes some 100 bytes, a positive one some 300 and 40 for every signal.
+    /// decision takes some 100 bytes, a positive one some 300 and 150 for every signal.
     static constexpr std::size_t maxPositive = 16'384;
     static constexpr std::size_t maxNegative = 65'536;
 
@@ -65,8 +66,8 @@ class RKSIGNAL_EXPORT EthernetSignal : public BaseSignal {
     EthernetSignal(EthernetSignal* parent, const ethernetSignalDef_t& def);
 
     /// Leaves all tables with the children; the decisions that name the signal forget it. When the storage
-    /// has no Ethernet signal left, all class-wide tables are emptied, even if another storage has some: this
-    /// is deliberate. Costs a pass over `ethernetFrames` and `positiveList` for every position.
+    /// has no Ethernet signal left, all tables that it uses are emptied, even if another storage has some in
+    /// the class-wide ones: this is deliberate.
     ~EthernetSignal() override;
 
     /// Computes `startByte` and `numBytes` of the positions, up to the first that is refused.
@@ -106,13 +107,11 @@ class RKSIGNAL_EXPORT EthernetSignal : public BaseSignal {
     /// The signal's own position; an empty one if it has none.
     const ethernetPosition_t& position() const;
 
-    ethernetSignalDef_t definition;                        ///< the definition with its derived fields
     EthernetFrameHash frameHash;                           ///< the frames of the first position
     std::vector<std::unique_ptr<EthernetSignal>> children; ///< one for every further position
 
   private:
     RKSIGNAL_HIDDEN void fileAtPosition();
-    RKSIGNAL_HIDDEN void addChildren();
 };
 
 /// Writes the base definition, then `[no positions]` or the fields of each position in brackets. Leaves the

@@ -1,8 +1,10 @@
 #include "bus/FlexRaySignal.h"
 
-#include "signal/BitField.h"
-#include "signal/ByteOrder.h"
+#include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 #include "signal/Diagnostics.h"
+#include "signal/FieldRange.h"
+#include "signal/PositionChildren.h"
 #include "signal/SignalFiling.h"
 
 #include <algorithm>
@@ -13,15 +15,6 @@ FrameTable<FlexRaySignal> FlexRaySignal::flexrayFrames;
 namespace {
 
 constexpr LogSite constructionSite{"FlexRaySignal", "FlexRaySignal"};
-
-/// Computes the byte range of the field at `position`. \return whether the codec takes it
-bool findBytes(const flexRaySignalDef_t& definition, flexRayPosition_t& position) {
-    const bitfield::ByteRange range =
-        bitfield::byteRange(position.startBit, definition.bits, definition.endian);
-    position.startByte = static_cast<std::uint8_t>(range.startByte);
-    position.numBytes = range.numBytes;
-    return definition.bits <= 64 && position.numBytes <= bitfield::maxRangeBytes;
-}
 
 template <class Number>
 void writeOptional(std::ostream& out, const std::optional<Number>& number) {
@@ -57,7 +50,7 @@ void writePosition(std::ostream& out, const flexRayPosition_t& position) {
 } // namespace
 
 FlexRaySignal::FlexRaySignal(const flexRaySignalDef_t& def, bool shm, SignalStorage* storage)
-    : BaseSignal(def, shm, storage), definition(def) {
+    : Defined{def}, BaseSignal(definition, DefUse::Copy, shm, storage) {
     if (!checkSignalDefinition(definition)) {
         id = filing::rejectedId;
         return;
@@ -77,11 +70,11 @@ FlexRaySignal::FlexRaySignal(const flexRaySignalDef_t& def, bool shm, SignalStor
         logDebug(constructionSite, definition.instance, " created ", shm ? "(shared memory);" : ";", *this,
                  std::dec);
     }
-    addChildren();
+    addPositionChildren(*this);
 }
 
 FlexRaySignal::FlexRaySignal(FlexRaySignal* parent, const flexRaySignalDef_t& def)
-    : BaseSignal(parent), definition(def) {
+    : Defined{def}, BaseSignal(parent) {
     if (parent == nullptr) {
         return;
     }
@@ -98,8 +91,18 @@ FlexRaySignal::~FlexRaySignal() {
     if (storage != nullptr) {
         filing::leave(*this, storage->flexRaySignals, {"FlexRaySignal", "~FlexRaySignal"});
     }
-    filing::purge(flexrayFrames, this);
+    leaveFrames();
     children.clear(); // while the slot that they share is still there
+}
+
+void FlexRaySignal::leaveFrames() {
+    FrameTable<FlexRaySignal>& frames = framesOf(storage);
+    for (std::size_t cycle = 0; cycle < flexray::cycleCount; ++cycle) {
+        if (filedCycles[cycle]) {
+            frames.unfile(filedKeyBase + flexray::cycleTerm(static_cast<std::uint8_t>(cycle)), this);
+        }
+    }
+    frames.unfileByHand(this);
 }
 
 void FlexRaySignal::takePlace() {
@@ -107,27 +110,19 @@ void FlexRaySignal::takePlace() {
         return;
     }
     const flexRayPosition_t& position = definition.positions.front();
+    filedKeyBase = frameKeyBase;
     for (std::uint8_t cycle = position.baseCycle; cycle < flexray::cycleCount; ++cycle) {
         if (position.cycle[cycle]) {
-            flexrayFrames[frameKeyBase + flexray::cycleTerm(cycle)].push_back(this);
+            framesOf(storage).file(filedKeyBase + flexray::cycleTerm(cycle), this);
+            filedCycles.set(cycle);
         }
     }
-    // From here on the codec sees the bytes from the position's startByte on.
-    def.startbit = position.startBit & 7;
-    cInit();
-}
-
-void FlexRaySignal::addChildren() {
-    flexRaySignalDef_t childDefinition = definition;
-    for (std::size_t i = 1; i < definition.positions.size(); ++i) {
-        childDefinition.positions = {definition.positions[i]};
-        children.push_back(std::make_unique<FlexRaySignal>(this, childDefinition));
-    }
+    useFirstPosition(*this);
 }
 
 bool FlexRaySignal::checkSignalDefinition(flexRaySignalDef_t& def) {
     return std::all_of(def.positions.begin(), def.positions.end(), [&def](flexRayPosition_t& position) {
-        if (!findBytes(def, position)) {
+        if (!setFieldRange(position, def, bitfield::byteRange(position.startBit, def.bits, def.endian))) {
             return false;
         }
         position.repetition = std::max<std::uint8_t>(position.repetition, 1);
@@ -137,22 +132,19 @@ bool FlexRaySignal::checkSignalDefinition(flexRaySignalDef_t& def) {
 
 bool FlexRaySignal::signalsInUse(const unsigned char* record, const unsigned char* recordEnd,
                                  unsigned char tslId, SignalStorage* storage) {
-    constexpr std::size_t kindOffset = 14;
-    constexpr std::size_t channelOffset = 15;
-    constexpr std::size_t slotOffset = 19;
-    constexpr std::size_t cycleOffset = 24; // a record that ends before it is not in use
     if (filing::storageOrDefault(storage).flexRaySignals.empty() ||
-        recordEnd - record <= static_cast<std::ptrdiff_t>(cycleOffset) ||
-        !flexray::carriesSignals(record[kindOffset])) {
+        recordEnd - record <= static_cast<std::ptrdiff_t>(recordAt::flexRayCycle) || // it has no cycle
+        !flexray::carriesSignals(record[recordAt::flexRayKind])) {
         return false;
     }
-    const auto slot = static_cast<std::uint16_t>(bigEndian<2>(record + slotOffset));
+    const auto slot = static_cast<std::uint16_t>(bigEndian<2>(record + recordAt::flexRaySlot));
     const std::uint64_t key =
-        flexray::frameKey(tslId, record[channelOffset], slot, record[kindOffset], record[cycleOffset]);
-    const bool inUse = flexrayFrames.contains(key);
+        flexray::frameKey(tslId, record[recordAt::flexRayChannel], slot, record[recordAt::flexRayKind],
+                          record[recordAt::flexRayCycle]);
+    const bool inUse = framesOf(storage).contains(key);
     if (debug) {
         logDebug({"FlexRaySignal", "signalsInUse"}, "id = ", std::hex, key, std::dec,
-                 inUse ? " in use" : " not in use");
+                 inUse ? " in use " : " not in use");
     }
     return inUse;
 }
@@ -169,6 +161,5 @@ std::ostream& operator<<(std::ostream& out, const flexRaySignalDef_t& definition
 }
 
 std::ostream& operator<<(std::ostream& out, const FlexRaySignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id;
+    return filing::print(out, signal);
 }

@@ -5,9 +5,12 @@
 #include "bus/FlexRayKey.h"
 #include "rktrace/FlexRayExtTraceMessage.h"
 #include "signal/BaseSignal.h"
+#include "signal/Defined.h"
 #include "signal/FrameTable.h"
+#include "signal/StorageTables.h"
 
 #include <array>
+#include <bitset>
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
@@ -39,12 +42,16 @@ struct flexRaySignalDef_t : baseSignalDef_t {
 /// One FlexRay signal: the object of its first position, which owns one child for each further position.
 /// Children are mirrors: they share its slot and its identifier. See BaseSignal for threads, errors and
 /// shared memory.
-class RKSIGNAL_EXPORT FlexRaySignal : public BaseSignal {
+class RKSIGNAL_EXPORT FlexRaySignal : public Defined<flexRaySignalDef_t>, public BaseSignal {
   public:
-    /// The signals and children of every frame in use, of all storages, by frame key; each list in the order
-    /// of construction. A frame has one entry a cycle in which it occurs, and a signal stands in each of
-    /// them.
+    /// The signals and children of every frame in use, by frame key, of all storages that do not stand alone;
+    /// each list in the order of construction. A frame has one entry a cycle in which it occurs, and a signal
+    /// stands in each of them.
     static FrameTable<FlexRaySignal> flexrayFrames;
+    /// The table that a storage uses: `flexrayFrames`, or its own.
+    static FrameTable<FlexRaySignal>& framesOf(const SignalStorage* storage) {
+        return tableOf(storage, &StorageTables::flexRay, flexrayFrames);
+    }
 
     /// Builds the signal and its children and files them under the keys of their frames. A definition that
     /// `checkSignalDefinition` refuses, without a message, gives a signal with identifier all ones that is
@@ -56,7 +63,8 @@ class RKSIGNAL_EXPORT FlexRaySignal : public BaseSignal {
     /// files it in the frame of the parent's first position. For the constructor above only.
     FlexRaySignal(FlexRaySignal* parent, const flexRaySignalDef_t& def);
 
-    /// Leaves all tables and destroys the children. Costs a pass over `flexrayFrames` for each of them.
+    /// Leaves all tables, the lists of its frames and those that clients can have changed, and destroys the
+    /// children.
     ~FlexRaySignal() override;
 
     /// Computes `startByte` and `numBytes` of the positions and corrects repetitions of 0, up to the first
@@ -76,8 +84,7 @@ class RKSIGNAL_EXPORT FlexRaySignal : public BaseSignal {
     /// with two positions in one frame stands there twice. A signal is left untouched when its update bit is
     /// 0 or past the payload, when its PDU is absent, or when its byte range ends past the payload or past
     /// the even length of the data buffer. The update bit of a position inside a PDU does not count. `tslId`
-    /// selects the signals whose definition carries it; the last argument is not used, the frames being those
-    /// of the process.
+    /// selects the signals whose definition carries it.
     ///
     /// Never throws for what a frame holds; allocates only when `ids` grows and on a frame's first decoding.
     /// One thread at a time; each slot is locked for its own write only. \return whether `ids` is non-empty
@@ -85,14 +92,16 @@ class RKSIGNAL_EXPORT FlexRaySignal : public BaseSignal {
                               unsigned char tslId = 0, SignalStorage* storage = nullptr);
 
     std::vector<std::unique_ptr<FlexRaySignal>> children; ///< one for each position after the first
-    flexRaySignalDef_t definition;  ///< the definition with its derived fields; a child's has one position
     std::uint64_t frameKeyBase = 0; ///< key of the first position's frame without its cycle
 
   private:
+    std::uint64_t filedKeyBase = 0;                    ///< of the frames in which the library has filed it
+    std::bitset<flexray::cycleCount> filedCycles = {}; ///< their cycles
+
     /// Files the signal in the frames of its first position, if it has one, and points the codec at the byte
     /// range there.
     RKSIGNAL_HIDDEN void takePlace();
-    RKSIGNAL_HIDDEN void addChildren();
+    RKSIGNAL_HIDDEN void leaveFrames();
 };
 
 /// Writes the base definition, then each position as `[name=value,...]`, its cycles as the numbers of those

@@ -1,22 +1,24 @@
 #include "bus/LINSignal.h"
 
 #include "bus/LINKey.h"
-#include "signal/ByteOrder.h"
-#include "signal/Diagnostics.h"
+#include "rktrace/TraceRecord.h"
+#include "signal/FrameDecoder.h"
 #include "signal/SignalFiling.h"
 
+#include <optional>
 #include <ostream>
 #include <span>
 
 FrameTable<LINSignal> LINSignal::linContainer;
 
 LINSignal::LINSignal(const linSignalDef_t& def, bool shm, SignalStorage* storage)
-    : BaseSignal(def, shm, storage), definition(def) {
+    : Defined{def}, BaseSignal(definition, DefUse::Refer, shm, storage) {
     constexpr LogSite site{"LINSignal", "LINSignal"};
     if (!filing::enter(*this, lin::kindBit, this->storage->linSignals, site)) {
         return;
     }
-    linContainer[lin::frameKey(definition.tslId, definition.channel, definition.msgId)].push_back(this);
+    frameKey = lin::frameKey(definition.tslId, definition.channel, definition.msgId);
+    containerOf(this->storage).file(frameKey, this);
     if (debug) {
         logDebug(site, definition.instance, " created ", shm ? "(shared memory)" : "", *this, std::dec);
     }
@@ -24,47 +26,49 @@ LINSignal::LINSignal(const linSignalDef_t& def, bool shm, SignalStorage* storage
 
 LINSignal::~LINSignal() {
     filing::leave(*this, storage->linSignals, {"LINSignal", "~LINSignal"}, "");
-    filing::purge(linContainer, this);
+    FrameTable<LINSignal>& container = containerOf(storage);
+    container.unfile(frameKey, this);
+    container.unfileByHand(this);
 }
 
 bool LINSignal::signalsInUse(const unsigned char* record, const unsigned char* /*ignored*/,
                              unsigned char tslId, SignalStorage* storage) {
-    constexpr std::size_t channelOffset = 14;
-    constexpr std::size_t identifierOffset = 26;
     return !filing::storageOrDefault(storage).linSignals.empty() &&
-           linContainer.contains(lin::frameKey(tslId, record[channelOffset], record[identifierOffset]));
+           containerOf(storage).contains(
+               lin::frameKey(tslId, record[recordAt::linChannel], record[recordAt::linIdentifier]));
 }
 
 namespace {
 
 constexpr LogSite site{"LINSignal", "decodeMessage"};
 
-FieldWriter compile(LINSignal& signal) {
-    return {signal, isExactly(signal), {}};
-}
+class LINDecoder : public FrameDecoder<LINDecoder, LINSignal> {
+  public:
+    static constexpr LogSite site = ::site;
 
-/// Writes the data bytes to the signals of a frame.
-void writeAll(const LINTraceMessage& message, std::uint64_t key, FrameTable<LINSignal>::Frame& frame,
-              std::vector<unsigned long>& ids) {
-    const auto length = static_cast<std::uint8_t>(message.data.size()); // 8 bits on purpose
-    const std::uint64_t firstWord = wordAt(std::span(message.data).first(length), 0);
-    const std::vector<LINSignal*>& signals = *frame.signals;
-    frame.program.begin(signals, compile);
-    for (std::size_t i = 0; i < signals.size(); ++i) {
-        const FieldWriter& writer = frame.program.at(i, signals, compile);
-        if (BaseSignal::debug) {
-            logDebug(site, "Signal = ", writer.signal->def.instance, ", id = 0x", std::hex, key, std::dec);
-        }
-        if (length == 0) {
-            continue;
-        }
-        if (writer.isDirect() && BaseSignal::debug == 0) {
-            writer.store(firstWord, message.timestamp);
-        } else {
-            writer.signal->write(message.data.data(), length, message.timestamp);
-        }
-        ids.push_back(writer.id);
+    LINDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids, std::uint64_t key)
+        : FrameDecoder(table, frame, ids), key(key) {}
+
+    static FieldPlace placeOf(const LINSignal& /*signal*/) { return {.wholeFrame = true}; }
+
+    /// No place is conditional.
+    static std::optional<std::size_t> originOf(const FieldWriter& /*writer*/) { return std::nullopt; }
+    /// In a frame without data.
+    static void traceAbsent(const FieldWriter& /*writer*/) {}
+
+    void traceSignal(const BaseSignal& signal) const {
+        logDebug(site, "Signal = ", signal.def.instance, ", id = 0x", std::hex, key, std::dec);
     }
+
+  private:
+    const std::uint64_t key;
+};
+
+ReceivedFrame viewOf(const LINTraceMessage& message) {
+    const auto length = static_cast<std::uint8_t>(message.data.size()); // 8 bits on purpose
+    const std::span<const std::uint8_t> data(message.data.data(), length);
+    const std::optional<std::size_t> origin = length != 0 ? std::optional<std::size_t>(0) : std::nullopt;
+    return {data, length, message.timestamp, wordAt(data, 0), origin};
 }
 
 } // namespace
@@ -76,7 +80,8 @@ bool LINSignal::decodeMessage(const LINTraceMessage& ltm, std::vector<unsigned l
         return false;
     }
     const std::uint64_t key = lin::frameKey(tslId, ltm.channel, ltm.protectedId);
-    auto* const frame = linContainer.lookup(key);
+    FrameTable<LINSignal>& container = containerOf(storage);
+    auto* const frame = container.lookup(key);
     if (frame == nullptr) {
         if (debug >= 2) {
             // The text and the number are those that readers of such lines have always seen.
@@ -84,7 +89,7 @@ bool LINSignal::decodeMessage(const LINTraceMessage& ltm, std::vector<unsigned l
         }
         return false;
     }
-    writeAll(ltm, key, *frame, ids);
+    LINDecoder::decode(container, *frame, viewOf(ltm), ids, key);
     return !ids.empty();
 }
 
@@ -94,6 +99,5 @@ std::ostream& operator<<(std::ostream& out, const linSignalDef_t& definition) {
 }
 
 std::ostream& operator<<(std::ostream& out, const LINSignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id;
+    return filing::print(out, signal);
 }

@@ -4,7 +4,9 @@
 
 #include "rktrace/LINTraceMessage.h"
 #include "signal/BaseSignal.h"
+#include "signal/Defined.h"
 #include "signal/FrameTable.h"
+#include "signal/StorageTables.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -17,16 +19,21 @@ struct linSignalDef_t : baseSignalDef_t {
 };
 
 /// One LIN signal. See BaseSignal for threads, errors and shared memory.
-class RKSIGNAL_EXPORT LINSignal : public BaseSignal {
+class RKSIGNAL_EXPORT LINSignal : public Defined<linSignalDef_t>, public BaseSignal {
   public:
-    /// The signals of every frame in use, of all storages, by frame key; each list in construction order.
+    /// The signals of every frame in use, by frame key, of all storages that do not stand alone; each list in
+    /// construction order.
     static FrameTable<LINSignal> linContainer;
+    /// The table that a storage uses: `linContainer`, or its own.
+    static FrameTable<LINSignal>& containerOf(const SignalStorage* storage) {
+        return tableOf(storage, &StorageTables::lin, linContainer);
+    }
 
     /// Builds the signal and files it under the key of its frame. An identifier already in use is reported
     /// and gives a signal with identifier all ones that is found by name and never receives a value.
     explicit LINSignal(const linSignalDef_t& def, bool shm = false, SignalStorage* storage = nullptr);
 
-    /// Leaves all tables. Costs a pass over `linContainer`.
+    /// Leaves all tables: the list of its frame, and those that clients can have changed.
     ~LINSignal() override;
 
     /// Whether a raw LIN trace record belongs to a frame in use. Reads the channel at byte 14 and the
@@ -43,7 +50,8 @@ class RKSIGNAL_EXPORT LINSignal : public BaseSignal {
     static bool decodeMessage(const LINTraceMessage& ltm, std::vector<unsigned long>& ids,
                               unsigned char tslId = 0, SignalStorage* storage = nullptr);
 
-    linSignalDef_t definition;
+  private:
+    std::uint64_t frameKey = 0; ///< under which the library has filed it
 };
 
 /// Writes the base definition, then `,msgId=` and the identifier.

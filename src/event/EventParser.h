@@ -36,9 +36,9 @@ RKSIGNAL_EXPORT extern std::string indexPrefix;
 /// Scans one text and holds what it mentions. Tables hold each name once, as it is written in the text;
 /// counters count every mention and wrap at 65536.
 ///
-/// An input is filed under its number as strtol reads it with base 0, cut to int: after a leading zero it is
-/// octal ("AI.010" under 8, "AI.09" under 0), past 64 bits it saturates (to -1 as int), and the first name of
-/// a number keeps its place.
+/// An input is filed under its number as strtol reads it with base 0 in any locale, cut to int: after a
+/// leading zero it is octal ("AI.010" under 8, "AI.09" under 0), past 64 bits it saturates (to -1 as int),
+/// and the first name of a number keeps its place.
 ///
 /// Faults of the scanner itself, which no text causes, are written to standard error and end the process with
 /// status 2.

@@ -2,51 +2,35 @@
 /// Enters names into an ordered set, at little cost when most have been entered before.
 #pragma once
 
+#include "signal/HashIndex.h"
+
 #include <functional>
 #include <set>
 #include <string>
 #include <string_view>
-#include <vector>
 
-/// A hash table with open addressing in front of a set. Holds pointers into the set, from which nothing may
-/// be removed meanwhile. Only a new name allocates.
+/// A hash index in front of a set. Holds pointers into the set, from which nothing may be removed meanwhile.
+/// Only a new name allocates.
 class NameCollector {
   public:
-    explicit NameCollector(std::set<std::string>& names) : names(names), slots(64) {}
+    explicit NameCollector(std::set<std::string>& names) : names(names) {}
 
     /// \return whether this collector had not entered the name before
     bool enter(std::string_view name) {
-        const std::string** const slot = find(name);
-        if (*slot != nullptr) {
+        if (index.find(name) != nullptr) {
             return false;
         }
-        *slot = &*names.emplace(name).first;
-        if (++used > slots.size() / 2) {
-            grow();
-        }
+        index.enter({&*names.emplace(name).first});
         return true;
     }
 
   private:
-    /// The slot that holds the name, or the empty one where it belongs.
-    const std::string** find(std::string_view name) {
-        std::size_t at = std::hash<std::string_view>{}(name) & (slots.size() - 1);
-        while (slots[at] != nullptr && *slots[at] != name) {
-            at = (at + 1) & (slots.size() - 1);
-        }
-        return &slots[at];
-    }
-    void grow() {
-        std::vector<const std::string*> former(slots.size() * 2);
-        former.swap(slots);
-        for (const std::string* name : former) {
-            if (name != nullptr) {
-                *find(*name) = name;
-            }
-        }
-    }
+    struct Entry {
+        const std::string* name = nullptr;
+        std::string_view key() const { return *name; }
+        bool isFree() const { return name == nullptr; }
+    };
 
     std::set<std::string>& names;
-    std::vector<const std::string*> slots; ///< a power of two of them, at most half in use
-    std::size_t used = 0;
+    HashIndex<Entry, std::hash<std::string_view>> index;
 };

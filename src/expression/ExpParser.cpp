@@ -3,29 +3,52 @@
 #include "expression/ExpLexer.h"
 #include "expression/ExpMachine.h"
 #include "expression/Operations.h"
+#include "signal/Diagnostics.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdlib>
 #include <iostream>
+#include <mutex>
 #include <sstream>
+#include <utility>
 
 std::set<ExpParser*> ExpParser::allExpParsers;
 int ExpParser::debug = 0;
 
+namespace {
+
+std::mutex allExpParsersMutex;
+
+template <class... Items>
+void writeLine(LogLevel level, const Items&... items) {
+    LogLine line(level, level == LogLevel::Error ? std::cerr : std::cout);
+    (line.out() << ... << items) << '\n';
+}
+
+} // namespace
+
 ExpParser::ExpParser(const char* text, bool reportsEdge, SignalStorage* registry)
+    : ExpParser(text, reportsEdge, registry, ExpErrors::Print) {}
+
+ExpParser::ExpParser(const char* text, bool reportsEdge, SignalStorage* registry, ExpErrors whatToDo)
     : lexer(std::make_unique<ExpLexer>()), expression(text), edgeTrigger(reportsEdge), storage(registry),
-      machine(std::make_unique<ExpMachine>()) {
-    if (parse()) {
+      machine(std::make_unique<ExpMachine>()), printsErrors(whatToDo == ExpErrors::Print) {
+    usable = parse();
+    if (usable) {
         machine->compile(program);
+        const std::lock_guard guard(allExpParsersMutex);
         allExpParsers.insert(this);
     }
     pc = program.end();
 }
 
 ExpParser::~ExpParser() {
-    allExpParsers.erase(this);
+    {
+        const std::lock_guard guard(allExpParsersMutex);
+        allExpParsers.erase(this);
+    }
     delete[] stackBase;
 }
 
@@ -36,24 +59,32 @@ void ExpParser::clear() {
 }
 
 bool ExpParser::parse() {
-    std::stringstream text;
-    text << expression << '\n';
+    std::istringstream text(expression + '\n');
     if (debug > 1) {
         lexer->set_debug(1);
         expdebug = 1;
     }
     lexer->switch_streams(&text, nullptr);
     if (debug != 0) {
-        std::cout << "[DEBUG] parsing " << text.str() << std::endl;
+        writeLine(LogLevel::Debug, "parsing ", text.view());
     }
-    if (expparse(this) != 0) {
-        std::cerr << "[ERROR] parser error in ExpParser: " << text.str() << std::endl;
-        return false;
+    const bool isExpression = expparse(this) == 0;
+    static_cast<ExpLexer&>(*lexer).release();
+    if (!isExpression && printsErrors) {
+        writeLine(LogLevel::Error, "parser error in ExpParser: ", text.view());
     }
-    if (debug != 0) {
-        std::cout << "[DEBUG] parsed" << std::endl;
+    if (isExpression && debug != 0) {
+        writeLine(LogLevel::Debug, "parsed");
     }
-    return true;
+    return isExpression;
+}
+
+void ExpParser::report(ExpError error) {
+    error.step = program.size();
+    if (printsErrors) {
+        writeLine(LogLevel::Error, error);
+    }
+    foundErrors.push_back(std::move(error));
 }
 
 void ExpParser::add(const Step& step) {
@@ -75,7 +106,11 @@ void ExpParser::add(double value) {
 void ExpParser::add(const std::string& name) {
     BaseSignal* const signal = BaseSignal::getInstance(name, storage);
     if (signal == nullptr) {
-        std::cerr << "[ERROR] ExpParser::add: Signal not found: " << name << std::endl;
+        report({.kind = ExpError::Kind::UnknownSignal,
+                .message = "Signal not found",
+                .line = lexer->lineno(),
+                .excerpt = {},
+                .name = name});
         add(0.0);
         return;
     }
@@ -88,17 +123,19 @@ void ExpParser::add(const std::string& name) {
     growStack();
 }
 
-/// Makes room for as many values as there are steps. Only steps that push a value call it, and none is pushed
-/// while the program is built, so the stack neither overflows nor has anything to carry over.
+/// Makes room for as many values as there are steps. If that takes an allocation, the room is at least
+/// doubled, so that a long program takes linear time. Only steps that push a value call it, and none is
+/// pushed while the program is built, so the stack neither overflows nor has anything to carry over.
 void ExpParser::growStack() {
-    if (program.size() <= stackCapacity) {
-        return;
+    const auto capacity = std::max<std::uint64_t>(stackCapacity, program.size());
+    if (capacity > stackRoom) {
+        const std::uint64_t room = std::max(capacity, 2 * stackRoom);
+        auto* const larger = new double[room + 1];
+        stackTop = larger + (stackTop - stackBase);
+        delete[] std::exchange(stackBase, larger);
+        stackRoom = room;
     }
-    const auto depth = stackTop - stackBase;
-    delete[] stackBase;
-    stackCapacity = program.size();
-    stackBase = new double[stackCapacity + 1];
-    stackTop = stackBase + depth;
+    stackCapacity = capacity;
 }
 
 void ExpParser::clearstack() {
@@ -127,7 +164,7 @@ bool ExpParser::runSteps(double& value) {
         (this->*pc->first)();
     }
     if (const auto depth = stackTop - stackBase; depth != 1) {
-        std::cerr << "[ERROR] stack size wrong at end of program: " << depth << std::endl;
+        writeLine(LogLevel::Error, "stack size wrong at end of program: ", depth);
         return false;
     }
     value = *stackTop;
@@ -165,7 +202,10 @@ unsigned long ExpParser::getLastestTime() const {
 void ExpParser::require(std::ptrdiff_t count) const {
     const auto depth = stackTop - stackBase;
     if (depth < count) {
-        std::cerr << "Less than " << count << " elements on bool stack (" << depth << ")" << std::endl;
+        {
+            LogLine line(LogLevel::Error, std::cerr, LogLine::Tag::None);
+            line.out() << "Less than " << count << " elements on bool stack (" << depth << ")\n";
+        }
         std::exit(4);
     }
 }
@@ -236,7 +276,7 @@ std::string shortest(double value) {
 void ExpParser::dump(std::ostream& out) const {
     std::size_t number = 0;
     for (const auto& [operation, operand] : program) {
-        out << number++ << ' ' << nameOf(operation);
+        out << std::to_string(number++) << ' ' << nameOf(operation);
         if (operation == &ExpParser::opdouble) {
             out << ' ' << shortest(operand.constant);
         } else if (!operand.name.empty()) {

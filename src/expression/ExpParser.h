@@ -2,6 +2,7 @@
 /// Trigger conditions: an expression over signals, compiled once and evaluated whenever they change.
 ///
 ///     ExpParser overspeed("Vehicle.Speed > 50 && Door.Open == 1", false);
+///     if (!overspeed.isUsable()) { ... overspeed.errors().back() says what is wrong ... }
 ///     bool result = false;
 ///     if (overspeed.getExpResult(result) && result) { ... }
 ///
@@ -15,6 +16,7 @@
 /// purpose: a negative number beside an unknown does not decide a `||`.
 #pragma once
 
+#include "expression/ExpError.h"
 #include "signal/BaseSignal.h"
 
 #include <cstddef>
@@ -38,10 +40,16 @@ struct value_t {
     std::string name; ///< of the signal; empty exactly when the step reads none
 };
 
-/// Semantic value of a token: the scanner's gift to the parser.
+/// Semantic value of a token, which the scanner hands to the parser.
 union YYSTYPE {
     double number;  ///< of a number
     char text[128]; ///< of a name, NUL-terminated
+};
+
+/// What an expression does with its errors, besides keeping them in `ExpParser::errors`.
+enum class ExpErrors : std::uint8_t {
+    Print,   ///< prints each on standard error when it is found
+    Collect, ///< nothing more
 };
 
 /// A compiled expression.
@@ -49,41 +57,59 @@ union YYSTYPE {
 /// `program` holds its steps in postfix order. Evaluation runs them over a stack of doubles; it allocates
 /// nothing, and reads each signal through `BaseSignal::read`, a shared one under its slot's lock.
 ///
-/// Threads: expressions are built and destroyed on one thread, one at a time. One expression is evaluated by
-/// one thread at a time; different ones by different threads.
+/// Threads: one expression is used by one thread at a time. Different ones may be built and destroyed by
+/// different threads at once, as long as no signal enters or leaves a storage in which names are looked up,
+/// and evaluated at once if they read different signals: `read` changes a signal object. Shared by the whole
+/// process are `allExpParsers`, `debug` and `expdebug`: see there.
 class RKSIGNAL_EXPORT ExpParser {
   public:
     /// Names an operation that a step carries out.
     using Operation = void (ExpParser::*)();
     using Step = std::pair<Operation, value_t>;
 
-    /// Every expression that was built without error. Clients own the objects, or let `clear` destroy them.
+    /// Every usable expression. Clients own the objects, or let `clear` destroy them. Constructors and
+    /// destructors change it under a lock of the library; a client may look into it only while no other
+    /// thread builds or destroys an expression.
     static std::set<ExpParser*> allExpParsers;
-    static int debug; ///< 0 quiet; 1 debug lines on standard output; 2 and above also traces of the parse
+    /// 0 quiet; 1 debug lines on standard output; 2 and above also traces of the parse. To be set while no
+    /// other thread builds an expression; above 1, expressions are built by one thread at a time.
+    static int debug;
 
     /// Compiles `text`, with names looked up in `storage` (null: the default one), which must outlive the
     /// object, as must its signals.
     ///
-    /// A text that is no expression is reported on standard error, with the line and the place, and leaves
-    /// the object out of `allExpParsers`; its results mean nothing. A name of 128 characters or more is such
-    /// an error. A name that no signal has is reported, and stands for the constant 0.
+    /// A text that is no expression, or holds a name of 128 characters or more, leaves the object unusable:
+    /// see `isUsable`. A name that no signal has is an error too, but stands for the constant 0 and leaves
+    /// the object usable. Each error is kept in `errors` and printed on standard error; after a fatal one the
+    /// whole text is printed, too.
     /// \param edgeTrigger whether `getTrigger` reports only the change from false to true
     /// \throws std::logic_error if `text` is null
     ExpParser(const char* text, bool edgeTrigger, SignalStorage* storage = nullptr);
+    /// The same, but prints errors, now and in later calls of `add`, only if `whatToDo` says so.
+    ExpParser(const char* text, bool edgeTrigger, SignalStorage* storage, ExpErrors whatToDo);
     virtual ~ExpParser();
     ExpParser(const ExpParser&) = delete;
     ExpParser& operator=(const ExpParser&) = delete;
 
-    /// Destroys every object of `allExpParsers`.
+    /// Destroys every object of `allExpParsers`, while no other thread builds or uses an expression.
     static void clear();
+
+    /// Whether the text is an expression. If not, the program is incomplete, and its results mean nothing.
+    /// Unknown signals, which count as 0, do not matter here: whoever does not want them asks `errors`.
+    bool isUsable() const { return usable; }
+    /// What was wrong with the text, in the order in which it was found: any number of unknown signals, each
+    /// once for every step that would have read it, then at most one fatal error.
+    const std::vector<ExpError>& errors() const { return foundErrors; }
 
     // --- building: called by the parser, in postfix order ---
 
     void add(const Step& step);
     void add(Operation operation);
     void add(double value);
-    /// Adds a step that reads the named signal.
+    /// Adds a step that reads the named signal; if there is none, reports that and adds the constant 0.
     void add(const std::string& name);
+    /// Keeps an error, with the number of steps so far, and prints it unless errors are only collected.
+    void report(ExpError error);
 
     // --- evaluation ---
 
@@ -134,13 +160,13 @@ class RKSIGNAL_EXPORT ExpParser {
 
     std::vector<Step>::iterator pc; ///< step that is being carried out
     std::vector<Step> program;
-    std::uint64_t stackCapacity = 0; ///< elements that the stack can hold
-    /// `stackCapacity` + 1 elements, the first of them unused. Owned, as are all other pointers but `storage`
-    /// and the signals.
+    std::uint64_t stackCapacity = 0; ///< elements that the program may put on the stack
+    /// At least `stackCapacity` + 1 elements, the first of them unused. Owned, as are all other pointers but
+    /// `storage` and the signals.
     double* stackBase = nullptr;
-    double* stackTop = nullptr; ///< top element; equal to `stackBase` when the stack is empty
-    std::unique_ptr<expFlexLexer> lexer;
-    std::string expression; ///< text as given
+    double* stackTop = nullptr;          ///< top element; equal to `stackBase` when the stack is empty
+    std::unique_ptr<expFlexLexer> lexer; ///< at the end of its text once the object is built
+    std::string expression;              ///< text as given
     bool edgeTrigger;
     bool lastResult = false;                          ///< last known result, in edge mode
     std::set<std::uint64_t> signalIds;                ///< identifiers of the signals
@@ -158,14 +184,19 @@ class RKSIGNAL_EXPORT ExpParser {
     RKSIGNAL_HIDDEN void binary();
 
     std::unique_ptr<ExpMachine> machine; ///< the program in the form that is run
+    std::vector<ExpError> foundErrors;
+    std::uint64_t stackRoom = 0; ///< elements allocated, without the unused one
+    bool printsErrors;
+    bool usable = false;
 };
 
 /// The parser made from the grammar: parses the text of `parser`, an `ExpParser`, and adds its steps.
 /// \return 0; 1 after a syntax error; 2 when the expression is nested too deeply
 RKSIGNAL_EXPORT int expparse(void* parser);
-/// Reads the next token of `parser`, an `ExpParser`. \return its code; 0 at the end
+/// Reads the next token of `parser`, an `ExpParser`. \return its code; 0 at the end, and once the object is
+/// built
 RKSIGNAL_EXPORT int explex(YYSTYPE* value, void* parser);
-/// Reports an error with the line and the text around the last token read, on standard error.
+/// Reports an error to `parser`, an `ExpParser`, with the line and the text around the last token read.
 RKSIGNAL_EXPORT void experror(void* parser, const char* message);
-/// Non-zero: the parser writes a trace to standard error.
+/// Non-zero: the parser writes a trace to standard error. `ExpParser` sets it when its `debug` is above 1.
 RKSIGNAL_EXPORT extern int expdebug;

@@ -4,11 +4,12 @@
 // Names that clients know; bison's own are macros within this file alone.
 #define yyparse expparse
 #define yylex explex
-#define yyerror experror
+#define yyerror reportDeepNesting
 #define yydebug expdebug
 #define YYDEBUG 1
 }
 %code {
+#include "expression/ExpLexer.h"
 #include "expression/ExpParser.h"
 #include "expression/ParserTrace.h"
 #define YYSTYPE_IS_DECLARED 1
@@ -20,6 +21,11 @@ static void add(void* parser, ExpParser::Operation operation) {
 
 static void add(void* parser, double constant) {
     static_cast<ExpParser*>(parser)->add(constant);
+}
+
+// The error that bison reports by itself: its stacks are full.
+static void reportDeepNesting(void* parser, const char* message) {
+    reportAtToken(parser, ExpError::Kind::DeepNesting, message);
 }
 }
 %define api.pure full
@@ -102,6 +108,6 @@ CONST:
 ;
 %%
 static int yyreport_syntax_error(const yypcontext_t*, void* parser) {
-    experror(parser, "syntax error");
+    reportAtToken(parser, ExpError::Kind::Syntax, "syntax error");
     return 0;
 }

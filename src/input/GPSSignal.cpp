@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <iomanip>
+#include <locale>
 #include <sstream>
 
 using enum signalValue_t;
@@ -35,7 +36,7 @@ std::map<std::uint64_t, std::string> GPSSignal::gpsStatusValueDescription = {{0,
 std::uint8_t GPSSignal::gpsStatus = 0;
 
 GPSSignal::GPSSignal(const inputSignalDef_t& definition, bool shared, SignalStorage* registry)
-    : InputSignal(definition, shared, registry) {
+    : InputSignal(definition, DefUse::Copy, shared, registry) {
     constexpr LogSite site{"GPSSignal", "GPSSignal"};
     const std::string& name = def.instance;
     const bool isPredefined = gps_ids.contains(name);
@@ -72,16 +73,16 @@ constexpr RmcField rmcFields[] = {
     {"GPS.Time", [](const auto& record) { return static_cast<std::uint64_t>(record.time); }},
 };
 
-/// One message on its way into the signals.
-class Reception {
+/// Writes what one message of the receiver says to the signals.
+class GPSDecoder {
   public:
-    Reception(const GPSTraceMessage& message, std::vector<unsigned long>& ids, SignalStorage* storage)
-        : message(message), ids(ids), storage(storage) {}
+    GPSDecoder(const GPSTraceMessage& message, std::vector<unsigned long>& ids, SignalStorage* storage)
+        : message(message), ids(ids), storage(storage), status(GPSSignal::statusOf(storage)) {}
 
     void decode() const {
         GPSTraceMessage::numeric_gprmc_t rmc;
         if (message.getGPRMC(rmc)) {
-            GPSSignal::gpsStatus = rmc.status;
+            status = rmc.status;
             if (rmc.status == 0) {
                 clearAllButStatus();
                 write("GPS.Status", 0);
@@ -92,7 +93,7 @@ class Reception {
             }
         }
         GPSTraceMessage::numeric_gpgga_t gga;
-        if (GPSSignal::gpsStatus != 0 && message.getGPGGA(gga)) {
+        if (status != 0 && message.getGPGGA(gga)) {
             write("GPS.Satellites", gga.satellites);
             write("GPS.Altitude", gga.altitude);
         }
@@ -118,11 +119,13 @@ class Reception {
     const GPSTraceMessage& message;
     std::vector<unsigned long>& ids;
     SignalStorage* storage;
+    std::uint8_t& status;
 };
 
 /// The last six decimal digits in pairs.
 std::string pairs(unsigned long digits, char separator) {
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     text << std::setfill('0') << std::setw(2) << digits / 10000 % 100 << separator << std::setw(2)
          << digits / 100 % 100 << separator << std::setw(2) << digits % 100;
     return text.str();
@@ -134,6 +137,7 @@ std::string coordinate(double value, char positive, char negative) {
     const double minutes = std::floor((angle - degrees) * 60);
     const double seconds = std::floor(((angle - degrees) * 60 - minutes) * 60);
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     text << std::fixed << std::setprecision(0) << degrees << "°" << std::setfill('0') << std::setw(2)
          << minutes << '\'' << std::setw(2) << seconds << '"' << (value < 0 ? negative : positive);
     return text.str();
@@ -144,7 +148,7 @@ std::string coordinate(double value, char positive, char negative) {
 bool GPSSignal::decodeMessage(const GPSTraceMessage& message, std::vector<unsigned long>& ids,
                               SignalStorage* storage) {
     ids.clear();
-    Reception(message, ids, storage).decode();
+    GPSDecoder(message, ids, storage).decode();
     return !ids.empty();
 }
 

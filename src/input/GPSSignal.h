@@ -13,7 +13,8 @@
 /// A signal that follows one of nine quantities of the receiver, chosen by its instance name: `GPS.Status`,
 /// `GPS.Time` (hhmmss), `GPS.Date` (ddmmyy), `GPS.Latitude`, `GPS.Longitude` (degrees), `GPS.Speed` (km/h),
 /// `GPS.Course` (degrees) and `GPS.Altitude` (m) and `GPS.Satellites`. The definition gives the field: 64
-/// bits from bit 0 for the doubles among them. One receiver: what it said last counts for all storages.
+/// bits from bit 0 for the doubles among them. One receiver: what it said last counts for all storages but
+/// those that stand alone.
 class RKSIGNAL_EXPORT GPSSignal : public InputSignal {
   public:
     static std::map<std::string, std::uint64_t> gps_ids;        ///< the names, with the bit of the kind
@@ -22,6 +23,10 @@ class RKSIGNAL_EXPORT GPSSignal : public InputSignal {
     /// Texts of `GPS.Status`, unless the definition brings its own.
     static std::map<std::uint64_t, std::string> gpsStatusValueDescription;
     static std::uint8_t gpsStatus; ///< of the last RMC sentence; 0: void, or none yet
+    /// The status that a storage uses: `gpsStatus`, or its own.
+    static std::uint8_t& statusOf(const SignalStorage* storage) {
+        return tableOf(storage, &StorageTables::gpsStatus, gpsStatus);
+    }
 
     /// Builds the signal; its type and unit follow from its name. Another name is reported and gives a signal
     /// with identifier 0, an identifier already in use one with all ones.

@@ -2,8 +2,8 @@
 
 #include "input/InputKey.h"
 #include "input/InputSignal.h"
-#include "input/LoggerStatusSignal.h"
-#include "signal/ByteOrder.h"
+#include "rktrace/TraceRecord.h"
+#include "rkutil/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
 
@@ -19,22 +19,21 @@ constexpr std::uint8_t memoryAbsent = 255;
 /// The key that a raw record asks for, if it is one of inputs.
 std::optional<std::uint64_t> recordKey(const unsigned char* record, std::ptrdiff_t length,
                                        std::uint8_t channel) {
-    constexpr std::uint32_t analogType = 18;
-    constexpr std::uint32_t digitalType = 19;
-    constexpr std::uint32_t keyboardType = 32817;
-    constexpr std::ptrdiff_t markOffset = 16;
-    if (length < 4) {
+    constexpr auto typeEnd = static_cast<std::ptrdiff_t>(recordAt::type + 2);
+    constexpr auto mark = static_cast<std::ptrdiff_t>(recordAt::inputMark);
+    if (length < typeEnd) {
         return std::nullopt;
     }
-    const std::uint32_t type = bigEndian<2>(record + 2);
-    if (type == keyboardType) {
+    const auto type = static_cast<RecordType>(bigEndian<2>(record + recordAt::type));
+    if (type == RecordType::Keyboard) {
         return input::keyboardBit + 0xE;
     }
-    if ((type != analogType && type != digitalType) || length <= markOffset || record[markOffset] != 1) {
+    const bool isDigital = type == RecordType::Gpio;
+    if ((!isDigital && type != RecordType::Analog) || length <= mark || record[mark] != 1) {
         return std::nullopt;
     }
-    return input::key(type == digitalType ? input::digitalBit : input::analogBit, channel,
-                      static_cast<std::uint16_t>(bigEndian<2>(record + 14)));
+    return input::key(isDigital ? input::digitalBit : input::analogBit, channel,
+                      static_cast<std::uint16_t>(bigEndian<2>(record + recordAt::inputNumber)));
 }
 
 /// Puts a measurement where a signal of this type takes it from. A float takes the low half of the payload
@@ -56,18 +55,43 @@ void setPayload(std::uint64_t& payload, const analogElement_t& element, signalVa
     }
 }
 
+bool decodeMeasurement(const AnalogTraceMessage& message, std::vector<unsigned long>& ids,
+                       std::uint8_t channel, FrameTable<InputSignal>& container) {
+    constexpr LogSite site{"InputSignal", "decodeMessage"};
+    ids.clear();
+    const analogElement_t element = message.elements.empty() ? analogElement_t() : message.elements.front();
+    const std::uint64_t key = input::key(input::analogBit, channel, element.input);
+    const auto* const entry = container.lookup(key);
+    if (entry == nullptr) {
+        if (BaseSignal::debug) {
+            logDebug(site, "analog signal not found, index = ", std::hex, key, std::dec);
+        }
+        return false;
+    }
+    std::uint64_t payload = 0;
+    for (InputSignal* const signal : entry->signals()) {
+        setPayload(payload, element, signal->def.type);
+        if (BaseSignal::debug) {
+            logDebug(site, "Signal = ", signal->def.instance, ": ", std::bit_cast<double>(payload));
+        }
+        signal->write(payload, message.timestamp);
+        ids.push_back(signal->id);
+    }
+    return !ids.empty();
+}
+
 bool decodeUsage(const SystemMessage& message, std::vector<unsigned long>& ids, SignalStorage* storage) {
     const auto* const usage = dynamic_cast<const SystemUsageMessage*>(&message);
     if (usage == nullptr) {
         return false;
     }
-    const std::uint64_t key = LoggerStatusSignal::predefinedInputs.at("Logger.IntMemory");
     const std::uint8_t external =
         usage->externalUsage != memoryAbsent ? usage->externalUsage : usage->externalUsage2;
     if (external != memoryAbsent) {
-        InputSignal::writeValue(key, external, message.timestamp, ids, storage, "Logger.ExtMemory");
+        InputSignal::writeValue(input::memoryKey, external, message.timestamp, ids, storage,
+                                "Logger.ExtMemory");
     }
-    return InputSignal::writeValue(key, usage->internalUsage, message.timestamp, ids, storage,
+    return InputSignal::writeValue(input::memoryKey, usage->internalUsage, message.timestamp, ids, storage,
                                    "Logger.IntMemory");
 }
 
@@ -78,12 +102,12 @@ bool InputSignal::signalsInUse(const unsigned char* record, const unsigned char*
     if (filing::storageOrDefault(storage).inputSignals.empty()) {
         return false;
     }
-    constexpr std::ptrdiff_t longEnough = 17;
+    constexpr auto longEnough = static_cast<std::ptrdiff_t>(recordAt::inputMark + 1);
     const auto key = recordKey(record, recordEnd != nullptr ? recordEnd - record : longEnough, channel);
     if (!key) {
         return false;
     }
-    const bool inUse = inputContainer.contains(*key);
+    const bool inUse = containerOf(storage).contains(*key);
     if (debug >= 2) {
         logDebug({"InputSignal", "signalsInUse"}, "index = ", std::hex, *key, std::dec, " - ",
                  inUse ? "found" : "not found");
@@ -92,10 +116,9 @@ bool InputSignal::signalsInUse(const unsigned char* record, const unsigned char*
 }
 
 bool InputSignal::writeValue(std::uint64_t key, unsigned long payload, unsigned long timestamp,
-                             std::vector<unsigned long>& ids, SignalStorage* /*storage*/,
-                             const char* instance) {
+                             std::vector<unsigned long>& ids, SignalStorage* storage, const char* instance) {
     constexpr LogSite site{"InputSignal", "writeValue"};
-    const auto* const entry = inputContainer.lookup(key);
+    const auto* const entry = containerOf(storage).lookup(key);
     if (entry == nullptr) {
         if (debug) {
             logDebug(site, "signal not found, index = ", std::hex, key, std::dec);
@@ -103,7 +126,7 @@ bool InputSignal::writeValue(std::uint64_t key, unsigned long payload, unsigned 
         return false;
     }
     bool written = false;
-    for (InputSignal* const signal : *entry->signals) {
+    for (InputSignal* const signal : entry->signals()) {
         if (instance != nullptr && signal->def.instance != instance) {
             continue;
         }
@@ -135,49 +158,33 @@ bool InputSignal::decodeMessage(const KeyboardMessage& message, std::vector<unsi
 
 bool InputSignal::decodeMessage(const AnalogTraceMessage& message, std::vector<unsigned long>& ids,
                                 unsigned char channel) {
-    constexpr LogSite site{"InputSignal", "decodeMessage"};
-    ids.clear();
-    const analogElement_t element = message.elements.empty() ? analogElement_t() : message.elements.front();
-    const std::uint64_t key = input::key(input::analogBit, channel, element.input);
-    const auto* const entry = inputContainer.lookup(key);
-    if (entry == nullptr) {
-        if (debug) {
-            logDebug(site, "analog signal not found, index = ", std::hex, key, std::dec);
-        }
-        return false;
-    }
-    std::uint64_t payload = 0;
-    for (InputSignal* const signal : *entry->signals) {
-        setPayload(payload, element, signal->def.type);
-        if (debug) {
-            logDebug(site, "Signal = ", signal->def.instance, ": ", std::bit_cast<double>(payload));
-        }
-        signal->write(payload, message.timestamp);
-        ids.push_back(signal->id);
-    }
-    return !ids.empty();
+    return decodeMeasurement(message, ids, channel, inputContainer);
+}
+
+bool InputSignal::decodeMessage(const AnalogTraceMessage& message, std::vector<unsigned long>& ids,
+                                unsigned char channel, SignalStorage* storage) {
+    return decodeMeasurement(message, ids, channel, containerOf(storage));
 }
 
 bool InputSignal::decodeMessage(const SystemMessage& message, std::vector<unsigned long>& ids,
                                 SignalStorage* storage) {
     ids.clear();
-    const char* name = nullptr;
+    std::uint64_t key = 0;
     switch (message.code) {
     case SystemMessage::MemoryUsage:
         return decodeUsage(message, ids, storage);
     case SystemMessage::Status:
-        name = "Logger.Status";
+        key = input::statusKey;
         break;
     case SystemMessage::Start:
-        name = "Logger.Start";
+        key = input::startKey;
         break;
     case SystemMessage::Timer:
-        name = "Logger.Timer";
+        key = input::timerKey;
         break;
     default:
         return false;
     }
     const long value = std::strtol(message.text.c_str(), nullptr, 10);
-    return writeValue(LoggerStatusSignal::predefinedInputs.at(name), static_cast<unsigned long>(value),
-                      message.timestamp, ids, storage);
+    return writeValue(key, static_cast<unsigned long>(value), message.timestamp, ids, storage);
 }

@@ -17,19 +17,25 @@ constexpr LogSite siteOf(const char* operation) {
 } // namespace
 
 InputSignal::InputSignal(const inputSignalDef_t& def, bool shmem, SignalStorage* storage)
-    : BaseSignal(def, shmem, storage), definition(def) {}
+    : InputSignal(def, DefUse::Refer, shmem, storage) {}
+
+InputSignal::InputSignal(const inputSignalDef_t& def, DefUse use, bool shmem, SignalStorage* storage)
+    : Defined{def}, BaseSignal(definition, use, shmem, storage) {}
 
 InputSignal::~InputSignal() {
     filing::leave(*this, storage->inputSignals, siteOf("~InputSignal"));
-    filing::purge(inputContainer, this);
+    FrameTable<InputSignal>& container = containerOf(storage);
+    container.unfile(inputKey, this);
+    container.unfileByHand(this);
 }
 
 bool InputSignal::enter(std::uint64_t kindBit, const char* className) {
     return filing::enter(*this, kindBit, storage->inputSignals, siteOf(className));
 }
 
-void InputSignal::file(std::uint64_t inputKey) {
-    inputContainer[inputKey].push_back(this);
+void InputSignal::file(std::uint64_t key) {
+    inputKey = key;
+    containerOf(storage).file(key, this);
 }
 
 bool InputSignal::filePredefined(const std::map<std::string, std::uint64_t>& inputs, std::uint64_t kindBit,
@@ -59,6 +65,5 @@ std::ostream& operator<<(std::ostream& out, const inputSignalDef_t& definition) 
 }
 
 std::ostream& operator<<(std::ostream& out, const InputSignal& signal) {
-    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
-               << signal.id;
+    return filing::print(out, signal);
 }

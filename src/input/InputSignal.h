@@ -7,7 +7,9 @@
 #include "rktrace/KeyboardMessage.h"
 #include "rktrace/SystemMessage.h"
 #include "signal/BaseSignal.h"
+#include "signal/Defined.h"
 #include "signal/FrameTable.h"
+#include "signal/StorageTables.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -30,15 +32,20 @@ struct inputSignalDef_t : baseSignalDef_t {};
 /// construction, and return whether there is one. Never throw for what a message holds; allocate only when
 /// `ids` grows. Null storages mean the default one. One thread at a time; each slot is locked for its own
 /// write only.
-class RKSIGNAL_EXPORT InputSignal : public BaseSignal {
+class RKSIGNAL_EXPORT InputSignal : public Defined<inputSignalDef_t>, public BaseSignal {
   public:
-    /// The signals of every input in use, of all storages, by input key; each list in construction order.
+    /// The signals of every input in use, by input key, of all storages that do not stand alone; each list in
+    /// construction order.
     static FrameTable<InputSignal> inputContainer;
+    /// The table that a storage uses: `inputContainer`, or its own.
+    static FrameTable<InputSignal>& containerOf(const SignalStorage* storage) {
+        return tableOf(storage, &StorageTables::inputs, inputContainer);
+    }
 
     /// Builds a signal that no message reaches yet: the classes of the kinds give it its identifier and its
     /// key.
     explicit InputSignal(const inputSignalDef_t& def, bool shmem = false, SignalStorage* storage = nullptr);
-    /// Leaves all tables. Costs a pass over `inputContainer`.
+    /// Leaves all tables: the list of its input, and those that clients can have changed.
     ~InputSignal() override;
 
     /// Whether a raw trace record of digital inputs (type 19), analog inputs (18) or keys (32817) belongs to
@@ -64,26 +71,31 @@ class RKSIGNAL_EXPORT InputSignal : public BaseSignal {
                               SignalStorage* storage = nullptr);
     /// Decodes the first measurement of a message from the module on `channel`. Integer signals get the
     /// mantissa, float and double signals the measured value. A message without measurements counts as input
-    /// 0 being 0.
+    /// 0 being 0. Without a storage: on the class-wide table, whatever tables the default storage has.
     static bool decodeMessage(const AnalogTraceMessage& message, std::vector<unsigned long>& ids,
                               unsigned char channel = 0);
+    static bool decodeMessage(const AnalogTraceMessage& message, std::vector<unsigned long>& ids,
+                              unsigned char channel, SignalStorage* storage);
     /// Decodes the logger's status, start, timer or memory usage.
     static bool decodeMessage(const SystemMessage& message, std::vector<unsigned long>& ids,
                               SignalStorage* storage = nullptr);
 
-    inputSignalDef_t definition;
-
   protected:
+    /// As the public constructor; `use` says whether the class of the kind changes `def`.
+    RKSIGNAL_HIDDEN InputSignal(const inputSignalDef_t& def, DefUse use, bool shmem, SignalStorage* storage);
     /// Gives the signal its identifier and enters it in the storage under it. An identifier already in use is
     /// reported in the name of `className`. \return whether the signal is to be filed further
     RKSIGNAL_HIDDEN bool enter(std::uint64_t kindBit, const char* className);
-    /// Enters the signal in `inputContainer`.
-    RKSIGNAL_HIDDEN void file(std::uint64_t inputKey);
+    /// Files the signal under its input.
+    RKSIGNAL_HIDDEN void file(std::uint64_t key);
     /// Does both for a signal that is known by its name. A name that is not in `inputs` is reported.
     /// \return whether the signal may be completed: true unless its identifier was in use
     RKSIGNAL_HIDDEN bool filePredefined(const std::map<std::string, std::uint64_t>& inputs,
                                         std::uint64_t kindBit, const char* className);
     RKSIGNAL_HIDDEN void traceCreated(const char* className) const;
+
+  private:
+    std::uint64_t inputKey = 0; ///< under which the library has filed it
 };
 
 RKSIGNAL_EXPORT std::ostream& operator<<(std::ostream& out, const inputSignalDef_t& definition);

@@ -2,11 +2,10 @@
 
 #include "input/InputKey.h"
 
-using input::loggerBit;
-
 std::map<std::string, std::uint64_t> LoggerStatusSignal::predefinedInputs = {
-    {"Logger.Status", loggerBit},        {"Logger.Start", loggerBit + 1}, {"Logger.IntMemory", loggerBit + 2},
-    {"Logger.ExtMemory", loggerBit + 2}, {"Logger.Timer", loggerBit + 3},
+    {"Logger.Status", input::statusKey},    {"Logger.Start", input::startKey},
+    {"Logger.IntMemory", input::memoryKey}, {"Logger.ExtMemory", input::memoryKey},
+    {"Logger.Timer", input::timerKey},
 };
 
 /// The values are those of the status keywords in trigger expressions.
@@ -19,15 +18,15 @@ std::map<std::uint64_t, std::string> LoggerStatusSignal::memoryDescriptions = {{
 std::set<LoggerStatusSignal*> LoggerStatusSignal::allInstancesLoggerStatusSignals;
 
 LoggerStatusSignal::LoggerStatusSignal(const inputSignalDef_t& definition, bool shmem, SignalStorage* storage)
-    : InputSignal(definition, shmem, storage) {
-    if (filePredefined(predefinedInputs, loggerBit, "LoggerStatusSignal")) {
+    : InputSignal(definition, DefUse::Copy, shmem, storage) {
+    if (filePredefined(predefinedInputs, input::loggerBit, "LoggerStatusSignal")) {
         completeDefinition();
-        allInstancesLoggerStatusSignals.insert(this);
+        instancesOf(this->storage).insert(this);
     }
 }
 
 LoggerStatusSignal::~LoggerStatusSignal() {
-    allInstancesLoggerStatusSignals.erase(this);
+    instancesOf(storage).erase(this);
 }
 
 void LoggerStatusSignal::completeDefinition() {
@@ -46,8 +45,9 @@ void LoggerStatusSignal::completeDefinition() {
     }
 }
 
-void LoggerStatusSignal::updateTimestamp(unsigned long timestamp) {
-    for (LoggerStatusSignal* const signal : allInstancesLoggerStatusSignals) {
+void LoggerStatusSignal::updateTimestamp(unsigned long timestamp, SignalStorage* storage) {
+    const auto& signals = storage != nullptr ? instancesOf(storage) : allInstancesLoggerStatusSignals;
+    for (LoggerStatusSignal* const signal : signals) {
         signal->writeTS(timestamp);
     }
 }

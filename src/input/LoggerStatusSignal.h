@@ -19,8 +19,12 @@ class RKSIGNAL_EXPORT LoggerStatusSignal : public InputSignal {
     static std::map<std::uint64_t, std::string> statusDescriptions;
     /// Texts of `Logger.IntMemory` and `Logger.ExtMemory`, unless the definition brings its own.
     static std::map<std::uint64_t, std::string> memoryDescriptions;
-    /// Every logger status signal that exists.
+    /// Every logger status signal that exists, but for those of storages that stand alone.
     static std::set<LoggerStatusSignal*> allInstancesLoggerStatusSignals;
+    /// The set that a storage uses: `allInstancesLoggerStatusSignals`, or its own.
+    static std::set<LoggerStatusSignal*>& instancesOf(const SignalStorage* storage) {
+        return tableOf(storage, &StorageTables::loggerSignals, allInstancesLoggerStatusSignals);
+    }
 
     /// Builds the signal and files it under the key of its name. Another name is reported and gives a signal
     /// with identifier 0, an identifier already in use one with all ones; neither receives a value.
@@ -30,8 +34,9 @@ class RKSIGNAL_EXPORT LoggerStatusSignal : public InputSignal {
                                 SignalStorage* storage = nullptr);
     ~LoggerStatusSignal() override;
 
-    /// Gives all logger status signals a time stamp; their values and validity stay.
-    static void updateTimestamp(unsigned long timestamp);
+    /// Gives all logger status signals a time stamp; their values and validity stay. They are those of the
+    /// set that `storage` uses; null means `allInstancesLoggerStatusSignals`.
+    static void updateTimestamp(unsigned long timestamp, SignalStorage* storage = nullptr);
 
   private:
     RKSIGNAL_HIDDEN void completeDefinition();

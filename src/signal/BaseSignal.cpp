@@ -3,9 +3,10 @@
 #include "rkutil/printTime.h"
 #include "signal/BitField.h"
 #include "signal/Diagnostics.h"
-#include "signal/FrameProgram.h"
 #include "signal/SignalFiling.h"
+#include "signal/StorageTables.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <iomanip>
@@ -14,7 +15,6 @@ int BaseSignal::debug = 0;
 bool BaseSignal::detachOnly = false;
 std::uint64_t BaseSignal::instanceCounter = 0;
 SignalStorage BaseSignal::defSignalStorage;
-std::uint64_t FrameProgram::currentGeneration = 1;
 
 using filing::storageOrDefault;
 
@@ -68,7 +68,19 @@ class BaseSignal::SlotLock {
 };
 
 BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, SignalStorage* registry)
-    : shmem(sharedMemory), slot(&privateSlot), def(definition), storage(&storageOrDefault(registry)) {
+    : storage(&storageOrDefault(registry)), shmem(sharedMemory), slot(&privateSlot),
+      ownDef(std::make_unique<baseSignalDef_t>(definition)), def(*ownDef) {
+    create();
+}
+
+BaseSignal::BaseSignal(baseSignalDef_t& definition, DefUse use, bool sharedMemory, SignalStorage* registry)
+    : storage(&storageOrDefault(registry)), shmem(sharedMemory), slot(&privateSlot),
+      ownDef(use == DefUse::Copy ? std::make_unique<baseSignalDef_t>(definition) : nullptr),
+      def(ownDef ? *ownDef : definition) {
+    create();
+}
+
+void BaseSignal::create() {
     constexpr LogSite site{"BaseSignal", "BaseSignal"};
     if (!storage->instancesByName.try_emplace(def.instance, this).second) {
         logError(site, def.instance, " already exists");
@@ -76,8 +88,8 @@ BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, Sig
     if (shmem) {
         createSharedMemory();
     }
-    if (initSmData) {
-        initialiseSlot();
+    if (initSmData && slot == &privateSlot) { // a shared one was initialised before others could find it
+        privateSlot.initialise(def.signal);
     }
     cInit();
     if (debug) {
@@ -86,14 +98,16 @@ BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, Sig
     }
 }
 
-BaseSignal::BaseSignal(BaseSignal* parent) : initSmData(false) {
+BaseSignal::BaseSignal(BaseSignal* parent)
+    : initSmData(false), ownDef(parent != nullptr ? std::make_unique<baseSignalDef_t>(parent->def)
+                                                  : std::make_unique<baseSignalDef_t>()),
+      def(*ownDef) {
     constexpr LogSite site{"BaseSignal", "BaseSignal"};
     if (parent == nullptr) {
         logError(site, "no parent");
         return;
     }
     id = parent->id;
-    def = parent->def;
     shmem = parent->shmem;
     slot = parent->slot;
     storage = parent->storage;
@@ -105,9 +119,12 @@ BaseSignal::BaseSignal(BaseSignal* parent) : initSmData(false) {
 
 BaseSignal::~BaseSignal() {
     constexpr LogSite site{"BaseSignal", "~BaseSignal"};
-    FrameProgram::outdateAll();
+    countChange();
     if (storage != nullptr) {
-        storage->instancesByName.erase(def.instance);
+        if (const auto named = storage->instancesByName.find(def.instance);
+            named != storage->instancesByName.end()) { // quicker than erasing by name
+            storage->instancesByName.erase(named);
+        }
         storage->instancesById.erase(id);
     }
     const bool noSegment = shmem && shmId < 0;
@@ -119,17 +136,14 @@ BaseSignal::~BaseSignal() {
     }
 }
 
-void BaseSignal::initialiseSlot() {
-    slot->size = sizeof(signalSlot_t);
-    slot->valid = 0;
-    std::memset(slot->name, 0, sizeof slot->name);
-    def.signal.copy(slot->name, sizeof slot->name - 1);
-    slot->raw = signalSlot_t::unwrittenRaw;
-    slot->timestamp = signalSlot_t::unwrittenTimestamp;
+/// What decoders have worked out about the signals of this one's tables is out of date.
+void BaseSignal::countChange() {
+    StorageTables* const own = storage != nullptr ? storage->ownTables.get() : nullptr;
+    (own != nullptr ? own->changes : ChangeCounter::classWide()).count();
 }
 
 void BaseSignal::cInit() {
-    FrameProgram::outdateAll();
+    countChange();
     const int bits = def.bits;
     d_lsbBit = static_cast<std::uint8_t>(bitfield::leastSignificantBit(def.startbit, bits, def.endian));
     d_startByte = d_lsbBit / 8;
@@ -308,12 +322,20 @@ void BaseSignal::clearAll(SignalStorage* storage) {
 }
 
 void BaseSignal::clear(const std::vector<unsigned long>& ids, SignalStorage* storage) {
-    for (const unsigned long wanted : ids) {
-        for (const auto& [name, signal] : storageOrDefault(storage).instancesByName) {
-            if (signal->id == wanted) {
-                signal->clear();
-            }
+    std::vector<unsigned long> wanted = ids;
+    std::sort(wanted.begin(), wanted.end());
+    // One walk for all of them; each group of signals that share an identifier stays in name order.
+    std::vector<std::pair<unsigned long, BaseSignal*>> found;
+    for (const auto& [name, signal] : storageOrDefault(storage).instancesByName) {
+        if (std::binary_search(wanted.begin(), wanted.end(), signal->id)) {
+            found.emplace_back(signal->id, signal);
         }
+    }
+    const auto byId = [](const auto& left, const auto& right) { return left.first < right.first; };
+    std::stable_sort(found.begin(), found.end(), byId);
+    for (const unsigned long id : ids) {
+        const auto [first, last] = std::equal_range(found.begin(), found.end(), std::pair(id, nullptr), byId);
+        std::for_each(first, last, [](const auto& entry) { entry.second->clear(); });
     }
 }
 

@@ -4,15 +4,45 @@
 /// Every signal of the logger is a `BaseSignal`, or an object of a class that derives from it and knows one
 /// bus or input. The latest value lies in a slot, either inside the object or in a System V shared-memory
 /// segment keyed by the instance name, where every process that builds a signal of that name sees it.
+///
+/// For example:
+///
+///     canSignalDef_t speed;
+///     speed.instance = "Vehicle.Speed";
+///     speed.msgId = 0x123;
+///     speed.bits = 16;
+///     speed.scale = 0.01;
+///     CANSignal signal(speed);
+///
+///     std::vector<unsigned long> ids;
+///     CANSignal::decodeMessage(message, ids); // true if the frame carries signals; their identifiers in ids
+///     double value = 0;
+///     unsigned long timestamp = 0;
+///     if (signal.read(value, timestamp)) // km/h, as of `timestamp`
+///
+/// Words used here:
+///
+///     instance       a signal object, by its unique name; several may carry the same signal
+///     slot           where the latest value lies: raw value, time stamp, validity, lock
+///     raw value      the field as cut out of the payload; physical = raw * scale + offset
+///     trace source   the device that delivers messages, by its number `tslId`
+///     kind bit       the bit of a signal's identifier, and of a frame's key, that says which bus or input
+///     frame key      the number under which a bus finds the signals of a frame: kind bit, source, channel...
+///     storage        a registry of signals; it *stands alone* if it has frame tables of its own
+///     mirror, child  a second object on the slot of another: one for each further position of a signal
+///     multiplexer    a signal whose value says which other signals are in the frame
+///     rejected       a signal with identifier all ones: found by name, and never given a value
 #pragma once
 
 #include "signal/Export.h"
 #include "signal/SignalDefinition.h"
 #include "signal/SignalSlot.h"
 #include "signal/SignalStorage.h"
+#include "signal/SlotMutex.h"
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -22,10 +52,12 @@
 /// Failures are reported as message lines, never thrown; a signal that cannot have shared memory works on its
 /// private slot.
 ///
-/// Threads: signals are built and destroyed while nothing else uses their storage. `read`, `write`,
+/// Threads: signals are built and destroyed while nothing else uses their storage, or, unless it stands
+/// alone, any other storage that does not (signal/SignalStorage.h). `read`, `write`,
 /// `writeRaw` and `writeTS` of a shared signal take the slot's lock, by trying and yielding without limit,
 /// for the duration of the call, and so may run in several threads and processes at once; a private signal is
-/// used by one thread at a time. Everything else is unlocked. No operation on a value allocates while `debug`
+/// used by one thread at a time, so all expressions that read it count as one user, and so does the decoder
+/// that writes it. Everything else is unlocked. No operation on a value allocates while `debug`
 /// is 0.
 ///
 /// Identifiers are a kind bit plus a running number: unique within one process, not stable across processes.
@@ -83,9 +115,11 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     virtual std::uint8_t getBits() const;
     virtual signalValue_t getType() const;
 
-    /// Reads the physical value and its time stamp. \return whether the value is valid
+    /// Reads the physical value and its time stamp. \return whether the value is valid. If it is not, both
+    /// arguments are set all the same, to what the slot holds: never written, the physical value of raw
+    /// `signalSlot_t::unwrittenRaw`, and `unwrittenTimestamp`; cleared, that of raw 0, and 0.
     virtual bool read(double& value, unsigned long& timestamp);
-    /// Reads the raw value and its time stamp. \return whether the value is valid
+    /// Reads the raw value and its time stamp; without a value, as above.
     virtual bool read(unsigned long& raw, unsigned long& timestamp);
     /// Sets the time stamp alone; value, validity and `isModified` stay. \return true
     virtual bool writeTS(unsigned long timestamp);
@@ -118,22 +152,29 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
 
     // --- state ---
 
-  private:
-    /// Puts `valid` to `timestamp` of the private slot on one cache line.
-    [[maybe_unused]] const std::uint64_t slotPadding[2] = {};
+    bool initSmData = true; ///< this object created the slot and initialises it
+    key_t key = 0;          ///< System V IPC key of the segment; 0 until computed
+    int shmId = -1;         ///< shared-memory identifier; -1 when there is none
 
-  public:
-    signalSlot_t privateSlot;     ///< used without shared memory, or when attaching failed
-    bool initSmData = true;       ///< this object created the slot and must initialise it
-    key_t key = 0;                ///< System V IPC key of the segment; 0 until computed
-    int shmId = -1;               ///< shared-memory identifier; -1 when there is none
-    bool shmem = false;           ///< the value was asked to lie in shared memory; kept on fallback
-    signalSlot_t* slot = nullptr; ///< the slot in use
-    bool modified = false;        ///< the last write changed the raw value
-    double value = 0.0;           ///< physical value as of the last `physical()`
-    baseSignalDef_t def;
     std::uint64_t id = 0;             ///< kind bit + running number; all ones: rejected; 0: none assigned
     SignalStorage* storage = nullptr; ///< the registry that holds the signal; not owned
+
+    // From here on the order is for the cache: the slot's raw value and time stamp, which every write
+    // changes, lie on one line with `modified`; its validity, which hardly ever changes, on the line before.
+    signalSlot_t privateSlot;     ///< used without shared memory, or when attaching failed
+    bool modified = false;        ///< the last write changed the raw value
+    bool shmem = false;           ///< the value was asked to lie in shared memory; kept on fallback
+    signalSlot_t* slot = nullptr; ///< the slot in use
+    double value = 0.0;           ///< physical value as of the last `physical()`
+
+  private:
+    std::unique_ptr<baseSignalDef_t> ownDef; ///< `def`, unless that is the definition of the derived class
+
+  public:
+    /// The definition that counts: reading and writing follow it. For the bus and input classes it is the
+    /// base of their `definition`, unless they change it (a start bit within a byte range, texts of a
+    /// status); then it is a copy.
+    baseSignalDef_t& def;
 
     std::uint8_t d_lsbBit = 0;    ///< bit number of the least significant bit, kept in 8 bits on purpose
     std::uint8_t d_startByte = 0; ///< byte that holds the least significant bit
@@ -143,24 +184,38 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     std::uint64_t d_signBit = 0;  ///< the field's top bit
     std::uint64_t d_rawMask = 0;  ///< the field's bits in the first 8 payload bytes, byte 0 least significant
 
+  protected:
+    enum class DefUse : std::uint8_t {
+        Refer, ///< `def` is the definition itself
+        Copy,  ///< `def` is a copy of it, which the derived class changes
+    };
+
+    /// For the bus and input classes: as the public constructor, with `definition` in a base of the derived
+    /// class.
+    BaseSignal(baseSignalDef_t& definition, DefUse use, bool shmem, SignalStorage* storage);
+
   private:
     friend class FieldWriter;
+    friend struct RefusedId;
     class SlotLock;
+
+    std::uint64_t refusedId = 0; ///< taken identifier under which the signal is listed all the same; or 0
 
     /// Takes the slot's lock, by trying and yielding without limit.
     void lock() {
-        if (pthread_mutex_trylock(&slot->mutex) != 0) [[unlikely]] {
-            keepTryingToLock();
+        if (const int result = slotmutex::tryLock(slot->mutex); result != 0) [[unlikely]] {
+            keepTryingToLock(result);
         }
     }
     void unlock() {
-        if (const int result = pthread_mutex_unlock(&slot->mutex); result != 0) [[unlikely]] {
+        if (const int result = slotmutex::unlock(slot->mutex); result != 0) [[unlikely]] {
             reportUnlock(result);
         }
     }
-    RKSIGNAL_HIDDEN void keepTryingToLock();
+    RKSIGNAL_HIDDEN void keepTryingToLock(int result);
     RKSIGNAL_HIDDEN void reportUnlock(int error) const;
-    RKSIGNAL_HIDDEN void initialiseSlot();
+    RKSIGNAL_HIDDEN void create();
+    RKSIGNAL_HIDDEN void countChange();
     RKSIGNAL_HIDDEN void releaseSharedMemory();
     RKSIGNAL_HIDDEN void finishWrite(const char* operation, std::uint64_t old, std::uint64_t raw,
                                      std::uint64_t timestamp);

@@ -48,11 +48,15 @@ struct ByteRange {
     friend constexpr bool operator==(const ByteRange&, const ByteRange&) = default;
 };
 
-constexpr ByteRange byteRange(int startbit, int bits, bool bigEndian) {
-    const int end = lastBit(startbit, bits, bigEndian);
-    const int lastByte = (bigEndian ? mirroredInByte(end) : end) / 8;
+/// From the byte of `startbit` to `lastByte`.
+constexpr ByteRange byteRangeTo(int lastByte, int startbit) {
     const int startByte = startbit / 8;
     return {static_cast<std::uint16_t>(startByte), static_cast<std::uint8_t>(1 + lastByte - startByte)};
+}
+
+constexpr ByteRange byteRange(int startbit, int bits, bool bigEndian) {
+    const int end = lastBit(startbit, bits, bigEndian);
+    return byteRangeTo((bigEndian ? mirroredInByte(end) : end) / 8, startbit);
 }
 
 /// The widest byte range that the 64-bit codec takes.

@@ -1,22 +1,11 @@
 /// \file
-/// Numbers in sequences of bytes.
+/// Words in sequences of bytes.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
-#include <utility>
-
-/// The `count` bytes from `bytes` on as a number, the first byte most significant.
-template <std::size_t count>
-constexpr std::uint32_t bigEndian(const std::uint8_t* bytes) {
-    static_assert(count <= sizeof(std::uint32_t));
-    return [bytes]<std::size_t... i>(std::index_sequence<i...>) {
-        return ((std::uint32_t{bytes[i]} << (8 * (count - 1 - i))) | ...);
-    }
-    (std::make_index_sequence<count>());
-}
 
 /// The 8 bytes from `start` on as a word, byte 0 least significant; those past the end of `bytes` are zero.
 template <std::size_t extent>

@@ -2,127 +2,103 @@
 /// What a received frame does to its signals, flattened for the receive path.
 ///
 /// A decoder's table gives the list of signals of a frame. Following each of them through its object, its
-/// definition and its virtual `write` touches many cache lines a signal, so the decoders compile the list
-/// once into an array of half a line a signal. The list stays the truth: a program is used only while it
-/// names exactly the signals of the list, in order, and no signal has been built, destroyed or re-initialised
-/// since. Public members of a signal that are changed behind its back are seen after the next `cInit`.
+/// definition and its virtual `write` touches many cache lines a signal, so the decoder compiles the list
+/// once into an array of half a line a signal. The list stays the truth: a program is used only while no
+/// signal has been built, destroyed or re-initialised since, and, where a client may have changed the list,
+/// while it names exactly the signals of the list, in order. Public members of a signal that are changed
+/// behind its back are seen after the next `cInit`.
 #pragma once
 
-#include "signal/BaseSignal.h"
-#include "signal/BitField.h"
-#include "signal/Export.h"
+#include "signal/FieldWriter.h"
+#include "signal/FrameTable.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <new>
+#include <span>
+#include <type_traits>
 #include <typeinfo>
 #include <vector>
 
-/// Writes one signal of a frame. Does what the virtual `BaseSignal::write` does, without its debug lines, for
-/// the common signal: one whose class overrides nothing and whose field lies wholly in the 8 bytes written.
-class FieldWriter {
+/// The compiled form of one frame's list of signals: this head, then the writers, then the identifiers of the
+/// signals, in one block of memory, so that one look-up leads to all of it.
+class alignas(FieldWriter) FrameProgram {
   public:
-    /// What a bus needs to know besides; the meaning of `traits` is the bus's own, 0 being the plain case.
-    struct Place {
-        std::uint16_t startByte = 0;
-        std::uint8_t numBytes = 0;
-        std::uint8_t traits = 0;
-    };
+    /// Frames that are decoded without a look at each signal's kind: all signals are direct and plain, and
+    /// all slots private, or all shared.
+    enum class Form : std::uint8_t { Mixed, WholeFrame, Ranges };
 
-    /// `writesAsBase`: the dynamic class of the signal is known to write as `BaseSignal` does.
-    FieldWriter(BaseSignal& signal, bool writesAsBase, const Place& place)
-        : signal(&signal), slot(signal.slot), id(signal.id), place(place), bigEndian(signal.def.endian),
-          isSigned(signal.def.type == signalValue_t::Signed), shared(signal.shmem) {
-        const auto wordField = bitfield::wordField(signal.d_lsbBit, signal.def.bits, signal.def.endian);
-        direct = writesAsBase && wordField.has_value();
-        field = wordField.value_or(bitfield::WordField{});
+    /// The program of an entry of a frame table, compiled if there is none or it is out of date.
+    /// `placeOf(const Signal&) -> FieldPlace`. Allocates only then.
+    template <class Signal, class PlaceOf>
+    static const FrameProgram& of(typename FrameTable<Signal>::Frame& frame, const FrameTable<Signal>& table,
+                                  PlaceOf&& placeOf) {
+        FrameProgram* const program = frame.program.get();
+        if (program == nullptr || program->generation != table.changes().latest() ||
+            (frame.isOpen() && !program->names(frame.signals()))) [[unlikely]] {
+            frame.program.reset(compiled(frame.signals(), placeOf));
+            frame.program->generation = table.changes().latest();
+        }
+        return *frame.program;
     }
 
-    /// Whether `store` may be used instead of the signal's virtual `write`.
-    bool isDirect() const { return direct; }
-
-    /// Stores the field from the payload's first 8 bytes, given with byte 0 least significant.
-    /// REQUIRES: `isDirect()` and `BaseSignal::debug` is 0.
-    void store(std::uint64_t payload, std::uint64_t timestamp) const {
-        const std::uint64_t raw = field(bigEndian ? bitfield::swapped(payload) : payload, isSigned);
-        if (shared) {
-            signal->lock();
-        }
-        signal->modified = slot->raw != raw;
-        slot->raw = raw;
-        slot->timestamp = timestamp;
-        slot->valid = 1;
-        if (shared) {
-            signal->unlock();
-        }
+    std::span<const FieldWriter> writers() const {
+        return {reinterpret_cast<const FieldWriter*>(this + 1), count};
     }
-
-    BaseSignal* signal;
-    signalSlot_t* slot;
-    std::uint64_t id;
-    Place place;
+    /// The identifiers of the signals, in their order.
+    std::span<const unsigned long> ids() const {
+        return {
+            reinterpret_cast<const unsigned long*>(reinterpret_cast<const FieldWriter*>(this + 1) + count),
+            count};
+    }
+    Form form() const { return ownForm; }
+    /// Whether the slots of a frame that is not mixed are shared.
+    bool isShared() const { return shared; }
+    /// Behind the last byte of all ranges.
+    std::size_t end() const { return rangesEnd; }
 
   private:
-    bitfield::WordField field;
-    bool bigEndian : 1;
-    bool isSigned : 1;
-    bool shared : 1;
-    bool direct : 1;
+    friend struct FrameProgramDeleter;
+    static constexpr std::align_val_t cacheLine{64};
+
+    FrameProgram() = default;
+
+    /// Whether the writers are those of `signals`.
+    template <class Signal>
+    bool names(const std::vector<Signal*>& signals) const {
+        const auto isOf = [](const FieldWriter& writer, const Signal* signal) {
+            return writer.signal == signal;
+        };
+        const auto own = writers();
+        return std::equal(own.begin(), own.end(), signals.begin(), signals.end(), isOf);
+    }
+
+    template <class Signal, class PlaceOf>
+    [[gnu::noinline]] static FrameProgram* compiled(const std::vector<Signal*>& signals, PlaceOf&& placeOf) {
+        const std::size_t size =
+            sizeof(FrameProgram) + signals.size() * (sizeof(FieldWriter) + sizeof(unsigned long));
+        auto* const program = new (::operator new(size, cacheLine)) FrameProgram;
+        program->count = signals.size();
+        auto* writer = const_cast<FieldWriter*>(program->writers().data());
+        auto* id = const_cast<unsigned long*>(program->ids().data());
+        for (Signal* const signal : signals) {
+            const bool overridesNothing = typeid(*signal) == typeid(Signal);
+            new (writer++) FieldWriter(*signal, overridesNothing, placeOf(*signal));
+            new (id++) unsigned long(signal->id);
+        }
+        program->classify();
+        return program;
+    }
+
+    void classify();
+
+    std::size_t count = 0;
+    std::uint64_t generation = 0;
+    std::uint32_t rangesEnd = 0;
+    Form ownForm = Form::Mixed;
+    bool shared = false;
 };
 
-static_assert(sizeof(FieldWriter) == 32, "two signals a cache line");
-
-/// The compiled form of one frame's list of signals.
-class FrameProgram {
-  public:
-    /// The writer of `signals[i]`. `compile(Signal&) -> FieldWriter` compiles the list, from which point on
-    /// writers got before are gone, if it has changed. Allocates only then.
-    /// REQUIRES: `begin(signals, compile)` first, then every `i` in order.
-    template <class Signal, class Compile>
-    const FieldWriter& at(std::size_t i, const std::vector<Signal*>& signals, Compile&& compile) {
-        if (writers[i].signal != signals[i]) [[unlikely]] {
-            rebuild(signals, compile);
-        }
-        return writers[i];
-    }
-
-    /// Compiles the list if its length or a signal has changed.
-    template <class Signal, class Compile>
-    void begin(const std::vector<Signal*>& signals, Compile&& compile) {
-        if (generation != currentGeneration || writers.size() != signals.size()) [[unlikely]] {
-            rebuild(signals, compile);
-        }
-    }
-
-    /// Makes every program compile anew before its next use.
-    static void outdateAll() { ++currentGeneration; }
-    /// Changes with every call of `outdateAll`; never 0.
-    static std::uint64_t latestGeneration() { return currentGeneration; }
-
-  private:
-    template <class Signal, class Compile>
-    [[gnu::noinline]] void rebuild(const std::vector<Signal*>& signals, Compile&& compile) {
-        writers.clear();
-        writers.reserve(signals.size());
-        for (Signal* signal : signals) {
-            writers.push_back(compile(*signal));
-        }
-        generation = currentGeneration;
-    }
-
-    RKSIGNAL_EXPORT static std::uint64_t currentGeneration;
-
-    std::vector<FieldWriter> writers;
-    std::uint64_t generation = 0; // never current
-};
-
-/// Whether `signal` is exactly a `Class`, so that none of its operations is overridden.
-template <class Class>
-bool isExactly(const Class& signal) {
-    return typeid(signal) == typeid(Class);
-}
-
-/// Whether the `numBytes` bytes that a signal is written from hold its whole field, as they do unless a
-/// client has changed the one without the other. Bytes behind them count as zero.
-inline bool rangeHoldsField(const BaseSignal& signal, int numBytes) {
-    const int highestByte = signal.def.endian ? signal.d_startByte : signal.d_startByte + signal.d_bytes - 1;
-    return highestByte < numBytes;
-}
+static_assert(std::is_trivially_destructible_v<FieldWriter> &&
+              std::is_trivially_destructible_v<FrameProgram>);

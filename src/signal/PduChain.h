@@ -7,7 +7,7 @@
 /// nothing outside its bytes.
 #pragma once
 
-#include "signal/ByteOrder.h"
+#include "rkutil/ByteOrder.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,202 +1,115 @@
 #include "signal/SharedSegment.h"
 
+#include "signal/KeyClaim.h"
+#include "signal/KeyFile.h"
+
 #include <cerrno>
-#include <cstdio>
-#include <fcntl.h>
-#include <map>
-#include <string_view>
 #include <sys/ipc.h>
 #include <sys/shm.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
 namespace {
 
-constexpr int projectId = 102;
+using Outcome = SharedSegment::Outcome;
+
 constexpr int permissions = 0666;
 
-/// How many new key files are tried before a free key is given up: with a tenth of all 65,536 keys free, one
-/// search in a thousand fails.
-constexpr int maxKeyFilesTried = 64;
-
-struct Use {
-    std::string instance;
-    int count;
-};
-
-/// The segments that this process uses, by identifier.
-std::map<int, Use>& usesOfThisProcess() {
-    static std::map<int, Use> uses;
-    return uses;
-}
+/// How often a segment may vanish between finding and attaching it, before that is reported.
+constexpr int maxVanished = 100;
 
 SharedSegment missingFile(int error) {
-    return {.outcome = SharedSegment::Outcome::MissingFile, .error = error, .owner = {}};
+    return {.outcome = Outcome::MissingFile, .error = error, .owner = {}};
 }
 
-SharedSegment shmgetFailed(key_t key, int error) {
-    return {.outcome = SharedSegment::Outcome::ShmgetFailed, .key = key, .error = error, .owner = {}};
+SharedSegment keyTaken(key_t key, const std::string& owner) {
+    return {.outcome = Outcome::KeyTaken, .key = key, .owner = owner};
 }
 
-/// Whether the name is a file directly in /tmp: "." and ".." are not, nor is anything with a separator.
-bool isPlainFileName(const std::string& name) {
-    constexpr std::string_view unfit("/\0",
-                                     2); // the system would end the name at a NUL, and take another's file
-    return !name.empty() && name != "." && name != ".." && name.find_first_of(unfit) == std::string::npos;
-}
-
-bool isSymbolicLink(const std::string& path) {
-    struct stat status {};
-    return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
-}
-
-/// Opens (and truncates) the key file, then closes it. \return 0 or the error number
-/// Not blocking: the path might be a FIFO that nobody reads.
-int touch(const std::string& path, int extraFlags) {
-    const int file =
-        open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | extraFlags, permissions);
-    if (file < 0) {
-        return errno;
-    }
-    close(file);
-    return 0;
-}
-
-/// The segment behind a key file that exists, created if need be.
-SharedSegment acquireByExistingFile(const std::string& path, const std::string& instance, std::size_t size) {
-    const key_t key = ftok(path.c_str(), projectId);
-    if (key == -1) {
-        return missingFile(errno);
-    }
-    const int found = shmget(key, size, permissions);
-    if (found < 0) {
-        const int created = shmget(key, size, IPC_CREAT | permissions);
-        return created < 0 ? shmgetFailed(key, errno)
-                           : SharedSegment{.outcome = SharedSegment::Outcome::Created,
-                                           .key = key,
-                                           .shmId = created,
-                                           .owner = {}};
-    }
-    const auto use = usesOfThisProcess().find(found);
-    if (use != usesOfThisProcess().end() && use->second.instance != instance) {
-        return {.outcome = SharedSegment::Outcome::KeyTaken, .key = key, .owner = use->second.instance};
-    }
-    return {.outcome = SharedSegment::Outcome::Found, .key = key, .shmId = found, .owner = {}};
-}
-
-/// New files in /tmp under temporary names. All stay until the end of the search, so that no two of them have
-/// the same inode.
-class KeyFileCandidates {
-  public:
-    KeyFileCandidates() = default;
-    KeyFileCandidates(const KeyFileCandidates&) = delete;
-    KeyFileCandidates& operator=(const KeyFileCandidates&) = delete;
-    ~KeyFileCandidates() {
-        for (const std::string& path : paths) {
-            unlink(path.c_str());
+/// The segment with this key, whoever it belongs to, created if there is none.
+SharedSegment findOrCreate(key_t key) {
+    for (;;) {
+        const int found = shmget(key, sizeof(signalSlot_t), permissions);
+        if (found >= 0) {
+            return {.outcome = Outcome::Found, .key = key, .shmId = found, .owner = {}};
+        }
+        const int created =
+            errno == ENOENT ? shmget(key, sizeof(signalSlot_t), IPC_CREAT | IPC_EXCL | permissions) : -1;
+        if (created >= 0) {
+            return {.outcome = Outcome::Created, .key = key, .shmId = created, .owner = {}};
+        }
+        if (errno != EEXIST) { // else another process has been quicker
+            return {.outcome = Outcome::ShmgetFailed, .key = key, .error = errno, .owner = {}};
         }
     }
+}
 
-    /// Creates the next one. \return 0 or the error number
-    int add() {
-        static unsigned counter = 0;
-        int error = EEXIST;
-        while (error == EEXIST) {
-            const std::string path =
-                "/tmp/.rksignal-" + std::to_string(getpid()) + "-" + std::to_string(counter++);
-            error = touch(path, O_CREAT | O_EXCL);
-            if (error == 0) {
-                paths.push_back(path);
+/// Attaches the slot, and initialises it unless that has been done.
+void attach(SharedSegment& segment, const std::string& signal) {
+    void* const address = shmat(segment.shmId, nullptr, 0);
+    if (address == reinterpret_cast<void*>(-1)) {
+        segment.error = errno;
+        return;
+    }
+    segment.slot = static_cast<signalSlot_t*>(address);
+    if (segment.slot->isBlank()) {
+        segment.slot->initialise(signal);
+    }
+}
+
+/// Whether the segment was removed after it had been found.
+bool hasVanished(const SharedSegment& segment) {
+    return segment.slot == nullptr && (segment.error == EINVAL || segment.error == EIDRM);
+}
+
+/// The segment of an instance whose key file has this key.
+SharedSegment acquireByKey(key_t key, const std::string& instance, const std::string& signal) {
+    const std::string owner = KeyClaim::ownerOf(key);
+    if (!owner.empty() && owner != instance) {
+        return keyTaken(key, owner);
+    }
+    SharedSegment segment{.outcome = Outcome::ShmgetFailed, .owner = {}};
+    for (int tries = 0; tries < maxVanished; ++tries) {
+        segment = findOrCreate(key);
+        if (segment.shmId < 0) {
+            return segment;
+        }
+        const bool isProven = KeyClaim::proves(key, instance, segment.shmId);
+        if (segment.outcome == Outcome::Found && !isProven) {
+            if (const std::string rival = keyfile::rivalOf(instance, key); !rival.empty()) {
+                return keyTaken(key, rival);
             }
         }
-        return error;
-    }
-
-    const std::string& latest() const { return paths.back(); }
-
-    /// Gives the latest one its final name too, unless that name exists. \return 0 or the error number
-    /// A file system without hard links gets a rename, which cannot tell a name that has come up since.
-    int publishLatest(const std::string& path) {
-        if (link(latest().c_str(), path.c_str()) == 0) {
-            return 0;
+        attach(segment, signal);
+        if (!hasVanished(segment)) {
+            if (!isProven) {
+                KeyClaim::record(key, instance, segment.shmId);
+            }
+            break;
         }
-        if (errno == EEXIST) {
-            return EEXIST;
-        }
-        return rename(latest().c_str(), path.c_str()) == 0 ? 0 : errno;
     }
-
-  private:
-    std::vector<std::string> paths;
-};
-
-/// Creates the key file together with its segment, with a key that no segment has. The file appears under its
-/// name only then, so no other process ever sees one whose key is taken.
-/// Outcome MissingFile with EEXIST: another process has published the file meanwhile.
-SharedSegment acquireByNewFile(const std::string& path, std::size_t size) {
-    KeyFileCandidates candidates;
-    key_t key = -1;
-    int segment = -1;
-    int error = EEXIST;
-    for (int tried = 0; tried < maxKeyFilesTried && segment < 0 && error == EEXIST; ++tried) {
-        if (const int failed = candidates.add(); failed != 0) {
-            return missingFile(failed);
-        }
-        key = ftok(candidates.latest().c_str(), projectId);
-        segment = shmget(key, size, IPC_CREAT | IPC_EXCL | permissions);
-        error = segment < 0 ? errno : 0;
-    }
-    const int unpublished = candidates.publishLatest(path);
-    if (unpublished != 0 && segment >= 0) {
-        shmctl(segment, IPC_RMID, nullptr);
-    }
-    if (unpublished != 0) {
-        return missingFile(unpublished);
-    }
-    if (segment >= 0) {
-        return {.outcome = SharedSegment::Outcome::Created, .key = key, .shmId = segment, .owner = {}};
-    }
-    if (error == EEXIST) {
-        return {.outcome = SharedSegment::Outcome::KeyTaken, .key = key, .owner = {}};
-    }
-    return shmgetFailed(key, error);
+    return segment;
 }
 
 } // namespace
 
-std::string SharedSegment::keyFile(const std::string& instance) {
-    return "/tmp/" + instance;
-}
-
-SharedSegment SharedSegment::acquire(const std::string& instance, std::size_t size) {
-    if (!isPlainFileName(instance)) {
+SharedSegment SharedSegment::acquire(const std::string& instance, const std::string& signal) {
+    if (!keyfile::isPlainFileName(instance)) {
         return missingFile(ENOENT);
     }
-    const std::string path = keyFile(instance);
-    for (;;) {
-        const int error = touch(path, O_TRUNC);
-        if (error == ELOOP || isSymbolicLink(path)) {
-            return missingFile(ELOOP);
+    const StartLock lock;
+    const int error = keyfile::truncate(instance);
+    if (error == ELOOP) {
+        return missingFile(error);
+    }
+    if (error == ENOENT) {
+        const keyfile::Creation creation = keyfile::create(instance);
+        if (creation.error == EADDRINUSE) {
+            return keyTaken(creation.key, creation.owner);
         }
-        if (error != ENOENT) {
-            // Any other error leaves the file as it is: its key counts even if it cannot be opened.
-            return acquireByExistingFile(path, instance, size);
-        }
-        SharedSegment segment = acquireByNewFile(path, size);
-        if (segment.outcome != Outcome::MissingFile || segment.error != EEXIST) {
-            return segment;
+        if (creation.error != 0 && creation.error != EEXIST) {
+            return missingFile(creation.error);
         }
     }
-}
-
-void SharedSegment::noteUse(int shmId, const std::string& instance) {
-    ++usesOfThisProcess().try_emplace(shmId, Use{instance, 0}).first->second.count;
-}
-
-void SharedSegment::releaseUse(int shmId) {
-    const auto use = usesOfThisProcess().find(shmId);
-    if (use != usesOfThisProcess().end() && --use->second.count == 0) {
-        usesOfThisProcess().erase(use);
-    }
+    // Any other error leaves the file as it is: its key counts even if it cannot be opened.
+    const key_t key = keyfile::keyOf(keyfile::pathOf(instance));
+    return key == -1 ? missingFile(errno) : acquireByKey(key, instance, signal);
 }

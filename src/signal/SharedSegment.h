@@ -1,42 +1,45 @@
 /// \file
-/// Finds or creates the System V shared-memory segment of a signal instance.
+/// Finds or creates the System V shared-memory segment of a signal instance, and attaches its slot.
 ///
-/// A segment is found by the `ftok` key of the key file `/tmp/<instance>`. `ftok` keeps 16 bits of a file's
-/// inode number, so two key files can have one key, and two signals would share one slot without knowing.
-/// Therefore a new key file is only published under its name once its key has been seen to be free and its
-/// segment exists; and a segment that this process already uses for another instance is refused.
-/// Out of reach: two key files from before that collide, used by different processes.
+/// A segment is found by the key of the instance's key file, as any process finds it. Two key files can have
+/// one key, so a key does not prove whose segment it leads to; a wrong one would give another signal's value
+/// as valid. Therefore
+///
+/// - a new key file gets a key that is free, and the key is claimed for its instance (`KeyClaim`);
+/// - a segment that the claim names is the instance's own;
+/// - a segment that no claim names was made by a process that makes no claims. It is the instance's own if
+///   no other key file in /tmp has the key; else it is refused. It is claimed from then on.
+///
+/// One process at a time does all this, initialising the slot included. A process that dies on the way leaves
+/// at most a claim without a key file, a key file without a segment or a slot not initialised, and each of
+/// them is put right by the next.
 #pragma once
 
-#include <cstddef>
+#include "signal/SignalSlot.h"
+
 #include <string>
 #include <sys/types.h>
 
 /// A segment, or why there is none.
 struct SharedSegment {
     enum class Outcome {
-        Created,     ///< new, zero-filled by the system
+        Created,     ///< new
         Found,       ///< it existed
         MissingFile, ///< no key: the name is not a plain file name, the file is a symbolic link, or `ftok`
                      ///< failed
         ShmgetFailed,
-        KeyTaken, ///< the key leads to a segment of another instance, `owner`
+        KeyTaken, ///< the key is, or may be, that of another instance, `owner`
     };
 
     Outcome outcome;
     key_t key = -1;
-    int shmId = -1;    ///< -1 unless created or found
-    int error = 0;     ///< errno of MissingFile and ShmgetFailed
-    std::string owner; ///< of KeyTaken; empty when it is not a signal of this process
+    int shmId = -1;               ///< -1 unless created or found
+    signalSlot_t* slot = nullptr; ///< attached and initialised; null if that failed, with `error`
+    int error = 0;                ///< errno of MissingFile, ShmgetFailed, or attaching
+    std::string owner;            ///< of KeyTaken; empty if unknown
 
-    /// Path of the key file of `instance`.
-    static std::string keyFile(const std::string& instance);
-
-    /// Finds or creates the segment of `size` bytes for `instance`. Never opens a path outside /tmp and never
-    /// follows a symbolic link. May run in several processes at once; in one thread of each.
-    static SharedSegment acquire(const std::string& instance, std::size_t size);
-
-    /// Notes that this process uses `shmId` for `instance`; call `releaseUse` once for each call.
-    static void noteUse(int shmId, const std::string& instance);
-    static void releaseUse(int shmId);
+    /// Finds or creates the segment of `instance`. The slot of a new one, or of one that its creator left
+    /// without, is initialised as that of a signal called `signal`. Never opens a path outside /tmp and never
+    /// follows a symbolic link. May run in several processes and threads at once.
+    static SharedSegment acquire(const std::string& instance, const std::string& signal);
 };

@@ -2,6 +2,7 @@
 
 #include "signal/BaseSignal.h"
 #include "signal/Diagnostics.h"
+#include "signal/KeyFile.h"
 #include "signal/SharedSegment.h"
 
 #include <cerrno>
@@ -11,13 +12,12 @@
 bool BaseSignal::createSharedMemory() {
     constexpr LogSite site{"BaseSignal", "createSharedMemory"};
     const std::string& instance = def.instance;
-    const SharedSegment segment = SharedSegment::acquire(instance, sizeof(signalSlot_t));
+    const SharedSegment segment = SharedSegment::acquire(instance, def.signal);
     key = segment.key;
     shmId = segment.shmId;
     switch (segment.outcome) {
     case SharedSegment::Outcome::MissingFile:
-        logSystemError(site, segment.error, instance, ": Missing File (", SharedSegment::keyFile(instance),
-                       ")");
+        logSystemError(site, segment.error, instance, ": Missing File (", keyfile::pathOf(instance), ")");
         return false;
     case SharedSegment::Outcome::ShmgetFailed:
         logSystemError(site, segment.error, instance, ": shmget (", instance, ")");
@@ -27,8 +27,8 @@ bool BaseSignal::createSharedMemory() {
                  segment.owner.empty() ? "another segment" : segment.owner);
         return false;
     case SharedSegment::Outcome::Created:
-        // The segment's own mutex stays as the system delivers it: all zero is an unlocked default mutex.
-        pthread_mutex_init(&privateSlot.mutex, nullptr);
+        pthread_mutex_init(&privateSlot.mutex,
+                           nullptr); // the segment's own is used as the system delivers it
         break;
     case SharedSegment::Outcome::Found:
         break;
@@ -40,14 +40,11 @@ bool BaseSignal::createSharedMemory() {
         logDebug(site, instance, ": key = 0x", std::hex, key, ", shmId = ", std::dec, shmId,
                  ", initSmData = ", std::boolalpha, initSmData);
     }
-    SharedSegment::noteUse(shmId, instance);
-    void* const address = shmat(shmId, nullptr, 0);
-    if (address == reinterpret_cast<void*>(-1)) {
-        logSystemError(site, errno, "shmat (", instance, ")");
-        slot = &privateSlot;
+    if (segment.slot == nullptr) {
+        logSystemError(site, segment.error, "shmat (", instance, ")");
         return false;
     }
-    slot = static_cast<signalSlot_t*>(address);
+    slot = segment.slot;
     return true;
 }
 
@@ -61,27 +58,22 @@ void BaseSignal::releaseSharedMemory() {
         logSystemError(site, errno, "shmctl (", instance, ")");
     }
     logInfo(site, instance, ": shmId = ", std::dec, shmId, detachOnly ? " detached" : " destroyed");
-    SharedSegment::releaseUse(shmId);
     if (debug) {
         logDebug(site, instance, ", shared memory and mutex deleted");
     }
 }
 
-void BaseSignal::keepTryingToLock() {
+/// \param result of the first try, which has failed
+void BaseSignal::keepTryingToLock(int result) {
     constexpr LogSite site{"BaseSignal", "lock"};
-    for (;;) {
-        const int result = pthread_mutex_trylock(&slot->mutex);
-        if (result == 0) {
-            return;
-        }
-        if (result != EBUSY) {
-            logSystemError(site, result, "mutex trylock(", def.instance, ")");
-            return;
-        }
+    for (; result == EBUSY; result = slotmutex::tryLock(slot->mutex)) {
         if (debug) {
             logDebug(site, "mutex trylock(", def.instance, "): retrying");
         }
         sched_yield();
+    }
+    if (result != 0) {
+        logSystemError(site, result, "mutex trylock(", def.instance, ")");
     }
 }
 

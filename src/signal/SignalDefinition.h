@@ -35,10 +35,13 @@ struct baseSignalDef_t {
     std::uint8_t bits = 0; ///< field width, 1 to 64
     double scale = 1.0;    ///< physical = raw * scale + offset
     double offset = 0.0;
-    bool endian = false;          ///< false: little endian (Intel), true: big endian (Motorola)
-    bool multiplexed = false;     ///< present only while the multiplexer carries `mux`
-    std::uint8_t multiplexer = 0; ///< non-zero: this signal selects the multiplexed ones
-    std::uint16_t mux = 0;        ///< multiplexer value for which the signal is present
+    bool endian = false; ///< false: little endian (Intel), true: big endian (Motorola)
+    /// The signal is in the frame only while the frame's multiplexer carries `mux`. To be printed: the
+    /// library decodes the signal from every frame, whatever the multiplexer carries, until the client calls
+    /// `CANSignal::fileUnderMultiplexer` once for the built signal.
+    bool multiplexed = false;
+    std::uint8_t multiplexer = 0; ///< non-zero: this signal's raw value is the multiplexer value (CAN)
+    std::uint16_t mux = 0;        ///< multiplexer value for which a multiplexed signal is in the frame
     std::map<std::uint64_t, std::string> valueDescriptions; ///< text of a raw value
     std::string udn;                                        ///< user-defined name, may be empty
     std::string comment;                                    ///< carried for the client, not read here

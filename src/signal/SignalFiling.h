@@ -2,17 +2,23 @@
 /// Filing a signal in the tables of its kind, and taking it out again.
 ///
 /// Every bus and input class keeps its signals in the same three places: the storage's table of the kind and
-/// the storage's identifier table, both under the signal's identifier, and a class-wide table under the frame
-/// key.
+/// the storage's identifier table, both under the signal's identifier, and under the frame key a table that
+/// is class-wide or the storage's own.
 #pragma once
 
 #include "signal/BaseSignal.h"
 #include "signal/Diagnostics.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
-#include <map>
 #include <vector>
+
+/// The identifier under which the list of its kind keeps a signal that was refused because it was taken; 0 if
+/// there is none.
+struct RefusedId {
+    static std::uint64_t& of(BaseSignal& signal) { return signal.refusedId; }
+};
 
 namespace filing {
 
@@ -29,49 +35,43 @@ inline SignalStorage& storageOrDefault(SignalStorage* storage) {
 /// entry in `ofKind` but counts as rejected. `lineEnd` ends the report. \return whether the signal is to be
 /// filed further
 template <class Signal>
-bool enter(Signal& signal, std::uint64_t kindBit, std::map<std::uint64_t, std::vector<Signal*>>& ofKind,
-           LogSite site, bool endLine = true) {
-    signal.id = BaseSignal::instanceCounter++ + kindBit;
+bool enter(Signal& signal, std::uint64_t kindBit, IdTable<std::vector<Signal*>>& ofKind, LogSite site,
+           bool endLine = true) {
+    // Storages that stand alone count from several threads.
+    signal.id = std::atomic_ref(BaseSignal::instanceCounter)++ + kindBit;
     ofKind[signal.id].push_back(&signal);
     if (signal.storage->instancesById.try_emplace(signal.id, &signal).second) {
         return true;
     }
-    const std::lock_guard guard(LogUtil::logMutex);
-    writeLineHead(std::cout, "[ERROR] ", site, "gpId 0x", std::hex, signal.id, std::dec, " already exists",
-                  endLine ? "\n" : "");
-    std::cout.flush();
+    LogLine line(LogLevel::Error);
+    line.out() << site << "gpId 0x" << std::hex << signal.id << std::dec << " already exists"
+               << (endLine ? "\n" : "");
+    RefusedId::of(signal) = signal.id;
     signal.id = rejectedId;
     return false;
 }
 
-/// Takes `signal` out of `ofKind`. A missing identifier is passed over: the signal was rejected, or it is the
-/// child of a signal that has left. An identifier without the signal is reported at `site`; `gap` stands
-/// between its name and the text.
+/// Takes `signal` out of `ofKind`, if it was refused too. A missing identifier is passed over: the signal was
+/// rejected, or it is the child of a signal that has left. An identifier without the signal is reported at
+/// `site`; `gap` stands between its name and the text.
 template <class Signal>
-void leave(const Signal& signal, std::map<std::uint64_t, std::vector<Signal*>>& ofKind, LogSite site,
-           const char* gap = " ") {
-    const auto entry = ofKind.find(signal.id);
+void leave(Signal& signal, IdTable<std::vector<Signal*>>& ofKind, LogSite site, const char* gap = " ") {
+    const bool refused = signal.id == rejectedId && RefusedId::of(signal) != 0;
+    const auto entry = ofKind.find(refused ? RefusedId::of(signal) : signal.id);
     if (entry == ofKind.end()) {
         return;
     }
     auto& signals = entry->second;
     const auto position = std::find(signals.begin(), signals.end(), &signal);
     if (position == signals.end()) {
-        logError(site, signal.def.instance, gap, "instance not found in vector");
+        if (!refused) {
+            logError(site, signal.def.instance, gap, "instance not found in vector");
+        }
         return;
     }
     signals.erase(position);
     if (signals.empty()) {
         ofKind.erase(entry);
-    }
-}
-
-/// Removes every occurrence of `signal` from every list of `table`, then every list that is empty.
-template <class Table, class Signal>
-void purge(Table& table, const Signal* signal) {
-    for (auto entry = table.begin(); entry != table.end();) {
-        std::erase(entry->second, signal);
-        entry = entry->second.empty() ? table.erase(entry) : std::next(entry);
     }
 }
 
@@ -81,12 +81,21 @@ void dump(const Table& table, LogSite site) {
     for (const auto& [key, signals] : table) {
         const std::lock_guard guard(LogUtil::logMutex);
         logDebug(site, std::hex, key, std::dec);
-        writeLineHead(std::cout, "[DEBUG] ", site, "[");
+        LogLine line(LogLevel::Debug);
+        line.out() << site << "[";
         for (const auto* signal : signals) {
-            std::cout << *signal << ",";
+            line.out() << *signal << ",";
         }
-        std::cout << "]" << std::endl << std::endl;
+        line.out() << "]\n\n";
     }
+}
+
+/// The print form that all kinds share: the signal, its definition and its identifier, joined by `;`. Leaves
+/// the stream in hexadecimal mode.
+template <class Signal>
+std::ostream& print(std::ostream& out, const Signal& signal) {
+    return out << static_cast<const BaseSignal&>(signal) << ";" << signal.definition << ";index=" << std::hex
+               << signal.id;
 }
 
 } // namespace filing

@@ -2,8 +2,12 @@
 /// The registry in which signals are found by name, by identifier and by kind.
 #pragma once
 
+#include "signal/Export.h"
+#include "signal/IdTable.h"
+
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,17 +17,38 @@ class FlexRaySignal;
 class EthernetSignal;
 class InputSignal;
 class LINSignal;
+struct StorageTables;
+
+/// The tables by which frames find the signals of a storage.
+enum class SignalTables : std::uint8_t {
+    ClassWide, ///< the statics of the signal classes, which all such storages share
+    Own,       ///< tables of the storage itself: it *stands alone*
+};
 
 /// The signals of one client. Signals enter it when they are built and leave it when they are destroyed; it
-/// does not own them and must outlive them. Not locked: signals are built, destroyed and looked up on one
-/// thread. The tables by kind are keyed by signal identifier.
-class SignalStorage {
+/// does not own them and must outlive them. The tables by kind are keyed by signal identifier.
+///
+/// Threads: a storage is not locked; its signals are built, destroyed, looked up and decoded by one thread at
+/// a time. Storages with class-wide tables count as one here. A storage that stands alone shares nothing with
+/// any other: each may have a thread of its own, which decodes, builds and destroys private signals without a
+/// lock and without slowing the others, and the same definitions may stand in several.
+class RKSIGNAL_EXPORT SignalStorage {
   public:
+    /// A storage with class-wide tables.
+    SignalStorage() = default;
+    explicit SignalStorage(SignalTables tables);
+
     std::map<std::string, BaseSignal*> instancesByName;
-    std::map<std::uint64_t, BaseSignal*> instancesById;
-    std::map<std::uint64_t, std::vector<CANSignal*>> canSignals;
-    std::map<std::uint64_t, std::vector<FlexRaySignal*>> flexRaySignals;
-    std::map<std::uint64_t, std::vector<EthernetSignal*>> ethernetSignals;
-    std::map<std::uint64_t, std::vector<InputSignal*>> inputSignals;
-    std::map<std::uint64_t, std::vector<LINSignal*>> linSignals;
+    IdTable<BaseSignal*> instancesById;
+    IdTable<std::vector<CANSignal*>> canSignals;
+    IdTable<std::vector<FlexRaySignal*>> flexRaySignals;
+    IdTable<std::vector<EthernetSignal*>> ethernetSignals;
+    IdTable<std::vector<InputSignal*>> inputSignals;
+    IdTable<std::vector<LINSignal*>> linSignals;
+
+    /// The tables of a storage that stands alone (signal/StorageTables.h), else null. A copy of the storage
+    /// has the same ones. Clients reach the tables in use, whichever these are, through the classes, for
+    /// reading and for placing signals by hand: `CANSignal::containerOf(&storage)`,
+    /// `EthernetSignal::tablesOf(&storage)` and so on.
+    std::shared_ptr<StorageTables> ownTables;
 };

@@ -145,4 +145,20 @@ value description table
 )"));
 }
 
+TEST_F(CANTest, FiledUnderItsMultiplexerValueItIsDecodedWithThatValueOnly) {
+    CANSignal selector(classicSignal("Selector", {0, 8}, 1));
+    canSignalDef_t definition = classicSignal("Branch", {8, 8});
+    definition.multiplexed = true;
+    definition.mux = 3;
+    CANSignal branch(definition);
+    EXPECT_THAT(decode(*frame({4, 9})), ElementsAre(selector.id, branch.id)) << "before";
+    branch.fileUnderMultiplexer();
+    branch.fileUnderMultiplexer();
+    EXPECT_THAT(decode(*frame({4, 9})), ElementsAre(selector.id));
+    EXPECT_THAT(decode(*frame({3, 9})), ElementsAre(selector.id, branch.id));
+    canSignalDef_t refused = fdSignal("Refused", {4, 64});
+    CANSignal(refused).fileUnderMultiplexer();
+    EXPECT_EQ(CANSignal::canContainer.size(), 2U);
+}
+
 } // namespace

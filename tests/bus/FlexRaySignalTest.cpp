@@ -102,7 +102,7 @@ TEST_F(FlexRayTest, RecordsAreInUseByTheirBytes) {
     BaseSignal::debug = 1;
     EXPECT_TRUE(inUse(25) && !inUse(24) && !inUse(25, 2));
     BaseSignal::debug = 0;
-    EXPECT_EQ(output.take(), "[DEBUG] FlexRaySignal::signalsInUse() id = 200000000c401501 in use\n"
+    EXPECT_EQ(output.take(), "[DEBUG] FlexRaySignal::signalsInUse() id = 200000000c401501 in use \n"
                              "[DEBUG] FlexRaySignal::signalsInUse() id = 2000000008401501 not in use\n");
     for (const std::size_t offset : {14U, 15U, 19U, 20U, 24U}) {
         record[offset] ^= 1;

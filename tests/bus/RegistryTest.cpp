@@ -5,6 +5,7 @@
 #include "bus/EthernetSignal.h"
 #include "bus/FlexRaySignal.h"
 #include "bus/LINSignal.h"
+#include "input/DigitalSignal.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
 
@@ -15,8 +16,7 @@ using Registry = SignalTest;
 /// Builds two signals of one identifier, has the second, which was refused, look like one that is not where
 /// it was filed, and returns what is said.
 template <class Signal, class Definition>
-std::string linesOfClash(Definition definition, std::map<std::uint64_t, std::vector<Signal*>>& filed,
-                         const auto& frames) {
+std::string linesOfClash(Definition definition, IdTable<std::vector<Signal*>>& filed, const auto& frames) {
     CapturedOutput output;
     static_cast<baseSignalDef_t&>(definition) = byteDefinition("first");
     BaseSignal::instanceCounter = 0;
@@ -34,6 +34,37 @@ std::string linesOfClash(Definition definition, std::map<std::uint64_t, std::vec
     }
     BaseSignal::defSignalStorage.instancesById[first.id] = &first;
     return output.take();
+}
+
+/// Refuses a signal and destroys it: what was entered of it must be gone with it.
+template <class Signal, class Definition>
+void refuseOne(std::uint64_t kindBit, const auto& filed) {
+    BaseSignal holder(byteDefinition("holder"));
+    auto definition = byteDefinition<Definition>("refused");
+    if constexpr (requires { definition.positions; })
+        definition.positions.resize(1);
+    BaseSignal::instanceCounter = 0;
+    BaseSignal::defSignalStorage.instancesById[kindBit] = &holder;
+    {
+        const Signal refused(definition);
+        EXPECT_EQ(refused.id, ~std::uint64_t{0});
+        definition.instance = "accepted";
+        const Signal accepted(definition);
+        EXPECT_EQ(filed.size(), 2U);
+    }
+    EXPECT_TRUE(filed.empty()) << std::hex << kindBit;
+    BaseSignal::defSignalStorage.instancesById.clear();
+}
+
+TEST_F(Registry, RefusedSignalsAreForgottenWhenTheyAreDestroyed) {
+    const CapturedOutput output;
+    const SignalStorage& storage = BaseSignal::defSignalStorage;
+    refuseOne<CANSignal, canSignalDef_t>(0x8000000000000000, storage.canSignals);
+    refuseOne<LINSignal, linSignalDef_t>(0x4000000000000000, storage.linSignals);
+    refuseOne<FlexRaySignal, flexRaySignalDef_t>(0x2000000000000000, storage.flexRaySignals);
+    refuseOne<EthernetSignal, ethernetSignalDef_t>(0x1000000000000000, storage.ethernetSignals);
+    EXPECT_FALSE(EthernetSignal::channelsInUse[0]) << "the last signal is gone";
+    refuseOne<DigitalSignal, inputSignalDef_t>(0x0400000000000000, storage.inputSignals);
 }
 
 TEST_F(Registry, TakenIdentifiersAndLostSignalsAreReported) {

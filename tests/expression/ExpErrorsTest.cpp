@@ -1,6 +1,51 @@
 // What is said about texts that are no expressions, and while parsing is traced.
 
 #include "expression/ExpressionTest.h"
+#include "rkutil/LogUtil.h"
+
+#include <future>
+
+namespace {
+
+/// Counts what it receives while no thread holds the log lock.
+struct LockCheckingBuffer : std::streambuf {
+    int overflow(int character) override {
+        check();
+        return character;
+    }
+    std::streamsize xsputn(const char*, std::streamsize size) override {
+        check();
+        return size;
+    }
+    int sync() override {
+        check();
+        return 0;
+    }
+    void check() {
+        const auto isFree = [] { return std::unique_lock(LogUtil::logMutex, std::try_to_lock).owns_lock(); };
+        unlocked += std::async(std::launch::async, isFree).get() ? 1 : 0;
+        ++received;
+    }
+    int unlocked = 0;
+    int received = 0;
+};
+
+/// Groups digits by threes, as many locales do.
+struct Grouping : std::numpunct<char> {
+    std::string do_grouping() const override { return "\3"; }
+};
+
+const char* const kindNames[] = {"Syntax", "LongName", "DeepNesting", "UnknownSignal"};
+
+std::string partsOf(const std::vector<ExpError>& errors) {
+    std::ostringstream text;
+    for (const ExpError& error : errors)
+        text << kindNames[static_cast<int>(error.kind)] << " '" << error.message << "' line " << error.line
+             << " at '" << error.excerpt << "' name '" << error.name << "' step " << error.step << '\n';
+    return text.str();
+}
+
+} // namespace
 
 using ExpErrorsTest = ExpressionTest;
 
@@ -45,12 +90,105 @@ TEST_F(ExpErrorsTest, NameLineAndPlace) {
     EXPECT_THROW(ExpParser(nullptr, false), std::logic_error);
 }
 
+TEST_F(ExpErrorsTest, AreKeptAsDataAndPrintedUnlessOnlyCollected) {
+    const std::string tooLong(128, 'n');
+    const struct {
+        std::string text;
+        bool isUsable;
+        std::string errors;
+    } rows[] = {
+        {"a > 50", true, ""},
+        {"# note\nx * 2 > y + a || x", true,
+         "UnknownSignal 'Signal not found' line 2 at '' name 'x' step 0\n"
+         "UnknownSignal 'Signal not found' line 2 at '' name 'y' step 3\n"
+         "UnknownSignal 'Signal not found' line 2 at '' name 'x' step 7\n"},
+        {"x > a & a", false,
+         "UnknownSignal 'Signal not found' line 1 at '' name 'x' step 0\n"
+         "Syntax 'syntax error' line 1 at 'a & a' name '' step 3\n"},
+        {"a + " + tooLong, false,
+         "LongName 'name of 128 characters or more' line 1 at '+ " + tooLong + "' name '" + tooLong +
+             "' step 1\n"},
+        {std::string(10'000, '('), false, "DeepNesting 'memory exhausted' line 1 at '((' name '' step 0\n"},
+    };
+    set("a", 1);
+    CapturedOutput output;
+    CapturedStream& lines = output.err;
+    for (const auto& [text, isUsable, errors] : rows) {
+        const ExpParser silent(text.c_str(), false, &storage, ExpErrors::Collect);
+        EXPECT_EQ(lines.take(), "") << text;
+        const ExpParser expression(text.c_str(), false, &storage);
+        std::ostringstream printed;
+        for (const ExpError& error : expression.errors())
+            printed << "[ERROR] " << error << '\n';
+        EXPECT_EQ(lines.take(),
+                  printed.str() + (isUsable ? "" : "[ERROR] parser error in ExpParser: " + text + "\n\n"));
+        for (const ExpParser* const built : {&silent, &expression}) {
+            EXPECT_EQ(partsOf(built->errors()), errors) << text;
+            EXPECT_EQ(built->isUsable(), isUsable) << text;
+        }
+    }
+}
+
+TEST_F(ExpErrorsTest, LinesAreWrittenUnderTheLogLock) {
+    LockCheckingBuffer buffer;
+    const CapturedOutput output;
+    std::cout.rdbuf(&buffer);
+    std::cerr.rdbuf(&buffer);
+    ExpParser::debug = 1;
+    ExpParser expression("nothing there", false, &storage);
+    ExpParser::debug = 0;
+    expression.add(1.0);
+    EXPECT_EQ(result(expression), "unknown");
+    EXPECT_GT(buffer.received, 5);
+    EXPECT_EQ(buffer.unlocked, 0);
+}
+
+TEST_F(ExpErrorsTest, LinesFollowNoLocale) {
+    CapturedOutput output;
+    std::cerr.imbue(std::locale(std::cerr.getloc(), new Grouping));
+    ExpParser expression((std::string(1'233, '\n') + "1 1").c_str(), false);
+    EXPECT_NE(output.err.take().find("line 1234 syntax"), std::string::npos);
+    for (int i = 0; i < 4'320; ++i)
+        expression.add(1.0);
+    EXPECT_EQ(result(expression), "unknown");
+    EXPECT_EQ(output.err.take(), "[ERROR] stack size wrong at end of program: 4321\n");
+}
+
 TEST_F(ExpErrorsTest, LongExpressionsAreParsedToTheEnd) {
     std::string text = "1";
     for (int i = 0; i < 100'000; ++i)
         text += " + 1";
     EXPECT_EQ(result(text + " == 100001"), "true");
     EXPECT_EQ(result(std::string(9'000, '(') + "1" + std::string(9'000, ')')), "true");
+}
+
+TEST_F(ExpErrorsTest, LongTokensTakeLinearTime) {
+    const std::string zeros(8'000'000, '0'); // half a minute and more where time grows with the square
+    EXPECT_EQ(result(zeros + "2.5 == 2.5"), "true");
+    EXPECT_EQ(result("#" + zeros + "\n2.5"), "true");
+    EXPECT_EQ(
+        ExpParser(("n" + zeros).c_str(), false, &storage, ExpErrors::Collect).errors().at(0).name.size(),
+        zeros.size() + 1);
+}
+
+TEST_F(ExpErrorsTest, NothingIsLeftToReadAfterwards) {
+    for (std::string text : {"a > 50 & d", "a > 50"}) {
+        const bool isUsable = text == "a > 50";
+        CapturedOutput output;
+        set("a", 1);
+        for (int i = 0; i < 10'000 && !isUsable; ++i)
+            text += " + a";
+        ExpParser expression(text.c_str(), false, &storage);
+        YYSTYPE value;
+        EXPECT_EQ(explex(&value, &expression), 0);
+        EXPECT_EQ(explex(&value, &expression), 0);
+        output.err.take();
+        experror(&expression, "no more");
+        EXPECT_EQ(output.err.take(), "[ERROR] expression parser: line " + std::string(isUsable ? "2" : "1") +
+                                         " no more at ''\n");
+        EXPECT_EQ(expression.errors().size(), isUsable ? 1U : 2U);
+        EXPECT_EQ(expression.isUsable(), isUsable);
+    }
 }
 
 TEST_F(ExpErrorsTest, DebugLinesAndTraces) {

@@ -2,13 +2,16 @@
 
 #include "expression/ExpressionTest.h"
 
+#include <atomic>
+#include <barrier>
 #include <cstdlib>
 #include <limits>
 #include <new>
+#include <thread>
 
 namespace {
 
-std::size_t allocations = 0;
+std::atomic<std::size_t> allocations = 0;
 
 /// A signal whose class has its own way of reading.
 class Doubling : public BaseSignal {
@@ -23,6 +26,11 @@ class Doubling : public BaseSignal {
 };
 
 } // namespace
+
+/// How often the program has allocated so far.
+std::size_t allocationsSoFar() {
+    return allocations;
+}
 
 // Not inlined: the compiler would take the pairs of new and free for mistakes.
 [[gnu::noinline]] void* operator new(std::size_t size) {
@@ -140,6 +148,37 @@ TEST_F(ExpParserTest, EvaluationAllocatesNothing) {
         expression.getLastestTime();
     }
     EXPECT_EQ(allocations, before);
+}
+
+TEST_F(ExpParserTest, TheStackGrowsInFewAllocations) {
+    ExpParser expression("0", false);
+    expression.program.reserve(1'000'001);
+    const std::size_t before = allocations;
+    for (std::uint64_t steps = 2; steps <= 1'000'000; ++steps) {
+        expression.add(1.0);
+        ASSERT_EQ(expression.stackCapacity, steps);
+    }
+    EXPECT_LE(allocations - before, 20U);
+}
+
+TEST_F(ExpParserTest, SeveralThreadsBuildAtOnce) {
+    std::barrier start(4);
+    const auto build = [&](int thread) {
+        const std::string text = "s" + std::to_string(thread) + " == " + std::to_string(thread);
+        start.arrive_and_wait();
+        for (int i = 0; i < 5'000; ++i) {
+            const ExpParser other("x > > 1", false, &storage, ExpErrors::Collect);
+            EXPECT_FALSE(other.isUsable());
+            EXPECT_EQ(result(text), "true");
+        }
+    };
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        set("s" + std::to_string(thread), thread);
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back(build, thread);
+    threads.clear();
+    EXPECT_TRUE(ExpParser::allExpParsers.empty());
 }
 
 TEST_F(ExpParserTest, ClearDestroysAllThatWereBuilt) {

@@ -11,12 +11,26 @@
 
 using InputSignalTest = InputTest;
 
+std::size_t allocationsSoFar(); // expression/ExpParserTest.cpp counts them
+
 namespace {
 
 constexpr std::uint64_t digitalBit = 0x0400000000000000;
 constexpr std::uint64_t analogBit = 0x0200000000000000;
 constexpr std::uint64_t keyboardBit = 0x0800000000000000;
 constexpr std::uint64_t loggerBit = 0x0100000000000000;
+
+TEST_F(InputSignalTest, DecodingSystemMessagesDoesNotAllocate) {
+    const LoggerStatusSignal internal(wide("Logger.IntMemory"));
+    const LoggerStatusSignal external(wide("Logger.ExtMemory"));
+    const SystemUsageMessage message(5, 40, 50, 70);
+    std::vector<unsigned long> ids;
+    for (int round = 0; round < 2; ++round) { // the list of identifiers grows in the first
+        const std::size_t before = allocationsSoFar();
+        EXPECT_TRUE(InputSignal::decodeMessage(message, ids));
+        EXPECT_TRUE(round == 0 || allocationsSoFar() == before);
+    }
+}
 
 } // namespace
 

@@ -201,6 +201,58 @@ TEST(TraceRecordFile, DamageCostsTheRecordsItHits) {
     EXPECT_FALSE(read("RKTRACE\x02" + content.substr(8)).has_value());
 }
 
+std::string falseHead(std::uint32_t length) {
+    std::string head = "RKTR";
+    for (int shift = 24; shift >= 0; shift -= 8)
+        head += static_cast<char>(length >> shift);
+    return head + "\x01\x02\x03\x04";
+}
+
+// The records come back whatever false heads claim: bytes of one record or of many, to the end or past it.
+TEST(TraceRecordFile, FalseHeadsCostNoRecord) {
+    Random random;
+    for (int round = 0; round < 4; ++round) {
+        std::vector<Record> records;
+        std::string content = fileOf({});
+        std::size_t damage = 0;
+        while (content.size() < 700'000) {
+            for (std::size_t heads = random.below(4); heads > 0; --heads, damage += 12)
+                content += falseHead(static_cast<std::uint32_t>(
+                    random.below(2) == 0 ? random.below(300) : random.below(400'000)));
+            records.push_back(encoded(MIITraceMessage{random, random.bytes<Record>(700), random}));
+            content += fileOf({records.back()}).substr(8);
+        }
+        const auto result = read(content);
+        EXPECT_EQ(result->records, records);
+        EXPECT_EQ(result->damaged, damage);
+    }
+}
+
+// A reader that sums the bytes of every head anew takes minutes or hours for these.
+TEST(TraceRecordFile, FilesFullOfHeadsTakeNoLongerThanOthers) {
+    const Record record = encoded(KeyboardMessage());
+    const std::string whole = fileOf({record}).substr(8);
+    const struct {
+        std::string repeated;
+        std::size_t megabytes, records; ///< in what is repeated
+    } rows[] = {
+        {std::string("RKTR\0", 5), 4, 0},                      // 5 MB each, which overlap
+        {falseHead(TraceRecordReader::maxRecordLength), 4, 0}, // past the end
+        {falseHead(1'000'000) + whole, 4, 1},
+        {falseHead(TraceRecordReader::maxRecordLength) + std::string(88, 0), 40,
+         0}, // more than a buffer holds
+    };
+    for (const auto& row : rows) {
+        std::string content = fileOf({});
+        std::size_t count = 0;
+        for (; content.size() < row.megabytes << 20; ++count)
+            content += row.repeated;
+        const auto result = read(content + whole);
+        EXPECT_EQ(result->records, std::vector(count * row.records + 1, record));
+        EXPECT_EQ(result->damaged, count * (row.repeated.size() - row.records * whole.size()));
+    }
+}
+
 TEST(TraceRecordFile, TheChecksumIsTheUsualOne) {
     const std::string text = "The quick brown fox jumps over the lazy dog"; // CRC-32 0x414FA339
     EXPECT_EQ(fileOf({Record(text.begin(), text.end())}),

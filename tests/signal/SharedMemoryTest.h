@@ -64,13 +64,25 @@ class Peer {
     int channel;
 };
 
-/// Gives instance names that no other run uses, and removes their key files and segments at the end.
+/// Where the claim of a key lies, and what it says.
+inline std::string claimFile(key_t key) {
+    std::ostringstream path;
+    path << "/tmp/.rksignal-key-" << std::hex << key;
+    return path.str();
+}
+inline std::string claimOf(const std::string& instance) {
+    std::error_code none;
+    return std::filesystem::read_symlink(claimFile(keyOf(instance)), none).string();
+}
+
+/// Gives instance names that no other run uses, and removes their key files, claims and segments at the end.
 class SharedMemoryTest : public SignalTest {
   protected:
     void TearDown() override {
         SignalTest::TearDown();
         for (const std::string& instance : instances) {
             shmctl(segmentOf(instance), IPC_RMID, nullptr);
+            std::filesystem::remove(claimFile(keyOf(instance)));
             std::filesystem::remove_all("/tmp/" + instance);
         }
     }

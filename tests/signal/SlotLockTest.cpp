@@ -4,15 +4,23 @@
 
 #include "bus/CANSignal.h"
 
+#include <cstring>
+#include <thread>
+
 namespace {
 
-using SlotLock = SharedMemoryTest;
+class SlotLock : public SharedMemoryTest {
+  protected:
+    /// What an operation says when the mutex is of another kind.
+    static std::string refusal(const std::string& instance) {
+        return filled("[ERROR] BaseSignal::lock() mutex trylock(NAME): Invalid argument\n"
+                      "[ERROR] BaseSignal::unlock() mutex unlock(NAME): Invalid argument\n",
+                      {{"NAME", instance}});
+    }
+};
 
 /// Seen by the lines of a slot whose mutex refuses to be locked, after which every operation goes on.
 TEST_F(SlotLock, OperationsThatTakeIt) {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the thread sanitizer objects to the unlock without a lock, which is meant";
-#endif
     canSignalDef_t frameSignal;
     static_cast<baseSignalDef_t&>(frameSignal) = definition("CAN");
     CANSignal can(frameSignal, true);
@@ -35,11 +43,47 @@ TEST_F(SlotLock, OperationsThatTakeIt) {
     for (const auto& [locked, operation] : rows) {
         operation();
         EXPECT_TRUE(output.err.isFlushed());
-        const std::string lines = "[ERROR] BaseSignal::lock() mutex trylock(NAME): Invalid argument\n"
-                                  "[ERROR] BaseSignal::unlock() mutex unlock(NAME): Invalid argument\n";
-        EXPECT_EQ(output.take(), locked == nullptr ? "" : filled(lines, {{"NAME", locked->def.instance}}));
+        EXPECT_EQ(output.take(), locked == nullptr ? "" : refusal(locked->def.instance));
     }
     EXPECT_EQ(can.slot->valid + fallenBack.slot->valid, 2);
+}
+
+/// What another user may write over a mutex, to have the C library follow it or give up.
+TEST_F(SlotLock, ForgedMutexIsRefusedAndLeftAlone) {
+    const baseSignalDef_t def = definition("S");
+    for (const int kind : {1, 2, 3, 4, 16, 17, 18, 32, 33, 48, 64, 128, 256, 512, -1, 1 << 30}) {
+        SCOPED_TRACE(kind);
+        const Peer victim({[&] {
+            BaseSignal signal(def, true);
+            pthread_mutex_t forged;
+            std::memset(&forged, 0xA8, sizeof forged);
+            forged.__data.__lock = 0;
+            forged.__data.__kind = kind;
+            std::memcpy(&signal.slot->mutex, &forged, sizeof forged);
+            output.take();
+            signal.writeRaw(7, 8);
+            const bool same = std::memcmp(&signal.slot->mutex, &forged, sizeof forged) == 0;
+            return output.take() + std::to_string(signal.slot->raw) + (same ? " left alone" : " changed");
+        }});
+        EXPECT_EQ(victim.step(), refusal(def.instance) + "7 left alone");
+    }
+}
+
+TEST_F(SlotLock, ThreadBlockedInTheCLibraryIsWoken) {
+    BaseSignal signal(definition("S"), true);
+    pthread_mutex_t& mutex = signal.slot->mutex;
+    EXPECT_EQ(slotmutex::tryLock(mutex), 0);
+    EXPECT_EQ(pthread_mutex_trylock(&mutex), EBUSY);
+    std::thread blocked([&] {
+        pthread_mutex_lock(&mutex);
+        EXPECT_EQ(slotmutex::tryLock(mutex), EBUSY);
+        pthread_mutex_unlock(&mutex);
+    });
+    while (std::atomic_ref(mutex.__data.__lock).load() != 2)
+        sched_yield();
+    EXPECT_EQ(slotmutex::unlock(mutex), 0);
+    blocked.join();
+    EXPECT_EQ(slotmutex::tryLock(mutex), 0);
 }
 
 TEST_F(SlotLock, NoTornPairBetweenFourProcesses) {
@@ -51,6 +95,18 @@ TEST_F(SlotLock, NoTornPairBetweenFourProcesses) {
         for (; rawText(stop) == "invalid"; raw += 2) {
             signal.write(raw, stampOf(raw));
             signal.writeRaw(raw, stampOf(raw));
+        }
+        return std::string();
+    };
+    /// As a process of another make does, with the C library's lock.
+    const auto writeByHand = [&] {
+        BaseSignal signal(def, true), stop(end, true);
+        for (unsigned long raw = 2; rawText(stop) == "invalid"; raw += 2) {
+            while (pthread_mutex_trylock(&signal.slot->mutex) != 0)
+                sched_yield();
+            signal.slot->raw = raw;
+            signal.slot->timestamp = stampOf(raw);
+            pthread_mutex_unlock(&signal.slot->mutex);
         }
         return std::string();
     };
@@ -74,8 +130,7 @@ TEST_F(SlotLock, NoTornPairBetweenFourProcesses) {
         return std::to_string(torn) + " torn\n" + output.take().substr(0, retry.size());
     };
     BaseSignal::detachOnly = true;
-    const Peer peers[] = {Peer({read}), Peer({read}), Peer({[&] { return write(1); }}),
-                          Peer({[&] { return write(2); }})};
+    const Peer peers[] = {Peer({read}), Peer({read}), Peer({[&] { return write(1); }}), Peer({writeByHand})};
     BaseSignal signal(def, true), stop(end, true);
     signal.writeRaw(0, stampOf(0));
     for (const Peer& peer : peers)

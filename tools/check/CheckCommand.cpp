@@ -45,10 +45,11 @@ class CheckRun {
         if (definitions.empty() && conditions.files.empty() && conditions.when.empty()) {
             throw UsageError("there is nothing to check");
         }
-        loadDefinitions(definitions, channels, catalog);
+        InputSet inputs; // nothing is written
+        loadDefinitions(definitions, channels, catalog, inputs);
         const std::vector<ConditionText> texts = readConditions(conditions, remarks);
-        add(compileConditions(texts, storage, conditions.options));
-        write(catalog.notes());
+        add(compileConditions(texts, catalog.storage(), conditions.options));
+        write(catalog.remarks().kept());
         writeRemarks();
         write(std::vector{summary(texts.size())});
         out.finish(); // a reader that has gone has seen enough
@@ -107,13 +108,7 @@ class CheckRun {
         return text;
     }
 
-    std::size_t definitionErrors() const {
-        const auto& notes = catalog.notes();
-        const auto isError = [](const DefinitionNote& note) {
-            return note.severity == DbcNote::Severity::Error;
-        };
-        return static_cast<std::size_t>(std::count_if(notes.begin(), notes.end(), isError));
-    }
+    std::size_t definitionErrors() const { return catalog.remarks().count(Severity::Error); }
 
     ExitStatus conclude() const {
         const bool isClean = definitionErrors() == 0 && remarks.count(Severity::Error) == 0 &&
@@ -123,8 +118,7 @@ class CheckRun {
 
     DefinitionOptions definitions;
     ConditionArguments conditions;
-    SignalStorage storage;
-    Catalog catalog{storage};
+    Catalog catalog;
     ChannelMap channels;
     RemarkList remarks;
     OutputBuffer out;

@@ -24,7 +24,7 @@ struct CheckOptions : DefinitionOptions {
 /// `Console::output`.
 /// \return Clean, or Damaged if a line of a definition file could not be understood or a condition has an
 /// error or a warning
-/// \throws UsageError, std::system_error
+/// \throws UsageError, Error, std::system_error
 ExitStatus check(const CheckOptions& options, const Console& console);
 
 /// Adds the command to the program. When it has been called, `status` is set to its result.

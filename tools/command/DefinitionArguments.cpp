@@ -1,17 +1,14 @@
 #include "command/DefinitionArguments.h"
 
 #include "command/UsageError.h"
-#include "definition/dbc/DbcFile.h"
-#include "definition/json/DefinitionFile.h"
-
 #include "trace/TraceFormat.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <charconv>
-#include <filesystem>
+#include <new>
 #include <string_view>
 #include <system_error>
+#include <unistd.h>
 
 namespace rksignal {
 namespace {
@@ -29,11 +26,28 @@ std::uint8_t channelNumber(std::string_view text, const std::string& argument) {
     return number;
 }
 
+/// \throws UsageError if the file is a trace: read as definitions it would be an error in every line
+void refuseTrace(const std::string& path) {
+    if (const auto format = path != "-" ? detectTrace(path) : std::nullopt) {
+        throw UsageError(path + " is " + formatName(*format) + ", not a file of definitions");
+    }
+}
+
+/// Calls `load`. \throws UsageError if the memory does not suffice
+template <class Load>
+void namingFile(const std::string& path, Load&& load) {
+    try {
+        load();
+    } catch (const std::bad_alloc&) {
+        throw UsageError(path + ": too large for the memory");
+    }
+}
+
 std::uint8_t boundChannel(std::string_view name, const std::string& argument, ChannelMap& channels) {
     if (isNumber(name)) {
         return channelNumber(name, argument);
     }
-    const auto channel = channels.channelOf(name);
+    const auto channel = channels.expect(name);
     if (!channel) {
         throw UsageError(argument + ": too many different interface names");
     }
@@ -42,27 +56,11 @@ std::uint8_t boundChannel(std::string_view name, const std::string& argument, Ch
 
 } // namespace
 
-void addDefinitionArguments(CLI::App& command, DefinitionOptions& options,
-                            std::vector<std::string>* patterns) {
+void addDefinitionArguments(CLI::App& command, DefinitionOptions& options) {
     command.add_option("--dbc", options.definitions, "Signal definitions, for one channel or for all")
         ->type_name("[CHANNEL=]FILE")
         ->allow_extra_args(false);
-    const auto take = [&options, patterns](const std::string& argument) {
-        if (isSignalFile(argument)) {
-            options.signalFiles.push_back(argument);
-        } else if (patterns != nullptr) {
-            patterns->push_back(argument);
-        } else {
-            throw UsageError("--signals " + argument + ": a definition file ends in .json");
-        }
-    };
-    command
-        .add_option_function<std::vector<std::string>>(
-            "--signals",
-            [take](const std::vector<std::string>& arguments) {
-                std::for_each(arguments.begin(), arguments.end(), take);
-            },
-            "Definitions of signals of all kinds")
+    command.add_option("--signals", options.signalFiles, "Definitions of signals of all kinds")
         ->type_name("FILE.json")
         ->allow_extra_args(false);
     command.add_option("--channel", options.channels, "Channel number of an interface; can0 is 0 by itself")
@@ -91,8 +89,8 @@ void assignChannels(const std::vector<std::string>& arguments, ChannelMap& chann
 
 DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelMap& channels) {
     const std::size_t equals = argument.find('=');
-    const bool isPath = equals == argument.npos || argument.find('/') < equals ||
-                        std::filesystem::exists(std::filesystem::path(argument));
+    const bool isPath =
+        equals == argument.npos || argument.find('/') < equals || access(argument.c_str(), F_OK) == 0;
     if (isPath) {
         return {argument, std::nullopt};
     }
@@ -103,26 +101,23 @@ DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelM
     return {argument.substr(equals + 1), boundChannel(name, argument, channels)};
 }
 
-void refuseTrace(const std::string& path) {
-    if (const auto format = path != "-" ? detectTrace(path) : std::nullopt) {
-        throw UsageError(path + " is " + formatName(*format) + ", not a file of definitions");
-    }
-}
-
-void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog) {
-    for (const std::string& argument : arguments) {
+void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog,
+                     InputSet& inputs) {
+    assignChannels(options.channels, channels);
+    for (const std::string& argument : options.definitions) {
         const DefinitionArgument file = parseDefinitionArgument(argument, channels);
         refuseTrace(file.path);
-        catalog.add(readDbc(file.path), file.channel);
+        inputs.add(file.path);
+        namingFile(file.path, [&] { catalog.addDbc(file.path, file.channel); });
     }
-}
-
-void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog) {
-    assignChannels(options.channels, channels);
-    loadDefinitions(options.definitions, channels, catalog);
     for (const std::string& path : options.signalFiles) {
+        if (!isSignalFile(path)) {
+            throw UsageError("--signals " + path + ": the name of a definition file ends in .json" +
+                             (path.find_first_of("*?[") != path.npos ? "; --only takes patterns" : ""));
+        }
         refuseTrace(path);
-        catalog.add(readSignalDefinitions(path));
+        inputs.add(path);
+        namingFile(path, [&] { catalog.addJson(path); });
     }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "catalog/Catalog.h"
+#include "output/InputSet.h"
 #include "trace/ChannelMap.h"
 
 #include <cstdint>
@@ -26,10 +27,8 @@ struct DefinitionOptions {
     bool empty() const { return definitions.empty() && signalFiles.empty(); }
 };
 
-/// Adds `--dbc`, `--signals` and `--channel`. `options` must outlive `command`. \param patterns if given,
-/// gets what `--signals` gives and is no definition file; otherwise that is an error
-void addDefinitionArguments(CLI::App& command, DefinitionOptions& options,
-                            std::vector<std::string>* patterns = nullptr);
+/// Adds `--dbc`, `--signals` and `--channel`. `options` must outlive `command`.
+void addDefinitionArguments(CLI::App& command, DefinitionOptions& options);
 
 /// Whether the name is that of a definition file of all kinds, by its end `.json`.
 bool isSignalFile(std::string_view path);
@@ -47,15 +46,9 @@ struct DefinitionArgument {
 /// of a file, or has a `/` before its first `=`, has no CHANNEL. \throws UsageError
 DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelMap& channels);
 
-/// \throws UsageError if the file is a trace: read as definitions it would be an error in every line
-void refuseTrace(const std::string& path);
-
-/// Reads the files of such arguments, in their order.
-/// \throws UsageError, std::system_error if a file cannot be read
-void loadDefinitions(const std::vector<std::string>& arguments, ChannelMap& channels, Catalog& catalog);
-
-/// Reads all files, DBC files first, after the channels. \throws UsageError, DefinitionError,
-/// std::system_error
-void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog);
+/// Reads all files, DBC files first, after the channels, and enters them in `inputs`. \throws UsageError,
+/// Error
+void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog,
+                     InputSet& inputs);
 
 } // namespace rksignal

@@ -7,14 +7,13 @@
 namespace rksignal {
 
 void ProgressBar::show(std::uint64_t done) {
-    constexpr int cells = 40;
     const double part = static_cast<double>(std::min(done, total)) / static_cast<double>(total);
     const int percent = static_cast<int>(100 * part);
     if (percent == shown) {
         return;
     }
     shown = percent;
-    const auto filled = static_cast<std::size_t>(cells * percent / 100);
+    const std::size_t filled = cells * static_cast<std::size_t>(percent) / 100;
     out << "\r[" << std::string(filled, '=') << std::string(cells - filled, ' ') << "] " << percent << "%"
         << std::flush;
 }

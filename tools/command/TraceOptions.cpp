@@ -4,7 +4,7 @@
 
 namespace rksignal {
 
-void addTraceArguments(CLI::App& command, TraceOptions& options, std::vector<std::string>* patterns) {
+void addTraceArguments(CLI::App& command, TraceOptions& options) {
     command.add_option("TRACE", options.traces, "Traces, merged by time; - is standard input");
     command.add_option("--gps", options.gpsLogs, "The log of a GPS receiver (NMEA 0183)")
         ->type_name("FILE")
@@ -12,7 +12,7 @@ void addTraceArguments(CLI::App& command, TraceOptions& options, std::vector<std
     command.add_option("--shift", options.shifts, "Seconds to add to the times of a trace")
         ->type_name("FILE=SECONDS")
         ->allow_extra_args(false);
-    addDefinitionArguments(command, options, patterns);
+    addDefinitionArguments(command, options);
 }
 
 CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options) {
@@ -25,7 +25,7 @@ CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options) {
             ->check(CLI::IsMember({"csv", "jsonl"}));
     command.add_option("-o,--output", options.output, "Write to this file instead of standard output")
         ->type_name("FILE");
-    command.add_flag("-q,--quiet", options.quiet, "No remarks and no summary");
+    command.add_flag("-q,--quiet", options.quiet, "No remarks and no summary, only errors");
     return format;
 }
 

@@ -26,8 +26,7 @@ struct TraceOptions : DefinitionOptions {
 
 /// Adds what a replay needs: the traces, `--gps`, `--shift`, and what addDefinitionArguments() adds.
 /// `options` must outlive `command`, here and below.
-void addTraceArguments(CLI::App& command, TraceOptions& options,
-                       std::vector<std::string>* patterns = nullptr);
+void addTraceArguments(CLI::App& command, TraceOptions& options);
 
 /// Adds what says where and how results are written: `--format`, which is returned, `--output`, `--quiet`.
 CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options);

@@ -1,10 +1,10 @@
 #include "command/TraceRun.h"
 
+#include "command/AbsentChannels.h"
 #include "command/DefinitionArguments.h"
 #include "command/ProgressBar.h"
 #include "command/SecondsArgument.h"
 #include "command/UsageError.h"
-#include "output/OutputFile.h"
 #include "output/ReplaySummary.h"
 
 #include <algorithm>
@@ -45,7 +45,7 @@ TraceRun::TraceRun(const TraceOptions& options, const Console& console) : option
     if (options.empty()) {
         throw UsageError("there are no definitions: --dbc or --signals gives them");
     }
-    loadDefinitions(options, traces.channels(), signals);
+    loadDefinitions(options, traces.channels(), signals, files);
     printNotes();
     if (signals.signals().empty()) {
         throw UsageError("no usable definition in " + nameFiles(options));
@@ -54,9 +54,9 @@ TraceRun::TraceRun(const TraceOptions& options, const Console& console) : option
 }
 
 void TraceRun::printNotes() const {
-    if (!options.quiet) {
-        for (const DefinitionNote& note : signals.notes()) {
-            console.messages << note << '\n';
+    for (const Remark& remark : signals.remarks()) {
+        if (!options.quiet || remark.severity == Severity::Error) {
+            console.messages << remark << '\n';
         }
     }
 }
@@ -66,6 +66,7 @@ void TraceRun::openTraces() {
         throw UsageError("there is no trace");
     }
     shifts = parseShifts(options);
+    interruption.emplace(traces);
     for (const std::string& path : options.traces) {
         addTrace(path, std::nullopt);
     }
@@ -77,22 +78,21 @@ void TraceRun::openTraces() {
 void TraceRun::addTrace(const std::string& path, std::optional<TraceFormat> format) {
     const auto shift = shifts.find(path);
     traces.addFile(path, {shift != shifts.end() ? shift->second : 0, format});
-    if (!options.output.empty() && isSameFile(path, options.output)) {
-        throw UsageError("the output would overwrite the trace " + path);
-    }
+    files.add(path);
 }
 
-ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer& out) {
+ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows) {
     Replay replay(signals, sink);
     const std::uint64_t total = traces.size();
-    const bool showsProgress = console.interactive && !options.quiet && total > 0;
-    ProgressBar bar(console.messages, total);
+    const bool showsProgress =
+        console.columns > 0 && !options.quiet && total > 0 && (rows == nullptr || !rows->isTerminal());
+    ProgressBar bar(console.messages, total, console.columns);
     traces.onProgress([&] {
         if (showsProgress) {
             bar.show(traces.position());
         }
-        if (total == 0) { // whatever comes next may take its time
-            out.flush();
+        if (total == 0 && rows != nullptr) { // whatever comes next may take its time
+            rows->flush();
         }
     });
     replay.run(traces);
@@ -100,17 +100,30 @@ ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer& out) {
     return replay.statistics();
 }
 
+void TraceRun::complete(OutputFile& file, const ReplayStatistics& statistics) const {
+    if (file.replacesFile() && statistics.messages() == 0 && !traces.isSound()) {
+        console.messages << "rksignal: " << file.name()
+                         << " is left as it was: nothing in the traces could be understood\n";
+        return;
+    }
+    file.complete();
+}
+
 void TraceRun::summarise(const ReplayStatistics& statistics) const {
-    if (!options.quiet) {
+    if (options.quiet) {
+        printDamage(console.messages, traces);
+    } else {
         printSummary(console.messages, statistics, signals, traces);
+        printMisplaced(console.messages, signals, statistics, traces.channels());
+    }
+    for (const std::string& name : absentInterfaces(signals, statistics, traces.channels())) {
+        console.messages << "warning: the options name an interface " << name << ", which no trace has\n";
     }
 }
 
-bool TraceRun::understood() const {
-    const auto& notes = signals.notes();
-    return traces.isSound() && std::none_of(notes.begin(), notes.end(), [](const DefinitionNote& note) {
-               return note.severity == DbcNote::Severity::Error;
-           });
+bool TraceRun::understood(const ReplayStatistics& statistics) const {
+    return traces.isSound() && absentInterfaces(signals, statistics, traces.channels()).empty() &&
+           signals.remarks().count(Severity::Error) == 0;
 }
 
 } // namespace rksignal

@@ -1,107 +1,125 @@
 #include "convert/ConvertCommand.h"
 
 #include "command/DefinitionArguments.h"
+#include "command/Interruption.h"
 #include "command/UsageError.h"
 #include "convert/TraceWriter.h"
-#include "definition/DbcConversion.h"
 #include "definition/json/DefinitionText.h"
 #include "output/OutputFile.h"
-#include "output/PartialFile.h"
 #include "trace/Trace.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
+#include <cstdint>
 #include <memory>
+#include <numeric>
 #include <ostream>
 #include <string_view>
 
 namespace rksignal {
 namespace {
 
-void refuseOverwriting(const std::string& input, const ConvertOptions& options) {
-    if (isSameFile(input, options.output)) {
-        throw UsageError("the output would overwrite " + input);
-    }
-}
-
-void writeText(const std::string& text, int descriptor) {
-    OutputBuffer out(descriptor);
+void writeText(const std::string& text, OutputFile& file) {
+    OutputBuffer out(file);
     out.append(text);
     out.finish();
+    file.complete();
 }
 
-void replaceText(const std::string& path, const std::string& text) {
-    PartialFile part(path);
-    writeText(text, OutputFile(part.path(), -1).descriptor());
-    part.complete();
+/// Says why a result that holds nothing is not written.
+void reportNothing(const ConvertOptions& options, const OutputFile& file, std::ostream& messages) {
+    messages << "rksignal: nothing in " << options.input << " can be converted; " << options.output << " is "
+             << (file.replacesFile() ? "left as it was" : "not written") << '\n';
 }
 
-void report(const ConvertedDbc& converted, std::ostream& messages) {
-    for (const DbcNote& note : converted.notes) {
-        messages << note << '\n';
-    }
-    printSummary(messages, converted);
+/// The number of signals in messages, decoded or not.
+std::size_t countSignals(const Catalog& catalog) {
+    const auto& messages = catalog.messages();
+    return std::accumulate(messages.begin(), messages.end(), std::size_t{0},
+                           [](std::size_t sum, const auto& message) { return sum + message.signals.size(); });
 }
 
 ExitStatus convertDefinitions(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
     const DefinitionArgument input = parseDefinitionArgument(options.input, channels);
-    refuseOverwriting(input.path, options);
-    const ConvertedDbc converted = convertDbc(readDbc(input.path), input.channel);
-    replaceText(options.output, definitionText(converted.definitions));
-    if (!options.quiet) {
-        report(converted, console.messages);
+    InputSet inputs;
+    inputs.add(input.path);
+    Catalog catalog;
+    catalog.addDbc(input.path, input.channel);
+    OutputFile file(options.output, -1, inputs);
+    const std::size_t lost = countSignals(catalog) - catalog.signals().size();
+    const ExitStatus status = lost == 0 && catalog.remarks().count(Severity::Error) == 0 ? Clean : Damaged;
+    for (const Remark& remark : catalog.remarks()) {
+        if (!options.quiet || remark.severity == Severity::Error) {
+            console.messages << remark << '\n';
+        }
     }
-    const bool understood =
-        std::none_of(converted.notes.begin(), converted.notes.end(),
-                     [](const DbcNote& note) { return note.severity == DbcNote::Severity::Error; });
-    return understood && converted.lostSignals == 0 && converted.narrowedSignals == 0 ? Clean : Damaged;
+    if (!options.quiet) {
+        console.messages << "signals converted: " << catalog.signals().size() << '\n';
+        printCounts(console.messages, "values lost", {{"signals not converted", lost}});
+    }
+    if (catalog.signals().empty() && (status != Clean || file.replacesFile())) {
+        reportNothing(options, file, console.messages);
+        return Damaged;
+    }
+    writeText(definitionText(catalog.decodedMessages()), file);
+    return status;
 }
 
-void report(const TraceReport& trace, const TraceWriter& writer, std::ostream& messages) {
-    messages << "messages converted: " << writer.written() << '\n';
+std::uint64_t sum(const Counts& counts) {
+    std::uint64_t total = 0;
+    for (const auto& [name, count] : counts) {
+        total += count;
+    }
+    return total;
+}
+
+/// Says what was converted, or, if quiet, only what was not.
+void report(const TraceReport& trace, const TraceWriter& writer, bool quiet, std::ostream& messages) {
+    if (!quiet) {
+        messages << "messages converted: " << writer.written() << '\n';
+    }
     printCounts(messages, "not held by the output", writer.lost());
-    printCounts(messages, "lost by the recorder", {{"frames", trace.lost}});
+    if (!quiet) {
+        printCounts(messages, "lost by the recorder", {{"frames", trace.lost}});
+    }
     printCounts(messages, "not understood", {{"lines", trace.damagedLines}, {"bytes", trace.damagedBytes}});
     for (const Remark& remark : trace.remarks) {
         messages << (remark.line != 0 ? "  " : "") << remark << '\n';
     }
 }
 
-ExitStatus convertTrace(const ConvertOptions& options, Trace& trace, TraceWriter& writer,
-                        const Console& console) {
+template <class Writer>
+ExitStatus convertTrace(const ConvertOptions& options, Trace& trace, const Console& console) {
+    InputSet inputs;
+    inputs.add(options.input);
+    const Interruption interruption(trace);
     trace.addFile(options.input);
+    if (trace.isStopped()) {
+        return Interrupted; // before there was anything to convert
+    }
+    OutputFile file(options.output, -1, inputs);
+    Writer writer(file);
     trace.run(writer);
     writer.finish();
-    if (!options.quiet) {
-        report(trace.report(0), writer, console.messages);
+    report(trace.report(0), writer, options.quiet, console.messages);
+    const bool isWhole = trace.isSound() && sum(writer.lost()) == 0;
+    const bool holdsNothing = writer.written() == 0 && (!isWhole || file.replacesFile());
+    if (holdsNothing) {
+        reportNothing(options, file, console.messages);
+    } else {
+        file.complete();
     }
-    return trace.isSound() ? Clean : Damaged;
-}
-
-ExitStatus toRecords(const ConvertOptions& options, Trace& trace, const Console& console) {
-    refuseOverwriting(options.input, options);
-    PartialFile part(options.output);
-    RecordFileWriter writer(part.path());
-    const ExitStatus status = convertTrace(options, trace, writer, console);
-    part.complete();
-    return status;
-}
-
-ExitStatus toCandump(const ConvertOptions& options, Trace& trace, const Console& console) {
-    refuseOverwriting(options.input, options);
-    PartialFile part(options.output);
-    const OutputFile file(part.path(), -1);
-    CandumpWriter writer(file.descriptor());
-    const ExitStatus status = convertTrace(options, trace, writer, console);
-    part.complete();
-    return status;
+    if (trace.isStopped()) {
+        return Interrupted;
+    }
+    return isWhole && !holdsNothing ? Clean : Damaged;
 }
 
 } // namespace
 
 ExitStatus convert(const ConvertOptions& options, const Console& console) {
     if (options.schema) {
-        writeText(definitionSchema(), console.output);
+        OutputFile file("", console.output, {});
+        writeText(definitionSchema(), file);
         return Clean;
     }
     Trace trace;
@@ -112,10 +130,10 @@ ExitStatus convert(const ConvertOptions& options, const Console& console) {
         return convertDefinitions(options, trace.channels(), console);
     }
     if (!isDbc && output.ends_with(".rktrace")) {
-        return toRecords(options, trace, console);
+        return convertTrace<RecordFileWriter>(options, trace, console);
     }
     if (!isDbc && output.ends_with(".log")) {
-        return toCandump(options, trace, console);
+        return convertTrace<CandumpWriter>(options, trace, console);
     }
     throw UsageError("cannot convert " + options.input + " to " + options.output +
                      ": a .dbc becomes a .json, a trace becomes a .rktrace or a .log");
@@ -135,7 +153,7 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
     command.add_option("--channel", options->channels, "Channel number of an interface; can0 is 0 by itself")
         ->type_name("NAME=N")
         ->allow_extra_args(false);
-    command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary");
+    command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary, only errors");
     command.callback([options, &console, &status, output] {
         if (output->empty() && !options->schema) {
             throw UsageError("convert needs an INPUT and an OUTPUT");

@@ -23,7 +23,7 @@ struct ConvertOptions {
 
 /// Converts one file. The output is there in full or not at all.
 /// \return Clean, or Damaged if a part of the input could not be understood, or values are lost
-/// \throws UsageError, std::system_error
+/// \throws UsageError, Error, std::system_error
 ExitStatus convert(const ConvertOptions& options, const Console& console);
 
 /// Adds the command to the program. When it has been called, `status` is set to its result.

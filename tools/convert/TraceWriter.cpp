@@ -1,10 +1,8 @@
 #include "convert/TraceWriter.h"
 
-#include <cerrno>
 #include <charconv>
 #include <cstddef>
 #include <span>
-#include <system_error>
 
 namespace rksignal {
 namespace {
@@ -13,19 +11,11 @@ constexpr std::uint32_t maxStandardId = 0x7FF;
 constexpr std::uint32_t maxExtendedId = 0x1FFFFFFF;
 constexpr std::size_t classicBytes = 8;
 
-bool isExtended(const CANExtTraceMessage& frame) {
-    return (frame.frameFormat & CANExtTraceMessage::Extended) != 0;
-}
-
-bool isFd(const CANExtTraceMessage& frame) {
-    return (frame.frameFormat & CANExtTraceMessage::FdStandard) != 0;
-}
-
 /// Whether the frame is one that a CAN bus can carry.
 bool isWellFormed(const CANExtTraceMessage& frame) {
     return frame.frameFormat <= CANExtTraceMessage::FdExtended &&
-           frame.canId <= (isExtended(frame) ? maxExtendedId : maxStandardId) &&
-           frame.length <= (isFd(frame) ? frame.payload.size() : classicBytes);
+           frame.canId <= (frame.isExtended() ? maxExtendedId : maxStandardId) &&
+           frame.length <= (frame.isFd() ? frame.payload.size() : classicBytes);
 }
 
 /// Writes the last `digits` hexadecimal digits of `value`.
@@ -60,29 +50,14 @@ void TraceWriter::pass(PassedMessage kind, std::uint64_t /*timestamp*/) {
     ++passed[static_cast<std::size_t>(kind)];
 }
 
-RecordFileWriter::RecordFileWriter(const std::string& path)
-    : path(path), file(path, std::ios::binary | std::ios::trunc), writer(file) {
-    if (!file) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path);
-    }
-}
-
 bool RecordFileWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
     constexpr std::size_t timeOffset = 4;
     record.assign(bytes.begin(), bytes.end());
     for (std::size_t i = 0; i < sizeof timestamp; ++i) {
         record[timeOffset + i] = static_cast<std::uint8_t>(timestamp >> (56 - 8 * i));
     }
-    writer.write(record);
-    ++messages;
+    write();
     return true;
-}
-
-void RecordFileWriter::finish() {
-    file.close();
-    if (!file) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path);
-    }
 }
 
 bool CandumpWriter::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
@@ -130,13 +105,14 @@ void CandumpWriter::appendFrame(const CANExtTraceMessage& frame) {
     at = writeText(time.write(at, frame.timestamp), ") can");
     at = std::to_chars(at, at + 3, frame.channel).ptr;
     *at++ = ' ';
-    at = writeHex(at, frame.canId, isExtended(frame) ? 8 : 3);
-    at = writeText(at, isFd(frame) ? "##0" : "#");
+    at = writeHex(at, frame.canId, frame.isExtended() ? 8 : 3);
+    at = writeText(at, frame.isFd() ? "##0" : "#");
     for (const std::uint8_t byte : std::span(frame.payload).first(frame.length)) {
         at = writeHex(at, byte, 2);
     }
     *at++ = '\n';
     out.advance(at);
+    out.endRow();
 }
 
 } // namespace rksignal

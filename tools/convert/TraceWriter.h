@@ -10,8 +10,8 @@
 
 #include <array>
 #include <cstdint>
-#include <fstream>
-#include <string>
+#include <ostream>
+#include <streambuf>
 #include <vector>
 
 namespace rksignal {
@@ -42,11 +42,30 @@ class TraceWriter : public MessageSink {
     std::array<std::uint64_t, 5> passed{}; ///< by PassedMessage
 };
 
+/// Lets a stream write into a buffer.
+class BufferedStream : private std::streambuf, public std::ostream {
+  public:
+    explicit BufferedStream(OutputBuffer& out) : std::ostream(this), out(out) {}
+
+  private:
+    std::streamsize xsputn(const char* text, std::streamsize size) override {
+        out.append({text, static_cast<std::size_t>(size)});
+        return size;
+    }
+    int overflow(int character) override {
+        const char byte = static_cast<char>(character);
+        xsputn(&byte, 1);
+        return character;
+    }
+
+    OutputBuffer& out;
+};
+
 /// Writes a record file. Messages become records; records are written as they are, but for their time.
 class RecordFileWriter final : public TraceWriter {
   public:
-    /// \throws std::system_error if `path` cannot be written
-    explicit RecordFileWriter(const std::string& path);
+    /// `file` must outlive the writer.
+    explicit RecordFileWriter(const OutputFile& file) : out(file), stream(out), writer(stream) {}
 
     void receive(const CANExtTraceMessage& frame) override { write(frame); }
     void receive(const LINTraceMessage& frame) override { write(frame); }
@@ -54,18 +73,23 @@ class RecordFileWriter final : public TraceWriter {
     void receive(const MIITraceMessage& frame) override { write(frame); }
     void receive(const GPSTraceMessage& message) override { write(message); }
     bool receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
-    void finish() override;
+    void finish() override { out.finish(); }
+    bool closed() const override { return out.closed(); }
 
   private:
     template <class Message>
     void write(const Message& message) {
         encodeRecord(message, record);
+        write();
+    }
+    void write() {
         writer.write(record);
+        out.endRow();
         ++messages;
     }
 
-    std::string path;
-    std::ofstream file;
+    OutputBuffer out;
+    BufferedStream stream;
     TraceRecordWriter writer;
     std::vector<std::uint8_t> record;
 };
@@ -74,8 +98,8 @@ class RecordFileWriter final : public TraceWriter {
 /// 0, as messages do not carry them.
 class CandumpWriter final : public TraceWriter {
   public:
-    /// `descriptor` stays the caller's.
-    explicit CandumpWriter(int descriptor) : out(descriptor) {}
+    /// `file` must outlive the writer.
+    explicit CandumpWriter(const OutputFile& file) : out(file) {}
 
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& /*frame*/) override { ++lostLin; }
@@ -84,6 +108,7 @@ class CandumpWriter final : public TraceWriter {
     void receive(const GPSTraceMessage& /*message*/) override { ++lostGps; }
     bool receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
     void finish() override { out.finish(); }
+    bool closed() const override { return out.closed(); }
 
   private:
     void appendFrame(const CANExtTraceMessage& frame);

@@ -16,12 +16,12 @@ ReplayStatistics writeRows(const DecodeOptions& options, TraceRun& run, OutputBu
     const RowSyntax& syntax = options.syntax != nullptr ? *options.syntax : csvSyntax;
     RowSink sink(run.catalog(), syntax, out,
                  {selectSignals(run.catalog(), options.patterns), options.changedOnly});
-    return run.replay(sink, out);
+    return run.replay(sink, &out);
 }
 
 ReplayStatistics writeLast(const DecodeOptions& options, TraceRun& run, OutputBuffer& out) {
     LastValues sink(run.catalog(), selectSignals(run.catalog(), options.patterns));
-    ReplayStatistics statistics = run.replay(sink, out);
+    ReplayStatistics statistics = run.replay(sink, nullptr);
     if (options.syntax == nullptr) {
         sink.writeTable(out);
     } else {
@@ -34,27 +34,26 @@ ReplayStatistics writeLast(const DecodeOptions& options, TraceRun& run, OutputBu
 
 ExitStatus decode(const DecodeOptions& options, const Console& console) {
     TraceRun run(options, console);
-    const OutputFile file(options.output, console.output);
-    OutputBuffer out(file.descriptor());
+    OutputFile file(options.output, console.output, run.inputs());
+    OutputBuffer out(file);
     const ReplayStatistics statistics =
         options.last ? writeLast(options, run, out) : writeRows(options, run, out);
     if (!out.finish()) {
         return Clean; // the reader has seen enough
     }
+    run.complete(file, statistics);
     run.summarise(statistics);
-    return run.understood() ? Clean : Damaged;
+    if (run.interrupted()) {
+        return Interrupted;
+    }
+    return run.understood(statistics) ? Clean : Damaged;
 }
 
 void addDecodeCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<DecodeOptions>();
     CLI::App& command = *program.add_subcommand("decode", "Decode recorded traces into named values");
-    addTraceArguments(command, *options, &options->patterns);
-    const auto addPatterns = [options](const std::vector<std::string>& patterns) {
-        options->patterns.insert(options->patterns.end(), patterns.begin(), patterns.end());
-    };
-    command
-        .add_option_function<std::vector<std::string>>("--only", addPatterns,
-                                                       "Only signals whose name matches, e.g. 'Engine.*'")
+    addTraceArguments(command, *options);
+    command.add_option("--only", options->patterns, "Only signals whose name matches, e.g. 'Engine.*'")
         ->type_name("GLOB")
         ->allow_extra_args(false);
     CLI::Option* const last =

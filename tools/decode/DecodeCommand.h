@@ -19,7 +19,7 @@ struct DecodeOptions : TraceOptions {
 
 /// Decodes the traces. Results go to the output, remarks and the summary to `console.messages`.
 /// \return Clean, or Damaged if lines of a trace or of a definition file could not be understood
-/// \throws UsageError, std::system_error
+/// \throws UsageError, Error, std::system_error
 ExitStatus decode(const DecodeOptions& options, const Console& console);
 
 /// Adds the command to the program. When it has been called, `status` is set to its result.

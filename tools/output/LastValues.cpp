@@ -55,6 +55,7 @@ void writeTableRow(const TableRow& row, const std::array<std::size_t, columnCoun
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out.append(line + '\n');
+    out.endRow();
 }
 
 } // namespace

@@ -191,7 +191,15 @@ void printLost(std::ostream& out, const Trace& traces) {
     }
 }
 
-/// Damage of whole files, then the first damaged lines.
+void printChannels(std::ostream& out, const ChannelMap& channels) {
+    for (const Remark& remark : channels.remarks()) {
+        const bool isShared = remark.severity == Severity::Warning;
+        out << remark.text << (isShared ? "; --channel NAME=N tells them apart" : "") << '\n';
+    }
+}
+
+} // namespace
+
 void printDamage(std::ostream& out, const Trace& traces) {
     std::uint64_t lines = 0;
     std::vector<const Remark*> shown;
@@ -213,15 +221,6 @@ void printDamage(std::ostream& out, const Trace& traces) {
         out << "  " << *remark << '\n';
     }
 }
-
-void printChannels(std::ostream& out, const ChannelMap& channels) {
-    for (const Remark& remark : channels.remarks()) {
-        const bool isShared = remark.severity == Severity::Warning;
-        out << remark.text << (isShared ? "; --channel NAME=N tells them apart" : "") << '\n';
-    }
-}
-
-} // namespace
 
 void printSummary(std::ostream& out, const ReplayStatistics& statistics, const Catalog& catalog,
                   const Trace& traces) {

@@ -15,4 +15,8 @@ namespace rksignal {
 void printSummary(std::ostream& out, const ReplayStatistics& statistics, const Catalog& catalog,
                   const Trace& traces);
 
+/// Writes what of the traces could not be understood: damage of whole files, then the first damaged lines.
+/// Nothing if there is none.
+void printDamage(std::ostream& out, const Trace& traces);
+
 } // namespace rksignal

@@ -118,6 +118,7 @@ void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueS
         writeInteger(*count);
     }
     out.append(syntax.close);
+    out.endRow();
 }
 
 void RowFormat::writeValue(double value) {

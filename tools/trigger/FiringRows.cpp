@@ -43,6 +43,7 @@ void FiringRows::fired(const Firing& firing) {
     row += syntax.json ? jsonSignals(firing) : syntax.quote(csvSignals(firing));
     row += syntax.close;
     out.append(row);
+    out.endRow();
 }
 
 std::string FiringRows::csvSignals(const Firing& firing) {

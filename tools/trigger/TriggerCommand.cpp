@@ -3,7 +3,6 @@
 #include "command/SecondsArgument.h"
 #include "command/TraceRun.h"
 #include "command/UsageError.h"
-#include "output/OutputFile.h"
 #include "trigger/FiringExplanations.h"
 #include "trigger/FiringRows.h"
 #include "trigger/WindowWriter.h"
@@ -50,14 +49,15 @@ class TriggerRun {
 
     TriggerStatus replay() {
         openWindows();
-        const OutputFile file(options.output, console.output);
-        OutputBuffer out(file.descriptor());
+        OutputFile file(options.output, console.output, run.inputs());
+        OutputBuffer out(file);
         const ReplayStatistics statistics = writesText() ? writeExplanations(out) : writeRows(out);
         if (!out.finish()) {
             return Fired; // the reader has seen enough
         }
+        run.complete(file, statistics);
         summarise(statistics);
-        return conclude();
+        return conclude(statistics);
     }
 
   private:
@@ -65,6 +65,9 @@ class TriggerRun {
 
     std::vector<Condition> loadConditions() {
         RemarkList unread;
+        for (const std::string& path : options.conditions.files) {
+            run.inputs().add(path);
+        }
         const std::vector<ConditionText> texts = readConditions(options.conditions, unread);
         auto conditions = compileConditions(texts, run.storage(), options.conditions.options);
         print(unread);
@@ -92,7 +95,8 @@ class TriggerRun {
 
     void openWindows() {
         if (!options.window.empty()) {
-            windows.emplace(run.catalog(), triggers, parseWindow(options.window), options.folder);
+            windows.emplace(run.catalog(), triggers, parseWindow(options.window),
+                            WindowWriter::Folder{options.folder, options.overwrite}, run.inputs());
         }
     }
 
@@ -112,7 +116,7 @@ class TriggerRun {
             triggers.addFiringSink(*windows);
             triggers.addValueSink(*windows);
         }
-        ReplayStatistics statistics = run.replay(triggers, out);
+        ReplayStatistics statistics = run.replay(triggers, &out);
         triggers.finish();
         if (windows) {
             windows->finish();
@@ -121,10 +125,10 @@ class TriggerRun {
     }
 
     void summarise(const ReplayStatistics& statistics) const {
+        run.summarise(statistics);
         if (options.quiet) {
             return;
         }
-        run.summarise(statistics);
         for (std::size_t i = 0; i < triggers.size(); ++i) {
             const TriggerCounts& counts = triggers.counts(i);
             console.messages << triggers.condition(i).name() << ": evaluations " << counts.evaluations()
@@ -136,8 +140,11 @@ class TriggerRun {
         }
     }
 
-    TriggerStatus conclude() const {
-        if (!run.understood()) {
+    TriggerStatus conclude(const ReplayStatistics& statistics) const {
+        if (run.interrupted()) {
+            return Stopped;
+        }
+        if (!run.understood(statistics)) {
             return Failed;
         }
         for (std::size_t i = 0; i < triggers.size(); ++i) {
@@ -182,9 +189,13 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
     CLI::Option* const window =
         command.add_option("--window", options->window, "Write the values around each firing, in seconds")
             ->type_name("BEFORE,AFTER");
-    window->needs(command.add_option("--to", options->folder, "Folder of the windows, a file each")
-                      ->type_name("FOLDER")
-                      ->needs(window));
+    CLI::Option* const folder =
+        command.add_option("--to", options->folder, "Folder of the windows, a file each")
+            ->type_name("FOLDER")
+            ->needs(window);
+    window->needs(folder);
+    command.add_flag("--overwrite", options->overwrite, "FOLDER may hold windows of an earlier run")
+        ->needs(folder);
     addOutputArguments(command, *options)->excludes(explain)->excludes(moments);
     command.callback([options, &console, &status] { status = trigger(*options, console); });
 }

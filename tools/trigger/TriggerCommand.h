@@ -19,14 +19,15 @@ struct TriggerOptions : TraceOptions {
     std::vector<std::string> moments; ///< at which all conditions are explained, instead of rows
     std::string window;               ///< `BEFORE,AFTER`; empty: no windows
     std::string folder;               ///< of the windows
+    bool overwrite = false;           ///< the folder may hold windows of an earlier run
 };
 
 /// Exit statuses, which are those of grep. A damaged input is an error, whatever fired.
-enum TriggerStatus : int { Fired = 0, NothingFired = 1, Failed = 2 };
+enum TriggerStatus : int { Fired = 0, NothingFired = 1, Failed = 2, Stopped = Interrupted };
 
 /// Replays the traces and writes what fires. Findings about the conditions, remarks and the summary go to
 /// `console.messages`.
-/// \throws UsageError, std::system_error
+/// \throws UsageError, Error, std::system_error
 TriggerStatus trigger(const TriggerOptions& options, const Console& console);
 
 /// Adds the command to the program. When it has been called, `status` is set to its result.

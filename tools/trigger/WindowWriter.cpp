@@ -1,6 +1,6 @@
 #include "trigger/WindowWriter.h"
 
-#include "output/OutputFile.h"
+#include "command/UsageError.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -9,7 +9,6 @@
 #include <set>
 #include <string_view>
 #include <system_error>
-#include <utility>
 
 namespace rksignal {
 namespace {
@@ -29,6 +28,17 @@ std::string fileStem(std::string_view name) {
     return stem.empty() ? "condition" : stem;
 }
 
+/// `CONDITION-NUMBER.csv`
+bool isWindowName(std::string_view name) {
+    constexpr std::string_view ending = ".csv";
+    if (!name.ends_with(ending)) {
+        return false;
+    }
+    name.remove_suffix(ending.size());
+    const std::size_t digits = name.find_last_not_of("0123456789") + 1; // npos + 1 is 0
+    return digits > 1 && digits < name.size() && name[digits - 1] == '-';
+}
+
 std::uint64_t difference(std::uint64_t left, std::uint64_t right) {
     return left > right ? left - right : 0;
 }
@@ -40,13 +50,33 @@ std::uint64_t sum(std::uint64_t left, std::uint64_t right) {
 } // namespace
 
 WindowWriter::WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent,
-                           std::string folder)
-    : catalog(catalog), extent(extent), folder(std::move(folder)), values(maxValues) {
-    std::filesystem::create_directories(this->folder);
+                           const Folder& folder, const InputSet& inputs)
+    : catalog(catalog), extent(extent), folder(folder.path), inputs(inputs), values(maxValues) {
+    prepareFolder(folder.mayHoldWindows);
     for (const auto& signal : catalog.signals()) {
         cells.emplace_back(*signal, csvSyntax);
     }
     nameFiles(triggers);
+}
+
+void WindowWriter::prepareFolder(bool mayHoldWindows) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    for (std::filesystem::directory_iterator file(folder, error), end; !error && file != end;
+         file.increment(error)) {
+        const std::string name = file->path().filename().string();
+        if (!isWindowName(name)) {
+            continue;
+        }
+        if (!mayHoldWindows) {
+            throw UsageError("--to " + folder + " holds windows already, such as " + name +
+                             "; --overwrite writes more into it");
+        }
+        ++earlier;
+    }
+    if (error) {
+        throw std::system_error(error, "cannot use the folder " + folder);
+    }
 }
 
 void WindowWriter::nameFiles(const Triggers& triggers) {
@@ -93,8 +123,8 @@ void WindowWriter::fired(const Firing& firing) {
 void WindowWriter::write(const Window& window) {
     const std::string name = stems[window.trigger] + "-" + std::to_string(window.number) + ".csv";
     const std::string path = (std::filesystem::path(folder) / name).string();
-    const OutputFile file(path, -1);
-    OutputBuffer out(file.descriptor());
+    OutputFile file(path, -1, inputs);
+    OutputBuffer out(file);
     RowFormat format(csvSyntax, out);
     out.append(csvSyntax.header);
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -105,10 +135,9 @@ void WindowWriter::write(const Window& window) {
                          {past.value, past.raw, past.timestamp});
         }
     }
-    out.flush();
-    if (out.closed()) {
-        throw std::system_error(out.error(), std::generic_category(), "cannot write " + path);
-    }
+    out.finish();
+    earlier -= file.replacesFile() ? 1 : 0;
+    file.complete();
     ++files;
     incomplete += values.lostUntil() != 0 && values.lostUntil() >= window.from ? 1 : 0;
 }
@@ -123,6 +152,9 @@ void WindowWriter::finish() {
 
 void WindowWriter::summarise(std::ostream& out) const {
     out << "windows written to " << folder << ": " << files << '\n';
+    if (earlier > 0) {
+        out << "windows of an earlier run that are still there: " << earlier << '\n';
+    }
     if (incomplete > 0) {
         out << "windows without their oldest values, with more than " << maxValues << ": " << incomplete
             << '\n';

@@ -5,6 +5,7 @@
 #include "catalog/Catalog.h"
 #include "condition/Firing.h"
 #include "condition/Triggers.h"
+#include "output/InputSet.h"
 #include "output/RowFormat.h"
 #include "trigger/ValueRing.h"
 
@@ -32,12 +33,18 @@ class WindowWriter : public FiringSink, public ValueSink {
         std::uint64_t after;
     };
 
-    /// Makes `folder` if it is not there; everything else must outlive the writer.
-    /// \throws std::system_error if that fails
-    WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent, std::string folder);
+    struct Folder {
+        std::string path;
+        bool mayHoldWindows; ///< of an earlier run
+    };
+
+    /// Makes the folder if it is not there; everything else must outlive the writer.
+    /// \throws std::system_error if that fails, UsageError if there are windows and must not be
+    WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent, const Folder& folder,
+                 const InputSet& inputs);
 
     /// Writes the windows that ended before `now`, and forgets values that no window can hold any more.
-    /// \throws std::system_error if a file cannot be written
+    /// \throws std::system_error if a file cannot be written, std::runtime_error if it is an input
     void advanced(std::uint64_t now) override;
     void clockSetBack() override { finish(); }
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
@@ -47,7 +54,7 @@ class WindowWriter : public FiringSink, public ValueSink {
     /// Writes all windows as far as they have come, and starts anew. \throws std::system_error
     void finish();
 
-    /// Says how many files there are, and what is missing in them, in one to three lines.
+    /// Says how many files there are, and what is missing in them, in one to four lines.
     void summarise(std::ostream& out) const;
 
   private:
@@ -58,16 +65,19 @@ class WindowWriter : public FiringSink, public ValueSink {
         std::uint64_t to;
     };
 
+    void prepareFolder(bool mayHoldWindows);
     void nameFiles(const Triggers& triggers);
     void write(const Window& window);
 
     const Catalog& catalog;
     Extent extent;
     std::string folder;
+    const InputSet& inputs;
     std::vector<SignalCells> cells; ///< as Catalog::signals()
     std::vector<std::string> stems; ///< of the file names, by trigger
     ValueRing values;
     std::deque<Window> open;
+    std::uint64_t earlier = 0; ///< windows in the folder that this run has not replaced
     std::uint64_t files = 0;
     std::uint64_t incomplete = 0;
     std::uint64_t omitted = 0;

@@ -3,8 +3,9 @@
 #include "definition/dbc/DbcResolver.h"
 
 #include "text/DbcWords.h"
+#include "text/ParseNumber.h"
 
-#include <charconv>
+#include <cmath>
 
 namespace rksignal {
 
@@ -16,7 +17,7 @@ void DbcResolver::applyFrameFormats() {
         const auto found = findMessage(statement.object);
         if (!found)
             continue;
-        DbcMessage& message = statements.messages[*found].message;
+        MessageDefinition& message = statements.messages[*found].message;
         const std::string_view format = frameFormatName(statement.value);
         const bool fd = format.ends_with("_FD");
         message.canFd = fd || message.length > 8;
@@ -30,15 +31,26 @@ void DbcResolver::applyFrameFormats() {
 /// `value` is a name or a number; 14 and 15 are the customary numbers of the FD formats. A number without a
 /// name stays as it is.
 std::string_view DbcResolver::frameFormatName(std::string_view value) const {
-    std::size_t number = 0;
-    const auto result = std::from_chars(value.data(), value.data() + value.size(), number);
-    if (result.ec != std::errc())
-        return value;
-    if (number < statements.frameFormatNames.size())
-        return statements.frameFormatNames[number];
+    std::string_view digits = value;
+    const auto number = takeNumber<std::size_t>(digits);
+    if (number && *number < statements.frameFormatNames.size())
+        return statements.frameFormatNames[*number];
     if (number == 14)
         return "StandardCAN_FD";
     return number == 15 ? "ExtendedCAN_FD" : value;
+}
+
+/// A cycle time of 0 means that there is none.
+void DbcResolver::applyCycleTimes() {
+    const auto cycleTimeOf = [](std::string_view value) {
+        const auto milliseconds = parseNumber<double>(value);
+        return milliseconds > 0 && std::isfinite(*milliseconds) ? milliseconds : std::nullopt;
+    };
+    for (DbcMessageStatement& statement : statements.messages)
+        statement.message.cycleTime = cycleTimeOf(statements.defaultCycleTime);
+    for (const DbcAttributeStatement& statement : statements.cycleTimes)
+        if (const auto found = findMessage(statement.object))
+            statements.messages[*found].message.cycleTime = cycleTimeOf(statement.value);
 }
 
 /// Comes after everything that refers to signals by their short names.
@@ -62,7 +74,7 @@ void DbcResolver::applyLongName(const DbcAttributeStatement& statement) {
     const auto index = static_cast<std::size_t>(signal - statements.messages[message].signals.data());
     const bool plain = unquoted(statement.value) == statement.value;
     if (plain && signalsByName.emplace(SignalKey{message, statement.value}, index).second)
-        signal->signal.name = statement.value;
+        signal->record().signal = statement.value;
     else
         notes.guess(object.line, "long name " + std::string(statement.value) + " of " +
                                      describeDbcObject(object) +
@@ -84,7 +96,7 @@ void DbcResolver::applyNodeLongNames() {
     for (DbcMessageStatement& message : statements.messages) {
         rename(message.message.sender);
         for (DbcSignalStatement& signal : message.signals)
-            for (std::string& receiver : signal.signal.receivers)
+            for (std::string& receiver : signal.definition.receivers)
                 rename(receiver);
     }
 }

@@ -4,14 +4,11 @@
 
 #include "definition/dbc/DbcParser.h"
 #include "definition/dbc/DbcResolver.h"
-#include "text/Error.h"
+#include "file/InputFile.h"
 #include "text/TextEncoding.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdio>
-#include <memory>
+#include <utility>
 
 namespace rksignal {
 
@@ -29,29 +26,16 @@ std::string toUtf8(std::string text, DbcNotes& notes) {
 
 } // namespace
 
-DbcFile parseDbc(std::string text, std::string path) {
-    DbcFile file;
-    file.path = path;
-    DbcNotes notes(std::move(path));
+DefinitionFile parseDbc(std::string text, std::string path, std::optional<std::uint8_t> channel) {
+    DbcNotes notes(path);
     const std::string utf8 = toUtf8(std::move(text), notes);
     DbcStatements statements = DbcParser(withoutByteOrderMark(utf8), notes).read();
-    file.messages = DbcResolver(statements, notes).resolve();
-    file.notes = notes.take();
-    return file;
+    std::vector<MessageDefinition> messages = DbcResolver(statements, notes).resolve(channel);
+    return {std::move(path), std::move(messages), notes.take(), /*choosesInstances=*/false};
 }
 
-DbcFile readDbc(const std::filesystem::path& path) {
-    const auto fail = [&] { throw Error("cannot read " + path.string(), errno); };
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
-    if (!file)
-        fail();
-    std::string text;
-    std::array<char, 65536> block;
-    while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get()))
-        text.append(block.data(), count);
-    if (std::ferror(file.get()) != 0)
-        fail();
-    return parseDbc(std::move(text), path.string());
+DefinitionFile readDbc(const std::string& path, std::optional<std::uint8_t> channel) {
+    return parseDbc(InputFile(path).readAll(), path, channel);
 }
 
 } // namespace rksignal

@@ -3,6 +3,7 @@
 #include "definition/dbc/DbcLexer.h"
 
 #include "text/DbcWords.h"
+#include "text/ParseNumber.h"
 
 #include <algorithm>
 #include <array>
@@ -115,15 +116,14 @@ std::uint64_t DbcLexer::integer() {
     if (!ok())
         return 0;
     skipBlanks();
-    std::uint64_t value = 0;
-    const char* const first = text.data() + position;
-    const auto result = std::from_chars(first, text.data() + text.size(), value);
-    if (result.ec != std::errc()) {
+    std::string_view rest = text.substr(position);
+    const auto value = takeNumber<std::uint64_t>(rest);
+    if (!value) {
         fail("an integer of at most 64 bits");
         return 0;
     }
-    position += static_cast<std::size_t>(result.ptr - first);
-    return value;
+    position = text.size() - rest.size();
+    return *value;
 }
 
 std::uint64_t DbcLexer::signedInteger() {

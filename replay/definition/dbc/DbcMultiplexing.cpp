@@ -16,7 +16,7 @@ class MultiplexResolver {
     void resolve() {
         findRoots();
         for (DbcSignalStatement& signal : signals)
-            if (!signal.dropped && !signal.multiplexer && signal.selector)
+            if (!signal.dropped && !signal.definition.multiplexing && signal.selector)
                 assignRoot(signal);
         for (std::size_t i = 0; i < signals.size(); ++i)
             followChain(i);
@@ -27,27 +27,25 @@ class MultiplexResolver {
 
     void findRoots() {
         for (std::size_t i = 0; i < signals.size(); ++i)
-            if (signals[i].signal.multiplexer && !signals[i].dropped && !signals[i].multiplexer &&
-                !signals[i].selector)
+            if (signals[i].record().multiplexer != 0 && !signals[i].dropped &&
+                !signals[i].definition.multiplexing && !signals[i].selector)
                 roots.push_back(i);
     }
 
     void assignRoot(DbcSignalStatement& signal) {
         if (roots.empty())
             return drop(signal, "its message has no multiplexer for it");
-        signal.multiplexer = roots.front();
-        signal.ranges = {{*signal.selector, *signal.selector}};
+        signal.definition.multiplexing = {roots.front(), {{*signal.selector, *signal.selector}}};
         if (roots.size() > 1)
-            notes.guess(signal.signal.line, describe(signal) +
-                                                " may belong to one of several multiplexers; " +
-                                                signals[roots.front()].signal.name + " assumed");
+            notes.guess(signal.line, describe(signal) + " may belong to one of several multiplexers; " +
+                                         signals[roots.front()].finalName() + " assumed");
     }
 
     /// Goes from a signal to its multiplexer and so on, up to one whose fate is known, and passes that on.
     void followChain(std::size_t index) {
         std::vector<std::size_t> chain;
         std::optional<std::size_t> next = index;
-        for (; next && states[*next] == State::Unknown; next = signals[*next].multiplexer) {
+        for (; next && states[*next] == State::Unknown; next = signals[*next].multiplexer()) {
             states[*next] = State::OnChain;
             chain.push_back(*next);
         }
@@ -67,18 +65,18 @@ class MultiplexResolver {
     void decide(std::size_t index) {
         DbcSignalStatement& signal = signals[index];
         states[index] = State::Decided;
-        if (signal.multiplexer && signals[*signal.multiplexer].dropped)
-            drop(signal, "its multiplexer " + signals[*signal.multiplexer].signal.name + " was dropped");
+        if (const auto above = signal.multiplexer(); above && signals[*above].dropped)
+            drop(signal, "its multiplexer " + signals[*above].finalName() + " was dropped");
     }
 
     void drop(DbcSignalStatement& signal, const std::string& why) {
         if (!signal.dropped)
-            notes.dropped(signal.signal.line, describe(signal) + " dropped: " + why);
+            notes.dropped(signal.line, describe(signal) + " dropped: " + why);
         signal.dropped = true;
     }
 
     std::string describe(const DbcSignalStatement& signal) const {
-        return "signal " + signal.signal.name + " of message " + message.message.name;
+        return "signal " + signal.finalName() + " of message " + message.message.name;
     }
 
     DbcMessageStatement& message;

@@ -16,6 +16,7 @@ bool startsInteger(char c) {
 }
 
 constexpr std::string_view frameFormatAttribute = "VFrameFormat";
+constexpr std::string_view cycleTimeAttribute = "GenMsgCycleTime";
 
 } // namespace
 
@@ -130,12 +131,14 @@ void DbcParser::readRange(DbcMultiplexStatement& statement) {
     statement.ranges.emplace_back(std::min(first, last), std::max(first, last));
 }
 
-/// Of all attributes, only the long names and the frame format are of use.
+/// Of all attributes, only the long names, the frame format and the cycle time are of use.
 void DbcParser::readAttribute() {
     const std::string_view name = lexer.quoted();
     const bool ofNode = name == "SystemNodeLongSymbol";
     const bool ofSignal = name == "SystemSignalLongSymbol";
-    const bool ofMessage = name == "SystemMessageLongSymbol" || name == frameFormatAttribute;
+    const bool isFrameFormat = name == frameFormatAttribute;
+    const bool isCycleTime = name == cycleTimeAttribute;
+    const bool ofMessage = name == "SystemMessageLongSymbol" || isFrameFormat || isCycleTime;
     if (!ofNode && !ofSignal && !ofMessage)
         return lexer.skipStatement();
     const std::string_view expected = ofNode ? "BU_" : ofSignal ? "SG_" : "BO_";
@@ -151,7 +154,9 @@ void DbcParser::readAttribute() {
     const std::string_view value = readAttributeValue();
     readEnd();
     if (lexer.ok())
-        (name == frameFormatAttribute ? statements.frameFormats : statements.longNames)
+        (isFrameFormat ? statements.frameFormats
+         : isCycleTime ? statements.cycleTimes
+                       : statements.longNames)
             .push_back({object, value});
 }
 
@@ -172,12 +177,13 @@ void DbcParser::readAttributeDefinition() {
 }
 
 void DbcParser::readAttributeDefault() {
-    if (lexer.quoted() != frameFormatAttribute)
+    const std::string_view name = lexer.quoted();
+    if (name != frameFormatAttribute && name != cycleTimeAttribute)
         return lexer.skipStatement();
     const std::string_view value = readAttributeValue();
     readEnd();
     if (lexer.ok())
-        statements.defaultFrameFormat = value;
+        (name == frameFormatAttribute ? statements.defaultFrameFormat : statements.defaultCycleTime) = value;
 }
 
 std::string_view DbcParser::readAttributeValue() {

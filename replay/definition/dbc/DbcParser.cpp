@@ -40,6 +40,7 @@ DbcParser::Reader DbcParser::findReader(std::string_view keyword) {
 DbcStatements DbcParser::read() {
     while (!lexer.atEnd())
         readStatement();
+    closeMessage();
     return std::move(statements);
 }
 
@@ -53,12 +54,24 @@ void DbcParser::readStatement() {
 }
 
 /// A broken message is kept for the signals that follow it; the note about it comes when they are known.
+/// Damaged text may have millions of them.
+void DbcParser::closeMessage() {
+    if (statements.messages.empty() || !statements.messages.back().broken)
+        return;
+    const DbcMessageStatement& broken = statements.messages.back();
+    notes.error(broken.line, broken.dropReason + (broken.signals.empty() ? std::string()
+                                                                         : "; " + broken.describeSignals() +
+                                                                               " dropped with it"));
+    statements.messages.pop_back();
+}
+
 void DbcParser::reportFailure() {
     const std::string text = std::string(keyword) + ": " + lexer.failureText();
     if (keyword != "BO_")
         return notes.error(lexer.statementLine(), text);
+    closeMessage();
     DbcMessageStatement& statement = statements.messages.emplace_back();
-    statement.message.line = lexer.statementLine();
+    statement.line = lexer.statementLine();
     statement.broken = true;
     statement.dropReason = text;
 }
@@ -89,7 +102,7 @@ void DbcParser::skipSection() {
 
 void DbcParser::readMessage() {
     DbcMessageStatement statement;
-    statement.message.line = lexer.statementLine();
+    statement.line = lexer.statementLine();
     statement.rawId = readRawId();
     const std::string_view name = lexer.word();
     statement.message.name = name;
@@ -104,6 +117,7 @@ void DbcParser::readMessage() {
     if (statement.dropReason.empty() && !isDbcIdentifier(name))
         notes.guess(lexer.statementLine(),
                     "message name " + std::string(name) + " is not an identifier; kept");
+    closeMessage();
     statements.messages.push_back(std::move(statement));
 }
 
@@ -115,7 +129,7 @@ void DbcParser::takeLength(DbcMessageStatement& statement, std::uint64_t length)
 }
 
 void DbcParser::takeIdentifier(DbcMessageStatement& statement) {
-    DbcMessage& message = statement.message;
+    MessageDefinition& message = statement.message;
     const std::uint32_t id = statement.rawId & ~extendedFlag;
     message.extended = (statement.rawId & extendedFlag) != 0 || id > greatestStandardId;
     message.id = id;
@@ -127,13 +141,13 @@ void DbcParser::takeIdentifier(DbcMessageStatement& statement) {
         return;
 
     const auto [known, isNew] =
-        messageLines.emplace(id | (message.extended ? extendedFlag : 0), message.line);
+        messageLines.emplace(id | (message.extended ? extendedFlag : 0), statement.line);
     if (!isNew)
         statement.dropReason = "identifier " + std::to_string(statement.rawId) +
                                " is already defined on line " + std::to_string(known->second);
     else if (id > greatestStandardId && (statement.rawId & extendedFlag) == 0)
-        notes.guess(message.line, "message " + message.name + ": identifier " + std::to_string(id) +
-                                      " has more than 11 bits; taken as extended");
+        notes.guess(statement.line, "message " + message.name + ": identifier " + std::to_string(id) +
+                                        " has more than 11 bits; taken as extended");
 }
 
 /// The placeholder for "none" gives an empty name.

@@ -28,6 +28,7 @@ class DbcParser {
 
     void readStatement();
     void reportFailure();
+    void closeMessage();
 
     // One for each statement, called behind its keyword.
     void readUnknown();
@@ -51,7 +52,7 @@ class DbcParser {
     void readLayout(DbcSignalStatement& statement);
     void takeLayout(DbcSignalStatement& statement, std::uint64_t startbit, std::uint64_t bits);
     void readScaling(DbcSignalStatement& statement);
-    void readReceivers(DbcSignal& signal);
+    void readReceivers(SignalDefinition& signal);
     void takeSignal(DbcSignalStatement&& statement);
 
     std::uint32_t readRawId();

@@ -5,24 +5,55 @@
 #include "definition/dbc/DbcMultiplexing.h"
 #include "text/DbcWords.h"
 
+#include <bit>
+
 namespace rksignal {
+
+namespace {
+
+/// A value of a table as the raw word that the signal has then.
+std::uint64_t rawWord(signalValue_t type, std::uint64_t value) {
+    const auto number = static_cast<std::int64_t>(value);
+    if (type == signalValue_t::Float)
+        return std::bit_cast<std::uint32_t>(static_cast<float>(number));
+    return type == signalValue_t::Double ? std::bit_cast<std::uint64_t>(static_cast<double>(number)) : value;
+}
+
+/// Fills what the record says besides the signal's own lines.
+void completeRecord(canSignalDef_t& record, const MessageDefinition& message) {
+    record.instance = message.name + "." + record.signal;
+    record.msgId = message.id;
+    record.extended = message.extended;
+    record.canFD = message.canFd;
+    record.channel = message.channel.value_or(0);
+    record.message = message.name;
+    record.sender = message.sender;
+    std::map<std::uint64_t, std::string> texts;
+    for (auto& [value, text] : record.valueDescriptions)
+        texts.emplace(rawWord(record.type, value), std::move(text));
+    record.valueDescriptions = std::move(texts);
+}
+
+} // namespace
 
 std::string describeDbcObject(const DbcReference& object) {
     const std::string message = "message " + std::to_string(object.rawId);
     return object.signal.empty() ? message : "signal " + std::string(object.signal) + " of " + message;
 }
 
-std::vector<DbcMessage> DbcResolver::resolve() {
+std::vector<MessageDefinition> DbcResolver::resolve(std::optional<std::uint8_t> channel) {
     indexMessages();
     applyValueTypes();
     applyComments();
     applyValues();
     applyFrameFormats();
+    applyCycleTimes();
     applyMultiplexing();
     applyLongNames();
     applyNodeLongNames();
-    std::vector<DbcMessage> messages;
+    std::vector<MessageDefinition> messages;
     for (DbcMessageStatement& statement : statements.messages) {
+        statement.message.channel = channel;
         if (statement.dropReason.empty())
             messages.push_back(finish(statement));
         else
@@ -36,8 +67,7 @@ void DbcResolver::indexMessages() {
     for (const bool inUse : {true, false})
         for (std::size_t i = 0; i < statements.messages.size(); ++i) {
             const DbcMessageStatement& message = statements.messages[i];
-            if (message.dropReason.empty() == inUse && !message.broken &&
-                messagesById.emplace(message.rawId, i).second)
+            if (message.dropReason.empty() == inUse && messagesById.emplace(message.rawId, i).second)
                 indexSignals(i);
         }
 }
@@ -54,10 +84,10 @@ void DbcResolver::indexSignals(std::size_t message) {
         }
         signals[i].dropped = true;
         if (statements.messages[message].dropReason.empty())
-            notes.dropped(signals[i].signal.line, "signal " + signals[i].signal.name + " of message " +
-                                                      statements.messages[message].message.name +
-                                                      " dropped: it is already defined on line " +
-                                                      std::to_string(signals[known->second].signal.line));
+            notes.dropped(signals[i].line, "signal " + signals[i].finalName() + " of message " +
+                                               statements.messages[message].message.name +
+                                               " dropped: it is already defined on line " +
+                                               std::to_string(signals[known->second].line));
     }
 }
 
@@ -94,7 +124,7 @@ void DbcResolver::applyValueTypes() {
         DbcSignalStatement* const found = signalOf(statement.object);
         if (found == nullptr || found->dropped || statement.type == 0)
             continue;
-        DbcSignal& signal = found->signal;
+        canSignalDef_t& signal = found->record();
         const std::string subject =
             "SIG_VALTYPE_ " + std::to_string(statement.type) + " of " + describeDbcObject(statement.object);
         if (statement.type > 2) {
@@ -108,7 +138,7 @@ void DbcResolver::applyValueTypes() {
             if (signal.bits != statement.type * 32)
                 notes.guess(statement.object.line,
                             subject + ": taken by its width of " + std::to_string(signal.bits) + " bits");
-            signal.type = signal.bits == 32 ? DbcValueType::Float : DbcValueType::Double;
+            signal.type = signal.bits == 32 ? signalValue_t::Float : signalValue_t::Double;
         }
     }
 }
@@ -118,7 +148,7 @@ void DbcResolver::applyComments() {
         std::string* comment = nullptr;
         if (!statement.object.signal.empty()) {
             if (DbcSignalStatement* const signal = signalOf(statement.object))
-                comment = &signal->signal.comment;
+                comment = &signal->record().comment;
         } else if (const auto message = findMessage(statement.object)) {
             comment = &statements.messages[*message].message.comment;
         }
@@ -139,22 +169,23 @@ void DbcResolver::applyValues() {
         DbcSignalStatement* const signal = signalOf(statement.object);
         if (signal == nullptr)
             continue;
-        addValues(signal->signal, statement, statement.object);
+        addValues(signal->record(), statement, statement.object);
         if (statement.table.empty())
             continue;
         const auto table = tablesByName.find(statement.table);
         if (table != tablesByName.end())
-            addValues(signal->signal, statements.valueTables[table->second], statement.object);
+            addValues(signal->record(), statements.valueTables[table->second], statement.object);
         else
             notes.dropped(statement.object.line,
                           "VAL_ ignored: there is no VAL_TABLE_ " + std::string(statement.table));
     }
 }
 
-void DbcResolver::addValues(DbcSignal& signal, const DbcValuesStatement& source, const DbcReference& object) {
+void DbcResolver::addValues(canSignalDef_t& record, const DbcValuesStatement& source,
+                            const DbcReference& object) {
     for (const auto& [value, quoted] : source.values) {
         std::string text = unquoted(quoted);
-        std::string& known = signal.valueDescriptions[value];
+        std::string& known = record.valueDescriptions[value];
         if (!known.empty() && known != text)
             notes.guess(object.line, "VAL_: value " + std::to_string(static_cast<std::int64_t>(value)) +
                                          " of " + describeDbcObject(object) +
@@ -174,14 +205,17 @@ void DbcResolver::applyMultiplexing() {
             notes.dropped(statement.object.line, "SG_MUL_VAL_ ignored: there is no signal " +
                                                      std::string(statement.multiplexer) + " in message " +
                                                      std::to_string(statement.object.rawId));
-        } else if (signal->multiplexer && signal->multiplexer != multiplexer) {
+        } else if (signal->multiplexer() && signal->multiplexer() != multiplexer) {
             notes.dropped(statement.object.line,
                           "SG_MUL_VAL_ ignored: " + describeDbcObject(statement.object) +
                               " has another multiplexer already");
         } else {
-            signal->multiplexer = multiplexer;
-            signal->ranges.insert(signal->ranges.end(), statement.ranges.begin(), statement.ranges.end());
-            markMultiplexer(statement, statements.messages[message].signals[*multiplexer].signal);
+            auto& multiplexing = signal->definition.multiplexing;
+            if (!multiplexing)
+                multiplexing = {multiplexer, {}};
+            multiplexing->ranges.insert(multiplexing->ranges.end(), statement.ranges.begin(),
+                                        statement.ranges.end());
+            markMultiplexer(statement, statements.messages[message].signals[*multiplexer].record());
         }
     }
     for (DbcMessageStatement& message : statements.messages)
@@ -189,34 +223,42 @@ void DbcResolver::applyMultiplexing() {
             resolveMultiplexing(message, notes);
 }
 
-void DbcResolver::markMultiplexer(const DbcMultiplexStatement& statement, DbcSignal& multiplexer) {
-    if (!multiplexer.multiplexer)
-        notes.guess(statement.object.line, "SG_MUL_VAL_: signal " + multiplexer.name + " of message " +
+void DbcResolver::markMultiplexer(const DbcMultiplexStatement& statement, canSignalDef_t& multiplexer) {
+    if (multiplexer.multiplexer == 0)
+        notes.guess(statement.object.line, "SG_MUL_VAL_: signal " + multiplexer.signal + " of message " +
                                                std::to_string(statement.object.rawId) +
                                                " is not marked as a multiplexer; taken as one");
-    multiplexer.multiplexer = true;
+    multiplexer.multiplexer = 1;
 }
 
 void DbcResolver::noteDroppedMessage(const DbcMessageStatement& statement) {
-    const std::size_t count = statement.signals.size();
-    const std::string signals = count == 1 ? "its signal" : "its " + std::to_string(count) + " signals";
-    const unsigned line = statement.message.line;
-    if (statement.broken)
-        notes.error(line, statement.dropReason + (count == 0 ? "" : "; " + signals + " dropped with it"));
-    else
-        notes.dropped(line, "message " + statement.message.name + " dropped" +
-                                (count == 0 ? "" : " with " + signals) + ": " + statement.dropReason);
+    notes.dropped(statement.line,
+                  "message " + statement.message.name + " dropped" +
+                      (statement.signals.empty() ? "" : " with " + statement.describeSignals()) + ": " +
+                      statement.dropReason);
 }
 
-DbcMessage DbcResolver::finish(DbcMessageStatement& statement) {
-    for (DbcSignalStatement& signal : statement.signals)
-        if (!signal.dropped && signal.multiplexer)
-            signal.signal.multiplexing = {statement.signals[*signal.multiplexer].signal.name,
-                                          std::move(signal.ranges)};
-    for (DbcSignalStatement& signal : statement.signals)
-        if (!signal.dropped)
-            statement.message.signals.push_back(std::move(signal.signal));
-    return std::move(statement.message);
+/// Completes the records and leaves dropped signals out.
+MessageDefinition DbcResolver::finish(DbcMessageStatement& statement) const {
+    MessageDefinition& message = statement.message;
+    message.place = notes.placeOf(statement.line);
+    std::vector<DbcSignalStatement> signals = std::move(statement.signals);
+    std::vector<std::size_t> indices;
+    for (DbcSignalStatement& signal : signals) {
+        indices.push_back(message.signals.size());
+        if (!signal.dropped) {
+            completeRecord(signal.record(), message);
+            signal.definition.place = notes.placeOf(signal.line);
+            message.signals.push_back(std::move(signal.definition));
+        }
+    }
+    for (SignalDefinition& signal : message.signals)
+        if (signal.multiplexing) {
+            signal.multiplexing->multiplexer = indices[*signal.multiplexing->multiplexer];
+            signal.can().multiplexed = true;
+            signal.can().mux = firstSelector(signal.multiplexing->ranges);
+        }
+    return std::move(message);
 }
 
 } // namespace rksignal

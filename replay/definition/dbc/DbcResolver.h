@@ -22,7 +22,7 @@ class DbcResolver {
     DbcResolver(DbcStatements& statements, DbcNotes& notes) : statements(statements), notes(notes) {}
 
     /// The messages in use. Consumes the statements; called once.
-    std::vector<DbcMessage> resolve();
+    std::vector<MessageDefinition> resolve(std::optional<std::uint8_t> channel);
 
   private:
     struct SignalKey {
@@ -45,16 +45,17 @@ class DbcResolver {
     void applyValueTypes();
     void applyComments();
     void applyValues();
-    void addValues(DbcSignal& signal, const DbcValuesStatement& source, const DbcReference& object);
+    void addValues(canSignalDef_t& record, const DbcValuesStatement& source, const DbcReference& object);
     void applyFrameFormats();
+    void applyCycleTimes();
     std::string_view frameFormatName(std::string_view value) const;
     void applyMultiplexing();
-    void markMultiplexer(const DbcMultiplexStatement& statement, DbcSignal& multiplexer);
+    void markMultiplexer(const DbcMultiplexStatement& statement, canSignalDef_t& multiplexer);
     void applyLongNames();
     void applyLongName(const DbcAttributeStatement& statement);
     void applyNodeLongNames();
     void noteDroppedMessage(const DbcMessageStatement& statement);
-    DbcMessage finish(DbcMessageStatement& statement);
+    MessageDefinition finish(DbcMessageStatement& statement) const;
 
     DbcStatements& statements;
     DbcNotes& notes;

@@ -3,8 +3,7 @@
 #include "definition/dbc/DbcParser.h"
 
 #include "text/DbcWords.h"
-
-#include <charconv>
+#include "text/ParseNumber.h"
 
 namespace rksignal {
 
@@ -20,10 +19,7 @@ std::uint64_t endBit(std::uint64_t startbit, std::uint64_t bits, bool bigEndian)
 std::optional<std::uint64_t> selectorOf(std::string_view indicator) {
     if (!indicator.starts_with('m'))
         return std::nullopt;
-    std::uint64_t value = 0;
-    const char* const end = indicator.data() + indicator.size();
-    const auto result = std::from_chars(indicator.data() + 1, end, value);
-    return result.ec == std::errc() && result.ptr == end ? std::optional(value) : std::nullopt;
+    return parseNumber<std::uint64_t>(indicator.substr(1));
 }
 
 } // namespace
@@ -32,15 +28,15 @@ void DbcParser::readSignal() {
     if (statements.messages.empty())
         return lexer.fail("a BO_ line before the first signal", "SG_");
     DbcSignalStatement statement;
-    statement.signal.line = lexer.statementLine();
+    statement.line = lexer.statementLine();
     statement.name = lexer.word();
-    statement.signal.name = statement.name;
+    statement.record().signal = statement.name;
     readMultiplexIndicator(statement);
     lexer.expect(':');
     readLayout(statement);
     readScaling(statement);
-    statement.signal.unit = unquoted(lexer.quoted());
-    readReceivers(statement.signal);
+    statement.record().unit = unquoted(lexer.quoted());
+    readReceivers(statement.definition);
     readLineEnd();
     if (lexer.ok())
         takeSignal(std::move(statement));
@@ -53,7 +49,7 @@ void DbcParser::readMultiplexIndicator(DbcSignalStatement& statement) {
     const std::string_view indicator = lexer.word();
     std::string_view selector = indicator;
     if (selector.ends_with('M')) {
-        statement.signal.multiplexer = true;
+        statement.record().multiplexer = 1;
         selector.remove_suffix(1);
     }
     statement.selector = selectorOf(selector);
@@ -70,9 +66,9 @@ void DbcParser::readLayout(DbcSignalStatement& statement) {
     const bool littleEndian = lexer.accept('1');
     if (!littleEndian && !lexer.accept('0'))
         lexer.fail("byte order 0 or 1");
-    statement.signal.bigEndian = !littleEndian;
+    statement.record().endian = !littleEndian;
     if (lexer.accept('-'))
-        statement.signal.type = DbcValueType::Signed;
+        statement.record().type = signalValue_t::Signed;
     else
         lexer.expect('+');
     if (lexer.ok())
@@ -85,11 +81,11 @@ void DbcParser::takeLayout(DbcSignalStatement& statement, std::uint64_t startbit
         return drop(statement, "its width is 0");
     if (bits > 64)
         return drop(statement, "its width of " + std::to_string(bits) + " bits is more than 64");
-    if (startbit >= mostBits || endBit(startbit, bits, statement.signal.bigEndian) > mostBits)
+    if (startbit >= mostBits || endBit(startbit, bits, statement.record().endian) > mostBits)
         return drop(statement, "it lies beyond 64 bytes");
-    statement.signal.startbit = static_cast<std::uint16_t>(startbit);
-    statement.signal.bits = static_cast<std::uint8_t>(bits);
-    const std::uint64_t bytes = (endBit(startbit, bits, statement.signal.bigEndian) + 7) / 8;
+    statement.record().startbit = static_cast<std::uint16_t>(startbit);
+    statement.record().bits = static_cast<std::uint8_t>(bits);
+    const std::uint64_t bytes = (endBit(startbit, bits, statement.record().endian) + 7) / 8;
     const unsigned length = statements.messages.back().message.length;
     if (bytes > length)
         guess(statement, "reaches to byte " + std::to_string(bytes) + " of a message of " +
@@ -99,24 +95,24 @@ void DbcParser::takeLayout(DbcSignalStatement& statement, std::uint64_t startbit
 /// `(scale,offset) [minimum|maximum]`
 void DbcParser::readScaling(DbcSignalStatement& statement) {
     bool clamped = false;
-    DbcSignal& signal = statement.signal;
+    canSignalDef_t& record = statement.record();
     lexer.expect('(');
-    signal.scale = lexer.number(clamped);
+    record.scale = lexer.number(clamped);
     lexer.expect(',');
-    signal.offset = lexer.number(clamped);
+    record.offset = lexer.number(clamped);
     lexer.expect(')');
     lexer.expect('[');
-    signal.minimum = lexer.number(clamped);
+    statement.definition.minimum = lexer.number(clamped);
     lexer.expect('|');
-    signal.maximum = lexer.number(clamped);
+    statement.definition.maximum = lexer.number(clamped);
     lexer.expect(']');
     if (clamped)
         guess(statement, "has a number beyond the range of a double; the closest is taken");
-    if (lexer.ok() && signal.scale == 0)
+    if (lexer.ok() && record.scale == 0)
         guess(statement, "has scale 0; kept");
 }
 
-void DbcParser::readReceivers(DbcSignal& signal) {
+void DbcParser::readReceivers(SignalDefinition& signal) {
     while (lexer.ok() && lexer.peekOnLine() != 0) {
         if (lexer.peekOnLine() == ',')
             lexer.accept(',');
@@ -138,15 +134,15 @@ void DbcParser::takeSignal(DbcSignalStatement&& statement) {
 void DbcParser::guess(const DbcSignalStatement& statement, std::string_view what) {
     const DbcMessageStatement& message = statements.messages.back();
     if (lexer.ok() && message.dropReason.empty() && !statement.dropped)
-        notes.guess(statement.signal.line, "signal " + statement.signal.name + " of message " +
-                                               message.message.name + " " + std::string(what));
+        notes.guess(statement.line, "signal " + statement.finalName() + " of message " +
+                                        message.message.name + " " + std::string(what));
 }
 
 void DbcParser::drop(DbcSignalStatement& statement, std::string_view why) {
     const DbcMessageStatement& message = statements.messages.back();
     if (message.dropReason.empty() && !statement.dropped)
-        notes.dropped(statement.signal.line, "signal " + statement.signal.name + " of message " +
-                                                 message.message.name + " dropped: " + std::string(why));
+        notes.dropped(statement.line, "signal " + statement.finalName() + " of message " +
+                                          message.message.name + " dropped: " + std::string(why));
     statement.dropped = true;
 }
 

@@ -6,7 +6,7 @@
 /// Views refer to the text of the file, which must outlive the statements.
 #pragma once
 
-#include "definition/dbc/DbcFile.h"
+#include "definition/Definition.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,21 +22,34 @@ namespace rksignal {
 constexpr std::uint64_t longestDbcMessage = 64;
 
 struct DbcSignalStatement {
-    DbcSignal signal;                      ///< as far as the SG_ line says
+    SignalDefinition definition;           ///< as far as the SG_ line says; its `multiplexing`
+                                           ///< refers to the statements of the message
     std::string_view name;                 ///< the short name, by which other statements refer to the signal
     std::optional<std::uint64_t> selector; ///< k of `m<k>`
     bool dropped = false;                  ///< already noted; kept because other statements refer to it
-    /// The index of the multiplexer in the same message, and when it selects this signal.
-    std::optional<std::size_t> multiplexer;
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
+    unsigned line = 0;
+
+    canSignalDef_t& record() { return definition.can(); }
+    const canSignalDef_t& record() const { return definition.can(); }
+    /// The name that the signal will have: the long one if the file gives one.
+    const std::string& finalName() const { return record().signal; }
+    std::optional<std::size_t> multiplexer() const {
+        return definition.multiplexing ? definition.multiplexing->multiplexer : std::nullopt;
+    }
 };
 
 struct DbcMessageStatement {
-    DbcMessage message; ///< as far as the BO_ line says, without signals
+    MessageDefinition message; ///< as far as the BO_ line says, without signals
+    unsigned line = 0;
     std::uint32_t rawId = 0;
     std::vector<DbcSignalStatement> signals;
     std::string dropReason; ///< not empty: the message is not used. Not yet noted.
     bool broken = false;    ///< the reason is that the line could not be understood
+
+    /// `its signal`, `its 3 signals`
+    std::string describeSignals() const {
+        return signals.size() == 1 ? "its signal" : "its " + std::to_string(signals.size()) + " signals";
+    }
 };
 
 /// The object that a statement is about. `signal` is empty for a message.
@@ -66,7 +79,7 @@ struct DbcValueTypeStatement {
 struct DbcMultiplexStatement {
     DbcReference object;
     std::string_view multiplexer;
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
+    std::vector<ValueRange> ranges;
 };
 
 struct DbcAttributeStatement {
@@ -89,8 +102,10 @@ struct DbcStatements {
     std::vector<DbcAttributeStatement> longNames; ///< of messages and signals
     std::vector<DbcNodeNameStatement> nodeLongNames;
     std::vector<DbcAttributeStatement> frameFormats;
+    std::vector<DbcAttributeStatement> cycleTimes;
     std::vector<std::string_view> frameFormatNames; ///< in the order of their numbers
     std::string_view defaultFrameFormat;
+    std::string_view defaultCycleTime;
 };
 
 } // namespace rksignal

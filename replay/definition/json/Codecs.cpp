@@ -1,20 +1,13 @@
 #include "definition/json/Codecs.h"
 
-#include <charconv>
+#include "text/ParseNumber.h"
+
 #include <cmath>
 #include <limits>
 #include <string_view>
-#include <system_error>
 
 namespace rksignal {
 namespace {
-
-template <class Number>
-std::optional<Number> parseWhole(std::string_view text, int base = 10) {
-    Number number = 0;
-    const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    return status == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
 
 /// The value of a JSON number without a fraction.
 std::optional<std::uint64_t> wholeNumber(const JsonValue& value) {
@@ -46,9 +39,9 @@ bool isControl(char character) {
 /// A raw value: an unsigned one, or a negative one as its two's complement.
 std::optional<std::uint64_t> parseRaw(const std::string& text) {
     if (!text.starts_with('-')) {
-        return parseWhole<std::uint64_t>(text);
+        return parseNumber<std::uint64_t>(text);
     }
-    const auto number = parseWhole<std::int64_t>(text);
+    const auto number = parseNumber<std::int64_t>(text);
     return number ? std::optional(static_cast<std::uint64_t>(*number)) : std::nullopt;
 }
 
@@ -75,7 +68,7 @@ std::optional<std::uint64_t> IdentifierCodec::read(const JsonValue& value, const
     if (value.is_string()) {
         const std::string& text = value.get_ref<const std::string&>();
         if (text.starts_with("0x")) {
-            number = parseWhole<std::uint64_t>(std::string_view(text).substr(2), 16);
+            number = parseNumber<std::uint64_t>(std::string_view(text).substr(2), 16);
         }
     }
     if (number && *number <= last) {
@@ -164,6 +157,28 @@ JsonOutput NameCodec::schema() const {
         return {{"enum", choices}};
     }
     return {{"type", "string"}, {"pattern", R"(^[^\u0000-\u001F\u007F]+$)"}};
+}
+
+std::optional<ValueRange> RangeCodec::read(const JsonValue& value, const Place& place,
+                                           Findings& findings) const {
+    const bool isPair = value.is_array() && value.size() == 2;
+    const auto first = wholeNumber(isPair ? value[0] : value);
+    const auto last = wholeNumber(isPair ? value[1] : value);
+    if (first && last && *first <= *last) {
+        return std::pair(*first, *last);
+    }
+    findings.expected("a raw value, or an array of the first and the last one", value, place);
+    return std::nullopt;
+}
+
+JsonOutput RangeCodec::write(const Value& value) const {
+    return value.first == value.second ? JsonOutput(value.first)
+                                       : JsonOutput::array({value.first, value.second});
+}
+
+JsonOutput RangeCodec::schema() const {
+    const JsonOutput raw = IntegerCodec{0, std::numeric_limits<std::uint64_t>::max()}.schema();
+    return {{"anyOf", {raw, {{"type", "array"}, {"minItems", 2}, {"maxItems", 2}, {"items", raw}}}}};
 }
 
 std::optional<ValueTextsCodec::Value> ValueTextsCodec::read(const JsonValue& value, const Place& place,

@@ -9,6 +9,7 @@
 ///     JsonOutput schema() const;                                // in JSON Schema, draft 7
 #pragma once
 
+#include "definition/Definition.h"
 #include "definition/json/Findings.h"
 
 #include <algorithm>
@@ -61,6 +62,7 @@ struct FlagCodec {
 /// Any text.
 struct TextCodec {
     using Value = std::string;
+    static constexpr const char* noun = "text";
 
     std::optional<Value> read(const JsonValue& value, const Place& place, Findings& findings) const;
     JsonOutput write(const Value& value) const { return value; }
@@ -96,6 +98,16 @@ struct Ipv4AddressCodec {
     JsonOutput schema() const;
 };
 
+/// A raw value, or an array of the first and the last of several.
+struct RangeCodec {
+    using Value = ValueRange;
+    static constexpr const char* noun = "range";
+
+    std::optional<Value> read(const JsonValue& value, const Place& place, Findings& findings) const;
+    JsonOutput write(const Value& value) const;
+    JsonOutput schema() const;
+};
+
 /// Texts by raw value, an object with the raw values as member names: decimal, negative ones as two's
 /// complement of 64 bits.
 struct ValueTextsCodec {
@@ -104,6 +116,38 @@ struct ValueTextsCodec {
     std::optional<Value> read(const JsonValue& value, const Place& place, Findings& findings) const;
     JsonOutput write(const Value& value) const;
     JsonOutput schema() const;
+};
+
+/// An array of at least one item, which its codec calls a `noun`.
+template <class Item>
+struct ListCodec {
+    using Value = std::vector<typename Item::Value>;
+    Item item;
+
+    std::optional<Value> read(const JsonValue& value, const Place& place, Findings& findings) const {
+        if (!value.is_array() || value.empty()) {
+            findings.expected(std::string("an array of at least one ") + Item::noun, value, place);
+            return std::nullopt;
+        }
+        const std::size_t before = findings.count();
+        Value items;
+        for (std::size_t i = 0; i < value.size(); ++i) {
+            if (auto read = item.read(value[i], place / i, findings)) {
+                items.push_back(std::move(*read));
+            }
+        }
+        return findings.count() == before ? std::optional(std::move(items)) : std::nullopt;
+    }
+
+    JsonOutput write(const Value& value) const {
+        JsonOutput array = JsonOutput::array();
+        for (const auto& each : value) {
+            array.push_back(item.write(each));
+        }
+        return array;
+    }
+
+    JsonOutput schema() const { return {{"type", "array"}, {"minItems", 1}, {"items", item.schema()}}; }
 };
 
 /// Names joined for a message: `"A", "B" or "C"`.

@@ -5,12 +5,17 @@
 #include "input/LoggerStatusSignal.h"
 #include "signal/BitField.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <utility>
 
 namespace rksignal {
 namespace {
+
+using CanRow = SignalRow<canSignalDef_t>;
+using InputRow = SignalRow<inputSignalDef_t>;
 
 constexpr std::uint64_t max8 = std::numeric_limits<std::uint8_t>::max();
 constexpr std::uint64_t max16 = std::numeric_limits<std::uint16_t>::max();
@@ -26,8 +31,18 @@ constexpr std::uint64_t lastFlexRayBit = 2031; // of 254 bytes
 constexpr std::uint64_t lastSlot = 2047;
 constexpr std::uint64_t lastCycle = 63;
 constexpr std::uint64_t lastVlanId = 4095;
+constexpr std::uint64_t longestFrame = 64;
 
-/// In what the fields common to all kinds differ from kind to kind.
+// What messages and their signals say in the same words.
+constexpr const char* msgIdText = "Identifier of the frame, 11 bits, or 29 if extended is true";
+constexpr const char* extendedText = "29-bit identifier";
+constexpr const char* canFdText = "CAN FD frame";
+constexpr const char* canChannelText =
+    "Number of the bus channel; the signal is taken from all channels if it is absent";
+constexpr const char* messageText = "Name of the frame";
+constexpr const char* senderText = "Name of the sending node";
+
+/// What of the fields that all kinds have depends on the kind.
 struct CommonFields {
     std::vector<std::string> names = {}; ///< the only ones possible, if there are any
     std::uint64_t lastStartbit = lastClassicBit;
@@ -61,6 +76,8 @@ Fields<Record> commonFields(const CommonFields& common) {
         field<Record>("scale", &Record::scale, NumberCodec{}, "physical = raw * scale + offset"),
         field<Record>("offset", &Record::offset, NumberCodec{}, "physical = raw * scale + offset"),
         field<Record>("endian", &Record::endian, byteOrders, "Byte order of the field"),
+        field<Record>("minimum", &Record::minimum, NumberCodec{}, "Least physical value; not checked"),
+        field<Record>("maximum", &Record::maximum, NumberCodec{}, "Greatest physical value; not checked"),
         field<Record>("multiplexed", &Record::multiplexed, FlagCodec{},
                       "Present only while the multiplexer carries mux"),
         field<Record>("multiplexer", &Record::multiplexer, IntegerCodec{0, max8},
@@ -71,6 +88,8 @@ Fields<Record> commonFields(const CommonFields& common) {
                       "Texts by raw value in decimal, negative ones as two's complement of 64 bits"),
         field<Record>("udn", &Record::udn, TextCodec{}, "User-defined name"),
         field<Record>("comment", &Record::comment, TextCodec{}, "Comment"),
+        field<Record>("receivers", &Record::receivers, ListCodec<TextCodec>{},
+                      "Names of the receiving nodes"),
         field<Record>("tslId", &Record::tslId, IntegerCodec{0, max8}, common.tslId),
     };
     for (Field<Record>& field : fields) {
@@ -95,8 +114,8 @@ Record plainDefaults(const std::string& instance) {
 }
 
 /// The predefined inputs send integers of at most 32 bits, and doubles.
-inputSignalDef_t predefinedDefaults(const std::string& instance) {
-    auto record = plainDefaults<inputSignalDef_t>(instance);
+InputRow predefinedDefaults(const std::string& instance) {
+    auto record = plainDefaults<InputRow>(instance);
     const auto type = GPSSignal::gpsSignalTypes.find(instance);
     if (type != GPSSignal::gpsSignalTypes.end()) {
         record.type = type->second;
@@ -146,27 +165,40 @@ std::string checkWord(const Record& record) {
     return checkCommon(record);
 }
 
-std::string checkCanIdentity(const canSignalDef_t& record) {
-    if (record.msgId > maxStandardId && !record.extended) {
-        return "expected an 11-bit msgId unless extended is true, found " + std::to_string(record.msgId);
+std::string checkIdentifier(std::uint32_t id, bool extended) {
+    return id <= maxStandardId || extended
+               ? ""
+               : "expected an 11-bit msgId unless extended is true, found " + std::to_string(id);
+}
+
+std::string checkMultiplexing(const CanRow& row) {
+    if (!row.multiplexed && (row.multiplexedBy || !row.muxValues.empty())) {
+        return "expected multiplexedBy and muxValues of a multiplexed signal only";
     }
-    if (record.pduId && !record.canFD) {
-        return "expected pduId where canFD is true only, found " + std::to_string(*record.pduId);
+    if (row.mux != 0 && !row.muxValues.empty()) {
+        return "expected mux or muxValues, found both";
     }
     return "";
 }
 
-std::string checkCan(const canSignalDef_t& record) {
-    std::string wrong = checkCanIdentity(record);
-    if (!wrong.empty()) {
-        return wrong;
+std::string checkCanIdentity(const CanRow& row) {
+    if (row.pduId && !row.canFD) {
+        return "expected pduId where canFD is true only, found " + std::to_string(*row.pduId);
     }
-    canSignalDef_t completed = record;
-    if (!CANSignal::checkSignalDefinition(completed)) {
-        return "expected a field that touches at most 8 bytes, found " +
-               shownField(record.bits, record.startbit);
+    return checkMultiplexing(row);
+}
+
+std::string checkCan(const CanRow& row) {
+    for (std::string wrong : {checkIdentifier(row.msgId, row.extended), checkCanIdentity(row)}) {
+        if (!wrong.empty()) {
+            return wrong;
+        }
     }
-    return record.canFD ? checkCommon(record) : checkWord(record);
+    const auto bytes = bitfield::byteRange(row.startbit, row.bits, row.endian);
+    if (bytes.numBytes > bitfield::maxRangeBytes) {
+        return "expected a field that touches at most 8 bytes, found " + shownField(row.bits, row.startbit);
+    }
+    return row.canFD ? checkCommon(row) : checkWord(row);
 }
 
 /// At each position a field must lie within the bytes that the decoder takes as one word.
@@ -183,7 +215,7 @@ std::string checkPositions(const Record& record) {
     return checkCommon(record);
 }
 
-std::string checkFlexRay(const flexRaySignalDef_t& record) {
+std::string checkFlexRay(const SignalRow<flexRaySignalDef_t>& record) {
     const flexRayPosition_t& first = record.positions.front();
     for (const flexRayPosition_t& position : record.positions) {
         if (position.slot != first.slot || position.type != first.type) {
@@ -194,7 +226,7 @@ std::string checkFlexRay(const flexRaySignalDef_t& record) {
     return checkPositions<FlexRaySignal>(record);
 }
 
-std::string checkGps(const inputSignalDef_t& record) {
+std::string checkGps(const InputRow& record) {
     const signalValue_t type = predefinedDefaults(record.instance).type;
     if (record.type != type) {
         return std::string("expected type ") + (type == signalValue_t::Double ? "double" : "unsigned") +
@@ -213,54 +245,53 @@ std::vector<std::string> namesIn(const Table& table) {
     return names;
 }
 
-DefinitionKind<inputSignalDef_t>
-inputKind(const char* name, std::vector<PlacedDefinition<inputSignalDef_t>> SignalDefinitions::*list) {
+DefinitionKind<inputSignalDef_t> numberedInputs(SignalKind kind) {
     CommonFields common;
     common.channel = "Number of the input on its module";
     common.tslId = "Channel of the module";
-    return {name, list, commonFields<inputSignalDef_t>(common), plainDefaults<inputSignalDef_t>,
-            checkWord<inputSignalDef_t>};
+    return {kind, commonFields<InputRow>(common), plainDefaults<InputRow>, checkWord<InputRow>};
 }
 
 template <class Table>
 DefinitionKind<inputSignalDef_t>
-predefinedKind(const char* name, std::vector<PlacedDefinition<inputSignalDef_t>> SignalDefinitions::*list,
-               const Table& names) {
+predefinedInputs(SignalKind kind, const Table& names,
+                 std::string (*check)(const InputRow&) = checkWord<InputRow>) {
     CommonFields common;
     common.names = namesIn(names);
-    return {name, list, commonFields<inputSignalDef_t>(common), predefinedDefaults,
-            checkWord<inputSignalDef_t>};
+    return {kind, commonFields<InputRow>(common), predefinedDefaults, check};
 }
 
 } // namespace
 
 const DefinitionKind<canSignalDef_t>& canKind() {
-    using Record = canSignalDef_t;
+    using Row = CanRow;
     CommonFields common;
     common.lastStartbit = lastFdBit;
-    common.channel = "Number of the bus channel; the signal is taken from all channels if it is absent";
-    static const DefinitionKind<Record> kind = {
-        "can",
-        &SignalDefinitions::can,
-        withFields<Record>(
-            common, {required(field<Record>("msgId", &Record::msgId, IdentifierCodec{maxExtendedId},
-                                            "Identifier of the frame, 11 bits, or 29 if extended is true")),
-                     field<Record>("extended", &Record::extended, FlagCodec{}, "29-bit identifier"),
-                     field<Record>("canFD", &Record::canFD, FlagCodec{}, "CAN FD frame"),
-                     field<Record>("pduId", &Record::pduId, IdentifierCodec{maxPduId},
-                                   "PDU of a CAN FD frame that holds the signal"),
-                     field<Record>("message", &Record::message, TextCodec{}, "Name of the frame"),
-                     field<Record>("sender", &Record::sender, TextCodec{}, "Name of the sending node")}),
-        plainDefaults<Record>,
-        checkCan,
-        /*anyChannel=*/true};
+    common.channel = canChannelText;
+    static const DefinitionKind<canSignalDef_t> kind = {
+        SignalKind::Can,
+        withFields<Row>(
+            common,
+            {required(field<Row>("msgId", &Row::msgId, IdentifierCodec{maxExtendedId}, msgIdText)),
+             field<Row>("extended", &Row::extended, FlagCodec{}, extendedText),
+             field<Row>("canFD", &Row::canFD, FlagCodec{}, canFdText),
+             field<Row>("pduId", &Row::pduId, IdentifierCodec{maxPduId},
+                        "PDU of a CAN FD frame that holds the signal"),
+             field<Row>("message", &Row::message, TextCodec{}, messageText),
+             field<Row>("sender", &Row::sender, TextCodec{}, senderText),
+             field<Row>("multiplexedBy", &Row::multiplexedBy, TextCodec{},
+                        "Instance of the multiplexer of the same message; if absent, the first that is not "
+                        "multiplexed itself"),
+             field<Row>("muxValues", &Row::muxValues, ListCodec<RangeCodec>{},
+                        "In place of mux: values, or arrays of the first and the last of several")}),
+        plainDefaults<Row>, checkCan};
     return kind;
 }
 
 const DefinitionKind<linSignalDef_t>& linKind() {
-    using Record = linSignalDef_t;
-    static const DefinitionKind<Record> kind = {
-        "lin", &SignalDefinitions::lin,
+    using Record = SignalRow<linSignalDef_t>;
+    static const DefinitionKind<linSignalDef_t> kind = {
+        SignalKind::Lin,
         withFields<Record>({}, {required(field<Record>("msgId", &Record::msgId, IdentifierCodec{lastLinId},
                                                        "Identifier of the frame, without parity"))}),
         plainDefaults<Record>, checkWord<Record>};
@@ -268,89 +299,93 @@ const DefinitionKind<linSignalDef_t>& linKind() {
 }
 
 const DefinitionKind<flexRaySignalDef_t>& flexRayKind() {
-    using Record = flexRaySignalDef_t;
+    using Record = SignalRow<flexRaySignalDef_t>;
     using Position = flexRayPosition_t;
     const ChoiceCodec<bool> segments{{{"static", true}, {"dynamic", false}}};
     const ObjectsCodec<Position> positions{
-        {field<Position>("startBit", &Position::startBit, IntegerCodec{0, lastFlexRayBit},
-                         "As startbit elsewhere, counted from the start of the payload or of the PDU's data"),
-         required(field<Position>("type", &Position::type, segments, "Segment of the communication cycle")),
-         required(field<Position>("slot", &Position::slot, IntegerCodec{1, lastSlot}, "Slot of the frame")),
-         field<Position>("baseCycle", &Position::baseCycle, IntegerCodec{0, lastCycle}, "First cycle"),
-         field<Position>("repetition", &Position::repetition, IntegerCodec{1, lastCycle + 1},
-                         "Every how many cycles from there"),
-         field<Position>("updateBit", &Position::updateBit, IntegerCodec{0, lastFlexRayBit},
-                         "Bit of the payload that is 1 when the field has been updated"),
-         field<Position>("pduId", &Position::pduId, IdentifierCodec{maxPduId}, "PDU that holds the field")}};
-    static const DefinitionKind<Record> kind = {
-        "flexray", &SignalDefinitions::flexray,
+        {{field<Position>(
+              "startBit", &Position::startBit, IntegerCodec{0, lastFlexRayBit},
+              "As startbit elsewhere, counted from the start of the payload or of the PDU's data"),
+          required(field<Position>("type", &Position::type, segments, "Segment of the communication cycle")),
+          required(field<Position>("slot", &Position::slot, IntegerCodec{1, lastSlot}, "Slot of the frame")),
+          field<Position>("baseCycle", &Position::baseCycle, IntegerCodec{0, lastCycle}, "First cycle"),
+          field<Position>("repetition", &Position::repetition, IntegerCodec{1, lastCycle + 1},
+                          "Every how many cycles from there"),
+          field<Position>("updateBit", &Position::updateBit, IntegerCodec{0, lastFlexRayBit},
+                          "Bit of the payload that is 1 when the field has been updated"),
+          field<Position>("pduId", &Position::pduId, IdentifierCodec{maxPduId},
+                          "PDU that holds the field")}}};
+    static const DefinitionKind<flexRaySignalDef_t> kind = {
+        SignalKind::FlexRay,
         placedFields<Record>(positions, "Where the signal lies; slot and type are the same at each"),
         plainDefaults<Record>, checkFlexRay};
     return kind;
 }
 
 const DefinitionKind<ethernetSignalDef_t>& ethernetKind() {
-    using Record = ethernetSignalDef_t;
+    using Record = SignalRow<ethernetSignalDef_t>;
     using Position = ethernetPosition_t;
     using enum ethSignalPosType_t;
     const ChoiceCodec<ethSignalPosType_t> containers{
         {{"DEFAULT", DEFAULT}, {"IPDU", IPDU}, {"SPDU", SPDU}, {"SOME/IP", SOMEIP}}};
     const ObjectsCodec<Position> positions{
-        {field<Position>("ethSignalType", &Position::ethSignalType, containers,
-                         "Container within the payload that holds the field"),
-         field<Position>("startBit", &Position::startBit, IntegerCodec{0, max16},
-                         "As startbit elsewhere, counted from the start of the container's data"),
-         field<Position>("sourceMac", &Position::sourceMac, MacAddressCodec{}, "Any if absent"),
-         field<Position>("destinationMac", &Position::destinationMac, MacAddressCodec{}, "Any if absent"),
-         field<Position>("sourceIp", &Position::sourceIp, Ipv4AddressCodec{}, "Any if absent"),
-         field<Position>("destinationIp", &Position::destinationIp, Ipv4AddressCodec{}, "Any if absent"),
-         field<Position>("sourcePort", &Position::sourcePort, IntegerCodec{0, max16}, "0: any"),
-         field<Position>("destinationPort", &Position::destinationPort, IntegerCodec{0, max16}, "0: any"),
-         field<Position>("ipProtocol", &Position::ipProtocol, IntegerCodec{0, max8},
-                         "6: TCP, 17: UDP, 0: any"),
-         field<Position>("vlan", &Position::vlan, FlagCodec{}, "A VLAN tag is required"),
-         field<Position>("vlanId", &Position::vlanId, IntegerCodec{0, lastVlanId}, "0: any"),
-         field<Position>("pduId", &Position::pduId, IdentifierCodec{max32}, "Of an IPDU"),
-         field<Position>("messageId", &Position::messageId, IdentifierCodec{max32}, "Of an SPDU"),
-         field<Position>("serviceId", &Position::serviceId, IdentifierCodec{max16}, "Of SOME/IP"),
-         field<Position>("methodEventId", &Position::methodEventId, IdentifierCodec{max16},
-                         "Method or event of SOME/IP")}};
-    static const DefinitionKind<Record> kind = {
-        "ethernet", &SignalDefinitions::ethernet,
+        {{field<Position>("ethSignalType", &Position::ethSignalType, containers,
+                          "Container within the payload that holds the field"),
+          field<Position>("startBit", &Position::startBit, IntegerCodec{0, max16},
+                          "As startbit elsewhere, counted from the start of the container's data"),
+          field<Position>("sourceMac", &Position::sourceMac, MacAddressCodec{}, "Any if absent"),
+          field<Position>("destinationMac", &Position::destinationMac, MacAddressCodec{}, "Any if absent"),
+          field<Position>("sourceIp", &Position::sourceIp, Ipv4AddressCodec{}, "Any if absent"),
+          field<Position>("destinationIp", &Position::destinationIp, Ipv4AddressCodec{}, "Any if absent"),
+          field<Position>("sourcePort", &Position::sourcePort, IntegerCodec{0, max16}, "0: any"),
+          field<Position>("destinationPort", &Position::destinationPort, IntegerCodec{0, max16}, "0: any"),
+          field<Position>("ipProtocol", &Position::ipProtocol, IntegerCodec{0, max8},
+                          "6: TCP, 17: UDP, 0: any"),
+          field<Position>("vlan", &Position::vlan, FlagCodec{}, "A VLAN tag is required"),
+          field<Position>("vlanId", &Position::vlanId, IntegerCodec{0, lastVlanId}, "0: any"),
+          field<Position>("pduId", &Position::pduId, IdentifierCodec{max32}, "Of an IPDU"),
+          field<Position>("messageId", &Position::messageId, IdentifierCodec{max32}, "Of an SPDU"),
+          field<Position>("serviceId", &Position::serviceId, IdentifierCodec{max16}, "Of SOME/IP"),
+          field<Position>("methodEventId", &Position::methodEventId, IdentifierCodec{max16},
+                          "Method or event of SOME/IP")}}};
+    static const DefinitionKind<ethernetSignalDef_t> kind = {
+        SignalKind::Ethernet,
         placedFields<Record>(positions, "Where the signal lies, for each kind of frame that carries it"),
         plainDefaults<Record>, checkPositions<EthernetSignal, Record>};
     return kind;
 }
 
-const DefinitionKind<inputSignalDef_t>& digitalKind() {
-    static const auto kind = inputKind("digital", &SignalDefinitions::digital);
-    return kind;
+const DefinitionKind<inputSignalDef_t>& inputKind(SignalKind kind) {
+    static const DefinitionKind<inputSignalDef_t> kinds[] = {
+        numberedInputs(SignalKind::Digital),
+        numberedInputs(SignalKind::Analog),
+        predefinedInputs(SignalKind::Keyboard, KeyboardSignal::predefinedInputs),
+        predefinedInputs(SignalKind::Status, LoggerStatusSignal::predefinedInputs),
+        predefinedInputs(SignalKind::Gps, GPSSignal::gps_ids, checkGps),
+    };
+    return *std::find_if(std::begin(kinds), std::end(kinds),
+                         [kind](const auto& each) { return each.kind == kind; });
 }
 
-const DefinitionKind<inputSignalDef_t>& analogKind() {
-    static const auto kind = inputKind("analog", &SignalDefinitions::analog);
-    return kind;
+const Fields<MessageDefinition>& messageFields() {
+    using Message = MessageDefinition;
+    static const Fields<Message> fields = {
+        required(field<Message>("msgId", &Message::id, IdentifierCodec{maxExtendedId}, msgIdText)),
+        field<Message>("extended", &Message::extended, FlagCodec{}, extendedText),
+        field<Message>("canFD", &Message::canFd, FlagCodec{}, canFdText),
+        field<Message>("channel", &Message::channel, IntegerCodec{0, max8}, canChannelText),
+        field<Message>("message", &Message::name, TextCodec{}, messageText),
+        field<Message>("length", &Message::length, IntegerCodec{0, longestFrame},
+                       "Bytes of the frame, by which shorter ones are noticed; 0: unknown"),
+        field<Message>("sender", &Message::sender, TextCodec{}, senderText),
+        field<Message>("cycleTime", &Message::cycleTime, NumberCodec{}, "Milliseconds between frames"),
+        field<Message>("comment", &Message::comment, TextCodec{}, "Comment"),
+    };
+    return fields;
 }
 
-const DefinitionKind<inputSignalDef_t>& keyboardKind() {
-    static const auto kind =
-        predefinedKind("keyboard", &SignalDefinitions::keyboard, KeyboardSignal::predefinedInputs);
-    return kind;
-}
-
-const DefinitionKind<inputSignalDef_t>& statusKind() {
-    static const auto kind =
-        predefinedKind("status", &SignalDefinitions::status, LoggerStatusSignal::predefinedInputs);
-    return kind;
-}
-
-const DefinitionKind<inputSignalDef_t>& gpsKind() {
-    static const auto kind = [] {
-        auto gps = predefinedKind("gps", &SignalDefinitions::gps, GPSSignal::gps_ids);
-        gps.check = checkGps;
-        return gps;
-    }();
-    return kind;
+std::string checkMessage(const MessageDefinition& message) {
+    return checkIdentifier(message.id, message.extended);
 }
 
 } // namespace rksignal

@@ -2,38 +2,45 @@
 /// The kinds of signals that a definition file holds, and their fields.
 #pragma once
 
-#include "definition/SignalDefinitions.h"
+#include "definition/Definition.h"
 #include "definition/json/Field.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace rksignal {
 
+/// A signal as the file has it: the library's record, and what SignalDefinition says besides.
+template <class Record>
+struct SignalRow : Record {
+    double minimum = 0;
+    double maximum = 0;
+    std::vector<std::string> receivers;
+    std::optional<std::string> multiplexedBy; ///< instance name
+    std::vector<ValueRange> muxValues;        ///< in place of `mux`
+};
+
 /// One kind of signals. A row here is all that reading, writing and the schema know of it.
 template <class RecordType>
 struct DefinitionKind {
     using Record = RecordType;
+    using Row = SignalRow<Record>;
 
-    const char* name; ///< of the array in the file, and of the bus in rows
-    std::vector<PlacedDefinition<Record>> SignalDefinitions::*list;
-    Fields<Record> fields;
+    SignalKind kind; ///< its name is that of the array in the file
+    Fields<Row> fields;
     /// What a definition of this name has where the file says nothing.
-    Record (*defaults)(const std::string& instance);
-    /// What is wrong with a record whose fields are each in its range; empty if nothing.
-    std::string (*check)(const Record& record);
-    bool anyChannel = false; ///< a definition without `channel` is one for any channel
+    Row (*defaults)(const std::string& instance);
+    /// What is wrong with a row whose fields are each in its range; empty if nothing.
+    std::string (*check)(const Row& row);
 };
 
 const DefinitionKind<canSignalDef_t>& canKind();
 const DefinitionKind<linSignalDef_t>& linKind();
 const DefinitionKind<flexRaySignalDef_t>& flexRayKind();
 const DefinitionKind<ethernetSignalDef_t>& ethernetKind();
-const DefinitionKind<inputSignalDef_t>& digitalKind();
-const DefinitionKind<inputSignalDef_t>& analogKind();
-const DefinitionKind<inputSignalDef_t>& keyboardKind();
-const DefinitionKind<inputSignalDef_t>& statusKind();
-const DefinitionKind<inputSignalDef_t>& gpsKind();
+/// Of digital, analog, keyboard, status and GPS signals.
+const DefinitionKind<inputSignalDef_t>& inputKind(SignalKind kind);
 
 /// Calls `use(kind)` for every kind, in the order in which they are written.
 template <class Use>
@@ -42,11 +49,16 @@ void forEachKind(Use&& use) {
     use(linKind());
     use(flexRayKind());
     use(ethernetKind());
-    use(digitalKind());
-    use(analogKind());
-    use(keyboardKind());
-    use(statusKind());
-    use(gpsKind());
+    for (const SignalKind kind : {SignalKind::Digital, SignalKind::Analog, SignalKind::Keyboard,
+                                  SignalKind::Status, SignalKind::Gps}) {
+        use(inputKind(kind));
+    }
 }
+
+/// Messages of CAN, as far as their signals do not say it.
+const Fields<MessageDefinition>& messageFields();
+
+/// What is wrong with such a message; empty if nothing.
+std::string checkMessage(const MessageDefinition& message);
 
 } // namespace rksignal

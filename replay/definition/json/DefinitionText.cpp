@@ -3,19 +3,74 @@
 #include "definition/json/DefinitionKinds.h"
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
 #include <utility>
+#include <variant>
 
 namespace rksignal {
 namespace {
 
+/// The signal as the file has it. What the reader finds out by itself is left out.
 template <class Kind>
-JsonOutput writeDefinition(const Kind& kind, const PlacedDefinition<typename Kind::Record>& definition) {
-    auto defaults = kind.defaults(definition.record.instance);
-    if (kind.anyChannel) { // the default is to name none
-        const std::uint8_t channel = definition.record.channel;
-        defaults.channel = definition.anyChannel ? channel : static_cast<std::uint8_t>(~channel);
+typename Kind::Row rowOf(const Kind& /*kind*/, const MessageDefinition& message,
+                         const SignalDefinition& signal, std::optional<std::size_t> firstMultiplexer) {
+    typename Kind::Row row;
+    static_cast<typename Kind::Record&>(row) = std::get<typename Kind::Record>(signal.record);
+    row.minimum = signal.minimum;
+    row.maximum = signal.maximum;
+    row.receivers = signal.receivers;
+    if (const auto& multiplexing = signal.multiplexing) {
+        if (multiplexing->multiplexer && multiplexing->multiplexer != firstMultiplexer) {
+            row.multiplexedBy = message.signals[*multiplexing->multiplexer].common().instance;
+        }
+        if (multiplexing->ranges != std::vector<ValueRange>{{row.mux, row.mux}}) {
+            row.muxValues = multiplexing->ranges;
+            row.mux = 0;
+        }
     }
-    return writeFields(kind.fields, definition.record, defaults);
+    return row;
+}
+
+template <class Kind>
+JsonOutput writeSignals(const Kind& kind, const std::vector<MessageDefinition>& messages) {
+    JsonOutput array = JsonOutput::array();
+    for (const MessageDefinition& message : messages) {
+        if (message.kind != kind.kind) {
+            continue;
+        }
+        const auto multiplexer = firstMultiplexer(message);
+        for (const SignalDefinition& signal : message.signals) {
+            auto defaults = kind.defaults(signal.common().instance);
+            if (kind.kind == SignalKind::Can) { // the default is to name none
+                const std::uint8_t channel = signal.common().channel;
+                defaults.channel = message.channel ? static_cast<std::uint8_t>(~channel) : channel;
+            }
+            array.push_back(writeFields(kind.fields, rowOf(kind, message, signal, multiplexer), defaults));
+        }
+    }
+    return array;
+}
+
+/// Whether the signals of a message, which name it, do not say everything about it.
+bool hasMore(const MessageDefinition& message) {
+    return message.kind == SignalKind::Can &&
+           (message.signals.empty() || message.length != 0 || !message.comment.empty() || message.cycleTime);
+}
+
+JsonOutput writeMessages(const std::vector<MessageDefinition>& messages) {
+    JsonOutput array = JsonOutput::array();
+    for (MessageDefinition message : messages) {
+        if (hasMore(message)) {
+            if (!message.signals.empty()) { // which may have no name for it
+                message.name = message.signals.front().can().message;
+            } else if (message.name == identifierText(message)) { // as the reader calls it
+                message.name.clear();
+            }
+            array.push_back(writeFields(messageFields(), message, MessageDefinition()));
+        }
+    }
+    return array;
 }
 
 /// The schemas of the kinds. What several kinds describe in the same way stands once, in `definitions`.
@@ -23,7 +78,13 @@ class SchemaWriter {
   public:
     std::string write() {
         JsonOutput properties = {{"$schema", {{"type", "string"}, {"description", "Not read"}}}};
-        forEachKind([&](const auto& kind) { properties[kind.name] = describe(kind); });
+        properties["messages"] = {
+            {"type", "array"},
+            {"description", "What signals do not say about their messages, and messages without signals"},
+            {"items", objectSchema(messageFields(), [this](const auto& field) {
+                 return share(field, fieldSchema(field, MessageDefinition()));
+             })}};
+        forEachKind([&](const auto& kind) { properties[kindName(kind.kind)] = describe(kind); });
         const JsonOutput schema = {{"$schema", "http://json-schema.org/draft-07/schema#"},
                                    {"title", "Signal definitions"},
                                    {"type", "object"},
@@ -39,16 +100,20 @@ class SchemaWriter {
         const auto defaults = kind.defaults("");
         const auto describeField = [&](const auto& field) {
             JsonOutput schema = fieldSchema(field, defaults);
-            if (kind.anyChannel && field.name == "channel") {
+            if (kind.kind == SignalKind::Can && field.name == "channel") {
                 schema.erase("default");
             }
-            if (!shared.contains(field.name)) {
-                shared[field.name] = schema;
-            }
-            return shared[field.name] == schema ? JsonOutput{{"$ref", "#/definitions/" + field.name}}
-                                                : schema;
+            return share(field, std::move(schema));
         };
         return {{"type", "array"}, {"items", objectSchema(kind.fields, describeField)}};
+    }
+
+    template <class Field>
+    JsonOutput share(const Field& field, JsonOutput schema) {
+        if (!shared.contains(field.name)) {
+            shared[field.name] = schema;
+        }
+        return shared[field.name] == schema ? JsonOutput{{"$ref", "#/definitions/" + field.name}} : schema;
     }
 
     JsonOutput shared = JsonOutput::object();
@@ -56,13 +121,15 @@ class SchemaWriter {
 
 } // namespace
 
-std::string definitionText(const SignalDefinitions& definitions) {
+std::string definitionText(const std::vector<MessageDefinition>& messages) {
     JsonOutput document = JsonOutput::object();
-    forEachKind([&](const auto& kind) {
-        for (const auto& definition : definitions.*kind.list) {
-            document[kind.name].push_back(writeDefinition(kind, definition));
+    const auto put = [&document](std::string_view name, JsonOutput array) {
+        if (!array.empty()) {
+            document[name] = std::move(array);
         }
-    });
+    };
+    put("messages", writeMessages(messages));
+    forEachKind([&](const auto& kind) { put(kindName(kind.kind), writeSignals(kind, messages)); });
     return document.dump(2) + '\n';
 }
 

@@ -2,17 +2,19 @@
 /// Definition files, written.
 #pragma once
 
-#include "definition/SignalDefinitions.h"
+#include "definition/Definition.h"
 #include "text/Export.h"
 
 #include <string>
+#include <vector>
 
 namespace rksignal {
 
-/// The text of a definition file that reads as `definitions` again. Kinds, definitions and fields stand in a
-/// fixed order, fields that have their default are left out. Places do not matter.
-/// REQUIRES: the definitions are usable, with finite numbers and UTF-8 texts.
-RKREPLAY_EXPORT std::string definitionText(const SignalDefinitions& definitions);
+/// The text of a definition file that reads as `messages` again. Kinds and fields stand in a fixed order,
+/// fields that have their default are left out. Places do not matter.
+/// REQUIRES: the definitions are usable, with finite numbers and UTF-8 texts; every instance name is unique;
+/// no signal of CAN is one that whyNotDecodable() names.
+RKREPLAY_EXPORT std::string definitionText(const std::vector<MessageDefinition>& messages);
 
 /// The JSON Schema (draft 7) of definition files: every field with its description and its limits.
 RKREPLAY_EXPORT std::string definitionSchema();

@@ -139,37 +139,26 @@ JsonOutput fieldSchema(const Field<Record>& field, const Record& defaults) {
     return schema;
 }
 
-/// An array of at least one object, each a record with these fields. See Codecs.h.
+/// An object that is a record with these fields. See Codecs.h.
 template <class Record>
-struct ObjectsCodec {
-    using Value = std::vector<Record>;
+struct ObjectCodec {
+    using Value = Record;
+    static constexpr const char* noun = "object";
     Fields<Record> fields;
 
     std::optional<Value> read(const JsonValue& value, const Place& place, Findings& findings) const {
-        if (!value.is_array() || value.empty()) {
-            findings.expected("an array of at least one object", value, place);
-            return std::nullopt;
-        }
         const std::size_t before = findings.count();
-        Value records(value.size());
-        for (std::size_t i = 0; i < records.size(); ++i) {
-            readFields(fields, value[i], place / i, findings, records[i]);
-        }
-        return findings.count() == before ? std::optional(std::move(records)) : std::nullopt;
+        Record record;
+        readFields(fields, value, place, findings, record);
+        return findings.count() == before ? std::optional(std::move(record)) : std::nullopt;
     }
-
-    JsonOutput write(const Value& value) const {
-        JsonOutput array = JsonOutput::array();
-        for (const Record& record : value) {
-            array.push_back(writeFields(fields, record, Record()));
-        }
-        return array;
-    }
-
+    JsonOutput write(const Value& value) const { return writeFields(fields, value, Record()); }
     JsonOutput schema() const {
-        const auto describe = [](const Field<Record>& field) { return fieldSchema(field, Record()); };
-        return {{"type", "array"}, {"minItems", 1}, {"items", objectSchema(fields, describe)}};
+        return objectSchema(fields, [](const Field<Record>& field) { return fieldSchema(field, Record()); });
     }
 };
+
+template <class Record>
+using ObjectsCodec = ListCodec<ObjectCodec<Record>>;
 
 } // namespace rksignal

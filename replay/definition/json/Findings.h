@@ -2,10 +2,12 @@
 /// Places in a JSON document, and what is wrong there.
 #pragma once
 
+#include "text/Remark.h"
+
 #include <cstddef>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace rksignal {
 
@@ -18,28 +20,29 @@ using Place = JsonValue::json_pointer;
 /// Collects everything that is wrong with one document, in the order in which it is found.
 class Findings {
   public:
-    /// `file` is what the texts call the document.
+    /// `file` is what the remarks call the document.
     explicit Findings(std::string file) : name(std::move(file)) {}
 
-    const std::string& file() const { return name; }
-    std::size_t count() const { return total; }
+    std::size_t count() const { return remarks.count(Severity::Error); }
+    /// Whether further findings are only counted, so that their places do not matter.
+    bool isFull() const { return remarks.omitted() > 0; }
+    std::string placeText(const Place& place) const { return name + "#" + place.to_string(); }
 
-    /// `FILE#PLACE: TEXT`
-    void add(const Place& place, const std::string& text);
-    /// `FILE#PLACE: expected WHAT, found VALUE`
+    void add(const Place& place, std::string text) {
+        remarks.add({isFull() ? std::string() : placeText(place), Severity::Error, std::move(text)});
+    }
+    /// `expected WHAT, found VALUE`
     void expected(const std::string& what, const JsonValue& found, const Place& place);
-    /// `FILE:LINE:COLUMN: TEXT`
-    void addAt(std::size_t line, std::size_t column, const std::string& text);
+    void addAt(std::size_t line, std::size_t column, std::string text);
 
-    /// \throws DefinitionError if there is anything
-    void throwIfAny() const;
+    /// \throws RemarkError if there is anything
+    void throwIfAny();
 
   private:
-    void keep(std::string text);
+    static constexpr std::size_t maxKept = 20;
 
     std::string name;
-    std::size_t total = 0;
-    std::vector<std::string> texts; ///< the first of them
+    RemarkList remarks{maxKept};
 };
 
 /// A value as a message shows it: short, on one line.

@@ -40,7 +40,8 @@ class TreeBuilder : public nlohmann::json_sax<JsonValue> {
 
     bool key(string_t& name) override {
         if (stack.back().value->contains(name)) {
-            findings.add(place() / name, "expected a member name once, found it again");
+            findings.add(findings.isFull() ? Place() : place() / name,
+                         "expected a member name once, found it again");
         }
         stack.back().member = std::move(name);
         return true;
@@ -93,7 +94,8 @@ class TreeBuilder : public nlohmann::json_sax<JsonValue> {
         Place result;
         for (std::size_t i = 0; i + 1 < stack.size(); ++i) {
             const Open& parent = stack[i];
-            result = parent.value->is_array() ? result / (parent.value->size() - 1) : result / parent.member;
+            result.push_back(parent.value->is_array() ? std::to_string(parent.value->size() - 1)
+                                                      : parent.member);
         }
         return result;
     }

@@ -116,14 +116,13 @@ struct Recorder : FiringSink {
 };
 
 std::vector<std::string> firings(const std::string& log, unsigned seed, bool edge, bool byModel) {
-    SignalStorage storage;
-    Catalog catalog(storage);
-    catalog.add(parseDbc(definitions, "bound"), 0);
-    catalog.add(parseDbc(definitions, "any"), std::nullopt); // decodes the frames of channel 0 once more
+    Catalog catalog;
+    catalog.addDbcText(definitions, "bound", 0);
+    catalog.addDbcText(definitions, "any"); // decodes the frames of channel 0 once more
     std::vector<std::unique_ptr<ExpParser>> parsers;
     std::vector<Condition> conditions;
     for (const std::string& text : randomExpressions(Dice(seed), catalog)) {
-        parsers.push_back(std::make_unique<ExpParser>(text.c_str(), edge, &storage));
+        parsers.push_back(std::make_unique<ExpParser>(text.c_str(), edge, &catalog.storage()));
         conditions.emplace_back(text, catalog, ConditionOptions{.edgeTrigger = edge});
     }
     Model model(catalog, std::move(parsers), edge);

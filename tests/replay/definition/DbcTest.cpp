@@ -33,20 +33,22 @@ std::string announcedNotes(const std::string& text) {
     return notes;
 }
 
-std::string layoutOf(const DbcSignal& signal) {
+std::string layoutOf(const SignalDefinition& signal) {
+    const canSignalDef_t& record = signal.can();
     constexpr const char* types[] = {"+", "-", " float", " double"};
     std::ostringstream out;
-    out << ": " << signal.startbit << '|' << int{signal.bits} << (signal.bigEndian ? "@0" : "@1")
-        << types[static_cast<int>(signal.type)] << " (" << signal.scale << ',' << signal.offset << ") ["
-        << signal.minimum << '|' << signal.maximum << "] \"" << signal.unit << '"';
+    out << ": " << record.startbit << '|' << int{record.bits} << (record.endian ? "@0" : "@1")
+        << types[static_cast<int>(record.type)] << " (" << record.scale << ',' << record.offset << ") ["
+        << signal.minimum << '|' << signal.maximum << "] \"" << record.unit << '"';
     return out.str() == anyLayout ? "..." : out.str();
 }
 
-/// ` S* < M 1-3 7-7 : 0|8@1+ (2,0) [0|0] "km" A B {1 on} # comment`, with a `*` for a multiplexer.
-void show(std::ostream& out, const DbcSignal& signal) {
-    out << ' ' << signal.name << (signal.multiplexer ? "*" : "");
+/// ` S* < M 1-3 7-7 : 0|8@1+ (2,0) [0|0] "km" A B {1 on} # comment`, with a `*` for a multiplexer and value
+/// texts under the raw words of their values.
+void show(std::ostream& out, const MessageDefinition& message, const SignalDefinition& signal) {
+    out << ' ' << signal.can().signal << (signal.can().multiplexer != 0 ? "*" : "");
     if (signal.multiplexing) {
-        out << " < " << signal.multiplexing->multiplexer;
+        out << " < " << message.signals[*signal.multiplexing->multiplexer].can().signal;
         for (const auto& [first, last] : signal.multiplexing->ranges) {
             out << ' ' << first << '-' << last;
         }
@@ -55,10 +57,10 @@ void show(std::ostream& out, const DbcSignal& signal) {
     for (const std::string& receiver : signal.receivers) {
         out << ' ' << receiver;
     }
-    for (const auto& [value, text] : signal.valueDescriptions) {
+    for (const auto& [value, text] : signal.can().valueDescriptions) {
         out << " {" << value << ' ' << text << '}';
     }
-    out << (signal.comment.empty() ? "" : " # " + signal.comment) << '\n';
+    out << (signal.can().comment.empty() ? "" : " # " + signal.can().comment) << '\n';
 }
 
 void expectRead(const Row& row) {
@@ -67,18 +69,22 @@ void expectRead(const Row& row) {
     for (std::size_t at = text.find("..."); at != text.npos; at = text.find("...", at)) {
         text.replace(at, 3, anyLayout);
     }
-    const DbcFile file = parseDbc(text, "t.dbc");
+    const DefinitionFile file = parseDbc(text, "t.dbc");
     std::ostringstream notes, messages;
-    for (const DbcNote& note : file.notes) {
+    for (const Remark& note : file.remarks) {
         notes << "GDE"[static_cast<int>(note.severity)] << ' ' << note << '\n';
     }
-    for (const DbcMessage& message : file.messages) {
+    for (const MessageDefinition& message : file.messages) {
         messages << message.name << ' ' << std::hex << message.id << std::dec
-                 << (message.extended ? "x [" : " [") << int{message.length} << (message.canFd ? " fd]" : "]")
+                 << (message.extended ? "x [" : " [") << message.length << (message.canFd ? " fd]" : "]")
                  << (message.sender.empty() ? "" : " ") << message.sender
-                 << (message.comment.empty() ? "" : " # " + message.comment) << '\n';
-        for (const DbcSignal& signal : message.signals) {
-            show(messages, signal);
+                 << (message.comment.empty() ? "" : " # " + message.comment);
+        if (message.cycleTime) {
+            messages << " every " << *message.cycleTime << " ms";
+        }
+        messages << '\n';
+        for (const SignalDefinition& signal : message.signals) {
+            show(messages, message, signal);
         }
     }
     EXPECT_EQ(notes.str(), announcedNotes(row.text));
@@ -108,8 +114,8 @@ VAL_ 1 S -1 "minus \"one\""
   +7 "seven" ;
 VAL_ 1 T OnOff ;
 VAL_ EnvironmentVariable 0 "x" ;)",
-         "A 1 [8]\n S : 0|32@1 float (1,0) [0|0] \"\" {7 seven} {18446744073709551615 minus \"one\"}\n"
-         " T : 0|64@1 double (1,0) [0|0] \"\" {0 off} {1 on}\n"},
+         "A 1 [8]\n S : 0|32@1 float (1,0) [0|0] \"\" {1088421888 seven} {3212836864 minus \"one\"}\n"
+         " T : 0|64@1 double (1,0) [0|0] \"\" {0 off} {4607182418800017408 on}\n"},
         {"comments and long names", R"(CM_ SG_ 10 S "C:\path";
 BA_ "SystemSignalLongSymbol" SG_ 10 S "S_long";
 BO_ 10 A: 8 N1
@@ -123,14 +129,17 @@ BA_ "SystemNodeLongSymbol" BU_ N1 "N1_long";
 BA_ "SystemSignalLongSymbol" SG_ 10 T "S_long"; // G long name S_long of signal T of message 10 belongs to another signal already; the short name is kept)",
          "A_long a [8] N1_long # first \"line\";\nBO_ 12 C: 8\n S_long* ... N1_long N2 # C:\\path\n"
          " T < S_long 1-1 ... # without its kind\n"},
-        {"frame formats", R"(BO_ 1 Default: 8
+        {"frame formats and cycle times", R"(BO_ 1 Default: 8
 BO_ 2 Number: 8
 BO_ 3 LengthDecides: 39
 BA_DEF_ BO_ "VFrameFormat" ENUM "StandardCAN","StandardCAN_FD","J1939PG";
 BA_DEF_DEF_ "VFrameFormat" "StandardCAN_FD";
 BA_ "VFrameFormat" BO_ 2 0;
-BA_ "VFrameFormat" BO_ 3 2; // G message LengthDecides of 39 bytes taken as CAN FD despite its frame format J1939PG)",
-         "Default 1 [8 fd]\nNumber 2 [8]\nLengthDecides 3 [39 fd]\n"},
+BA_ "VFrameFormat" BO_ 3 2; // G message LengthDecides of 39 bytes taken as CAN FD despite its frame format J1939PG
+BA_DEF_DEF_ "GenMsgCycleTime" 100;
+BA_ "GenMsgCycleTime" BO_ 2 0;
+BA_ "GenMsgCycleTime" BO_ 3 2.5;)",
+         "Default 1 [8 fd] every 100 ms\nNumber 2 [8]\nLengthDecides 3 [39 fd] every 2.5 ms\n"},
         {"UTF-8 with its mark", "\uFEFFBO_ 1 A: 8", "A 1 [8]\n"},
         {"Windows-1252",
          "BO_ 1 A: 8 \x80\x99\xB0\x81 // G text is not UTF-8; the file is taken as Windows-1252",
@@ -208,6 +217,18 @@ BA_DEF_ BO_ "x" INT 0 1;)",
     for (const Row& row : rows) {
         expectRead(row);
     }
+}
+
+TEST(Dbc, DamagedTextCostsAThousandRemarksOfEachSeverity) {
+    std::string text;
+    for (int i = 0; i < 3000; ++i) {
+        text += "BO_ x\nBO_ 1 A: 8\n";
+    }
+    const RemarkList remarks = parseDbc(text, "t.dbc").remarks;
+    EXPECT_EQ(remarks.count(Severity::Error), 3000U);
+    EXPECT_EQ(remarks.count(Severity::Warning), 2999U);
+    EXPECT_EQ(remarks.kept().size(), 2000U);
+    EXPECT_EQ(remarks.omitted(), 3999U);
 }
 
 TEST(Dbc, OnlyTrueUtf8IsTakenAsSuch) {

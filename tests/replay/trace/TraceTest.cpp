@@ -117,5 +117,41 @@ TEST(Trace, AStopEndsTheReadingOfASilentPipe) {
     EXPECT_EQ(trace.report(0).damagedLines, 0U);
 }
 
+TEST(Trace, AllThatIsWholeIsReadBeforeAStop) {
+    std::string damaged = impossibleRecord();
+    const std::string offset = std::to_string(damaged.size());
+    damaged += "damage" + impossibleRecord().substr(8); // without the file's head
+    const struct {
+        std::string content, expected;
+    } rows[] = {
+        {"(1.0) can0 123#11\n(2.0) can0 123#1", "1000000000 can 0 291 1\n"},
+        {damaged + damaged.substr(8, 30),
+         "5 can 0 2 1\n5 can 0 2 1\nt: 6 bytes damaged from offset " + offset +
+             "\nt: records with an impossible content: 2, the first is record 2\n"},
+    };
+    for (const auto& [content, expected] : rows) {
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        ASSERT_EQ(write(ends[1], content.data(), content.size()), static_cast<ssize_t>(content.size()));
+        Trace trace;
+        trace.addDescriptor(ends[0], "t");
+        trace.onProgress([&trace, size = content.size()] { // when it would wait for ever
+            if (trace.position() == size) {
+                trace.stop();
+            }
+        });
+        Listing listing;
+        trace.run(listing);
+        for (const Remark& remark : trace.report(0).remarks) {
+            listing.text << remark << '\n';
+        }
+        EXPECT_EQ(listing.text.str(), expected);
+        EXPECT_EQ(trace.addDescriptor(ends[0], "late"), 1U) << "counts as empty instead of waiting";
+        EXPECT_FALSE(trace.next());
+        close(ends[0]);
+        close(ends[1]);
+    }
+}
+
 } // namespace
 } // namespace rksignal

@@ -36,8 +36,8 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
         {"$decode --channel a=1 --channel a=2",
          "rksignal: --channel a=2: the interface has a channel already\n"},
         {"$decode --signals 'motor.*'",
-         "rksignal: --only motor.* matches no signal; close are Motor.Speed\n"},
-        {"$decode -o t.log", "rksignal: the output would overwrite the trace t.log\n"},
+         "rksignal: --signals motor.*: the name of a definition file ends in .json; --only takes patterns\n"},
+        {"$decode --only 'motor.*'", "rksignal: --only motor.* matches no signal; close are Motor.Speed\n"},
         {"$decode -o no/out", "rksignal: cannot write no/out: No such file or directory\n"},
     };
     for (const auto& [command, message] : rows) {
@@ -47,6 +47,41 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
         EXPECT_EQ(result.output, "") << command;
         EXPECT_EQ(folder.read("t.log"), "(1.0) can0 001#05\n") << "the trace is untouched";
     }
+}
+
+TEST_F(DecodeUsage, DefinitionsForChannelsThatDoNotComeAreSaid) {
+    folder.write("t.log", "(1.0) can0 001#05\n(1.0) can1 001#05\n(1.0) can1 002#05\n");
+    folder.run("rksignal convert -q t.log t.rktrace");
+    const std::string absent = "warning: the options name an interface ";
+    const std::string misplaced = "messages defined for it came on others: Motor (can0, can1), Body (can1)\n";
+    const struct {
+        std::string arguments;
+        int status;
+        std::string messages; ///< of the summary, behind the frames that never came
+    } rows[] = {
+        {"t.log --dbc can1=a.dbc", 0, ""},
+        {"t.rktrace --channel body=1 --dbc body=a.dbc", 0, ""},
+        {"t.rktrace --dbc can7=a.dbc", 1,
+         "no frame came on can7; messages defined for it came on others: Motor (channel 0, channel 1), Body "
+         "(channel 1)\n" +
+             absent + "can7, which no trace has\n"},
+        {"t.log --dbc a.dbc --channel nosuch=1", 1,
+         "on several channels, decoded as one (--dbc CHANNEL=FILE keeps them apart): Motor\n"
+         "interfaces nosuch and can1 are both channel 1; --channel NAME=N tells them apart\n" +
+             absent + "nosuch, which no trace has\n"},
+        {"t.log --dbc 7=a.dbc", 0, "no frame came on channel 7; " + misplaced},
+        {"t.log --dbc 7=a.dbc --dbc can0=a.dbc --channel can0=0", 0,
+         "no frame came on channel 7; " + misplaced},
+    };
+    for (const auto& [arguments, status, messages] : rows) {
+        const ProgramResult result = folder.run("rksignal decode --last " + arguments);
+        EXPECT_EQ(result.status, status) << arguments;
+        EXPECT_TRUE(result.messages.ends_with("\n" + messages)) << arguments << '\n' << result.messages;
+    }
+    EXPECT_EQ(folder.run("rksignal decode -q --last --dbc foo=a.dbc t.rktrace").status, 0)
+        << "channel 0 came";
+    EXPECT_EQ(folder.run("rksignal decode -q --last --dbc foo=a.dbc t.log").messages,
+              absent + "foo, which no trace has\n");
 }
 
 TEST_F(DecodeUsage, StandardStreamsAndFiles) {
@@ -76,7 +111,7 @@ TEST_F(DecodeUsage, StandardStreamsAndFiles) {
          "1101\n", ""},
         {"the reader goes", "{ rksignal decode --dbc a.dbc t.log; echo $? >&2; } | head -n 2", first, "0\n"},
         {"the disk is full", "rksignal decode --dbc a.dbc t.log > /dev/full; echo $?", "2\n",
-         "rksignal: cannot write the output: No space left on device\n"},
+         "rksignal: cannot write standard output: No space left on device\n"},
     };
     folder.run("seq -f '(%.0f.5) can0 001#05' 99999 > t.log");
     for (const auto& [name, command, output, messages] : rows) {
@@ -91,7 +126,7 @@ TEST_F(DecodeUsage, ProgressIsShownOnATerminal) {
     const std::string trace = folder.path("t.log");
     std::ostringstream messages;
     runProgram({"decode", trace, trace, "--dbc", folder.path("a.dbc"), "-o", folder.path("out")},
-               {-1, messages, /*interactive=*/true});
+               {-1, messages, /*columns=*/80});
     EXPECT_EQ(
         messages.str(),
         "\r[                                        ] 0%\r[====================                    ] 50%"

@@ -72,8 +72,8 @@ class NmeaLogs : public SignalTest {
         GPSSignal::gpsStatus = 1;
         std::vector<unsigned long> ids;
         const bool reported = GPSSignal::decodeMessage(GPSTraceMessage{1, sentence}, ids);
-        if (expected["checksum_ok"] == false) {
-            EXPECT_FALSE(reported) << "a wrong checksum";
+        if (expected["checksum_ok"] != true) {
+            EXPECT_FALSE(reported) << "a wrong checksum, or cut before it";
         } else if (isRmc) {
             expectRmc(expected, reported);
         } else {

@@ -164,9 +164,8 @@ TEST_F(RecordedDefinitions, EveryLineIsUsedButForKnownFaults) {
     std::map<std::string, std::size_t> unused; // lines
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         if (entry.path().extension() == ".dbc") {
-            SignalStorage storage;
-            Catalog catalog(storage);
-            catalog.add(readDbc(entry.path()), std::nullopt);
+            Catalog catalog;
+            catalog.addDbc(entry.path());
             const std::string count = "grep -acE '^ *(BO_ .*:|SG_ .*@)' '" + entry.path().string() + "'";
             unused[entry.path().filename()] =
                 std::stoul(working.run(count).output) - catalog.decoders().size() - catalog.signals().size();

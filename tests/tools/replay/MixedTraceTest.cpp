@@ -152,22 +152,6 @@ GPS.Latitude > 48: unknown
 )");
 }
 
-/// Short frames, both branches of a multiplexer, and both formats of a frame.
-TEST_F(MixedTrace, DefinitionsOfAMessageDecodeAsItsDbcFileDoes) {
-    folder.write("a.dbc", R"(BO_ 1 A: 3 X
- SG_ M M : 0|8@1+ (1,0) [0|0] "" X
- SG_ Low m0 : 8|8@1- (0.5,1) [0|0] "V" X
- SG_ High m1 : 15|16@0+ (1,0) [0|0] "" X
-VAL_ 1 M 0 "low" 1 "high" ;
-)");
-    folder.write("t.log", "(1.0) can0 001#00FF00\n(2.0) can3 001#010203\n(3.0) can0 001##001\n"
-                          "(4.0) can0 001#02\n(5.0) can0 001##0000102\n");
-    const ProgramResult dbc = folder.run("rksignal decode -q --dbc a.dbc t.log");
-    folder.run("rksignal convert a.dbc a.json");
-    EXPECT_EQ(folder.run("rksignal decode -q --signals a.json t.log").output, dbc.output);
-    EXPECT_EQ(std::count(dbc.output.begin(), dbc.output.end(), '\n'), 9);
-}
-
 /// Merged by time, equal times in the order of the arguments, each trace in its own order.
 TEST_F(MixedTrace, TracesAreMerged) {
     folder.write("a.log", "(1.0) can0 101#01\n(3.0) can0 101#02\n(2.0) can0 101#03\n(4.0) can0 101#04\n");
@@ -196,7 +180,8 @@ TEST_F(MixedTrace, SentencesOfOneTimeAreAMessage) {
                                 sentence("GPGSV,1,1,00") + "\r\n" + sentence("GPGGA,235959.50" + gga) +
                                 "\r\n" + sentence("GPGGA,000000" + gga) + "\r\n# remark\r\n" +
                                 "$GPRMC,000001,A,4808.2,N,01134.5,E,0,0,010126,,*00\r\n" +
-                                sentence("GPRMC,000002,V,,,,,,,010126,,") + "\r\nnonsense\r\n");
+                                sentence("GPRMC,000002,V,,,,,,,010126,,") + "\r\nnonsense\r\n" +
+                                "$GPRMC,000003,A,4808.2,N,01134.5,E,0,0,010126,,"); // cut, and no checksum
     const ProgramResult result = folder.run("rksignal decode --signals gps.json --gps gps.txt");
     EXPECT_EQ(result.output, header + "1767225599.500000,,gps,GPS.Status,1,,1,Active\n"
                                       "1767225599.500000,,gps,GPS.Satellites,5,,5,\n"
@@ -204,9 +189,10 @@ TEST_F(MixedTrace, SentencesOfOneTimeAreAMessage) {
                                       "1767225602.000000,,gps,GPS.Status,0,,0,Void\n");
     EXPECT_EQ(result.messages, R"(4 messages read: 3 decoded, 0 unknown, 0 remote, 0 error, 1 of other kinds
   gps: 3 decoded, 0 unknown
-2 malformed lines:
-  gps.txt:7: not a sentence of NMEA 0183 with the right checksum
-  gps.txt:9: not a sentence of NMEA 0183 with the right checksum
+3 malformed lines:
+  gps.txt:7: not a whole sentence of NMEA 0183 with the right checksum
+  gps.txt:9: not a whole sentence of NMEA 0183 with the right checksum
+  gps.txt:10: not a whole sentence of NMEA 0183 with the right checksum
 )");
     EXPECT_EQ(folder.run("rksignal decode -q --signals gps.json - < gps.txt").output, result.output);
 }

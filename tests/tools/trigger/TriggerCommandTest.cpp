@@ -127,7 +127,7 @@ TEST_F(TriggerCommand, StatusIsThatOfGrep) {
     };
     expect(0, "--when 'Gear.Lewer + Gear.Lever == 2' --allow-unknown", "");
     expect(1, "--when 'Gear.Lever == 3'", "");
-    expect(2, fast + "bad.log", "");
+    expect(2, fast + "bad.log", "1 malformed line:\n  bad.log:1: odd number of data digits\n");
     expect(2, "", "rksignal: no condition: --when or --when-file gives them\n");
     expect(2, "--when 'Gear.Lewer == 3'",
            "--when 'Gear.Lewer == 3': error: there is no signal Gear.Lewer; close are Gear.Lever\n"
