@@ -1,7 +1,7 @@
 // Reading DBC text into its model, from memory.
 
 #include "Recordings.h"
-#include "definition/dbc/DbcParser.h"
+#include "definition/dbc/DbcFile.h"
 
 #include <benchmark/benchmark.h>
 
