@@ -1,6 +1,7 @@
 // Trigger expressions: what they compile to, and what they evaluate to.
 
 #include "expression/ExpressionTest.h"
+#include "support/Allocations.h"
 
 #include <atomic>
 #include <barrier>
