@@ -240,10 +240,10 @@ void OtherBuses::sendFlexRay(const Tick& tick) {
                                                  .cycle = cycle,
                                                  .payload = payload});
     };
-    // 60 static slots of 50 microseconds, then minislots of 8.
-    send(FlexRayExtTraceMessage::Static, 12, 11 * 50000, staticPayload(tick.car, cycle));
+    // 60 static slots of 50,000 ns, then minislots of 8,000 ns: slot 12 follows 11, slot 70 follows 60 and 9.
+    send(FlexRayExtTraceMessage::Static, 12, 550000, staticPayload(tick.car, cycle));
     if (cycle % 8 == 3) {
-        send(FlexRayExtTraceMessage::Dynamic, 70, 60 * 50000 + 9 * 8000, dynamicPayload(tick.car));
+        send(FlexRayExtTraceMessage::Dynamic, 70, 3072000, dynamicPayload(tick.car));
     }
 }
 

@@ -65,7 +65,7 @@ std::pair<unsigned, unsigned> usageAfter(std::uint64_t seconds) {
 } // namespace
 
 void Logger::readInputs(const Tick& tick) {
-    for (std::uint16_t i = 0; i < std::size(digitalInputs); ++i) {
+    for (std::size_t i = 0; i < std::size(digitalInputs); ++i) {
         const bool level = digitalInputs[i](tick.car);
         if (levels[i] != level) {
             levels[i] = level;

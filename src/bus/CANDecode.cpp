@@ -123,7 +123,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
             writer.store(wordAt(frame.bytes, start), frame.timestamp);
             return;
         }
-        std::array<unsigned char, 2 * 256> bytes{}; // behind the payload as many as a range can reach
+        std::array<unsigned char, 512> bytes{}; // behind the payload as many as a range can reach
         std::copy(frame.bytes.begin(), frame.bytes.end(), bytes.begin());
         writer.signal->write(bytes.data() + start, writer.place.numBytes, frame.timestamp);
     }

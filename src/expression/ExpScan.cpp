@@ -4,9 +4,9 @@
 #include "expression/ExpLexer.h"
 #include "expression/ExpParser.h"
 
+#include <clocale>
 #include <cstdlib>
 #include <cstring>
-#include <locale.h>
 
 namespace {
 

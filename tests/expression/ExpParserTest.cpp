@@ -1,6 +1,7 @@
 // Trigger expressions: what they compile to, and what they evaluate to.
 
 #include "expression/ExpressionTest.h"
+#include "support/Allocations.h"
 
 #include <atomic>
 #include <barrier>
@@ -38,6 +39,10 @@ std::size_t allocationsSoFar() {
     if (void* const memory = std::malloc(size))
         return memory;
     throw std::bad_alloc();
+}
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    ++allocations;
+    return std::malloc(size);
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);

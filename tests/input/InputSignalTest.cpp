@@ -5,13 +5,12 @@
 #include "input/InputTest.h"
 #include "input/KeyboardSignal.h"
 #include "input/LoggerStatusSignal.h"
+#include "support/Allocations.h"
 
 #include <bit>
 #include <memory>
 
 using InputSignalTest = InputTest;
-
-std::size_t allocationsSoFar(); // expression/ExpParserTest.cpp counts them
 
 namespace {
 

@@ -57,11 +57,11 @@ void expectSameIds(const Ids& ids, const IdModel& model, std::uint64_t key) {
 }
 
 TEST(IdTable, RandomOperationsAsOnAMap) {
-    for (const std::uint64_t range : {20, 1'000}) {
+    for (const std::uint64_t range : {20U, 1'000U}) {
         Ids ids;
         IdModel model;
         std::mt19937_64 random(1);
-        for (int round = 0; round < 10'000 && !testing::Test::HasFailure(); ++round) {
+        for (unsigned round = 0; round < 10'000 && !testing::Test::HasFailure(); ++round) {
             SCOPED_TRACE(testing::Message() << "range " << range << " round " << round);
             // Identifiers grow; now and then one of another kind, or an old one, comes in between.
             const std::uint64_t key = random() % 3 == 0 ? random() % range : round % 4'000 * (1 + range % 7);

@@ -551,7 +551,7 @@ TEST_F(SharedSegments, ThreadsBuildAndDestroyInStoragesOfTheirOwn) {
     for (std::size_t i = 0; i < 100; ++i)
         definitions[i % 4].push_back(definition(std::to_string(i)));
     const auto run = [&](const std::vector<baseSignalDef_t>& own) {
-        SignalStorage storage;
+        SignalStorage storage(SignalTables::Own);
         for (const baseSignalDef_t& def : own) {
             BaseSignal signal(def, true, &storage), shared(common, true, &storage);
             EXPECT_TRUE(signal.initSmData);

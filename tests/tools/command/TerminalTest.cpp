@@ -63,7 +63,7 @@ TEST_F(Terminal, ProgressFitsItAndStaysAwayFromRows) {
 /// signals to it. `sh` starts commands behind `&` with Ctrl-C ignored, so this does not use it.
 class Interrupted : public Terminal {
   protected:
-    int run(std::vector<std::string> arguments, const std::string& trace, std::vector<int> signals) {
+    int run(std::vector<std::string> arguments, const std::string& trace, const std::vector<int>& signals) {
         std::array<int, 2> input{};
         EXPECT_EQ(pipe2(input.data(), O_CLOEXEC), 0);
         EXPECT_EQ(write(input[1], trace.data(), trace.size()), static_cast<ssize_t>(trace.size()));
