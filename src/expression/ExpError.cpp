@@ -7,6 +7,6 @@ std::ostream& operator<<(std::ostream& out, const ExpError& error) {
         return out << "ExpParser::add: " << error.message << ": " << error.name;
     }
     // std::to_string: a stream may group the digits as its locale has it
-    return out << "expression parser: line " << std::to_string(error.line) << ' ' << error.message
-               << " at '" << error.excerpt << "'";
+    return out << "expression parser: line " << std::to_string(error.line) << ' ' << error.message << " at '"
+               << error.excerpt << "'";
 }
