@@ -66,7 +66,7 @@ std::optional<PacketReader::Content> PacketReader::readCan(Bytes packet) {
                                                  : readCanFrame(bigEndian<4>(packet.data()), packet);
 }
 
-/// Packets of all interfaces together. What is not CAN has lost the head of its frame.
+/// Packets of all interfaces together. Their head replaces that of the frame, so only CAN frames are whole.
 template <std::size_t headLength, std::size_t protocolAt>
 std::optional<PacketReader::Content> PacketReader::readCooked(Bytes packet) {
     constexpr unsigned firstCan = 0x0C; // CAN, CAN FD, CAN XL

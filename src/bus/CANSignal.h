@@ -44,8 +44,8 @@ class RKSIGNAL_EXPORT CANSignal : public Defined<canSignalDef_t>, public BaseSig
     }
 
     /// Builds the signal and files it under the key of its frame. A CAN FD definition that
-    /// `checkSignalDefinition` refuses, without a message, gives a signal with identifier all ones that is
-    /// found by name and never receives a value; so does, with a message, an identifier already in use.
+    /// `checkSignalDefinition` refuses gives a signal with identifier all ones: it is found by name and never
+    /// receives a value. An identifier that is already in use gives the same, and a message.
     explicit CANSignal(const canSignalDef_t& def, bool shm = false, SignalStorage* storage = nullptr);
 
     /// Leaves all tables: the list of its frame, and those that clients can have changed.

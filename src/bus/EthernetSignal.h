@@ -54,9 +54,9 @@ class RKSIGNAL_EXPORT EthernetSignal : public Defined<ethernetSignalDef_t>, publ
 
     // --- life ---
 
-    /// Builds the signal with its children and files them. A definition that `checkSignalDefinition` refuses,
-    /// without a message, gives a signal with identifier all ones that is found by name and never receives a
-    /// value; so does, with a message, an identifier already in use. Without positions it is filed in no
+    /// Builds the signal with its children and files them. A definition that `checkSignalDefinition` refuses
+    /// gives a signal with identifier all ones: it is found by name and never receives a value. An identifier
+    /// that is already in use gives the same, and a message. Without positions it is filed in no
     /// frame.
     explicit EthernetSignal(const ethernetSignalDef_t& def, bool shared = false,
                             SignalStorage* storage = nullptr);

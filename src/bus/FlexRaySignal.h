@@ -54,8 +54,8 @@ class RKSIGNAL_EXPORT FlexRaySignal : public Defined<flexRaySignalDef_t>, public
     }
 
     /// Builds the signal and its children and files them under the keys of their frames. A definition that
-    /// `checkSignalDefinition` refuses, without a message, gives a signal with identifier all ones that is
-    /// found by name and never receives a value; so does, with a message, an identifier already in use. A
+    /// `checkSignalDefinition` refuses gives a signal with identifier all ones: it is found by name and never
+    /// receives a value. An identifier that is already in use gives the same, and a message. A
     /// definition without positions is accepted and filed under no key.
     explicit FlexRaySignal(const flexRaySignalDef_t& def, bool shm = false, SignalStorage* storage = nullptr);
 
