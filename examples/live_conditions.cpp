@@ -23,8 +23,8 @@ int main(int argc, char** argv) try {
     triggers.addFiringSink(alarm);
     rksignal::Replay replay(catalog, triggers);
     for (std::uint8_t i = 0; i < 200; ++i) {
-        replay.receive(
-            CANExtTraceMessage{.timestamp = i * 1'000'000U, .length = 1, .canId = 1, .payload = {i}});
+        replay.receive(CANExtTraceMessage{
+            .timestamp = i * std::uint64_t{1'000'000}, .length = 1, .canId = 1, .payload = {i}});
     }
     return triggers.size() == 1 ? 0 : 1;
 } catch (const rksignal::Error& error) {

@@ -349,7 +349,7 @@ TEST_F(SharedSegments, KeysThatMeetGiveNobodyTheValueOfAnother) {
          [&] {
              const TwoSignals two;
              makeBothKeyFiles();
-             shmget(keyOf("A"), 104, IPC_CREAT | 0666);
+             EXPECT_NE(shmget(keyOf("A"), 104, IPC_CREAT | 0666), -1);
              const std::string refused = inOrder({two.a.step(), two.b.step()});
              fs::remove("/tmp/A");
              return refused + two.b.step();
@@ -393,7 +393,7 @@ TEST_F(SharedSegments, KeysThatMeetGiveNobodyTheValueOfAnother) {
              for (std::size_t i = 0; i < signals.size(); ++i)
                  signals[i]->writeRaw(i, 1);
              reader.step();
-             const std::string wrong = reader.step();
+             std::string wrong = reader.step();
              const CapturedOutput quiet;
              signals.clear();
              return wrong;
@@ -507,7 +507,7 @@ TEST_F(SharedSegments, OfTwoProcessesThatStartAtOnceOneCreatesAndNoValueIsWiped)
                          },
                          [&] { return rawText(*signal); }});
         const Peer quick({[&] {
-            const std::string outcome = build();
+            std::string outcome = build();
             signal->writeRaw(1, 2);
             (void)!write(ready[1], "r", 1);
             return outcome;

@@ -4,6 +4,8 @@
 
 #include "bus/CANSignal.h"
 
+#include <array>
+#include <bit>
 #include <cstring>
 #include <thread>
 
@@ -59,10 +61,11 @@ TEST_F(SlotLock, ForgedMutexIsRefusedAndLeftAlone) {
             std::memset(&forged, 0xA8, sizeof forged);
             forged.__data.__lock = 0;
             forged.__data.__kind = kind;
-            std::memcpy(&signal.slot->mutex, &forged, sizeof forged);
+            const auto bytes = std::bit_cast<std::array<char, sizeof forged>>(forged);
+            std::memcpy(&signal.slot->mutex, bytes.data(), bytes.size());
             output.take();
             signal.writeRaw(7, 8);
-            const bool same = std::memcmp(&signal.slot->mutex, &forged, sizeof forged) == 0;
+            const bool same = std::bit_cast<std::array<char, sizeof forged>>(signal.slot->mutex) == bytes;
             return output.take() + std::to_string(signal.slot->raw) + (same ? " left alone" : " changed");
         }});
         EXPECT_EQ(victim.step(), refusal(def.instance) + "7 left alone");
