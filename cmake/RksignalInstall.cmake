@@ -73,3 +73,6 @@ if(TARGET rkreplay)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/package/rksignal-replay.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT rksignal)
 endif()
+foreach(component IN ITEMS platform rksignal)
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT ${component})
+endforeach()
