@@ -1,2 +1,0 @@
-set(EVENT_TEST_SOURCES
-  event/EventParserTest.cpp)
