@@ -14,7 +14,8 @@ if(RKSIGNAL_SANITIZE)
   target_link_options(rksignal_instrumentation INTERFACE -fsanitize=${RKSIGNAL_SANITIZE})
 endif()
 if(RKSIGNAL_COVERAGE)
-  target_compile_options(rksignal_instrumentation INTERFACE --coverage)
+  # Tests run several threads: counters that are not atomic lose counts, and can even end up negative.
+  target_compile_options(rksignal_instrumentation INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(rksignal_instrumentation INTERFACE --coverage)
 endif()
 
