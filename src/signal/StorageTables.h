@@ -35,7 +35,7 @@ struct StorageTables {
 
 /// The tables of the storage that a storage argument means, or null if it uses the class-wide ones.
 inline StorageTables* ownTablesOf(const SignalStorage* storage) {
-    return (storage != nullptr ? *storage : BaseSignal::defSignalStorage).ownTables.get();
+    return storage != nullptr ? storage->ownTables.get() : nullptr; // the default storage has none
 }
 
 /// The storage's `own` one, or `classWide`.
