@@ -1,6 +1,7 @@
 #include "trace/Trace.h"
 
 #include "trace/AscTrace.h"
+#include "trace/BlfTrace.h"
 #include "trace/CandumpTrace.h"
 #include "trace/CaptureTrace.h"
 #include "trace/FormatDetection.h"
@@ -27,6 +28,8 @@ std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMa
         return std::make_unique<NmeaTrace>(std::move(file));
     case TraceFormat::Asc:
         return std::make_unique<AscTrace>(std::move(file));
+    case TraceFormat::Blf:
+        return std::make_unique<BlfTrace>(std::move(file));
     case TraceFormat::Mdf:
         return std::make_unique<MdfTrace>(std::move(file));
     case TraceFormat::Candump:

@@ -29,6 +29,7 @@ constexpr Begin begins[] = {
     {"\x0A\x0D\x0D\x0A", TraceFormat::Capture}, // pcapng
     {"MDF     ", TraceFormat::Mdf},
     {"UnFinMF ", TraceFormat::Mdf},
+    {"LOGG", TraceFormat::Blf},
 };
 
 bool isNmeaLine(std::string_view line) {
@@ -162,7 +163,8 @@ std::optional<TraceFormat> detectContent(InputFile& file) {
 
 const char* formatName(TraceFormat format) {
     constexpr const char* names[] = {"a record file", "a capture",     "the log of a GPS receiver",
-                                     "an ASC log",    "a candump log", "an MF4 file"};
+                                     "an ASC log",    "a candump log", "an MF4 file",
+                                     "a BLF file"};
     return names[static_cast<std::size_t>(format)];
 }
 

@@ -17,6 +17,7 @@ enum class TraceFormat : std::uint8_t {
     Asc,     ///< ASC log
     Candump, ///< log of `candump -l` or `candump -L`
     Mdf,     ///< MF4 file: bus logging of ASAM MDF from 4.0 on
+    Blf,     ///< BLF file
 };
 
 /// What a file of the format is called: `a candump log`.
