@@ -9,8 +9,8 @@
 namespace rksignal {
 namespace {
 
-constexpr const char* tooShort = "object is shorter than its type";
-constexpr const char* tooLong = "frame is longer than its object";
+constexpr const char* objectTooShort = "object is shorter than its type";
+constexpr const char* frameTooLong = "frame is longer than its object";
 
 std::uint16_t load16(std::span<const std::uint8_t> bytes, std::size_t offset) {
     return blf::load<std::uint16_t>(bytes.data() + offset);
@@ -76,8 +76,8 @@ BlfObjects::Read BlfObjects::readerOf(std::uint32_t type) {
         table[blf::LinMessage2] = &BlfObjects::readLin2;
         table[blf::FlexRayData] = &BlfObjects::readFlexRayData;
         table[blf::FlexRayMessage] = &BlfObjects::readFlexRayMessage;
-        table[blf::FlexRayReceived] = &BlfObjects::readFlexRayReceived<48>;
-        table[blf::FlexRayReceivedEx] = &BlfObjects::readFlexRayReceived<88>;
+        table[blf::FlexRayReceived] = &BlfObjects::readFlexRayReceived<44>;
+        table[blf::FlexRayReceivedEx] = &BlfObjects::readFlexRayReceived<84>;
         table[blf::EthernetFrame] = &BlfObjects::readEthernet;
         table[blf::EthernetFrameEx] = &BlfObjects::readEthernetEx;
         for (const std::uint32_t error :
@@ -133,7 +133,7 @@ BlfObjects::Content BlfObjects::takeCan(std::uint32_t id, bool isFd, std::size_t
         return fail("CAN frame with too many bytes");
     }
     if (length > data.size()) {
-        return fail(tooLong);
+        return fail(frameTooLong);
     }
     can.frameFormat = (isExtended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard) |
                       (isFd ? CANExtTraceMessage::FdStandard : CANExtTraceMessage::Standard);
@@ -148,7 +148,7 @@ constexpr std::uint8_t canRemoteFlag = 0x80;
 BlfObjects::Content BlfObjects::readCan(Bytes /*object*/, Bytes body) {
     constexpr std::size_t dataAt = 8;
     if (body.size() < dataAt) {
-        return fail(tooShort);
+        return fail(objectTooShort);
     }
     if (!takeChannel(load16(body, 0), can.channel)) {
         return std::nullopt;
@@ -165,7 +165,7 @@ BlfObjects::Content BlfObjects::readCanFd(Bytes /*object*/, Bytes body) {
     constexpr std::size_t dataAt = 20;
     constexpr std::uint8_t fdFlag = 0x01;
     if (body.size() < dataAt) {
-        return fail(tooShort);
+        return fail(objectTooShort);
     }
     if (!takeChannel(load16(body, 0), can.channel)) {
         return std::nullopt;
@@ -184,7 +184,7 @@ BlfObjects::Content BlfObjects::readCanFd64(Bytes object, Bytes body) {
     constexpr std::uint32_t remoteFlag = 0x10;
     constexpr std::uint32_t fdFlag = 0x1000;
     if (body.size() < dataAt) {
-        return fail(tooShort);
+        return fail(objectTooShort);
     }
     takeChannel(body[0], can.channel);
     const std::uint32_t flags = load32(body, 12);
@@ -215,7 +215,7 @@ BlfObjects::Content BlfObjects::takeLin(std::uint8_t id, std::size_t length, Byt
 BlfObjects::Content BlfObjects::readLin(Bytes /*object*/, Bytes body) {
     constexpr std::size_t dataAt = 4;
     if (body.size() < dataAt + 8) {
-        return fail(tooShort);
+        return fail(objectTooShort);
     }
     return takeChannel(load16(body, 0), lin.channel) ? takeLin(body[2], body[3], body.subspan(dataAt))
                                                      : std::nullopt;
@@ -225,7 +225,7 @@ BlfObjects::Content BlfObjects::readLin(Bytes /*object*/, Bytes body) {
 BlfObjects::Content BlfObjects::readLin2(Bytes /*object*/, Bytes body) {
     constexpr std::size_t dataAt = 112;
     if (body.size() < dataAt + 8) {
-        return fail(tooShort);
+        return fail(objectTooShort);
     }
     return takeChannel(load16(body, 12), lin.channel) ? takeLin(body[37], body[38], body.subspan(dataAt))
                                                       : std::nullopt;
@@ -248,7 +248,7 @@ BlfObjects::Content BlfObjects::takeFlexRay(unsigned slot, unsigned cycle, Bytes
 BlfObjects::Content BlfObjects::readFlexRayData(Bytes /*object*/, Bytes body) {
     constexpr std::size_t payloadAt = 12;
     if (body.size() < payloadAt || body.size() - payloadAt < body[3]) {
-        return fail(body.size() < payloadAt ? tooShort : tooLong);
+        return fail(body.size() < payloadAt ? objectTooShort : frameTooLong);
     }
     return takeChannel(load16(body, 0), flexRay.channel)
                ? takeFlexRay(load16(body, 4), body[2], body.subspan(payloadAt, body[3]))
@@ -260,7 +260,7 @@ BlfObjects::Content BlfObjects::readFlexRayMessage(Bytes /*object*/, Bytes body)
     constexpr std::size_t payloadAt = 32;
     constexpr unsigned nullFrame = 0x08;
     if (body.size() < payloadAt || body.size() - payloadAt < body[26]) {
-        return fail(body.size() < payloadAt ? tooShort : tooLong);
+        return fail(body.size() < payloadAt ? objectTooShort : frameTooLong);
     }
     if (!takeChannel(load16(body, 0), flexRay.channel)) {
         return std::nullopt;
@@ -278,7 +278,7 @@ BlfObjects::Content BlfObjects::readFlexRayReceived(Bytes /*object*/, Bytes body
     constexpr std::uint32_t nullFrame = 0x01;
     constexpr std::uint32_t errorFlag = 0x40;
     if (body.size() < payloadAt) {
-        return fail(tooShort);
+        return fail(objectTooShort);
     }
     const unsigned isB = load16(body, 4) == onlyB ? 1 : 0;
     if (!takeChannel(load16(body, 0) + isB, flexRay.channel)) {
@@ -293,7 +293,7 @@ BlfObjects::Content BlfObjects::readFlexRayReceived(Bytes /*object*/, Bytes body
         return PassedMessage::Truncated;
     }
     return body.size() - payloadAt < length
-               ? fail(tooLong)
+               ? fail(frameTooLong)
                : takeFlexRay(load16(body, 16), body[26], body.subspan(payloadAt, length));
 }
 
@@ -302,11 +302,11 @@ BlfObjects::Content BlfObjects::readFlexRayReceived(Bytes /*object*/, Bytes body
 BlfObjects::Content BlfObjects::readEthernet(Bytes /*object*/, Bytes body) {
     constexpr std::size_t payloadAt = 32;
     if (body.size() < payloadAt) {
-        return fail(tooShort);
+        return fail(objectTooShort);
     }
     const std::size_t length = load16(body, 22);
     if (body.size() - payloadAt < length) {
-        return fail(tooLong);
+        return fail(frameTooLong);
     }
     if (!takeChannel(load16(body, 6), ethernet.channel)) {
         return std::nullopt;
@@ -333,11 +333,11 @@ BlfObjects::Content BlfObjects::readEthernet(Bytes /*object*/, Bytes body) {
 BlfObjects::Content BlfObjects::readEthernetEx(Bytes /*object*/, Bytes body) {
     constexpr std::size_t frameAt = 32;
     if (body.size() < frameAt) {
-        return fail(tooShort);
+        return fail(objectTooShort);
     }
     const std::size_t length = load16(body, 22);
     if (body.size() - frameAt < length) {
-        return fail(tooLong);
+        return fail(frameTooLong);
     }
     const Bytes frame = body.subspan(frameAt, length);
     ethernet.frame.assign(frame.begin(), frame.end());

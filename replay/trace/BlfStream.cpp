@@ -13,13 +13,13 @@ namespace rksignal {
 namespace {
 
 /// A block, less for a small file.
-std::size_t bufferSize(const InputFile& file) {
+std::size_t blfBlockSize(const InputFile& file) {
     constexpr std::uint64_t block = std::uint64_t{128} * 1024;
     constexpr std::uint64_t least = 4096;
     return static_cast<std::size_t>(file.size() == 0 ? block : std::clamp(file.size() + 1, least, block));
 }
 
-constexpr std::uint64_t maxPadding = 3;
+constexpr std::uint64_t blfPadding = 3;
 
 /// Nanoseconds since 1970; 0 if it is no date, or one before that.
 std::uint64_t systemTime(const std::uint8_t* fields) {
@@ -27,12 +27,12 @@ std::uint64_t systemTime(const std::uint8_t* fields) {
     const auto field = [fields](std::size_t index) { return blf::load<std::uint16_t>(fields + 2 * index); };
     const year_month_day date{year{field(0)}, month{field(1)}, day{field(3)}};
     const bool isTime = field(4) < 24 && field(5) < 60 && field(6) < 61 && field(7) < 1000;
-    if (!date.ok() || !isTime || field(0) < 1970 || field(0) > 2500) {
+    if (!date.ok() || !isTime || field(0) < 1970 || field(0) > 2553) { // as far as 64 bits reach
         return 0;
     }
-    const auto time = sys_days(date).time_since_epoch() + hours(field(4)) + minutes(field(5)) +
-                      seconds(field(6)) + milliseconds(field(7));
-    return static_cast<std::uint64_t>(nanoseconds(time).count());
+    const milliseconds time = sys_days(date).time_since_epoch() + hours(field(4)) + minutes(field(5)) +
+                              std::chrono::seconds(field(6)) + milliseconds(field(7));
+    return static_cast<std::uint64_t>(time.count()) * 1'000'000;
 }
 
 } // namespace
@@ -42,7 +42,7 @@ void BlfStream::Close::operator()(z_stream_s* stream) const {
     delete stream; // NOLINT(cppcoreguidelines-owning-memory)
 }
 
-BlfStream::BlfStream(InputFile& file) : file(file), buffer(bufferSize(file)), inflater(new z_stream_s{}) {
+BlfStream::BlfStream(InputFile& file) : file(file), buffer(blfBlockSize(file)), inflater(new z_stream_s{}) {
     if (inflateInit(inflater.get()) != Z_OK) {
         throw std::bad_alloc();
     }
@@ -196,7 +196,7 @@ void BlfStream::openNext() {
     } else {
         part = Part::Plain; // its head is part of the stream
         left = length;
-        padding = maxPadding;
+        padding = blfPadding;
     }
 }
 
@@ -216,7 +216,7 @@ void BlfStream::openContainer(std::size_t headLength, std::uint32_t length) {
     }
     take(dataAt);
     left = length - dataAt;
-    padding = maxPadding;
+    padding = blfPadding;
     part = method == blf::methodPlain ? Part::Plain : Part::Deflated;
     if (part == Part::Deflated) {
         inflateReset(inflater.get());
@@ -257,7 +257,7 @@ std::size_t BlfStream::inflateTo(std::uint8_t* to, std::size_t size) {
     left -= used;
     if (status == Z_STREAM_END) {
         part = Part::Between;
-        padding = left + maxPadding; // bytes that the container has more than its content are nothing to miss
+        padding = left + blfPadding; // bytes that the container has more than its content are nothing to miss
     } else if (status != Z_OK || (offered == 0 && inflater->avail_out == size)) {
         breakHere(0); // the bytes up to the next mark are counted there
     }

@@ -10,13 +10,13 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t bufferSize = std::size_t{128} * 1024; // longer than any frame
-constexpr std::size_t maxTypes = 256;
+constexpr std::size_t windowSize = std::size_t{128} * 1024; // longer than any frame
+constexpr std::size_t maxOtherTypes = 256;
 
 } // namespace
 
 BlfTrace::BlfTrace(std::unique_ptr<InputFile> file)
-    : TraceSource(std::move(file)), stream(input()), buffer(bufferSize) {}
+    : TraceSource(std::move(file)), stream(input()), buffer(windowSize) {}
 
 bool BlfTrace::next() {
     while (findObject()) {
@@ -151,7 +151,7 @@ bool BlfTrace::takeTime() {
 }
 
 void BlfTrace::countOther(std::uint32_t type) {
-    if (others.size() < maxTypes || others.contains(type)) {
+    if (others.size() < maxOtherTypes || others.contains(type)) {
         ++others[type];
     } else {
         ++furtherTypes;

@@ -1,5 +1,6 @@
 #include "convert/OutputFormat.h"
 
+#include "convert/BlfWriter.h"
 #include "convert/CandumpWriter.h"
 #include "convert/RecordFileWriter.h"
 
@@ -16,6 +17,7 @@ std::unique_ptr<TraceWriter> make(const OutputFile& file) {
 
 constexpr OutputFormat formats[] = {
     {".rktrace", make<RecordFileWriter>},
+    {".blf", make<BlfWriter>},
     {".log", make<CandumpWriter>},
 };
 
