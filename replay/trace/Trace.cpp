@@ -1,9 +1,9 @@
 #include "trace/Trace.h"
 
-#include "trace/AscTrace.h"
 #include "trace/CandumpTrace.h"
 #include "trace/CaptureTrace.h"
 #include "trace/FormatDetection.h"
+#include "trace/LineLogTrace.h"
 #include "trace/NmeaTrace.h"
 #include "trace/RecordTrace.h"
 #include "trace/TraceMerge.h"
@@ -24,10 +24,10 @@ std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMa
         return std::make_unique<CaptureTrace>(std::move(file), channels);
     case TraceFormat::Nmea:
         return std::make_unique<NmeaTrace>(std::move(file));
-    case TraceFormat::Asc:
-        return std::make_unique<AscTrace>(std::move(file));
     case TraceFormat::Candump:
         break;
+    default:
+        return std::make_unique<LineLogTrace>(std::move(file), makeLineLog(format));
     }
     return std::make_unique<CandumpTrace>(std::move(file), channels);
 }

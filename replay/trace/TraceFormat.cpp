@@ -1,8 +1,10 @@
 #include "trace/TraceFormat.h"
 
-#include "trace/AscLine.h"
+#include "trace/BusmasterLine.h"
 #include "trace/CandumpLine.h"
 #include "trace/FormatDetection.h"
+#include "trace/GvretLine.h"
+#include "trace/LineLogTrace.h"
 #include "trace/NmeaSentence.h"
 
 #include <algorithm>
@@ -11,7 +13,7 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t longestBegin = 8;
+constexpr std::size_t longestBegin = 24;
 constexpr std::size_t longestComment = 65536; // all of them together
 
 /// What a format begins with. Those of texts stand at the start of a line.
@@ -31,6 +33,10 @@ constexpr Begin begins[] = {
     {"$", TraceFormat::Nmea, false},
     {"date ", TraceFormat::Asc, false},
     {"(", TraceFormat::Candump, false},
+    {";$FILEVERSION=", TraceFormat::Trc, false},
+    {";########", TraceFormat::Trc, false}, // version 1.0
+    {GvretLog::header, TraceFormat::Gvret, false},
+    {BusmasterLog::header, TraceFormat::Busmaster, false},
 };
 
 struct Ending {
@@ -38,11 +44,9 @@ struct Ending {
     TraceFormat format;
 };
 
-constexpr Ending endings[] = {{".pcap", TraceFormat::Capture},
-                              {".cap", TraceFormat::Capture},
-                              {".pcapng", TraceFormat::Capture},
-                              {".nmea", TraceFormat::Nmea},
-                              {".asc", TraceFormat::Asc}};
+constexpr Ending endings[] = {{".pcap", TraceFormat::Capture},   {".cap", TraceFormat::Capture},
+                              {".pcapng", TraceFormat::Capture}, {".nmea", TraceFormat::Nmea},
+                              {".asc", TraceFormat::Asc},        {".trc", TraceFormat::Trc}};
 
 const Begin* beginOf(std::string_view bytes, bool isFirstLine) {
     const auto* const begin = std::find_if(std::begin(begins), std::end(begins), [=](const Begin& each) {
@@ -83,8 +87,8 @@ bool isLineOf(TraceFormat format, std::string_view line) {
         return !line.empty() &&
                NmeaSentenceReader().read(line, sentence) != NmeaSentenceReader::Result::Damaged;
     }
-    if (format == TraceFormat::Asc) {
-        return AscLineReader().read(line) != AscLineReader::Result::Malformed;
+    if (const auto log = makeLineLog(format)) {
+        return log->read(line) != LineLog::Line::Malformed;
     }
     CandumpLine candump;
     return parseCandumpLine(line, candump) == nullptr;
@@ -93,8 +97,9 @@ bool isLineOf(TraceFormat format, std::string_view line) {
 } // namespace
 
 const char* formatName(TraceFormat format) {
-    constexpr const char* names[] = {"a record file", "a capture", "the log of a GPS receiver", "an ASC log",
-                                     "a candump log"};
+    constexpr const char* names[] = {"a record file",      "a capture",      "the log of a GPS receiver",
+                                     "an ASC log",         "a candump log",  "a TRC log",
+                                     "a CSV log of GVRET", "a BUSMASTER log"};
     return names[static_cast<std::size_t>(format)];
 }
 

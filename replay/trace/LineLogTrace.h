@@ -1,0 +1,33 @@
+/// \file
+/// Logs in text form as traces.
+#pragma once
+
+#include "trace/LineLog.h"
+#include "trace/LineTrace.h"
+#include "trace/TraceFormat.h"
+
+#include <memory>
+#include <utility>
+
+namespace rksignal {
+
+/// The reader of the lines of a format; null if it has none of this kind.
+std::unique_ptr<LineLog> makeLineLog(TraceFormat format);
+
+/// The messages of a log, as `log` understands its lines.
+class LineLogTrace : public LineTrace {
+  public:
+    LineLogTrace(std::unique_ptr<InputFile> file, std::unique_ptr<LineLog> log)
+        : LineTrace(std::move(file)), log(std::move(log)) {}
+
+    bool next() override;
+
+  private:
+    void deliver(MessageSink& sink, std::uint64_t time) override;
+    void completeReport() override;
+
+    std::unique_ptr<LineLog> log;
+    LineLog::Line kind = LineLog::Line::Nothing;
+};
+
+} // namespace rksignal
