@@ -22,9 +22,10 @@ namespace rksignal {
 /// without a time has the one before.
 class CandumpScreen {
   public:
+    CandumpScreen() = default;
     /// Finds out from the first lines what short times mean: those of `-td` count from the line before, and
-    /// sooner or later one is smaller than the one before. Those of `-tz` count from the first line. Waits
-    /// for more of `file` only where times are short.
+    /// sooner or later one is smaller than the one before. Those of `-tz`, which are taken for granted
+    /// without a file, count from the first line. Waits for more of `file` only where times are short.
     explicit CandumpScreen(InputFile& file);
 
     /// Whether this may be such a line.

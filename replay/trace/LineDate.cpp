@@ -33,6 +33,19 @@ bool take(std::string_view& text, std::string_view characters) {
     return isThere;
 }
 
+/// What stands behind the seconds: decimals behind `.` or `,`; behind `:` up to three digits are a number of
+/// milliseconds, without leading zeros, and more are decimals.
+std::optional<std::uint64_t> secondFraction(std::string_view text) {
+    constexpr std::uint64_t millisecond = nanosecondsPerSecond / 1000;
+    if (text.size() <= 4 && take(text, ":")) {
+        const auto milliseconds = parseNumber<std::uint64_t>(text);
+        return milliseconds ? std::optional(*milliseconds * millisecond) : std::nullopt;
+    }
+    std::size_t end = 0;
+    const std::uint64_t fraction = take(text, ".,:") ? decimals(text, end) : 0;
+    return end == text.size() ? std::optional(fraction) : std::nullopt;
+}
+
 /// A date in the making: the words in which it is told may come in any order.
 class DateWords {
   public:
@@ -115,12 +128,11 @@ std::optional<std::uint64_t> parseClock(std::string_view text) {
     if (!hours || !hasMinutes || !minutes || *minutes > 59 || !hasSeconds || !seconds || *seconds > 60) {
         return std::nullopt;
     }
-    std::size_t end = 0;
-    const std::uint64_t fraction = take(text, ".,:") ? decimals(text, end) : 0;
-    if (end != text.size()) {
+    const auto fraction = secondFraction(text);
+    if (!fraction) {
         return std::nullopt;
     }
-    return (*hours * 3600U + *minutes * 60U + *seconds) * nanosecondsPerSecond + fraction;
+    return (*hours * 3600U + *minutes * 60U + *seconds) * nanosecondsPerSecond + *fraction;
 }
 
 DateFault parseDate(std::string_view text, std::uint64_t& time) {

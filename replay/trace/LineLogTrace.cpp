@@ -1,28 +1,8 @@
 #include "trace/LineLogTrace.h"
 
-#include "trace/AscLine.h"
-#include "trace/BusmasterLine.h"
-#include "trace/GvretLine.h"
-#include "trace/TrcLine.h"
-
 namespace rksignal {
 
 using Line = LineLog::Line;
-
-std::unique_ptr<LineLog> makeLineLog(TraceFormat format) {
-    switch (format) {
-    case TraceFormat::Asc:
-        return std::make_unique<AscLog>();
-    case TraceFormat::Trc:
-        return std::make_unique<TrcLog>();
-    case TraceFormat::Gvret:
-        return std::make_unique<GvretLog>();
-    case TraceFormat::Busmaster:
-        return std::make_unique<BusmasterLog>();
-    default:
-        return nullptr;
-    }
-}
 
 bool LineLogTrace::next() {
     std::string_view line;

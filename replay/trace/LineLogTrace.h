@@ -4,15 +4,11 @@
 
 #include "trace/LineLog.h"
 #include "trace/LineTrace.h"
-#include "trace/TraceFormat.h"
 
 #include <memory>
 #include <utility>
 
 namespace rksignal {
-
-/// The reader of the lines of a format; null if it has none of this kind.
-std::unique_ptr<LineLog> makeLineLog(TraceFormat format);
 
 /// The messages of a log, as `log` understands its lines.
 class LineLogTrace : public LineTrace {
