@@ -3,160 +3,128 @@
 #pragma once
 
 #include <cmath>
+#include <limits>
 #include <map>
-#include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
-namespace randomexpression {
-
-/// A known number, or nothing.
-using Value = std::optional<double>;
-
-inline Value number(double value) {
-    return std::isnan(value) ? Value() : Value(value);
-}
-
 /// How tightly the outermost operator of a text binds.
-enum Binding { OrAnd, Equality, Not, Comparison, Sum, Product, Sign, Atom };
+enum class Binding { OrAnd, Equality, Not, Comparison, Sum, Product, Sign, Atom };
 
-struct Term {
+struct RandomTerm {
     std::string text;
     Binding binding;
-    Value value;
+    double value;             ///< not a number: unknown
     bool endsInNumber = true; ///< at its end stands a number that is taken as a boolean
 
     /// The text where an operand must bind at least so tightly.
     std::string as(Binding least) const { return binding < least ? '(' + text + ')' : text; }
 };
 
-/// Makes expressions from the rules of the language; everything follows from the seed.
+/// Makes expressions over signals of these values. Everything follows from the seed.
 class RandomExpression {
   public:
-    RandomExpression(std::uint32_t seed, const std::map<std::string, Value>& signals)
+    RandomExpression(std::uint32_t seed, const std::map<std::string, double>& signals)
         : random(seed), signals(signals.begin(), signals.end()) {}
 
-    Term boolean(int depth) {
-        switch (depth == 0 ? 0 : below(6)) {
-        case 0:
+    RandomTerm boolean(int depth) {
+        const unsigned kind = depth == 0 ? 0 : below(6);
+        if (kind == 0)
             return arithmetic(depth);
-        case 1:
+        if (kind == 1)
             return negated(boolean(depth - 1));
-        case 2:
-            return equality(depth);
-        case 3:
+        if (kind == 3)
             return comparison(depth);
-        default:
-            return junction(depth);
-        }
+        const RandomTerm left = boolean(depth - 1), right = boolean(depth - 1);
+        return kind == 2 ? equality(left, right) : junction(left, right);
     }
 
   private:
-    unsigned below(unsigned count) { return static_cast<unsigned>(random()) % count; }
+    using Term = RandomTerm;
+    using enum Binding;
+    static constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
 
-    Term negated(const Term& operand) {
-        const Value value = operand.value ? Value(*operand.value == 0 ? 1 : 0) : Value();
+    unsigned below(std::size_t count) { return static_cast<unsigned>(random() % count); }
+
+    static Term negated(const Term& operand) {
+        const double value = std::isnan(operand.value) ? unknown : operand.value == 0;
         return {"!" + operand.as(Not), Not, value, operand.binding >= Not && operand.endsInNumber};
     }
 
-    Term junction(int depth) {
-        const Term left = boolean(depth - 1);
-        const Term right = boolean(depth - 1);
+    Term junction(const Term& left, const Term& right) {
         const bool isOr = below(2) == 0;
         return {left.as(OrAnd) + (isOr ? " || " : " && ") + right.as(Equality), OrAnd,
                 isOr ? disjunction(left.value, right.value) : conjunction(left.value, right.value)};
     }
 
-    static Value disjunction(Value a, Value b) {
-        if (a && b)
-            return *a != 0 || *b != 0;
-        const Value known = a ? a : b;
-        return known && *known > 0 ? Value(1) : Value();
+    static double disjunction(double a, double b) {
+        if (!std::isnan(a) && !std::isnan(b))
+            return a != 0 || b != 0;
+        return a > 0 || b > 0 ? 1 : unknown;
     }
-
-    static Value conjunction(Value a, Value b) {
-        if ((a && *a == 0) || (b && *b == 0))
+    static double conjunction(double a, double b) {
+        if (a == 0 || b == 0)
             return 0;
-        return a && b ? Value(1) : Value();
+        return std::isnan(a) || std::isnan(b) ? unknown : 1;
     }
 
     /// Between booleans: a number on the left would make it a comparison of numbers.
-    Term equality(int depth) {
-        Term left = boolean(depth - 1);
-        const Term right = boolean(depth - 1);
+    Term equality(const Term& left, const Term& right) {
         if (left.binding >= Sum)
             return left;
         const bool isEqual = below(2) == 0;
-        const Value value =
-            left.value && right.value ? Value((*left.value == *right.value) == isEqual) : Value();
         const bool ambiguous = left.endsInNumber && left.binding >= Equality;
         return {(ambiguous ? '(' + left.text + ')' : left.as(Equality)) + (isEqual ? " == " : " != ") +
                     right.as(Not),
-                Equality, value, right.binding >= Not && right.endsInNumber};
+                Equality, ifKnown(left, right, (left.value == right.value) == isEqual),
+                right.binding >= Not && right.endsInNumber};
+    }
+
+    static double ifKnown(const Term& left, const Term& right, bool result) {
+        return std::isnan(left.value) || std::isnan(right.value) ? unknown : result;
     }
 
     Term comparison(int depth) {
-        const Term left = arithmetic(depth - 1);
-        const Term right = arithmetic(depth - 1);
-        static constexpr const char* operators[] = {"<", ">", "<=", ">=", "==", "!="};
-        const unsigned chosen = below(6);
-        Value value;
-        if (left.value && right.value) {
-            const double a = *left.value;
-            const double b = *right.value;
-            const bool results[] = {a<b, a> b, a <= b, a >= b, a == b, a != b};
-            value = results[chosen];
-        }
-        return {left.text + operators[chosen] + ' ' + right.text, Comparison, value, false};
+        const Term left = arithmetic(depth - 1), right = arithmetic(depth - 1);
+        const double a = left.value, b = right.value;
+        const std::pair<const char*, bool> operators[] = {{"<", a < b},   {">", a > b},   {"<=", a <= b},
+                                                          {">=", a >= b}, {"==", a == b}, {"!=", a != b}};
+        const auto& [sign, result] = operators[below(std::size(operators))];
+        return {left.text + sign + ' ' + right.text, Comparison, ifKnown(left, right, result), false};
     }
 
     Term arithmetic(int depth) {
-        switch (depth <= 0 ? below(2) : below(8)) {
-        case 0:
+        const unsigned kind = below(depth <= 0 ? 2 : 8);
+        if (kind == 0)
             return constant();
-        case 1:
-            return signal();
-        case 2: {
-            const Term operand = arithmetic(depth - 1);
-            return {"- " + operand.as(Sign), Sign, operand.value ? Value(-*operand.value) : Value()};
+        if (kind == 1) {
+            const auto& [name, value] = signals[below(signals.size())];
+            return {name, Atom, value};
         }
-        default:
-            return binary(depth);
-        }
-    }
-
-    Term binary(int depth) {
         const Term left = arithmetic(depth - 1);
+        if (kind == 2)
+            return {"- " + left.as(Sign), Sign, -left.value};
         const Term right = arithmetic(depth - 1);
-        const char sign = "+-*/%"[below(5)];
+        const double a = left.value, b = right.value;
+        const std::pair<char, double> operators[] = {
+            {'+', a + b}, {'-', a - b}, {'*', a * b}, {'/', a / b}, {'%', remainder(a, b)}};
+        const auto& [sign, value] = operators[below(std::size(operators))];
         const Binding binding = sign == '+' || sign == '-' ? Sum : Product;
-        const auto stronger = static_cast<Binding>(binding + 1);
-        Value value;
-        if (left.value && right.value)
-            value = computed(*left.value, sign, *right.value);
+        const auto stronger = static_cast<Binding>(static_cast<int>(binding) + 1);
         return {left.as(binding) + ' ' + sign + ' ' + right.as(stronger), binding, value};
     }
 
-    static Value computed(double a, char sign, double b) {
-        if (sign == '%')
-            return remainder(a, b);
-        return number(sign == '+' ? a + b : sign == '-' ? a - b : sign == '*' ? a * b : a / b);
-    }
-
     /// In integers of 128 bits, taken modulo 2^64.
-    static Value remainder(double a, double b) {
-        const auto whole = [](double value) -> std::optional<unsigned __int128> {
+    static double remainder(double a, double b) {
+        for (const double value : {a, b})
             if (!(std::trunc(value) >= -9223372036854775808.0 && value < 18446744073709551616.0))
-                return std::nullopt;
+                return unknown;
+        const auto whole = [](double value) {
             const auto integer = static_cast<__int128>(value);
-            return static_cast<unsigned __int128>(integer < 0 ? integer + (static_cast<__int128>(1) << 64)
-                                                              : integer);
+            return integer < 0 ? integer + (static_cast<__int128>(1) << 64) : integer;
         };
-        const auto dividend = whole(a);
-        const auto divisor = whole(b);
-        return dividend && divisor && *divisor != 0 ? Value(static_cast<double>(*dividend % *divisor))
-                                                    : Value();
+        return whole(b) == 0 ? unknown : static_cast<double>(whole(a) % whole(b));
     }
 
     Term constant() {
@@ -170,13 +138,6 @@ class RandomExpression {
         return {text, Atom, value};
     }
 
-    Term signal() {
-        const auto& [name, value] = signals[below(static_cast<unsigned>(signals.size()))];
-        return {name, Atom, value};
-    }
-
     std::mt19937 random;
-    std::vector<std::pair<std::string, Value>> signals;
+    std::vector<std::pair<std::string, double>> signals;
 };
-
-} // namespace randomexpression

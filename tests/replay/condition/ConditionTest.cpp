@@ -201,14 +201,14 @@ void setByChance(VehicleSignals& signals, std::mt19937_64& random) {
 
 TEST(ConditionCheck, NothingSaidIsContradicted) {
     VehicleSignals signals;
-    std::map<std::string, randomexpression::Value> names;
+    std::map<std::string, double> names;
     for (const auto& signal : signals.all) {
         names[signal->def.instance];
     }
     std::mt19937_64 random(7);
     unsigned decided = 0;
     for (unsigned i = 0; i < 4000; ++i) {
-        const std::string expression = randomexpression::RandomExpression(i, names).boolean(1 + i % 4).text;
+        const std::string expression = RandomExpression(i, names).boolean(1 + i % 4).text;
         const auto condition = signals.compile(expression);
         ASSERT_NE(condition, nullptr) << expression << '\n' << signals.messages;
         const std::string said = signals.messages + expression;
