@@ -83,6 +83,9 @@ void report(const TraceReport& trace, const TraceWriter& writer, bool quiet, std
     }
     printCounts(messages, "not understood", {{"lines", trace.damagedLines}, {"bytes", trace.damagedBytes}});
     for (const Remark& remark : trace.remarks) {
+        if (quiet && remark.severity == Severity::Note) {
+            continue;
+        }
         messages << (remark.line != 0 ? "  " : "") << remark << '\n';
     }
 }
