@@ -1,5 +1,6 @@
 #include "convert/OutputFormat.h"
 
+#include "convert/AscWriter.h"
 #include "convert/CandumpWriter.h"
 #include "convert/RecordFileWriter.h"
 
@@ -17,6 +18,7 @@ std::unique_ptr<TraceWriter> make(const OutputFile& file) {
 constexpr OutputFormat formats[] = {
     {".rktrace", make<RecordFileWriter>},
     {".log", make<CandumpWriter>},
+    {".asc", make<AscWriter>},
 };
 
 } // namespace
