@@ -12,6 +12,16 @@
 
 namespace rksignal {
 
+/// What became of the messages of SAE J1939 that come in several frames.
+struct TransportStatistics {
+    std::uint64_t messages = 0; ///< put together
+    std::uint64_t incomplete =
+        0; ///< given up: packets missing, timed out, aborted, or another one in its place
+    std::uint64_t lostPackets = 0;  ///< missing in these, as far as they were sent
+    std::uint64_t strayPackets = 0; ///< too late, too short, or with a number that its message does not have
+    std::uint64_t open = 0;         ///< not complete yet
+};
+
 /// Counts of messages, in constant memory. What was damaged stands in TraceReport.
 struct ReplayStatistics {
     std::array<std::uint64_t, signalKinds> decoded{};   ///< by SignalKind: messages with a definition
@@ -19,6 +29,7 @@ struct ReplayStatistics {
     std::array<std::uint64_t, passedMessages> passed{}; ///< by PassedMessage
     std::uint64_t records = 0;                          ///< raw ones, which are also counted by their kind
     std::uint64_t droppedRecords = 0;                   ///< of those, unknown ones that were not looked into
+    TransportStatistics transport;                      ///< only of parameter groups with a definition
     UnknownMessages unknownMessages;                    ///< those of `unknown`, by identifier
 
     void countUnknown(const MessageOrigin& origin, std::uint32_t identifier) {
