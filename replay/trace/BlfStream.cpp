@@ -175,7 +175,6 @@ bool BlfStream::findMark() {
 }
 
 void BlfStream::openNext() {
-    const std::uint64_t searchedFrom = position;
     if (!findMark()) {
         return;
     }
@@ -190,7 +189,7 @@ void BlfStream::openNext() {
     const auto length = blf::load<std::uint32_t>(head + 8);
     if (headLength < blf::baseHeadLength || length < headLength || length > maxLength) {
         take(blf::objectMark.size());
-        breakHere(position - searchedFrom);
+        breakHere(blf::objectMark.size());
     } else if (blf::load<std::uint32_t>(head + 12) == blf::Container) {
         openContainer(headLength, length);
     } else {

@@ -134,7 +134,7 @@ TEST(Blf, ObjectsBecomeMessages) {
         {"classic, length code 9", object(1, bytes("0100 01 09 23010000 0102030405060708")),
          "7 can 1 123 01 02 03 04 05 06 07 08\n"},
         {"extended, head of version 2, 10 us", object(86, bytes("0200 00 01 F1FE1898 AA 7* 8*"), 1, 40),
-         "70000 can 2 x18fef1 AA\n"},
+         "70000 can 2 x1818fef1 AA\n"},
         {"remote", object(1, bytes("0100 80 08 23010000 8*")), "passed 0\n"},
         {"FD", object(100, bytes("0100 00 09 23010080 5* 01 0B 5* 0102030405060708090A0B 53*")),
          "7 fd 1 x123 01 02 03 04 05 06 07 08 09 0A 0B\n"},
