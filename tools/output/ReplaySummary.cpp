@@ -1,5 +1,7 @@
 #include "output/ReplaySummary.h"
 
+#include "text/PrintableText.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <iterator>
@@ -191,6 +193,23 @@ void printLost(std::ostream& out, const Trace& traces) {
     }
 }
 
+/// Lists the interfaces of captures that tell more of them than the kind of one.
+void printInterfaces(std::ostream& out, const Trace& traces) {
+    for (std::size_t i = 0; i < traces.count(); ++i) {
+        const auto& interfaces = traces.report(i).interfaces;
+        const bool isTelling = interfaces.size() > 1 || (interfaces.size() == 1 && !interfaces[0].name.empty());
+        for (const TraceInterface& each : isTelling ? std::span(interfaces) : std::span<const TraceInterface>()) {
+            out << traces.name(i) << ": interface " << each.index << (each.name.empty() ? "" : " ")
+                << printable(each.name) << " (" << each.link << ")";
+            if (each.channel) {
+                out << " is channel " << unsigned{*each.channel};
+            }
+            out << ": " << each.messages << " packet" << plural(each.messages)
+                << (each.comment.empty() ? "" : "; ") << printable(each.comment) << '\n';
+        }
+    }
+}
+
 void printChannels(std::ostream& out, const ChannelMap& channels) {
     for (const Remark& remark : channels.remarks()) {
         const bool isShared = remark.severity == Severity::Warning;
@@ -225,6 +244,7 @@ void printDamage(std::ostream& out, const Trace& traces) {
 void printSummary(std::ostream& out, const ReplayStatistics& statistics, const Catalog& catalog,
                   const Trace& traces) {
     printCounts(out, statistics);
+    printInterfaces(out, traces);
     printLost(out, traces);
     printUnknown(out, statistics, traces.channels());
     printShort(out, catalog);
