@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <limits>
 #include <new>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -78,7 +79,8 @@ InputFile::InputFile(int descriptor, std::string name, ReadControl* control)
 }
 
 InputFile::InputFile(std::span<const std::uint8_t> memory, std::string name, ReadControl* control)
-    : name(std::move(name)), control(control), isOwned(false), memory(memory), length(memory.size()) {}
+    : name(std::move(name)), control(control), isOwned(false), memory(memory), whole(memory),
+      length(memory.size()) {}
 
 InputFile::~InputFile() {
     if (isOwned && handle >= 0) {
@@ -106,6 +108,7 @@ void InputFile::inspect() {
     }
     isRegular = S_ISREG(status.st_mode);
     length = isRegular ? static_cast<std::uint64_t>(status.st_size) : 0;
+    start = isRegular ? static_cast<std::uint64_t>(std::max<off_t>(lseek(handle, 0, SEEK_CUR), 0)) : 0;
     device = status.st_dev;
     inode = status.st_ino;
 }
@@ -168,17 +171,26 @@ std::size_t InputFile::readMemory(char* to, std::size_t size) {
     return count;
 }
 
-/// \throws Error also if there is another file by now
-std::size_t InputFile::readParked(char* to, std::size_t size) {
+/// \return a descriptor, which the caller closes \throws Error also if there is another file by now
+int InputFile::openParked() {
     const int file = open(parkedPath.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat status {};
     if (file < 0 || fstat(file, &status) != 0) {
         fail("read");
     }
-    const bool isSame = status.st_dev == device && status.st_ino == inode;
+    if (status.st_dev != device || status.st_ino != inode) {
+        close(file);
+        errno = ESTALE;
+        fail("read");
+    }
+    return file;
+}
+
+std::size_t InputFile::readParked(char* to, std::size_t size) {
+    const int file = openParked();
     const ssize_t count =
-        isSame ? withoutInterruption([&] { return pread(file, to, size, static_cast<off_t>(taken)); }) : -1;
-    const int error = isSame ? errno : ESTALE;
+        withoutInterruption([&] { return pread(file, to, size, static_cast<off_t>(taken)); });
+    const int error = errno;
     close(file);
     if (count < 0) {
         errno = error;
@@ -186,6 +198,45 @@ std::size_t InputFile::readParked(char* to, std::size_t size) {
     }
     taken += static_cast<std::size_t>(count);
     return static_cast<std::size_t>(count);
+}
+
+std::size_t InputFile::readAt(std::uint64_t offset, void* to, std::size_t size) {
+    if (control != nullptr && control->beforeRead) {
+        control->beforeRead();
+    }
+    if (control != nullptr && control->isStopped()) {
+        throw ReadingStopped();
+    }
+    std::size_t count = 0;
+    if (handle < 0 && parkedPath.empty()) {
+        count = std::min<std::uint64_t>(size, whole.size() - std::min<std::uint64_t>(offset, whole.size()));
+        std::copy_n(whole.data() + (count > 0 ? offset : 0), count, static_cast<std::uint8_t*>(to));
+    } else {
+        count = readFileAt(start + offset, static_cast<char*>(to), size);
+    }
+    given = std::min(given + count, std::max(length, given));
+    return count;
+}
+
+std::size_t InputFile::readFileAt(std::uint64_t offset, char* to, std::size_t size) {
+    constexpr std::uint64_t lastOffset = std::numeric_limits<off_t>::max();
+    const int file = handle >= 0 ? handle : openParked();
+    std::size_t done = 0;
+    ssize_t count = 1;
+    while (done < size && count > 0 && offset <= lastOffset - done) {
+        count = withoutInterruption(
+            [&] { return pread(file, to + done, size - done, static_cast<off_t>(offset + done)); });
+        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    const int error = errno;
+    if (handle < 0) {
+        close(file);
+    }
+    if (count < 0) {
+        errno = error;
+        fail("read");
+    }
+    return done;
 }
 
 void InputFile::enlarge(std::string& text, std::size_t size) const {

@@ -65,7 +65,15 @@ class InputFile {
     std::size_t read(char* to, std::size_t size);
     /// Reads all the rest. \throws Error
     std::string readAll();
-    /// Number of bytes that read() has given.
+    /// Whether readAt() can be called: of a regular file and of memory, not of a pipe.
+    bool canReadAt() const { return isRegular || handle < 0; }
+    /// Reads up to `size` bytes from `offset` on, counted from where reading has begun. Leaves read() where
+    /// it is. REQUIRES: canReadAt(). \return their number, fewer than `size` only at the end \throws Error,
+    /// ReadingStopped
+    std::size_t readAt(std::uint64_t offset, void* to, std::size_t size);
+    /// As it was given to the constructor.
+    ReadControl* readControl() const { return control; }
+    /// Number of bytes that read() and readAt() have given, at most that of the file.
     std::uint64_t position() const { return given; }
     /// In bytes; 0 when it is not known, as for a pipe.
     std::uint64_t size() const;
@@ -76,6 +84,8 @@ class InputFile {
     std::size_t readFurther(char* to, std::size_t size);
     std::size_t readMemory(char* to, std::size_t size);
     std::size_t readParked(char* to, std::size_t size);
+    int openParked();
+    std::size_t readFileAt(std::uint64_t offset, char* to, std::size_t size);
     void enlarge(std::string& text, std::size_t size) const;
     [[noreturn]] void fail(const char* action) const;
 
@@ -85,10 +95,12 @@ class InputFile {
     bool isOwned = true;
     bool isRegular = false;
     std::span<const std::uint8_t> memory; ///< what is left of it
+    std::span<const std::uint8_t> whole;  ///< all of the memory
     std::string parkedPath;               ///< of a file that is not kept open; else empty
     dev_t device = 0;                     ///< which file that is, here and below
     ino_t inode = 0;
     std::uint64_t length = 0; ///< in the beginning; 0: not known
+    std::uint64_t start = 0;  ///< where a regular file stood when it was given
     std::uint64_t taken = 0;  ///< bytes read from the input
     std::uint64_t given = 0;
     std::string ahead; ///< read, but not given yet

@@ -14,17 +14,12 @@ constexpr std::uint32_t microMagic = 0xA1B2C3D4;
 constexpr std::uint32_t nanoMagic = 0xA1B23C4D;
 constexpr std::uint32_t sectionType = 0x0A0D0D0A;
 constexpr std::uint32_t orderMagic = 0x1A2B3C4D;
-constexpr std::size_t blockHead = 8; // type, length
+constexpr std::size_t blockHead = 8;              // type, length
 constexpr std::size_t blockFrame = blockHead + 4; // and the length again
 constexpr std::size_t maxBlock = std::size_t{1} << 24;
 constexpr std::size_t maxRecord = std::size_t{1} << 18;
 constexpr std::size_t maxInterfaces = 1024;
 constexpr std::size_t maxText = 256;
-
-std::uint32_t littleEndian32(const std::uint8_t* at) {
-    return std::uint32_t{at[0]} | std::uint32_t{at[1]} << 8 | std::uint32_t{at[2]} << 16 |
-           std::uint32_t{at[3]} << 24;
-}
 
 std::string textOf(Bytes value) {
     const auto end = std::find(value.begin(), value.end(), 0);
@@ -38,11 +33,11 @@ PacketFile::PacketFile(InputFile& file) : file(file), window(file) {
 }
 
 std::uint16_t PacketFile::word16(const std::uint8_t* at) const {
-    return static_cast<std::uint16_t>(isBigEndian ? at[0] << 8 | at[1] : at[1] << 8 | at[0]);
+    return static_cast<std::uint16_t>(isBigEndian ? bigEndian<2>(at) : littleEndian<2>(at));
 }
 
 std::uint32_t PacketFile::word32(const std::uint8_t* at) const {
-    return isBigEndian ? bigEndian<4>(at) : littleEndian32(at);
+    return isBigEndian ? bigEndian<4>(at) : littleEndian<4>(at);
 }
 
 bool PacketFile::fail(std::string_view text) {
@@ -54,18 +49,19 @@ bool PacketFile::fail(std::string_view text) {
 void PacketFile::readHead() {
     constexpr std::size_t headLength = 24;
     const Bytes head = window.peek(headLength);
-    if (head.size() >= 4 && littleEndian32(head.data()) == sectionType) {
+    if (head.size() >= 4 && littleEndian<4>(head.data()) == sectionType) {
         isBlocks = true;
         return;
     }
-    const std::uint32_t magic = head.size() >= 4 ? littleEndian32(head.data()) : 0;
+    const std::uint32_t magic = head.size() >= 4 ? littleEndian<4>(head.data()) : 0;
     const auto isMagic = [](std::uint32_t word) { return word == microMagic || word == nanoMagic; };
     isBigEndian = !isMagic(magic);
     if (head.size() < 4 || !isMagic(word32(head.data()))) {
         throw Error(file.path() + ": not a capture file");
     }
     if (head.size() < headLength) {
-        throw Error(file.path() + ": the head of the capture is cut off at byte " + std::to_string(head.size()));
+        throw Error(file.path() + ": the head of the capture is cut off at byte " +
+                    std::to_string(head.size()));
     }
     constexpr std::uint32_t linkTypeBits = 0x03FFFFFF; // above them the length of a checksum
     PacketInterface only;
@@ -115,7 +111,7 @@ bool PacketFile::nextOfBlocks() {
         if (head.size() < blockFrame) {
             return fail("the file is cut off in a block");
         }
-        if (littleEndian32(head.data()) == sectionType && !startSection(head)) {
+        if (littleEndian<4>(head.data()) == sectionType && !startSection(head)) {
             return false;
         }
         const std::uint32_t type = word32(head.data());
@@ -141,7 +137,7 @@ bool PacketFile::nextOfBlocks() {
 
 /// Finds the byte order of the section that begins here. \return false if it has none
 bool PacketFile::startSection(Bytes head) {
-    isBigEndian = littleEndian32(&head[blockHead]) != orderMagic;
+    isBigEndian = littleEndian<4>(&head[blockHead]) != orderMagic;
     if (word32(&head[blockHead]) != orderMagic) {
         return fail("a section of no known byte order");
     }

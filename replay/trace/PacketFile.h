@@ -18,12 +18,12 @@ namespace rksignal {
 
 /// Where packets of a capture come from.
 struct PacketInterface {
-    int linkType = 0;         ///< a number `LINKTYPE_...` of https://www.tcpdump.org/linktypes.html
-    bool isBigEndian = false; ///< the byte order of the machine that recorded it
-    std::size_t index = 0;    ///< in its section of the file, from 0
-    std::string name;         ///< such as `can0`; empty if the file does not tell it, here and below
-    std::string comment;      ///< its comments and its description, with `; ` in between
-    std::uint64_t dropped = 0; ///< packets that it says it lost
+    int linkType = 0;             ///< a number `LINKTYPE_...` of https://www.tcpdump.org/linktypes.html
+    bool isBigEndian = false;     ///< the byte order of the machine that recorded it
+    std::size_t index = 0;        ///< in its section of the file, from 0
+    std::string name;             ///< such as `can0`; empty if the file does not tell it, here and below
+    std::string comment;          ///< its comments and its description, with `; ` in between
+    std::uint64_t dropped = 0;    ///< packets that it says it lost
     std::uint32_t snapLength = 0; ///< bytes recorded of a packet at most; 0: all
     TickUnit unit;
 };

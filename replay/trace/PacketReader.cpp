@@ -13,11 +13,6 @@ using Bytes = PacketReader::Bytes;
 constexpr const char* tooShort = "packet is shorter than its head";
 constexpr const char* tooLong = "frame is longer than its packet";
 
-std::uint32_t littleEndian32(Bytes bytes) {
-    return std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
-           std::uint32_t{bytes[3]} << 24;
-}
-
 } // namespace
 
 struct PacketReader::Link {
@@ -81,7 +76,7 @@ std::optional<PacketReader::Content> PacketReader::readCooked(Bytes packet) {
         return PassedMessage::Other;
     }
     const Bytes frame = packet.subspan(headLength);
-    return readCanFrame(isHostBigEndian ? bigEndian<4>(frame.data()) : littleEndian32(frame), frame);
+    return readCanFrame(isHostBigEndian ? bigEndian<4>(frame.data()) : littleEndian<4>(frame.data()), frame);
 }
 
 /// Identifier and flags (4 bytes), length, CAN FD flags, two more bytes, data.

@@ -5,9 +5,9 @@
 /// |---|---|
 /// | Ethernet (1) | frames from the destination address on |
 /// | CAN (227) | classic, CAN FD and CAN XL frames as SocketCAN has them, the identifier big endian |
-/// | Linux cooked (113, 276) | the same behind a head of 16 or 20 bytes, the identifier in the recorder's byte order |
-/// | LIN (212) | frames with their checksum and error bits |
-/// | FlexRay (210) | frames with their head and error bits, symbols |
+/// | Linux cooked (113, 276) | the same behind a head of 16 or 20 bytes, the identifier in the recorder's
+/// byte order | | LIN (212) | frames with their checksum and error bits | | FlexRay (210) | frames with their
+/// head and error bits, symbols |
 ///
 /// The layouts are those of https://www.tcpdump.org/linktypes.html.
 #pragma once
@@ -63,8 +63,8 @@ class PacketReader {
     std::optional<Content> readFlexRay(Bytes packet);
     std::optional<Content> fail(const char* why);
 
-    std::uint8_t channel = 0;       ///< of the packet
-    bool isHostBigEndian = false;   ///< of the machine that recorded it
+    std::uint8_t channel = 0;     ///< of the packet
+    bool isHostBigEndian = false; ///< of the machine that recorded it
     const char* reason = nullptr;
     std::uint64_t overflows = 0;
     CANExtTraceMessage can;

@@ -9,8 +9,9 @@ namespace rksignal {
 
 /// What the time stamps of an interface count, by the options `if_tsresol` and `if_tsoffset` of pcapng.
 struct TickUnit {
-    std::uint8_t resolution = 6; ///< a tick is 10 to the power of -resolution seconds; from 128 on a power of 2
-    std::int64_t offset = 0;     ///< seconds added
+    std::uint8_t resolution =
+        6;                   ///< a tick is 10 to the power of -resolution seconds; from 128 on a power of 2
+    std::int64_t offset = 0; ///< seconds added
 
     bool operator==(const TickUnit&) const = default;
 };

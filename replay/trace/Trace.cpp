@@ -4,6 +4,7 @@
 #include "trace/CandumpTrace.h"
 #include "trace/CaptureTrace.h"
 #include "trace/FormatDetection.h"
+#include "trace/MdfTrace.h"
 #include "trace/NmeaTrace.h"
 #include "trace/RecordTrace.h"
 #include "trace/TraceMerge.h"
@@ -26,6 +27,8 @@ std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMa
         return std::make_unique<NmeaTrace>(std::move(file));
     case TraceFormat::Asc:
         return std::make_unique<AscTrace>(std::move(file));
+    case TraceFormat::Mdf:
+        return std::make_unique<MdfTrace>(std::move(file));
     case TraceFormat::Candump:
         break;
     }

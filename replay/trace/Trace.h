@@ -43,12 +43,12 @@ struct TraceInterface {
 
 /// What was met in one trace. Complete once next() has returned false.
 struct TraceReport {
-    std::uint64_t messages = 0;       ///< delivered, those that are only counted included
-    std::uint64_t damagedLines = 0;   ///< that could not be understood
-    std::uint64_t damagedPackets = 0; ///< the same of a capture
-    std::uint64_t damagedBytes = 0;   ///< the same of a record file
-    std::uint64_t damagedRecords = 0; ///< whole, but none that their type allows
-    std::uint64_t lost = 0;           ///< frames that the recorder says it lost
+    std::uint64_t messages = 0;             ///< delivered, those that are only counted included
+    std::uint64_t damagedLines = 0;         ///< that could not be understood
+    std::uint64_t damagedPackets = 0;       ///< the same of a capture
+    std::uint64_t damagedBytes = 0;         ///< the same of a record file
+    std::uint64_t damagedRecords = 0;       ///< whole, but none that their type allows
+    std::uint64_t lost = 0;                 ///< frames that the recorder says it lost
     std::vector<TraceInterface> interfaces; ///< of a capture, in the order of the file
     /// What was damaged, at most ten lines one by one: all are errors. A line of a text has a `line`.
     RemarkList remarks = RemarkList(10);
@@ -90,9 +90,9 @@ class RKREPLAY_EXPORT Trace {
     std::size_t addMemory(std::span<const std::uint8_t> bytes, const std::string& name,
                           const TraceSettings& settings = {});
 
-    /// The channels of interfaces, which candump logs and captures name instead of numbering them. The name of
-    /// a capture's interface is `FILE:NAME` or `FILE:INDEX`; FILE names all interfaces of the capture. What
-    /// shall hold for a trace must be assigned before it is added.
+    /// The channels of interfaces, which candump logs and captures name instead of numbering them. The name
+    /// of a capture's interface is `FILE:NAME` or `FILE:INDEX`; FILE names all interfaces of the capture.
+    /// What shall hold for a trace must be assigned before it is added.
     ChannelMap& channels();
     const ChannelMap& channels() const;
 

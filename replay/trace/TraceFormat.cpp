@@ -27,6 +27,8 @@ constexpr Begin begins[] = {
     {"\xA1\xB2\x3C\x4D", TraceFormat::Capture}, // nanoseconds
     {"\x4D\x3C\xB2\xA1", TraceFormat::Capture},
     {"\x0A\x0D\x0D\x0A", TraceFormat::Capture}, // pcapng
+    {"MDF     ", TraceFormat::Mdf},
+    {"UnFinMF ", TraceFormat::Mdf},
 };
 
 bool isNmeaLine(std::string_view line) {
@@ -159,8 +161,8 @@ std::optional<TraceFormat> detectContent(InputFile& file) {
 } // namespace
 
 const char* formatName(TraceFormat format) {
-    constexpr const char* names[] = {"a record file", "a capture", "the log of a GPS receiver", "an ASC log",
-                                     "a candump log"};
+    constexpr const char* names[] = {"a record file", "a capture",     "the log of a GPS receiver",
+                                     "an ASC log",    "a candump log", "an MF4 file"};
     return names[static_cast<std::size_t>(format)];
 }
 

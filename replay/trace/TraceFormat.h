@@ -16,6 +16,7 @@ enum class TraceFormat : std::uint8_t {
     Nmea,    ///< log of a GPS receiver, NMEA 0183 as text
     Asc,     ///< ASC log
     Candump, ///< log of `candump -l` or `candump -L`
+    Mdf,     ///< MF4 file: bus logging of ASAM MDF from 4.0 on
 };
 
 /// What a file of the format is called: `a candump log`.

@@ -197,8 +197,10 @@ void printLost(std::ostream& out, const Trace& traces) {
 void printInterfaces(std::ostream& out, const Trace& traces) {
     for (std::size_t i = 0; i < traces.count(); ++i) {
         const auto& interfaces = traces.report(i).interfaces;
-        const bool isTelling = interfaces.size() > 1 || (interfaces.size() == 1 && !interfaces[0].name.empty());
-        for (const TraceInterface& each : isTelling ? std::span(interfaces) : std::span<const TraceInterface>()) {
+        const bool isTelling =
+            interfaces.size() > 1 || (interfaces.size() == 1 && !interfaces[0].name.empty());
+        for (const TraceInterface& each :
+             isTelling ? std::span(interfaces) : std::span<const TraceInterface>()) {
             out << traces.name(i) << ": interface " << each.index << (each.name.empty() ? "" : " ")
                 << printable(each.name) << " (" << each.link << ")";
             if (each.channel) {
