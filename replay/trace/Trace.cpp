@@ -1,13 +1,17 @@
 #include "trace/Trace.h"
 
-#include "trace/AscTrace.h"
+#include "trace/AscLine.h"
+#include "trace/BusmasterLine.h"
 #include "trace/CandumpTrace.h"
 #include "trace/CaptureTrace.h"
 #include "trace/FormatDetection.h"
+#include "trace/GvretLine.h"
+#include "trace/LineLogTrace.h"
 #include "trace/MdfTrace.h"
 #include "trace/NmeaTrace.h"
 #include "trace/RecordTrace.h"
 #include "trace/TraceMerge.h"
+#include "trace/TrcLine.h"
 
 #include <utility>
 #include <vector>
@@ -16,6 +20,11 @@ namespace rksignal {
 namespace {
 
 using File = std::unique_ptr<InputFile>;
+
+template <class Log>
+std::unique_ptr<TraceSource> openLog(File file) {
+    return std::make_unique<LineLogTrace>(std::move(file), std::make_unique<Log>());
+}
 
 std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMap& channels) {
     switch (format) {
@@ -26,11 +35,17 @@ std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMa
     case TraceFormat::Nmea:
         return std::make_unique<NmeaTrace>(std::move(file));
     case TraceFormat::Asc:
-        return std::make_unique<AscTrace>(std::move(file));
+        return openLog<AscLog>(std::move(file));
     case TraceFormat::Mdf:
         return std::make_unique<MdfTrace>(std::move(file));
     case TraceFormat::Candump:
         break;
+    case TraceFormat::Trc:
+        return openLog<TrcLog>(std::move(file));
+    case TraceFormat::Gvret:
+        return openLog<GvretLog>(std::move(file));
+    case TraceFormat::Busmaster:
+        return openLog<BusmasterLog>(std::move(file));
     }
     return std::make_unique<CandumpTrace>(std::move(file), channels);
 }

@@ -1,9 +1,12 @@
 #include "trace/TraceFormat.h"
 
 #include "trace/AscLine.h"
-#include "trace/CandumpLine.h"
+#include "trace/BusmasterLine.h"
+#include "trace/CandumpScreen.h"
 #include "trace/FormatDetection.h"
+#include "trace/GvretLine.h"
 #include "trace/NmeaSentence.h"
+#include "trace/TrcLine.h"
 
 #include <algorithm>
 #include <string_view>
@@ -38,15 +41,30 @@ bool isNmeaLine(std::string_view line) {
 }
 
 bool isAscLine(std::string_view line) {
-    const auto result = AscLineReader().read(line);
-    const bool isFrame = result == AscLineReader::Result::Can || result == AscLineReader::Result::Lin;
+    using Line = LineLog::Line;
+    const Line result = AscLog().read(line);
+    const bool isFrame = result == Line::Can || result == Line::Lin || result == Line::FlexRay;
     const bool isHead = line.starts_with("date ") || line.starts_with("base ");
-    return isFrame || (isHead && result == AscLineReader::Result::Nothing);
+    return isFrame || (isHead && result == Line::Nothing);
+}
+
+bool isTrcLine(std::string_view line) {
+    const bool isHead = line.starts_with(";$FILEVERSION=") || line.starts_with(";$COLUMNS=");
+    return TrcLog().read(line) == (isHead ? LineLog::Line::Nothing : LineLog::Line::Can); // of version 1.0
+}
+
+bool isGvretLine(std::string_view line) {
+    return line.starts_with(GvretLog::header);
+}
+
+bool isBusmasterLine(std::string_view line) {
+    return line.starts_with(BusmasterLog::header);
 }
 
 bool isCandumpLine(std::string_view line) {
     CandumpLine candump;
-    return parseCandumpLine(line, candump) == nullptr;
+    return parseCandumpLine(line, candump) == nullptr ||
+           (CandumpScreen::isLine(line) && CandumpScreen().read(line, candump) == nullptr);
 }
 
 /// A format of lines. A line that only this format has decides; failing that, what the first line begins
@@ -61,6 +79,9 @@ constexpr TextFormat texts[] = {
     {TraceFormat::Nmea, isNmeaLine, "$"},
     {TraceFormat::Asc, isAscLine, "date "},
     {TraceFormat::Candump, isCandumpLine, "("},
+    {TraceFormat::Trc, isTrcLine, ";$"},
+    {TraceFormat::Gvret, isGvretLine, GvretLog::header},
+    {TraceFormat::Busmaster, isBusmasterLine, BusmasterLog::header},
 };
 
 struct Ending {
@@ -68,11 +89,9 @@ struct Ending {
     TraceFormat format;
 };
 
-constexpr Ending endings[] = {{".pcap", TraceFormat::Capture},
-                              {".cap", TraceFormat::Capture},
-                              {".pcapng", TraceFormat::Capture},
-                              {".nmea", TraceFormat::Nmea},
-                              {".asc", TraceFormat::Asc}};
+constexpr Ending endings[] = {{".pcap", TraceFormat::Capture},   {".cap", TraceFormat::Capture},
+                              {".pcapng", TraceFormat::Capture}, {".nmea", TraceFormat::Nmea},
+                              {".asc", TraceFormat::Asc},        {".trc", TraceFormat::Trc}};
 
 /// The format of the first of `table` that `matches`.
 template <class Table, class Matches>
@@ -161,8 +180,9 @@ std::optional<TraceFormat> detectContent(InputFile& file) {
 } // namespace
 
 const char* formatName(TraceFormat format) {
-    constexpr const char* names[] = {"a record file", "a capture",     "the log of a GPS receiver",
-                                     "an ASC log",    "a candump log", "an MF4 file"};
+    constexpr const char* names[] = {"a record file", "a capture",          "the log of a GPS receiver",
+                                     "an ASC log",    "a candump log",      "an MF4 file",
+                                     "a TRC log",     "a CSV log of GVRET", "a BUSMASTER log"};
     return names[static_cast<std::size_t>(format)];
 }
 

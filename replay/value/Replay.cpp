@@ -30,7 +30,12 @@ bool hasValue(BaseSignal& signal) {
 
 } // namespace
 
-ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink) : catalog(catalog), sink(sink) {
+ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings)
+    : catalog(catalog), sink(sink) {
+    if (!settings.strict) {
+        ethernet = std::make_unique<EthernetDecoder>(catalog, ids,
+                                                     [this](const MessageInfo& info) { writeGroup(info); });
+    }
     ids.reserve(catalog.signals().size());
     held.reserve(catalog.signals().size());
     turns.resize(catalog.signals().size());
@@ -90,18 +95,38 @@ bool ReplayEngine::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8
     return decode(placed);
 }
 
+const ReplayStatistics& ReplayEngine::statistics() {
+    if (ethernet) {
+        counts.someIp = ethernet->statistics();
+    }
+    return counts;
+}
+
+void ReplayEngine::finish() {
+    if (ethernet && !sink.closed()) {
+        ethernet->finish();
+    }
+}
+
 void ReplayEngine::receive(const MIITraceMessage& frame) {
-    decodeEthernet(frame);
+    decodeEthernet(frame, true);
 }
 
 void ReplayEngine::receive(const EthernetTraceMessage& frame) {
-    decodeEthernet(frame);
+    decodeEthernet(frame, frame.kind == EthernetTraceMessage::Frame);
 }
 
 template <class Frame>
-void ReplayEngine::decodeEthernet(const Frame& frame) {
-    decodeGroup({frame.timestamp, {frame.channel, SignalKind::Ethernet}}, 0,
-                [&](std::uint8_t) { return EthernetSignal::decodeMessage(frame, ids, &catalog.storage()); });
+void ReplayEngine::decodeEthernet(const Frame& frame, bool isFrame) {
+    const MessageInfo info{frame.timestamp, {frame.channel, SignalKind::Ethernet}};
+    if (!ethernet) {
+        decodeGroup(info, 0, [&](std::uint8_t) {
+            return EthernetSignal::decodeMessage(frame, ids, &catalog.storage());
+        });
+        return;
+    }
+    sink.reached(frame.timestamp);
+    conclude(info, isFrame && ethernet->decode(frame.channel, frame.frame, frame.timestamp), 0);
 }
 
 void ReplayEngine::receive(const GpioTraceMessage& message) {
@@ -188,12 +213,14 @@ void ReplayEngine::conclude(const MessageInfo& info, bool known, std::uint32_t i
     }
 }
 
-Replay::Replay(Catalog& catalog, ValueSink& sink) : engine(std::make_unique<ReplayEngine>(catalog, sink)) {}
+Replay::Replay(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings)
+    : engine(std::make_unique<ReplayEngine>(catalog, sink, settings)) {}
 
 Replay::~Replay() = default;
 
 void Replay::run(Trace& trace) {
     trace.run(*engine);
+    engine->finish();
 }
 
 void Replay::receive(const CANExtTraceMessage& frame) {
@@ -246,6 +273,10 @@ void Replay::pass(PassedMessage kind, std::uint64_t timestamp) {
 
 bool Replay::closed() const {
     return engine->closed();
+}
+
+void Replay::finish() {
+    engine->finish();
 }
 
 const ReplayStatistics& Replay::statistics() const {

@@ -3,12 +3,15 @@
 #pragma once
 
 #include "catalog/Catalog.h"
+#include "ethernet/EthernetDecoder.h"
 #include "rktrace/TraceRecord.h"
 #include "trace/MessageSink.h"
+#include "value/Replay.h"
 #include "value/ReplayStatistics.h"
 #include "value/ValueSink.h"
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <tuple>
 #include <vector>
@@ -17,17 +20,19 @@ namespace rksignal {
 
 /// Decodes messages. Allocates nothing a message.
 ///
-/// CAN frames go to the decoders of the catalog, everything else to the library's decoders, once for each
-/// trace source that definitions name. Raw records that no definition wants are dropped before they become
-/// messages.
+/// CAN frames go to the decoders of the catalog, Ethernet frames to the decoder here unless the settings are
+/// strict, everything else to the library's decoders, once for each trace source that definitions name. Raw
+/// records that no definition wants are dropped before they become messages.
 class ReplayEngine final : public MessageSink {
   public:
     using Record = std::span<const std::uint8_t>;
 
     /// Everything must outlive the engine, and the catalog be complete.
-    ReplayEngine(Catalog& catalog, ValueSink& sink);
+    ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings);
 
-    const ReplayStatistics& statistics() const { return counts; }
+    const ReplayStatistics& statistics();
+    /// No more messages come.
+    void finish();
 
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& frame) override;
@@ -60,7 +65,7 @@ class ReplayEngine final : public MessageSink {
 
     bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
     template <class Frame>
-    void decodeEthernet(const Frame& frame);
+    void decodeEthernet(const Frame& frame, bool isFrame);
     template <class Decode>
     void decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode);
     void writeGroup(const MessageInfo& info);
@@ -70,8 +75,9 @@ class ReplayEngine final : public MessageSink {
     ValueSink& sink;
     ReplayStatistics counts;
     std::vector<unsigned long> ids;
-    std::vector<unsigned long> held;  ///< GPS signals that have a value
-    std::vector<std::uint64_t> turns; ///< by signal: the last call of writeGroup() that handed it on
+    std::unique_ptr<EthernetDecoder> ethernet; ///< null: the library's own decoder is used
+    std::vector<unsigned long> held;           ///< GPS signals that have a value
+    std::vector<std::uint64_t> turns;          ///< by signal: the last call of writeGroup() that handed it on
     std::uint64_t turn = 0;
     FlexRayExtTraceMessage placed; ///< a FlexRay frame, in the segment where its slot lies
     /// Of raw records, reused.

@@ -127,13 +127,21 @@ bool ReplayEngine::wantsFlexRay(Record record) const {
     });
 }
 
-/// The library trusts the length that the record names. One that is cut short is left to its decoding.
+/// The library trusts the length that the record names. One that is cut short is left to its decoding. What
+/// follows the frame in the record counts as padding.
 bool ReplayEngine::wantsEthernet(Record record) const {
-    const std::size_t lengthAt =
-        recordType(record) == RecordType::Mii ? recordAt::miiLength : recordAt::ethernetLength;
+    const bool isMii = recordType(record) == RecordType::Mii;
+    const std::size_t lengthAt = isMii ? recordAt::miiLength : recordAt::ethernetLength;
     const std::size_t length = numberAt<2>(record, lengthAt);
-    return length > record.size() - (lengthAt + 2) ||
-           EthernetSignal::signalsInUse(record.data(), nullptr, &catalog.storage());
+    if (length > record.size() - (lengthAt + 2)) {
+        return true;
+    }
+    if (!ethernet) {
+        return EthernetSignal::signalsInUse(record.data(), nullptr, &catalog.storage());
+    }
+    return (isMii || record[recordAt::ethernetKind] == EthernetTraceMessage::Frame) &&
+           ethernet->wants(record[isMii ? recordAt::miiChannel : recordAt::ethernetChannel],
+                           record.subspan(lengthAt + 2));
 }
 
 template <SignalKind kind>

@@ -82,7 +82,7 @@ void TraceRun::addTrace(const std::string& path, std::optional<TraceFormat> form
 }
 
 ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows) {
-    Replay replay(signals, sink);
+    Replay replay(signals, sink, {.strict = options.strict});
     const std::uint64_t total = traces.size();
     const bool showsProgress =
         console.columns > 0 && !options.quiet && total > 0 && (rows == nullptr || !rows->isTerminal());

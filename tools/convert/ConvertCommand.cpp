@@ -3,7 +3,7 @@
 #include "command/DefinitionArguments.h"
 #include "command/Interruption.h"
 #include "command/UsageError.h"
-#include "convert/TraceWriter.h"
+#include "convert/OutputFormat.h"
 #include "definition/json/DefinitionText.h"
 #include "output/OutputFile.h"
 #include "trace/Trace.h"
@@ -87,8 +87,8 @@ void report(const TraceReport& trace, const TraceWriter& writer, bool quiet, std
     }
 }
 
-template <class Writer>
-ExitStatus convertTrace(const ConvertOptions& options, Trace& trace, const Console& console) {
+ExitStatus convertTrace(const ConvertOptions& options, const OutputFormat& format, Trace& trace,
+                        const Console& console) {
     InputSet inputs;
     inputs.add(options.input);
     const Interruption interruption(trace);
@@ -97,12 +97,12 @@ ExitStatus convertTrace(const ConvertOptions& options, Trace& trace, const Conso
         return Interrupted; // before there was anything to convert
     }
     OutputFile file(options.output, -1, inputs);
-    Writer writer(file);
-    trace.run(writer);
-    writer.finish();
-    report(trace.report(0), writer, options.quiet, console.messages);
-    const bool isWhole = trace.isSound() && sum(writer.lost()) == 0;
-    const bool holdsNothing = writer.written() == 0 && (!isWhole || file.replacesFile());
+    const auto writer = format.makeWriter(file);
+    trace.run(*writer);
+    writer->finish();
+    report(trace.report(0), *writer, options.quiet, console.messages);
+    const bool isWhole = trace.isSound() && sum(writer->lost()) == 0;
+    const bool holdsNothing = writer->written() == 0 && (!isWhole || file.replacesFile());
     if (holdsNothing) {
         reportNothing(options, file, console.messages);
     } else {
@@ -129,14 +129,11 @@ ExitStatus convert(const ConvertOptions& options, const Console& console) {
     if (isDbc && output.ends_with(".json")) {
         return convertDefinitions(options, trace.channels(), console);
     }
-    if (!isDbc && output.ends_with(".rktrace")) {
-        return convertTrace<RecordFileWriter>(options, trace, console);
-    }
-    if (!isDbc && output.ends_with(".log")) {
-        return convertTrace<CandumpWriter>(options, trace, console);
+    if (const OutputFormat* const format = outputFormatOf(output); format != nullptr && !isDbc) {
+        return convertTrace(options, *format, trace, console);
     }
     throw UsageError("cannot convert " + options.input + " to " + options.output +
-                     ": a .dbc becomes a .json, a trace becomes a .rktrace or a .log");
+                     ": a .dbc becomes a .json, a trace becomes a " + outputEndings());
 }
 
 void addConvertCommand(CLI::App& program, const Console& console, int& status) {
@@ -147,8 +144,8 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
         command.add_flag("--schema", options->schema, "Print the JSON Schema of definition files instead");
     CLI::Option* const input =
         command.add_option("INPUT", options->input, "[CHANNEL=]FILE.dbc, or a trace; - is standard input");
-    CLI::Option* const output =
-        command.add_option("OUTPUT", options->output, "FILE.json, FILE.rktrace or FILE.log");
+    CLI::Option* const output = command.add_option(
+        "OUTPUT", options->output, "A file; its ending says the format: .json, " + outputEndings());
     input->excludes(schema);
     command.add_option("--channel", options->channels, "Channel number of an interface; can0 is 0 by itself")
         ->type_name("NAME=N")

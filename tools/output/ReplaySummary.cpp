@@ -165,6 +165,14 @@ void printCounts(std::ostream& out, const ReplayStatistics& counts) {
     }
 }
 
+void printSomeIp(std::ostream& out, const SomeIpStatistics& counts) {
+    if (counts.assembled + counts.lostSegments > 0) {
+        out << "SOME/IP: " << counts.assembled << " message" << plural(counts.assembled)
+            << " put together from segments, " << counts.lostSegments << " segment"
+            << plural(counts.lostSegments) << " lost\n";
+    }
+}
+
 void printUnknown(std::ostream& out, const ReplayStatistics& counts, const ChannelMap& channels) {
     for (std::size_t kind = 0; kind < signalKinds; ++kind) {
         const auto messages = counts.unknownMessages.of(SignalKind(kind));
@@ -246,6 +254,7 @@ void printDamage(std::ostream& out, const Trace& traces) {
 void printSummary(std::ostream& out, const ReplayStatistics& statistics, const Catalog& catalog,
                   const Trace& traces) {
     printCounts(out, statistics);
+    printSomeIp(out, statistics.someIp);
     printInterfaces(out, traces);
     printLost(out, traces);
     printUnknown(out, statistics, traces.channels());
