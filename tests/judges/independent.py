@@ -138,7 +138,7 @@ def add_mdf_event(reading, at, event, signals, index):
 
 def read_tshark(path):
     reading = Reading("tshark", 0, {"can", "lin", "flexray", "ethernet"})
-    run = subprocess.run(["tshark", "-Q", "-n", "-r", path, "-T", "json", "-x", "-j", "frame can canfd lin flexray"],
+    run = subprocess.run(["tshark", "-Q", "-n", "-r", path, "-T", "json", "-x", "-J", "frame can canfd lin flexray"],
                          capture_output=True, check=True)
     for packet in json.loads(run.stdout):
         add_packet(reading, packet["_source"]["layers"])
@@ -151,6 +151,9 @@ def add_packet(reading, layers):
     at = int(seconds) * 1_000_000_000 + int(fraction.ljust(9, "0"))
     raw = bytes.fromhex(layers["frame_raw"][0])
     channel = int(frame.get("frame.interface_id", 0))
+    number = re.search(r"\d+$", find(frame, "frame.interface_name") or "")
+    if number and not frame["frame.protocols"].startswith("eth"):
+        channel = int(number.group())  # can3 is channel 3, as in a candump log
     can = layers.get("can") or layers.get("canfd")
     if int(frame["frame.cap_len"]) < int(frame["frame.len"]):
         reading.add_kind(at, "truncated")
@@ -197,17 +200,17 @@ def add_can_packet(reading, at, channel, fields, raw):
 
 
 def add_lin_packet(reading, at, channel, fields, raw):
-    if int(find(fields, "lin.message_type")) != 0:
+    if int(find(fields, "lin.message_type"), 0) != 0:
         reading.add_kind(at, "other")
     elif raw[7] & 0x1F:
         reading.add_kind(at, "error")
     else:
-        length = int(find(fields, "lin.length"))
-        reading.add(at, "lin", channel, f"{int(find(fields, 'lin.frame_id')):02X}", "-", raw[8:8 + length])
+        length = int(find(fields, "lin.length"), 0)
+        reading.add(at, "lin", channel, f"{int(find(fields, 'lin.frame_id'), 0):02X}", "-", raw[8:8 + length])
 
 
 def add_flexray_packet(reading, at, channel, fields, raw):
-    if int(find(fields, "flexray.ti")) != 1:
+    if int(find(fields, "flexray.ti"), 0) != 1:
         reading.add_kind(at, "other")
         return
     errors = ("fcrc_err", "hcrc_err", "fes_err", "cod_err", "tss_viol")

@@ -115,7 +115,8 @@ void PcapngWriter::writePacket(const Link& link, std::uint8_t channel, std::uint
                                Bytes data) {
     constexpr std::uint32_t enhancedPacketType = 6;
     const std::size_t length = head.size() + data.size();
-    add(interfaceOf(link, channel), 4);
+    const std::uint32_t interface = interfaceOf(link, channel); // writes a block of its own
+    add(interface, 4);
     add(timestamp >> 32, 4);
     add(timestamp & 0xFFFFFFFF, 4);
     add(length, 4); // recorded
