@@ -91,8 +91,7 @@ void report(const Trace& trace, const TraceWriter& writer, bool quiet, std::ostr
     for (std::size_t i = 0; i < trace.count(); ++i) {
         for (const Remark& remark : trace.report(i).remarks) {
             if (!quiet || remark.severity == Severity::Error) {
-                messages << (remark.line != 0 ? "  " : "") << remark << '
-';
+                messages << (remark.line != 0 ? "  " : "") << remark << '\n';
             }
         }
     }
