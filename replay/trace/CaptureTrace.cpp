@@ -2,7 +2,10 @@
 
 #include "text/Error.h"
 
+#include <algorithm>
 #include <map>
+#include <span>
+#include <string>
 #include <type_traits>
 
 namespace rksignal {
@@ -62,25 +65,38 @@ CaptureTrace::Source& CaptureTrace::sourceOfPacket() {
     if (source.packets++ == 0) {
         const PacketInterface& interface = packets.interfaces()[packets.interface()];
         source.link = PacketReader::find(interface.linkType);
-        source.channel = channelOf(interface, source);
+        source.channel = source.link != nullptr ? channelOf(interface, *source.link) : std::nullopt;
     }
     return source;
 }
 
-std::optional<std::uint8_t> CaptureTrace::channelOf(const PacketInterface& interface, const Source& source) {
-    const std::string index = std::to_string(interface.index);
-    for (const std::string& name : {path() + ':' + interface.name, path() + ':' + index, path()}) {
+std::optional<std::uint8_t> CaptureTrace::channelOf(const PacketInterface& interface,
+                                                    const PacketReader::Link& link) {
+    for (const std::string& name :
+         {path() + ':' + interface.name, path() + ':' + std::to_string(interface.index), path()}) {
         if (channels.knows(name)) {
             return channels.channelOf(name);
         }
     }
-    const bool isEthernet = source.link != nullptr && source.link == PacketReader::find(ethernetLink);
-    if (!interface.name.empty() && !isEthernet) {
+    const std::string_view bus = PacketReader::busOf(link);
+    if (bus == "can" && !interface.name.empty()) {
         return channels.channelOf(interface.name);
     }
-    constexpr std::size_t maxChannel = 255;
-    return interface.index <= maxChannel ? std::optional(static_cast<std::uint8_t>(interface.index))
-                                         : std::nullopt;
+    const auto number = trailingNumber(interface.name);
+    return number && interface.name == std::string(bus) + std::to_string(*number) ? number
+                                                                                  : numberAmongItsKind(bus);
+}
+
+/// The number of the packet's interface among those of its bus in this section of the file.
+std::optional<std::uint8_t> CaptureTrace::numberAmongItsKind(std::string_view bus) const {
+    constexpr std::ptrdiff_t maxChannel = 255;
+    const auto all = std::span(packets.interfaces()).first(packets.interface());
+    const auto before = all.last(packets.interfaces()[packets.interface()].index);
+    const auto count = std::count_if(before.begin(), before.end(), [bus](const PacketInterface& each) {
+        const PacketReader::Link* const link = PacketReader::find(each.linkType);
+        return link != nullptr && PacketReader::busOf(*link) == bus;
+    });
+    return count <= maxChannel ? std::optional(static_cast<std::uint8_t>(count)) : std::nullopt;
 }
 
 std::optional<PacketReader::Content> CaptureTrace::countMalformed(const char* reason) {
@@ -113,7 +129,7 @@ void CaptureTrace::reportInterfaces() {
         TraceInterface entry{interface.index,
                              interface.name,
                              interface.comment,
-                             link != nullptr ? PacketReader::nameOf(*link)
+                             link != nullptr ? std::string(PacketReader::busOf(*link))
                                              : "link type " + std::to_string(interface.linkType),
                              sources[i].channel,
                              sources[i].packets};

@@ -16,8 +16,8 @@ namespace rksignal {
 /// passed as PassedMessage::Truncated, however much of them there is.
 ///
 /// The channel of an interface is that which `channels` has for `FILE:NAME`, `FILE:INDEX` or `FILE`. Failing
-/// that it is that of its name, as in a candump log, if it is an interface of CAN, LIN or FlexRay that has a
-/// name; else its index in the file.
+/// that the name of an interface of CAN is what it is in a candump log, and `lin3`, `flexray3` and `eth3` are
+/// channel 3. Any other interface is counted among those of its bus, from 0.
 class CaptureTrace : public TraceSource {
   public:
     /// `channels` must outlive the trace.
@@ -36,7 +36,8 @@ class CaptureTrace : public TraceSource {
 
     void deliver(MessageSink& sink, std::uint64_t time) override;
     Source& sourceOfPacket();
-    std::optional<std::uint8_t> channelOf(const PacketInterface& interface, const Source& source);
+    std::optional<std::uint8_t> channelOf(const PacketInterface& interface, const PacketReader::Link& link);
+    std::optional<std::uint8_t> numberAmongItsKind(std::string_view bus) const;
     std::optional<PacketReader::Content> read();
     std::optional<PacketReader::Content> countMalformed(const char* reason);
     void completeReport() override;

@@ -17,17 +17,17 @@ constexpr const char* tooLong = "frame is longer than its packet";
 
 struct PacketReader::Link {
     int type;
-    const char* name;
+    std::string_view bus;
     Layer layer;
 };
 
 const PacketReader::Link PacketReader::links[] = {
-    {ethernetLink, "Ethernet", &PacketReader::readEthernet},
-    {227, "CAN", &PacketReader::readCan},
-    {113, "CAN", &PacketReader::readCooked<16, 14>},
-    {276, "CAN", &PacketReader::readCooked<20, 0>},
-    {212, "LIN", &PacketReader::readLin},
-    {210, "FlexRay", &PacketReader::readFlexRay},
+    {1, "eth", &PacketReader::readEthernet},
+    {227, "can", &PacketReader::readCan},
+    {113, "can", &PacketReader::readCooked<16, 14>},
+    {276, "can", &PacketReader::readCooked<20, 0>},
+    {212, "lin", &PacketReader::readLin},
+    {210, "flexray", &PacketReader::readFlexRay},
 };
 
 const PacketReader::Link* PacketReader::find(int linkType) {
@@ -36,8 +36,8 @@ const PacketReader::Link* PacketReader::find(int linkType) {
     return link != std::end(links) ? link : nullptr;
 }
 
-const char* PacketReader::nameOf(const Link& link) {
-    return link.name;
+std::string_view PacketReader::busOf(const Link& link) {
+    return link.bus;
 }
 
 std::optional<PacketReader::Content> PacketReader::read(const Link& link, std::uint8_t channelOfPacket,

@@ -21,11 +21,10 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <variant>
 
 namespace rksignal {
-
-constexpr int ethernetLink = 1; ///< LINKTYPE_ETHERNET
 
 class PacketReader {
   public:
@@ -38,8 +37,8 @@ class PacketReader {
 
     /// \return null if packets of this type are not supported
     static const Link* find(int linkType);
-    /// `CAN`, `Ethernet` and so on: what the packets of a link are.
-    static const char* nameOf(const Link& link);
+    /// `can`, `lin`, `flexray` or `eth`: whose packets they are, as interfaces are called.
+    static std::string_view busOf(const Link& link);
 
     /// Reads a packet that was recorded in full. Any bytes may be given. Messages get this channel; those of
     /// FlexRay channel B the next one. `isBigEndian`: the byte order of the machine that recorded it.

@@ -150,11 +150,10 @@ def add_packet(reading, layers):
     seconds, _, fraction = frame["frame.time_epoch"].partition(".")
     at = int(seconds) * 1_000_000_000 + int(fraction.ljust(9, "0"))
     raw = bytes.fromhex(layers["frame_raw"][0])
-    channel = int(frame.get("frame.interface_id", 0))
-    number = re.search(r"\d+$", find(frame, "frame.interface_name") or "")
-    if number and not frame["frame.protocols"].startswith("eth"):
-        channel = int(number.group())  # can3 is channel 3, as in a candump log
-    can = layers.get("can") or layers.get("canfd")
+    # can3, lin3, flexray3 and eth3 are channel 3; other interfaces have their number, which is ours where a file
+    # has interfaces of one bus
+    number = re.fullmatch(r"(v?can|lin|flexray|eth)(\d+)", find(frame, "frame.interface_name") or "")
+    channel = int(number.group(2) if number else frame.get("frame.interface_id", 0))
     if int(frame["frame.cap_len"]) < int(frame["frame.len"]):
         reading.add_kind(at, "truncated")
     elif can:

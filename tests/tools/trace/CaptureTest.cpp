@@ -231,14 +231,14 @@ TEST_F(Capture, NothingBeforeDamageIsLost) {
          1},
         {blocks.bytes, first,
          "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\nt.pcap: not understood behind packet 1: a "
-         "packet of an interface that is not described at byte 104\n",
+         "packet of an interface that is not described at byte 100\n",
          1},
         {whole.bytes.substr(0, 9), "", "rksignal: t.pcap: the head of the capture is cut off at byte 9\n", 2},
         {CaptureFile{}.head(105).bytes, "", "rksignal: t.pcap: packets of link type 105 are not supported\n",
          2},
         {"(1.0) can0 123#00\n", header + "1.000000,0,can,Short,0,,0,\n",
          "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\n", 0},
-        {"nonsense", "", "rksignal: t.pcap: not a capture file\n", 2},
+        {"nonsense", "", "rksignal: t.pcap is plain text, not a trace\n", 2},
     };
     for (const auto& [bytes, rows, messages, status] : cases) {
         folder.write("t.pcap", bytes);
@@ -272,12 +272,20 @@ TEST_F(Capture, EachInterfaceHasAChannel) {
                ",lin,Lin,513,,513,\n5.500000," + cooked + ",can,Short,44,,44,\n";
     };
     const ProgramResult result = decode("t.bin");
-    EXPECT_EQ(result.output, rows("2", "1", "0"));
-    EXPECT_EQ(result.messages.substr(0, result.messages.find("never seen")), "");
+    EXPECT_EQ(result.output, rows("2", "0", "0"));
+    EXPECT_EQ(
+        result.messages.substr(0, result.messages.find("never seen")),
+        "5 messages read: 3 decoded, 1 unknown, 0 remote, 0 error, 1 of other kinds\n"
+        "  can: 2 decoded, 0 unknown\n  lin: 1 decoded, 0 unknown\n  ethernet: 0 decoded, 1 unknown\n"
+        "t.bin: interface 0 can2 (can) is channel 2: 1 packet; nose\n"
+        "t.bin: interface 1 (lin) is channel 0: 1 packet\n"
+        "t.bin: interface 2 eth7 (eth) is channel 7: 1 packet\n"
+        "t.bin: interface 3 (link type 105): 1 packet\nt.bin: interface 0 (can) is channel 0: 1 packet\n"
+        "t.bin: packets of link type 105 are not supported: 1\n"
+        "t.bin: malformed packets: 1, the first is packet 5: no time stamp, or an impossible one\n");
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(decode("-q --channel t.bin:can2=5 --channel t.bin:1=6 --channel t.bin:0=9 t.bin").output,
-              rows("5", "6", "9"));
-    EXPECT_EQ(decode("-q --channel t.bin=7 t.bin").output, rows("7", "7", "7"));
+    EXPECT_EQ(decode("-q --channel t.bin:can2=5 --channel t.bin:0=9 t.bin").output, rows("5", "0", "9"));
+    EXPECT_EQ(decode("-q --channel t.bin=0 t.bin").output, rows("0", "0", "0"));
 }
 
 } // namespace
