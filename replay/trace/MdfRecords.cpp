@@ -9,7 +9,6 @@ namespace {
 
 constexpr std::size_t maxWaiting = 16384; // records
 constexpr std::size_t maxWaitingBytes = std::size_t{1} << 20;
-constexpr std::size_t lengthBytes = 4; // of a value
 
 } // namespace
 
@@ -149,11 +148,11 @@ MdfRecords::Step MdfRecords::readRecord() {
 
 MdfRecords::Step MdfRecords::readValue(Kind& kind) {
     std::uint32_t length = 0;
-    if (!need(lengthBytes)) {
+    if (!need(MdfValues::lengthBytes)) {
         return fail("the last record is cut off");
     }
-    std::memcpy(&length, buffer.data() + begin, lengthBytes);
-    skip(lengthBytes);
+    std::memcpy(&length, buffer.data() + begin, MdfValues::lengthBytes);
+    skip(MdfValues::lengthBytes);
     const std::size_t room = buffer.size() - MdfField::slack;
     const std::size_t kept = std::min<std::size_t>({length, room, MdfValues::maxLength});
     if (!need(kept)) {
@@ -257,7 +256,7 @@ MdfRecords::Step MdfRecords::bytesOf(Kind& kind, const std::uint8_t* record, Mdf
     const std::uint64_t offset = inOrder ? kind.nextReference : place.reference.of(record);
     const auto result = kind.values != nullptr ? kind.values->find(offset, bytes) : MdfValues::Result::Gone;
     if (result == MdfValues::Result::Found) {
-        kind.nextReference += lengthBytes + bytes.size();
+        kind.nextReference += MdfValues::lengthBytes + bytes.size();
         return Step::Message;
     }
     const bool mayCome = result == MdfValues::Result::Ahead && place.place == MdfBytes::Place::Records;
