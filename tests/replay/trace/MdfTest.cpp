@@ -232,7 +232,8 @@ TEST(Mdf, DataBlocksOfAllKindsHoldTheSame) {
     const std::string all = "1709208000000001000 can 1 291 0 6161616161616161\n"
                             "1709208000000002000 can 1 291 0 6262626262626262\n"
                             "1709208000000003000 can 1 291 0 6363636363636363\n";
-    const std::string cut = "t: not understood further: the last record is cut off\n";
+    const std::string cut =
+        "t: not understood further: the record 66 bytes behind the start of its data is cut off\n";
     const struct {
         const char* name;
         U16 unfinished;
@@ -290,7 +291,9 @@ TEST(Mdf, UnfinishedDataGoOnToTheEndOfTheFile) {
     }
     const std::string both = "1709208000000001000 can 3 291 0 61\n1709208000000001000 can 3 291 0 62\n";
     EXPECT_EQ(list(bytes), both);
-    EXPECT_EQ(list(bytes + "\x01\x02"), both + "t: not understood further: the last record is cut off\n");
+    EXPECT_EQ(list(bytes + "\x01\x02"),
+              both +
+                  "t: not understood further: the record 58 bytes behind the start of its data is cut off\n");
 }
 
 TEST(Mdf, DataGroupsAreMergedByTime) {
