@@ -39,7 +39,7 @@ class CheckRun {
         InputSet inputs; // nothing is written
         loadDefinitions(definitions, channels, catalog, inputs);
         const std::vector<ConditionText> texts = readConditions(conditions, remarks);
-        add(compileConditions(texts, catalog.storage(), conditions.options));
+        add(compileConditions(texts, catalog, conditions.options));
         write(catalog.remarks().kept());
         writeRemarks();
         write(std::vector{summary(texts.size())});

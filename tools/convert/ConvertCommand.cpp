@@ -90,7 +90,9 @@ void report(const Trace& trace, const TraceWriter& writer, bool quiet, std::ostr
     printCounts(messages, "not understood", {{"lines", lines}, {"bytes", bytes}});
     for (std::size_t i = 0; i < trace.count(); ++i) {
         for (const Remark& remark : trace.report(i).remarks) {
-            messages << (remark.line != 0 ? "  " : "") << remark << '\n';
+            if (!quiet || remark.severity == Severity::Error) {
+                messages << (remark.line != 0 ? "  " : "") << remark << '\n';
+            }
         }
     }
 }

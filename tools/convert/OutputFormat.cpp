@@ -1,6 +1,7 @@
 #include "convert/OutputFormat.h"
 
 #include "command/FileEnding.h"
+#include "convert/AscWriter.h"
 #include "convert/CandumpWriter.h"
 #include "convert/RecordFileWriter.h"
 
@@ -18,6 +19,7 @@ std::unique_ptr<TraceWriter> make(const OutputFile& file) {
 constexpr OutputFormat formats[] = {
     {".rktrace", make<RecordFileWriter>},
     {".log", make<CandumpWriter>},
+    {".asc", make<AscWriter>},
 };
 
 } // namespace
