@@ -12,7 +12,7 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t blockSize = 65536;
+constexpr std::size_t archiveBlock = 65536;
 constexpr std::size_t longestName = 255;
 
 /// Only what is asked for: what an archive begins with has told it already.
@@ -44,7 +44,7 @@ void support(archive* reader, Packing packing, bool canSeek) {
 } // namespace
 
 ArchiveStream::ArchiveStream(std::unique_ptr<InputFile> input, Packing packing)
-    : file(std::move(input)), packing(packing), reader(archive_read_new()), buffer(blockSize) {
+    : file(std::move(input)), packing(packing), reader(archive_read_new()), buffer(archiveBlock) {
     if (reader == nullptr) {
         throw Error("cannot read " + file->path(), ENOMEM);
     }
