@@ -49,6 +49,7 @@ constexpr struct {
     {"Source", MdfMember::Source},
     {"Destination", MdfMember::Destination},
     {"EtherType", MdfMember::EtherType},
+    {"EthType", MdfMember::EtherType},
 };
 
 template <class Row, std::size_t count>

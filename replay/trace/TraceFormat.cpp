@@ -1,9 +1,14 @@
 #include "trace/TraceFormat.h"
 
+#include "file/ContentKind.h"
+#include "file/Unpack.h"
 #include "trace/AscLine.h"
-#include "trace/CandumpLine.h"
+#include "trace/BusmasterLine.h"
+#include "trace/CandumpScreen.h"
 #include "trace/FormatDetection.h"
+#include "trace/GvretLine.h"
 #include "trace/NmeaSentence.h"
+#include "trace/TrcLine.h"
 
 #include <algorithm>
 #include <string_view>
@@ -32,21 +37,37 @@ constexpr Begin begins[] = {
 };
 
 bool isNmeaLine(std::string_view line) {
-    NmeaSentence sentence;
-    return line.starts_with('$') &&
-           NmeaSentenceReader().read(line, sentence) != NmeaSentenceReader::Result::Damaged;
+    NmeaSentence values;
+    const std::string_view sentence = sentenceIn(line);
+    return !sentence.empty() &&
+           NmeaSentenceReader().read(sentence, values) != NmeaSentenceReader::Result::Damaged;
 }
 
 bool isAscLine(std::string_view line) {
-    const auto result = AscLineReader().read(line);
-    const bool isFrame = result == AscLineReader::Result::Can || result == AscLineReader::Result::Lin;
+    using Line = LineLog::Line;
+    const Line result = AscLog().read(line);
+    const bool isFrame = result == Line::Can || result == Line::Lin || result == Line::FlexRay;
     const bool isHead = line.starts_with("date ") || line.starts_with("base ");
-    return isFrame || (isHead && result == AscLineReader::Result::Nothing);
+    return isFrame || (isHead && result == Line::Nothing);
+}
+
+bool isTrcLine(std::string_view line) {
+    const bool isHead = line.starts_with(";$FILEVERSION=") || line.starts_with(";$COLUMNS=");
+    return TrcLog().read(line) == (isHead ? LineLog::Line::Nothing : LineLog::Line::Can); // of version 1.0
+}
+
+bool isGvretLine(std::string_view line) {
+    return line.starts_with(GvretLog::header);
+}
+
+bool isBusmasterLine(std::string_view line) {
+    return line.starts_with(BusmasterLog::header);
 }
 
 bool isCandumpLine(std::string_view line) {
     CandumpLine candump;
-    return parseCandumpLine(line, candump) == nullptr;
+    return parseCandumpLine(line, candump) == nullptr ||
+           (CandumpScreen::isLine(line) && CandumpScreen().read(line, candump) == nullptr);
 }
 
 /// A format of lines. A line that only this format has decides; failing that, what the first line begins
@@ -61,18 +82,10 @@ constexpr TextFormat texts[] = {
     {TraceFormat::Nmea, isNmeaLine, "$"},
     {TraceFormat::Asc, isAscLine, "date "},
     {TraceFormat::Candump, isCandumpLine, "("},
+    {TraceFormat::Trc, isTrcLine, ";$"},
+    {TraceFormat::Gvret, isGvretLine, GvretLog::header},
+    {TraceFormat::Busmaster, isBusmasterLine, BusmasterLog::header},
 };
-
-struct Ending {
-    std::string_view text;
-    TraceFormat format;
-};
-
-constexpr Ending endings[] = {{".pcap", TraceFormat::Capture},
-                              {".cap", TraceFormat::Capture},
-                              {".pcapng", TraceFormat::Capture},
-                              {".nmea", TraceFormat::Nmea},
-                              {".asc", TraceFormat::Asc}};
 
 /// The format of the first of `table` that `matches`.
 template <class Table, class Matches>
@@ -139,51 +152,46 @@ std::optional<TraceFormat> detectBinary(InputFile& file) {
     return binaryFormat(file.peeked());
 }
 
-/// By the content alone. \return nothing if it does not say
-std::optional<TraceFormat> detectContent(InputFile& file) {
-    if (const auto format = detectBinary(file)) {
-        return format;
-    }
-    HeadLines lines(file);
-    std::string_view line;
-    std::optional<TraceFormat> first;
-    for (bool isFirst = true; lines.next(line); isFirst = false) {
-        if (const auto format = lineFormat(line)) {
-            return format;
-        }
-        if (isFirst) {
-            first = damagedLineFormat(line);
-        }
-    }
-    return first;
-}
-
 } // namespace
 
 const char* formatName(TraceFormat format) {
-    constexpr const char* names[] = {"a record file", "a capture",     "the log of a GPS receiver",
-                                     "an ASC log",    "a candump log", "an MF4 file"};
+    constexpr const char* names[] = {"a record file", "a capture",          "the log of a GPS receiver",
+                                     "an ASC log",    "a candump log",      "an MF4 file",
+                                     "a TRC log",     "a CSV log of GVRET", "a BUSMASTER log"};
     return names[static_cast<std::size_t>(format)];
 }
 
-TraceFormat detectFormat(InputFile& file) {
-    if (const auto format = detectContent(file)) {
-        return *format;
-    }
-    const auto ending =
-        formatOf(endings, [&](const Ending& each) { return file.path().ends_with(each.text); });
-    return ending.value_or(TraceFormat::Candump);
-}
-
-std::optional<TraceFormat> detectTrace(const std::string& path) {
-    InputFile file(path);
-    if (file.size() == 0) {
-        return std::nullopt;
-    }
+std::optional<TraceFormat> detectFormat(InputFile& file) {
     if (const auto format = detectBinary(file)) {
         return format;
     }
+    const std::string_view kind = contentKind(file.peeked());
+    if (!file.peeked().empty() && kind != plainText && kind != unknownData) {
+        return std::nullopt;
+    }
     HeadLines lines(file);
+    std::string_view line;
+    if (!lines.next(line)) {
+        return TraceFormat::Candump;
+    }
+    const auto first = damagedLineFormat(line);
+    do {
+        if (const auto format = lineFormat(line)) {
+            return format;
+        }
+    } while (lines.next(line));
+    return first;
+}
+
+std::optional<TraceFormat> detectTrace(const std::string& path) {
+    const auto file = openUncompressed(path);
+    if (file->size() == 0) {
+        return std::nullopt;
+    }
+    if (const auto format = detectBinary(*file)) {
+        return format;
+    }
+    HeadLines lines(*file);
     std::string_view line;
     return lines.next(line) ? lineFormat(line) : std::nullopt;
 }

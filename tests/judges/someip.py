@@ -3,21 +3,26 @@
 
 someip.py PROGRAM FOLDER: writes captures with scapy to the folder, lets tshark dissect them, lets `rksignal decode`
 decode them with definitions of every byte of every message, and compares service, method and payload of each message,
-frame by frame. What `--strict` finds must be found, too. Ends with 1 where they differ.
+frame by frame. So it does with recordings in the folder that RKSIGNAL_RECORDINGS names. What `--strict` finds must be
+found, too. Ends with 1 where they differ.
 """
 
 import collections
 import csv
 import json
+import os
 import random
 import struct
 import subprocess
 import sys
+from decimal import Decimal
 from pathlib import Path
 
 from scapy.all import IP, TCP, UDP, Dot1AD, Dot1Q, Ether, IPv6, IPv6ExtHdrDestOpt, IPv6ExtHdrHopByHop, Raw, wrpcap
 
 PORT = 30500
+PORTS = (PORT, 29180, 16832)  # and those of the recordings
+COOKIE = "0xffff0000"  # the magic cookie of a client
 METHOD = 0x8001
 MAX_BYTES = 40  # of a payload, that are compared
 
@@ -113,44 +118,39 @@ def logger(random_):
 
 
 def dissect(path):
-    """By frame and service the payloads of whole messages, as tshark has them."""
-    fields = ["frame.number", "someip.serviceid", "someip.payload", "someip.messagetype", "someip.tp.reassembled.data"]
-    command = ["tshark", "-r", path, "-Y", "someip", "-T", "fields"]
-    command += ["-d", f"udp.port=={PORT},someip", "-d", f"tcp.port=={PORT},someip"]
-    command += ["-o", "tcp.reassemble_out_of_order:TRUE"] + [part for field in fields for part in ("-e", field)]
+    """By time and identifier (service and method) the payloads of whole messages, as tshark has them."""
+    fields = ["frame.time_epoch", "someip.messageid", "someip.payload", "someip.tp.offset", "someip.tp.reassembled.data"]
+    command = ["tshark", "-r", path, "-Y", "someip", "-o", "tcp.reassemble_out_of_order:TRUE", "-T", "fields"]
+    command += [part for port in PORTS for protocol in ("udp", "tcp") for part in ("-d", f"{protocol}.port=={port},someip")]
+    command += [part for field in fields for part in ("-e", field)]
     output = subprocess.run(command, capture_output=True, text=True, check=True).stdout
     messages = collections.defaultdict(list)
     for line in output.splitlines():
-        frame, services, payloads, types, whole = line.split("\t")
-        if types == "0x22":  # a segment
-            if whole:
-                messages[int(frame), int(services, 16)].append(whole[: 2 * MAX_BYTES])
-            continue
-        services = [service for service in services.split(",") if service != "0xffff"]  # magic cookies
-        for service, payload in zip(services, filter(None, payloads.split(",")), strict=True):
-            messages[int(frame), int(service, 16)].append(payload[: 2 * MAX_BYTES])
+        time, identifiers, payloads, offset, whole = line.split("\t")
+        if offset:  # a segment
+            payloads = whole
+        identifiers = [each for each in identifiers.split(",") if payloads and each != COOKIE]
+        for identifier, payload in zip(identifiers, filter(None, payloads.split(",")), strict=True):
+            messages[Decimal(time), int(identifier, 16)].append(payload[: 2 * MAX_BYTES])
     return messages
 
 
-def decode(program, folder, path, *options):
+def decode(program, folder, path, identifiers, *options):
     """The same as `rksignal decode` has them, by definitions of each byte, and the summary."""
-    services = (0x1234, 0x1235, 0x2000, 0x2001, 0x3000, 0x3001, 0x4000, 0x4001)
     signals = [
         {
-            "instance": f"{service:04x}.{byte}",
+            "instance": f"{identifier}.{byte}",
             "bits": 8,
-            "endian": "big",
             "positions": [
                 {
                     "ethSignalType": "SOME/IP",
-                    "startBit": 8 * byte + 7,
-                    "serviceId": service,
-                    "methodEventId": METHOD,
-                    "destinationPort": PORT,
+                    "startBit": 8 * byte,
+                    "serviceId": identifier >> 16,
+                    "methodEventId": identifier & 0xFFFF,
                 }
             ],
         }
-        for service in services
+        for identifier in sorted(identifiers)
         for byte in range(MAX_BYTES)
     ]
     definitions = folder / "bytes.json"
@@ -159,38 +159,45 @@ def decode(program, folder, path, *options):
     run = subprocess.run(command, capture_output=True, text=True, check=True)
     messages = collections.defaultdict(list)
     for row in csv.DictReader(run.stdout.splitlines()):
-        service, byte = row["instance"].split(".")
-        payloads = messages[round(float(row["time"])), int(service, 16)]
+        identifier, byte = row["instance"].split(".")
+        payloads = messages[Decimal(row["time"]), int(identifier)]
         if byte == "0":
             payloads.append("")
         payloads[-1] += f"{int(row['raw']):02x}"
     return messages, run.stderr
 
 
-def compare(program, folder, make):
-    """Prints what differs. Returns whether nothing does."""
-    name = make.__name__
-    path = str(folder / f"{name}.pcap")
-    frames = make(random.Random(name))
-    for number, frame in enumerate(frames, 1):
-        frame.time = number
-    wrpcap(path, frames)
-    ours, summary = decode(program, folder, path)
-    strict, _ = decode(program, folder, path, "--strict")
-    judge = {} if make is logger else dissect(path)
-    count = lambda messages: sum(len(payloads) for payloads in messages.values())
-    differing = [key for key in judge.keys() | (ours.keys() if judge else ()) if judge.get(key) != ours.get(key)]
+def compare(program, folder, path, judge, identifiers):
+    """Prints what differs from the judge, if there is one. Returns whether nothing does."""
+    ours, summary = decode(program, folder, path, identifiers)
+    strict, _ = decode(program, folder, path, identifiers, "--strict")
+    keys = ours.keys() | judge.keys() if judge is not None else ()
+    differing = [key for key in keys if judge.get(key) != ours.get(key)]
     # Of a message that is too short, the library reads what follows in the frame.
     missed = [key for key in strict if strict[key][0][:2] not in [payload[:2] for payload in ours.get(key, [])]]
-    print(f"{name}: {len(frames)} frames, messages: tshark {count(judge)}, rksignal {count(ours)}, strict {count(strict)}")
+    judged = {"tshark": judge or {}, "rksignal": ours, "strict": strict}
+    counts = [f"{name} {sum(map(len, messages.values()))}" for name, messages in judged.items()]
+    print(f"{Path(path).name}: messages: {', '.join(counts)}")
     for key in sorted(differing + missed)[:10]:
-        print(f"  frame {key[0]} service {key[1]:04x}: tshark {judge.get(key)}, rksignal {ours.get(key)}, strict {strict.get(key)}")
+        print(f"  {key[0]} {key[1]:08x}: " + ", ".join(f"{name} {messages.get(key)}" for name, messages in judged.items()))
     print("".join(f"  {line}\n" for line in summary.splitlines() if line.startswith("SOME/IP")), end="")
-    return count(ours) > 0 and not differing and not missed
+    return not differing and not missed
 
 
 if __name__ == "__main__":
-    target = Path(sys.argv[2])
-    target.mkdir(parents=True, exist_ok=True)
-    results = [compare(sys.argv[1], target, make) for make in (datagrams, transports, streams, logger)]
-    sys.exit(0 if all(results) else 1)
+    program, folder = sys.argv[1], Path(sys.argv[2])
+    folder.mkdir(parents=True, exist_ok=True)
+    same = True
+    for make in (datagrams, transports, streams, logger):
+        path = str(folder / f"{make.__name__}.pcap")
+        frames = make(random.Random(make.__name__))
+        for number, frame in enumerate(frames, 1):
+            frame.time = number
+        wrpcap(path, frames)
+        judge = dissect(path) if make is not logger else None
+        identifiers = {identifier for _, identifier in judge} if judge else {0x40008001, 0x40018001}
+        same = compare(program, folder, path, judge, identifiers) and judge != {} and same
+    for path in sorted(Path(os.environ.get("RKSIGNAL_RECORDINGS", folder / "none")).glob("PcapPlusPlus/[Ss]ome*.pcapng")):
+        judge = dissect(str(path))
+        same = compare(program, folder, str(path), judge, {key[1] for key in judge} | {0xD05F8001}) and same
+    sys.exit(0 if same else 1)
