@@ -31,7 +31,10 @@ bool hasValue(BaseSignal& signal) {
 } // namespace
 
 ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings)
-    : catalog(catalog), sink(sink) {
+    : catalog(catalog), sink(sink), transport([&catalog](std::uint8_t channel, std::uint32_t id) {
+          return catalog.definesGroup(channel, id);
+      }),
+      knownSignals(catalog.signals().size()) {
     if (!settings.strict) {
         ethernet = std::make_unique<EthernetDecoder>(catalog, ids,
                                                      [this](const MessageInfo& info) { writeGroup(info); });
@@ -60,7 +63,46 @@ void ReplayEngine::receive(const CANExtTraceMessage& frame) {
             }
         }
     }
+    if (catalog.hasParameterGroups() && frame.isExtended()) {
+        known = receiveParameterGroup(frame, info) || known;
+    }
     conclude(info, known, canIdentifier(frame.canId, frame.isExtended()));
+}
+
+/// A frame that may be one of a parameter group, or a part of one.
+bool ReplayEngine::receiveParameterGroup(const CANExtTraceMessage& frame, const MessageInfo& info) {
+    const std::size_t length = std::min<std::size_t>(frame.length, frame.payload.size());
+    const bool known = decodeParameterGroup(
+        frame.canId, {{frame.payload.data(), length}, frame.timestamp, frame.channel}, info);
+    if (!J1939Transport::isTransport(frame.canId)) {
+        return known;
+    }
+    const J1939Transport::Outcome outcome = transport.receive(frame);
+    counts.transport = transport.statistics();
+    if (!outcome.data.empty()) {
+        decodeParameterGroup(outcome.id, {outcome.data, frame.timestamp, frame.channel}, info);
+    }
+    return known || outcome.isPart;
+}
+
+/// \return whether there is a definition
+bool ReplayEngine::decodeParameterGroup(std::uint32_t id, const MessageDecoder::Payload& payload,
+                                        const MessageInfo& info) {
+    bool known = false;
+    for (const auto decoders : catalog.groupDecodersOf(payload.channel, id)) {
+        if (catalog.signals().size() != knownSignals) {
+            knownSignals = catalog.signals().size();
+            sink.signalsAdded();
+        }
+        for (MessageDecoder* const decoder : decoders) {
+            known = true;
+            decoder->decode(payload, ids);
+            if (!ids.empty()) {
+                sink.written(info, ids);
+            }
+        }
+    }
+    return known;
 }
 
 void ReplayEngine::receive(const LINTraceMessage& frame) {

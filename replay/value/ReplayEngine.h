@@ -6,6 +6,7 @@
 #include "ethernet/EthernetDecoder.h"
 #include "rktrace/TraceRecord.h"
 #include "trace/MessageSink.h"
+#include "value/J1939Transport.h"
 #include "value/Replay.h"
 #include "value/ReplayStatistics.h"
 #include "value/ValueSink.h"
@@ -63,6 +64,9 @@ class ReplayEngine final : public MessageSink {
     template <class Message>
     bool replayRecord(Record record, std::uint64_t timestamp);
 
+    bool receiveParameterGroup(const CANExtTraceMessage& frame, const MessageInfo& info);
+    bool decodeParameterGroup(std::uint32_t id, const MessageDecoder::Payload& payload,
+                              const MessageInfo& info);
     bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
     template <class Frame>
     void decodeEthernet(const Frame& frame, bool isFrame);
@@ -74,6 +78,8 @@ class ReplayEngine final : public MessageSink {
     Catalog& catalog;
     ValueSink& sink;
     ReplayStatistics counts;
+    J1939Transport transport;
+    std::size_t knownSignals; ///< number of signals that the sink knows of
     std::vector<unsigned long> ids;
     std::unique_ptr<EthernetDecoder> ethernet; ///< null: the library's own decoder is used
     std::vector<unsigned long> held;           ///< GPS signals that have a value

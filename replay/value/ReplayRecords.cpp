@@ -104,11 +104,14 @@ bool ReplayEngine::receiveRecord(Record record, std::uint64_t timestamp) {
 }
 
 bool ReplayEngine::wantsCan(Record record) const {
-    const std::uint32_t id = numberAt(record, recordAt::canIdentifier);
-    const auto decoders =
-        catalog.decodersOf(record[recordAt::canChannel], id & ~(recordExtendedFlag | recordCanFdFlag),
-                           (id & recordExtendedFlag) != 0);
-    return !decoders[0].empty() || !decoders[1].empty();
+    const std::uint32_t flagged = numberAt(record, recordAt::canIdentifier);
+    const bool extended = (flagged & recordExtendedFlag) != 0;
+    const std::uint32_t id = flagged & ~(recordExtendedFlag | recordCanFdFlag);
+    const std::uint8_t channel = record[recordAt::canChannel];
+    const auto decoders = catalog.decodersOf(channel, id, extended);
+    return !decoders[0].empty() || !decoders[1].empty() ||
+           (extended && catalog.hasParameterGroups() &&
+            (J1939Transport::isTransport(id) || catalog.definesGroup(channel, id)));
 }
 
 bool ReplayEngine::wantsLin(Record record) const {

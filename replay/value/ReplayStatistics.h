@@ -12,6 +12,16 @@
 
 namespace rksignal {
 
+/// What became of the messages of SAE J1939 that come in several frames.
+struct TransportStatistics {
+    std::uint64_t messages = 0; ///< put together
+    /// Given up: packets are missing, it timed out, was aborted, or another one took its place.
+    std::uint64_t incomplete = 0;
+    std::uint64_t lostPackets = 0;  ///< missing in these, as far as they were sent
+    std::uint64_t strayPackets = 0; ///< too late, too short, or with a number that its message does not have
+    std::uint64_t open = 0;         ///< not complete yet
+};
+
 /// SOME/IP messages that lie in several frames.
 struct SomeIpStatistics {
     std::uint64_t assembled = 0; ///< messages that were put together, from segments of SOME/IP-TP or of TCP
@@ -28,6 +38,7 @@ struct ReplayStatistics {
     std::uint64_t records = 0;                          ///< raw ones, which are also counted by their kind
     std::uint64_t droppedRecords = 0;                   ///< of those, unknown ones that were not looked into
     SomeIpStatistics someIp;
+    TransportStatistics transport;   ///< only of parameter groups with a definition
     UnknownMessages unknownMessages; ///< those of `unknown`, by identifier
 
     void countUnknown(const MessageOrigin& origin, std::uint32_t identifier) {

@@ -3,6 +3,7 @@
 #include "catalog/Catalog.h"
 #include "definition/json/DefinitionText.h"
 #include "definition/json/JsonDefinitions.h"
+#include "replay/definition/ShownMessages.h"
 #include "support/CapturedOutput.h"
 #include "tools/ProgramRun.h"
 
@@ -52,16 +53,25 @@ const std::vector<WrongDocument> wrongDocuments = {
 #/can/0/valueDescriptions: expected an object with raw values and their texts, found an array
 #/can/0/msgId: expected an identifier from 0 to 536870911 or "0x0" to "0x1FFFFFFF", found true
 #/can/0/extended: expected true or false, found 1)"},
-    {"out of range", R"({"can": [{"instance": "A", "bits": 65, "startbit": 512, "channel": -1,
+    {"out of range", R"({"can": [{"instance": "A", "bits": 65, "startbit": 14280, "channel": -1,
                                   "tslId": 1.5, "pduId": "0x1000000", "msgId": 536870912}],
                          "lin": [{"instance": "L", "bits": 0, "msgId": 63}]})",
      R"(#/can/0/channel: expected an integer from 0 to 255, found -1
-#/can/0/startbit: expected an integer from 0 to 511, found 512
+#/can/0/startbit: expected an integer from 0 to 14279, found 14280
 #/can/0/bits: expected an integer from 1 to 64, found 65
 #/can/0/tslId: expected an integer from 0 to 255, found 1.5
 #/can/0/msgId: expected an identifier from 0 to 536870911 or "0x0" to "0x1FFFFFFF", found 536870912
 #/can/0/pduId: expected an identifier from 0 to 16777215 or "0x0" to "0xFFFFFF", found "0x1000000"
 #/lin/0/bits: expected an integer from 1 to 64, found 0)"},
+    {"parameter groups", R"({"messages": [{"msgId": 1, "extended": true, "length": 65}],
+        "can": [{"instance": "A", "bits": 8, "msgId": 1, "j1939": true},
+                {"instance": "B", "bits": 8, "msgId": 1, "j1939": true, "extended": true, "canFD": true},
+                {"instance": "C", "bits": 8, "msgId": 1, "canFD": true, "startbit": 512}]})",
+     R"(#/messages/0: expected a length of at most 64, but for a parameter group of J1939, found 65
+#/can/0: expected extended to be true of a parameter group of J1939
+#/can/1: expected canFD or j1939, found both
+#/can/2: expected a startbit of at most 511 in a CAN FD frame, found 512)",
+     true},
     {"positions",
      R"({"flexray": [{"instance": "A", "bits": 1, "startbit": 0}, {"instance": "B", "bits": 1, "positions": []},
         {"instance": "C", "bits": 1, "positions": [{"type": "static", "slot": 2048, "repetition": 0}, {"slots": 1}]}]})",
@@ -318,32 +328,10 @@ SG_MUL_VAL_ 2566851296 Second Other 0-0;
 BA_ "GenMsgCycleTime" BO_ 416 20;
 )",
                        "t.dbc", 9);
-    const auto shown = [](const std::vector<MessageDefinition>& messages) {
-        std::ostringstream out;
-        for (const MessageDefinition& message : messages) {
-            out << int{*message.channel} << ' ' << message.id << message.extended << message.canFd << ' '
-                << message.length << ' ' << message.name << ' ' << message.sender << ' ' << message.comment
-                << ' ' << message.cycleTime.value_or(-1) << '\n';
-            for (const SignalDefinition& signal : message.signals) {
-                out << signal.can() << signal.minimum << ' ' << signal.maximum;
-                for (const std::string& receiver : signal.receivers) {
-                    out << ' ' << receiver;
-                }
-                if (signal.multiplexing) {
-                    out << " < " << signal.multiplexing->multiplexer.value_or(99);
-                    for (const auto& [first, last] : signal.multiplexing->ranges) {
-                        out << ' ' << first << '-' << last;
-                    }
-                }
-                out << '\n';
-            }
-        }
-        return out.str();
-    };
     const std::vector<MessageDefinition> dbc = catalog.decodedMessages();
     const std::string expected = shown(dbc);
-    EXPECT_NE(expected.find("instance=Engine.Speed@9,"), std::string::npos);
-    EXPECT_NE(expected.find("0 0 < 0 1-2 9-9\n"), std::string::npos);
+    EXPECT_NE(expected.find(" Speed as Engine.Speed@9 : 0|32@1 float"), std::string::npos) << expected;
+    EXPECT_NE(expected.find(" Code < Page 1-2 9-9 : 8|8@1+"), std::string::npos);
     EXPECT_EQ(shown(parseJsonDefinitions(definitionText(dbc), "t.json").messages), expected);
 }
 
