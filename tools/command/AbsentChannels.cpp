@@ -1,6 +1,7 @@
 #include "command/AbsentChannels.h"
 
-#include <algorithm>
+#include "output/ListText.h"
+
 #include <bitset>
 #include <cstdint>
 #include <map>
@@ -12,8 +13,6 @@ namespace rksignal {
 namespace {
 
 using ChannelSet = std::bitset<256>;
-
-constexpr std::size_t maxListed = 10;
 
 std::uint32_t identifierOf(const MessageDecoder& decoder) {
     return std::uint32_t{decoder.message().extended} << 31 | decoder.message().id;
@@ -83,14 +82,9 @@ void printMisplaced(std::ostream& out, const Catalog& catalog, const ReplayStati
     for (const auto& [channel, messages] : findMisplaced(catalog, statistics)) {
         out << "no frame came on " << channels.nameOf(channel)
             << "; messages defined for it came on others: ";
-        for (std::size_t i = 0; i < std::min(messages.size(), maxListed); ++i) {
-            out << (i == 0 ? "" : ", ") << messages[i].message << " ("
-                << namesOf(messages[i].cameOn, channels) << ')';
-        }
-        if (messages.size() > maxListed) {
-            out << " and " << messages.size() - maxListed << " more";
-        }
-        out << '\n';
+        printList(out, messages, [&](const Misplaced& each) {
+            out << each.message << " (" << namesOf(each.cameOn, channels) << ')';
+        });
     }
 }
 

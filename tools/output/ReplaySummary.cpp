@@ -1,5 +1,7 @@
 #include "output/ReplaySummary.h"
 
+#include "output/ListText.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <iterator>
@@ -11,8 +13,6 @@
 
 namespace rksignal {
 namespace {
-
-constexpr std::size_t maxListed = 10; // of what is listed by name
 
 /// By PassedMessage, and whether the summary also says that there were none.
 constexpr std::pair<const char*, bool> passedNames[passedMessages] = {{"remote", true},
@@ -59,20 +59,6 @@ const char* plural(std::uint64_t count) {
     return count == 1 ? "" : "s";
 }
 
-/// Writes `a, b, c`, and how many more there are.
-template <class Items, class Print>
-void printList(std::ostream& out, const Items& items, Print&& print) {
-    const std::size_t listed = std::min(items.size(), maxListed);
-    for (std::size_t i = 0; i < listed; ++i) {
-        out << (i == 0 ? "" : ", ");
-        print(items[i]);
-    }
-    if (listed < items.size()) {
-        out << " and " << items.size() - listed << " more";
-    }
-    out << '\n';
-}
-
 template <class Condition>
 std::vector<const MessageDecoder*> select(const Catalog& catalog, Condition&& holds) {
     std::vector<const MessageDecoder*> selected;
@@ -84,13 +70,14 @@ std::vector<const MessageDecoder*> select(const Catalog& catalog, Condition&& ho
     return selected;
 }
 
+void printNames(std::ostream& out, const std::vector<const MessageDecoder*>& decoders) {
+    printList(out, decoders, [&out](const MessageDecoder* decoder) { out << decoder->message().name; });
+}
+
 void printShort(std::ostream& out, const Catalog& catalog) {
     const auto affected =
         select(catalog, [](const MessageDecoder& decoder) { return decoder.statistics().shortFrames > 0; });
-    if (affected.empty()) {
-        return;
-    }
-    out << "shorter than defined:\n";
+    out << (affected.empty() ? "" : "shorter than defined:\n");
     for (const MessageDecoder* const decoder : affected) {
         const MessageStatistics& counts = decoder->statistics();
         out << "  " << decoder->message().name << ": " << counts.shortFrames << " of " << counts.frames
@@ -104,7 +91,7 @@ void printNeverSeen(std::ostream& out, const Catalog& catalog) {
         select(catalog, [](const MessageDecoder& decoder) { return decoder.statistics().frames == 0; });
     if (!unseen.empty()) {
         out << "never seen: " << unseen.size() << " of " << catalog.decoders().size() << " messages: ";
-        printList(out, unseen, [&out](const MessageDecoder* decoder) { out << decoder->message().name; });
+        printNames(out, unseen);
     }
 }
 
@@ -128,16 +115,7 @@ void printSeveralChannels(std::ostream& out, const Catalog& catalog) {
     });
     if (!mixed.empty()) {
         out << "on several channels, decoded as one (--dbc CHANNEL=FILE keeps them apart): ";
-        printList(out, mixed, [&out](const MessageDecoder* decoder) { out << decoder->message().name; });
-    }
-}
-
-void printKinds(std::ostream& out, const ReplayStatistics& counts) {
-    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
-        if (counts.decoded[kind] + counts.unknown[kind] > 0) {
-            out << "  " << kindName(static_cast<SignalKind>(kind)) << ": " << counts.decoded[kind]
-                << " decoded, " << counts.unknown[kind] << " unknown\n";
-        }
+        printNames(out, mixed);
     }
 }
 
@@ -154,8 +132,11 @@ void printCounts(std::ostream& out, const ReplayStatistics& counts) {
         }
     }
     out << '\n';
-    if (!isCanOnly) {
-        printKinds(out, counts);
+    for (std::size_t kind = 0; kind < signalKinds && !isCanOnly; ++kind) {
+        if (counts.decoded[kind] + counts.unknown[kind] > 0) {
+            out << "  " << kindName(SignalKind(kind)) << ": " << counts.decoded[kind] << " decoded, "
+                << counts.unknown[kind] << " unknown\n";
+        }
     }
     if (counts.records > 0) {
         out << counts.records << " raw record" << plural(counts.records) << ", " << counts.droppedRecords
