@@ -49,9 +49,7 @@ class Catalog::FileAdder {
     }
 
     std::vector<MessageDecoder*>& decodersLike(const MessageDefinition& message) {
-        return (message.channel
-                    ? catalog.bound
-                    : catalog.unbound)[tableKey(message.channel.value_or(0), message.id, message.extended)];
+        return (message.channel ? catalog.bound : catalog.unbound)[tableKeyOf(message)];
     }
 
     void addFrame(MessageDefinition&& added) {
@@ -65,6 +63,7 @@ class Catalog::FileAdder {
         const MessageDefinition& message = catalog.allMessages.emplace_back(std::move(added));
         catalog.byMeaning.emplace(hashOfMeaning(message), &message);
         decoders.push_back(addDecoder(message, catalog.frameDecoders));
+        catalog.groupCount += message.isParameterGroup ? 1 : 0;
     }
 
     bool isDefinedAlready(const MessageDefinition& message) const {
@@ -82,7 +81,9 @@ class Catalog::FileAdder {
         }
         const auto others = decoders.end() - first - 1;
         remark(message.place, Severity::Note,
-               "message " + message.name + " has the identifier of " + (*first)->message().name +
+               "message " + message.name + " has the " +
+                   (message.isParameterGroup ? "parameter group and source address of " : "identifier of ") +
+                   (*first)->message().name +
                    (others == 0 ? ", defined otherwise; frames are decoded by both"
                                 : " and " + std::to_string(others) +
                                       " more, defined otherwise; frames are decoded by all"));
@@ -107,7 +108,7 @@ class Catalog::FileAdder {
     std::vector<bool> usableSignals(const MessageDefinition& message) {
         std::vector<bool> decodable;
         for (const SignalDefinition& signal : message.signals) {
-            const char* const reason = whyNotDecodable(signal.can());
+            const char* const reason = whyNotDecodable(signal.can(), message.isParameterGroup);
             const bool isNameTaken = file.choosesInstances && catalog.isTaken(signal.can().instance);
             if (reason != nullptr) {
                 drop(signal, std::string("it ") + reason);
@@ -202,20 +203,9 @@ class Catalog::FileAdder {
     /// \return the signal, or null if no message could reach it
     template <class Signal, class Record>
     Signal* build(const Record& record, const MessageDefinition& message, std::size_t index) {
-        auto built = std::make_unique<Signal>(record, /*shmem=*/false, &catalog.registry);
-        Signal* const signal = built.get();
-        if (signal->id == 0 || signal->id == ~std::uint64_t{0}) {
-            return nullptr;
-        }
-        if (catalog.allSignals.empty()) {
-            catalog.firstNumber = runningNumber(signal->id);
-        }
-        catalog.indexByNumber.resize(runningNumber(signal->id) - catalog.firstNumber + 1);
-        catalog.indexByNumber.back() = catalog.allSignals.size();
-        catalog.allSignals.push_back(std::move(built));
-        catalog.origins.push_back({&message, index});
-        catalog.seen.push_back(false);
-        return signal;
+        return static_cast<Signal*>(
+            catalog.adopt(std::make_unique<Signal>(record, /*shmem=*/false, &catalog.registry),
+                          {&message, index, catalog.allSignals.size()}));
     }
 
     void drop(const SignalDefinition& signal, const std::string& reason,
@@ -257,7 +247,8 @@ std::vector<MessageDefinition> Catalog::decodedMessages() const {
         MessageDefinition& decoded = messages.emplace_back(message);
         decoded.signals.clear();
         std::vector<std::size_t> indices(message.signals.size());
-        for (; next < origins.size() && origins[next].message == &message; ++next) {
+        for (; next < origins.size() && origins[next].message == &message && origins[next].defined == next;
+             ++next) {
             indices[origins[next].signal] = decoded.signals.size();
             SignalDefinition& signal = decoded.signals.emplace_back(origins[next].definition());
             signal.common().instance = allSignals[next]->def.instance;
@@ -271,9 +262,31 @@ std::vector<MessageDefinition> Catalog::decodedMessages() const {
     return messages;
 }
 
-std::span<MessageDecoder* const> Catalog::find(const DecoderTable& table, std::uint8_t channel,
-                                               std::uint32_t id, bool extended) {
-    const auto entry = table.find(tableKey(channel, id, extended));
+BaseSignal* Catalog::adopt(std::unique_ptr<BaseSignal> signal, const Origin& origin) {
+    if (signal->id == 0 || signal->id == ~std::uint64_t{0}) {
+        return nullptr;
+    }
+    if (allSignals.empty()) {
+        firstNumber = runningNumber(signal->id);
+    }
+    indexByNumber.resize(runningNumber(signal->id) - firstNumber + 1);
+    indexByNumber.back() = allSignals.size();
+    origins.push_back(origin);
+    seen.push_back(false);
+    return allSignals.emplace_back(std::move(signal)).get();
+}
+
+std::uint64_t Catalog::tableKeyOf(const MessageDefinition& message) {
+    const std::uint8_t channel = message.channel.value_or(0);
+    if (!message.isParameterGroup) {
+        return tableKey(channel, message.id, message.extended);
+    }
+    return j1939::sourceOf(message.id) == j1939::nullAddress ? anySourceKey(channel, message.id)
+                                                             : groupKey(channel, message.id);
+}
+
+std::span<MessageDecoder* const> Catalog::find(const DecoderTable& table, std::uint64_t key) {
+    const auto entry = table.find(key);
     return entry != table.end() ? std::span<MessageDecoder* const>(entry->second)
                                 : std::span<MessageDecoder* const>();
 }

@@ -4,6 +4,7 @@
 
 #include "bus/CANSignal.h"
 #include "catalog/MessageDecoder.h"
+#include "catalog/ParameterGroup.h"
 #include "definition/Definition.h"
 #include "definition/FreeNames.h"
 #include "signal/FrameTable.h"
@@ -44,6 +45,12 @@ struct SignalGroup {
 /// by every definition that it matches. Definitions are bound to one channel, or to none: then they decode
 /// the frames of every channel, into one instance a signal.
 ///
+/// Parameter groups of SAE J1939 are matched by group and source address instead; priority and destination do
+/// not matter. Definitions for the source address of the frame come first, those with 0xFE, which stands for
+/// any, decode what is left, each sender into instances of its own: the first one that is seen into those
+/// that the definition names, any other one into `Message.Signal@SA21`, with its address as two hexadecimal
+/// digits. These come into being with the first frame of the sender, behind all other signals.
+///
 /// Instance names from DBC files are `Message.Signal`. When that is taken, a signal bound to a channel
 /// becomes `Message.Signal@CHANNEL`, and what is still taken becomes `Message.Signal#2`, `#3`, ... JSON
 /// files name their instances themselves; when such a name is taken, the definition is not used.
@@ -54,7 +61,8 @@ class RKREPLAY_EXPORT Catalog {
     /// The definitions in `signals()`, by the same index.
     struct Origin {
         const MessageDefinition* message;
-        std::size_t signal; ///< index in `message->signals`
+        std::size_t signal;  ///< index in `message->signals`
+        std::size_t defined; ///< index in signals() of the one that has the name of the definition
 
         const SignalDefinition& definition() const { return message->signals[signal]; }
     };
@@ -84,14 +92,21 @@ class RKREPLAY_EXPORT Catalog {
     /// All messages that were added, but for such as are defined twice with the same meaning.
     const std::deque<MessageDefinition>& messages() const { return allMessages; }
     /// The signals that are decoded, in the order of definition; never null. Their names are `def.instance`.
+    /// A replay may add some at the end, see ValueSink::signalsAdded().
     const std::vector<std::unique_ptr<BaseSignal>>& signals() const { return allSignals; }
     /// What the file says about a signal, by its index in signals().
     const Origin& origin(std::size_t signal) const { return origins[signal]; }
+    /// The signal of which this one is the instance for a sender of its own, by index; itself if it is none.
+    std::size_t definedSignal(std::size_t signal) const { return origins[signal].defined; }
     /// The messages with the signals that are decoded, under the names of their instances.
     std::vector<MessageDefinition> decodedMessages() const;
     /// Where signals are found by name and by identifier.
     SignalStorage& storage() { return registry; }
     const SignalStorage& storage() const { return registry; }
+
+    /// Makes the instances for senders that `text` names, `Message.Signal@SA21`, so that conditions over them
+    /// can be compiled before there was a frame. What is no such name, or has its instance, is passed over.
+    void addSources(std::string_view text);
 
     // --- for replaying ---
 
@@ -108,8 +123,19 @@ class RKREPLAY_EXPORT Catalog {
     /// be of PDUs in the frame.
     std::array<std::span<MessageDecoder* const>, 2> decodersOf(std::uint8_t channel, std::uint32_t id,
                                                                bool extended) const {
-        return {find(bound, channel, id, extended), find(unbound, 0, id, extended)};
+        return {find(bound, tableKey(channel, id, extended)), find(unbound, tableKey(0, id, extended))};
     }
+
+    /// Whether there are parameter groups.
+    bool hasParameterGroups() const { return groupCount > 0; }
+    /// The same of parameter groups, by a 29-bit identifier. Makes the instances for a sender that is new.
+    std::array<std::span<MessageDecoder* const>, 2> groupDecodersOf(std::uint8_t channel, std::uint32_t id) {
+        return {groupDecoders(bound, channel, id), groupDecoders(unbound, 0, id)};
+    }
+    /// Whether that finds any; makes nothing.
+    bool definesGroup(std::uint8_t channel, std::uint32_t id) const;
+    /// The most signals that are made for further senders; frames of any more are not decoded.
+    static constexpr std::size_t maxSourceSignals = 32768;
 
     /// A signal of a group got a value.
     void markSeen(std::span<const unsigned long> ids) {
@@ -133,8 +159,22 @@ class RKREPLAY_EXPORT Catalog {
     static std::uint64_t tableKey(std::uint8_t channel, std::uint32_t id, bool extended) {
         return std::uint64_t{channel} << 32 | std::uint64_t{extended} << 31 | id;
     }
-    static std::span<MessageDecoder* const> find(const DecoderTable& table, std::uint8_t channel,
-                                                 std::uint32_t id, bool extended);
+    /// Of parameter groups: for one source address, or for any.
+    static std::uint64_t groupKey(std::uint8_t channel, std::uint32_t id) {
+        return tableKey(channel, std::uint32_t{1} << 30 | j1939::groupAndSource(id), true);
+    }
+    static std::uint64_t anySourceKey(std::uint8_t channel, std::uint32_t id) {
+        return tableKey(channel, std::uint32_t{3} << 29 | j1939::groupOf(id), true);
+    }
+    static std::uint64_t tableKeyOf(const MessageDefinition& message);
+    static std::span<MessageDecoder* const> find(const DecoderTable& table, std::uint64_t key);
+    std::span<MessageDecoder* const> groupDecoders(DecoderTable& table, std::uint8_t channel,
+                                                   std::uint32_t id);
+    std::span<MessageDecoder* const> addSource(DecoderTable& table, std::uint8_t channel, std::uint32_t id);
+    void addSource(const BaseSignal& signal, std::uint8_t source);
+    MessageDecoder* decoderFor(const MessageDecoder& decoder, std::uint8_t source);
+    /// \return the signal, or null if no message could reach it
+    BaseSignal* adopt(std::unique_ptr<BaseSignal> signal, const Origin& origin);
     bool isTaken(const std::string& instance) const { return registry.instancesByName.contains(instance); }
 
     SignalStorage registry{SignalTables::Own};
@@ -147,6 +187,8 @@ class RKREPLAY_EXPORT Catalog {
     std::array<SignalGroup, signalKinds> groups;
     DecoderTable bound;
     DecoderTable unbound;
+    std::size_t groupCount = 0;                                               ///< parameter groups
+    std::size_t sourceSignals = 0;                                            ///< made for further senders
     std::unordered_multimap<std::size_t, const MessageDefinition*> byMeaning; ///< frames, by hashOfMeaning()
     std::uint64_t firstNumber = 0;          ///< running number of the first signal's identifier
     std::vector<std::size_t> indexByNumber; ///< from `firstNumber` on

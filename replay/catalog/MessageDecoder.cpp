@@ -11,7 +11,6 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t longestFrame = 64;
 constexpr std::size_t wordBytes = 8;
 
 /// Offset of the data of the first PDU with this identifier in a chain of PDUs, each behind a header of 3
@@ -43,19 +42,25 @@ MessageDecoder::MessageDecoder(const MessageDefinition& message, const std::vect
     }
 }
 
-/// The 8 bytes that hold the field begin where it does, or 8 bytes before the end of the longest frame. One
-/// that ends behind that is never cut.
+/// The 8 bytes that hold the field end where it does, or are the first 8: bytes that were not received are
+/// never needed, whatever the length of the message, but for those of a message of less than 8.
 void MessageDecoder::addField(const SignalDefinition& signal, CANSignal& built) {
     const canSignalDef_t& record = signal.can();
     const auto bytes = bitfield::byteRange(record.startbit, record.bits, record.endian);
-    const std::size_t word = std::min<std::size_t>(bytes.startByte, longestFrame - wordBytes);
+    const std::size_t end = std::size_t{bytes.startByte} + bytes.numBytes;
+    const std::size_t word = std::max(end, wordBytes) - wordBytes;
     const int startbit = record.startbit - static_cast<int>(8 * word);
     const int lsb = bitfield::leastSignificantBit(startbit, record.bits, record.endian);
-    fields.push_back({&built, built.slot, none, 0, static_cast<std::uint8_t>(word),
-                      static_cast<std::uint8_t>(bytes.startByte + bytes.numBytes),
+    fields.push_back({&built, built.slot, none, 0, static_cast<std::uint16_t>(word),
+                      static_cast<std::uint16_t>(end),
                       bitfield::wordField(lsb, record.bits, record.endian).value_or(bitfield::WordField{}),
                       record.endian, record.type == signalValue_t::Signed,
                       signal.multiplexing ? signal.multiplexing->ranges : std::vector<ValueRange>()});
+    if (definition.isParameterGroup) {
+        const bool isUnsigned = record.type == signalValue_t::Unsigned;
+        reserved.push_back(isUnsigned ? j1939::ReservedValues::ofWidth(record.bits)
+                                      : j1939::ReservedValues());
+    }
 }
 
 bool MessageDecoder::decode(const CANExtTraceMessage& received, std::vector<unsigned long>& ids) {
@@ -64,14 +69,36 @@ bool MessageDecoder::decode(const CANExtTraceMessage& received, std::vector<unsi
     if (definition.pduId) {
         return received.isFd() && decodePdu(received, length, ids);
     }
+    decodeMessage(received.payload.data(),
+                  {{received.payload.data(), length}, received.timestamp, received.channel}, ids);
+    return true;
+}
+
+void MessageDecoder::decode(const Payload& received, std::vector<unsigned long>& ids) {
+    ids.clear();
+    if (received.bytes.size() >= wordBytes) {
+        return decodeMessage(received.bytes.data(), received, ids);
+    }
+    std::array<std::uint8_t, wordBytes> padded{};
+    std::copy(received.bytes.begin(), received.bytes.end(), padded.begin());
+    decodeMessage(padded.data(), received, ids);
+}
+
+/// REQUIRES: `bytes` are those of `received`, and at least 8 can be read.
+void MessageDecoder::decodeMessage(const std::uint8_t* bytes, const Payload& received,
+                                   std::vector<unsigned long>& ids) {
     ++counts.frames;
     counts.channels.set(received.channel);
     const std::uint64_t untouchedBefore = counts.untouched;
-    decodeFields(received.payload.data(), length, received.timestamp, ids);
-    if (received.length < definition.length || counts.untouched != untouchedBefore) {
+    const std::size_t length = received.bytes.size();
+    if (reserved.empty()) {
+        decodeFields<false>(bytes, length, received.timestamp, ids);
+    } else {
+        decodeFields<true>(bytes, length, received.timestamp, ids);
+    }
+    if (length < definition.length || counts.untouched != untouchedBefore) {
         ++counts.shortFrames;
     }
-    return true;
 }
 
 /// The bytes behind the PDU's header, of which there may be fewer than a field is cut from.
@@ -85,11 +112,12 @@ bool MessageDecoder::decodePdu(const CANExtTraceMessage& received, std::size_t l
     std::array<std::uint8_t, longestFrame> bytes{};
     std::copy(received.payload.begin() + static_cast<std::ptrdiff_t>(*data), received.payload.end(),
               bytes.begin());
-    decodeFields(bytes.data(), length - *data, received.timestamp, ids);
+    decodeFields<false>(bytes.data(), length - *data, received.timestamp, ids);
     return !ids.empty();
 }
 
-/// REQUIRES: 64 bytes can be read, of which `length` were received.
+/// REQUIRES: `length` bytes, and at least 8, can be read.
+template <bool countsReserved>
 void MessageDecoder::decodeFields(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp,
                                   std::vector<unsigned long>& ids) {
     lastLength = length;
@@ -110,8 +138,19 @@ void MessageDecoder::decodeFields(const std::uint8_t* bytes, std::size_t length,
             field.slot->timestamp = timestamp;
             field.slot->valid = 1;
             ids.push_back(field.signal->id);
+            if constexpr (countsReserved) {
+                countReserved(i, raw);
+            }
             ++i;
         }
+    }
+}
+
+void MessageDecoder::countReserved(std::size_t field, std::uint64_t raw) {
+    if (raw >= reserved[field].firstNotAvailable) {
+        ++counts.notAvailable;
+    } else if (raw >= reserved[field].firstError) {
+        ++counts.errors;
     }
 }
 
@@ -121,6 +160,14 @@ bool MessageDecoder::isSelected(const Field& field) const {
     const std::uint64_t value = multiplexer.slot->raw & multiplexer.signal->d_maksBits; // without its sign
     return std::any_of(field.ranges.begin(), field.ranges.end(),
                        [value](const auto& range) { return range.first <= value && value <= range.second; });
+}
+
+std::vector<unsigned long> MessageDecoder::signals() const {
+    std::vector<unsigned long> ids;
+    for (const Field& field : fields) {
+        ids.push_back(field.signal->id);
+    }
+    return ids;
 }
 
 Reception MessageDecoder::receptionOf(const BaseSignal& signal) const {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "bus/CANSignal.h"
+#include "catalog/ReservedValues.h"
 #include "definition/Definition.h"
 #include "signal/BitField.h"
 #include "text/Export.h"
@@ -15,6 +16,7 @@
 #include <bitset>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace rksignal {
@@ -22,9 +24,11 @@ namespace rksignal {
 /// What the frames of a message came to.
 struct MessageStatistics {
     std::uint64_t frames = 0;
-    std::uint64_t shortFrames = 0; ///< shorter than defined, or than a signal that they should carry
-    std::uint64_t untouched = 0;   ///< signals that got no value because their bytes were not received
-    std::bitset<256> channels;     ///< where the frames came from
+    std::uint64_t shortFrames = 0;  ///< shorter than defined, or than a signal that they should carry
+    std::uint64_t untouched = 0;    ///< signals that got no value because their bytes were not received
+    std::uint64_t notAvailable = 0; ///< of a parameter group: values that say so, see ReservedValues.h
+    std::uint64_t errors = 0;       ///< of a parameter group: values that say that there is an error
+    std::bitset<256> channels;      ///< where the frames came from
 };
 
 /// What the last frame of a message did to a signal.
@@ -37,9 +41,16 @@ enum class Reception : std::uint8_t {
     Withdrawn,  ///< the signal lost its value
 };
 
-/// One message on one channel, or on any.
+/// One message on one channel, or on any; of a parameter group, the one of all senders or that of one.
 class RKREPLAY_EXPORT MessageDecoder {
   public:
+    /// The data of a message of any length.
+    struct Payload {
+        std::span<const std::uint8_t> bytes;
+        std::uint64_t timestamp;
+        std::uint8_t channel;
+    };
+
     /// `signals` has one entry for each signal of `message`; null ones are not decoded. Their values are
     /// private and written by this decoder alone. All must outlive it.
     MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals);
@@ -52,10 +63,26 @@ class RKREPLAY_EXPORT MessageDecoder {
     /// `ids` grows. \return whether the frame is one of the message; one in a PDU must have written a signal
     bool decode(const CANExtTraceMessage& received, std::vector<unsigned long>& ids);
 
+    /// The same of data of any length, which need not be that of one frame.
+    /// REQUIRES: the message is not one in a PDU.
+    void decode(const Payload& received, std::vector<unsigned long>& ids);
+
+    /// The identifiers of its signals, multiplexers before what they select.
+    std::vector<unsigned long> signals() const;
+
     /// Searches the signals; for explanations, not for each frame.
     Reception receptionOf(const BaseSignal& signal) const;
 
     const MessageDefinition& message() const { return definition; }
+    /// Of a parameter group whose definition is for any sender: the one whose frames are decoded here. None
+    /// before its first frame.
+    std::optional<std::uint8_t> source() const { return sender; }
+    void setSource(std::uint8_t source, bool isFurtherSource) {
+        sender = source;
+        isFurther = isFurtherSource;
+    }
+    /// Whether it was made for a further sender than the first.
+    bool isForFurtherSource() const { return isFurther; }
     std::optional<std::uint8_t> channel() const { return definition.channel; }
     const MessageStatistics& statistics() const { return counts; }
 
@@ -67,22 +94,28 @@ class RKREPLAY_EXPORT MessageDecoder {
         signalSlot_t* slot;
         std::uint32_t multiplexer; ///< index of the field it depends on, or `none`
         std::uint32_t branchEnd;   ///< index behind the fields that depend on it
-        std::uint8_t word;         ///< first of the 8 bytes that hold it
-        std::uint8_t end;          ///< behind its last byte
+        std::uint16_t word;        ///< first of the 8 bytes that hold it
+        std::uint16_t end;         ///< behind its last byte
         bitfield::WordField cut;   ///< from these 8 bytes, in its byte order
         bool bigEndian, isSigned;
         std::vector<ValueRange> ranges; ///< of its multiplexer
     };
 
     void addField(const SignalDefinition& signal, CANSignal& built);
+    void decodeMessage(const std::uint8_t* bytes, const Payload& received, std::vector<unsigned long>& ids);
+    template <bool countsReserved>
     void decodeFields(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp,
                       std::vector<unsigned long>& ids);
+    void countReserved(std::size_t field, std::uint64_t raw);
     bool decodePdu(const CANExtTraceMessage& received, std::size_t length, std::vector<unsigned long>& ids);
     bool isSelected(const Field& field) const;
     Reception receptionOf(const Field& field) const;
 
     const MessageDefinition& definition;
-    std::vector<Field> fields;  ///< parents first
+    std::vector<Field> fields;                   ///< parents first
+    std::vector<j1939::ReservedValues> reserved; ///< as fields; empty unless this is a parameter group
+    std::optional<std::uint8_t> sender;
+    bool isFurther = false;
     std::size_t lastLength = 0; ///< of the last frame
     MessageStatistics counts;
 };

@@ -19,6 +19,11 @@ Remark nameOfSignal(const ConditionText& text) {
                 "', to name the condition write 'OTHER_NAME = " + text.expression + "'"};
 }
 
+Catalog& withSources(Catalog& catalog, const std::string& text) {
+    catalog.addSources(text);
+    return catalog;
+}
+
 std::string withoutReason(const BaseSignal& /*signal*/) {
     return "no value";
 }
@@ -26,7 +31,7 @@ std::string withoutReason(const BaseSignal& /*signal*/) {
 } // namespace
 
 Condition::Condition(const std::string& text, Catalog& catalog, const ConditionOptions& options)
-    : Condition(parseCondition(text), catalog.storage(), options) {}
+    : Condition(parseCondition(text), withSources(catalog, text).storage(), options) {}
 
 Condition::Condition(const ConditionText& text, SignalStorage& signals, const ConditionOptions& options)
     : state(std::make_unique<State>(State{text, options.edgeTrigger})) {
@@ -104,6 +109,14 @@ std::vector<Condition> compileConditions(const std::vector<ConditionText>& texts
         conditions.push_back(Condition(std::move(unusable)));
     }
     return conditions;
+}
+
+std::vector<Condition> compileConditions(const std::vector<ConditionText>& texts, Catalog& catalog,
+                                         const ConditionOptions& options) {
+    for (const ConditionText& text : texts) {
+        catalog.addSources(text.expression);
+    }
+    return compileConditions(texts, catalog.storage(), options);
 }
 
 } // namespace rksignal

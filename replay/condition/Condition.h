@@ -38,7 +38,8 @@ using UnknownReason = std::function<std::string(BaseSignal&)>;
 /// `ExpParser::debug` and `expdebug`, which must not change meanwhile.
 class RKREPLAY_EXPORT Condition {
   public:
-    /// Compiles `[NAME=]EXPRESSION`, the expression as ExpParser has it. Takes time in proportion to the
+    /// Compiles `[NAME=]EXPRESSION`, the expression as ExpParser has it. Names may be those of instances for
+    /// senders, see Catalog::addSources(). Takes time in proportion to the
     /// length; with a name that no signal has also to the number of signals.
     Condition(const std::string& text, Catalog& catalog, const ConditionOptions& options = {});
     /// The same over any signals, with a text that says where it comes from.
@@ -86,6 +87,11 @@ class RKREPLAY_EXPORT Condition {
 /// Compiles all. A name that an earlier one has is an error.
 RKREPLAY_EXPORT std::vector<Condition> compileConditions(const std::vector<ConditionText>& texts,
                                                          SignalStorage& signals,
+                                                         const ConditionOptions& options = {});
+/// The same over the signals of a catalog, and of the instances for senders that the conditions name, see
+/// Catalog::addSources().
+RKREPLAY_EXPORT std::vector<Condition> compileConditions(const std::vector<ConditionText>& texts,
+                                                         Catalog& catalog,
                                                          const ConditionOptions& options = {});
 
 } // namespace rksignal

@@ -23,8 +23,11 @@ class TriggerSet {
     /// REQUIRES: the signals of all conditions are signals of `catalog`, which is complete.
     TriggerSet(const Catalog& catalog, std::vector<Condition> conditions);
 
-    /// Whether a condition uses the signal. Signals are named by their index in Catalog::signals().
-    bool uses(std::size_t signal) const { return offsets[signal] != offsets[signal + 1]; }
+    /// Whether a condition uses the signal; none uses one that was added since. Signals are named by their
+    /// index in Catalog::signals().
+    bool uses(std::size_t signal) const {
+        return signal + 1 < offsets.size() && offsets[signal] != offsets[signal + 1];
+    }
 
     /// A signal has changed: its conditions are due. REQUIRES: the catalog has the signal.
     void touch(std::size_t signal);

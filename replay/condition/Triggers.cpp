@@ -146,6 +146,13 @@ void Triggers::reached(std::uint64_t timestamp) {
     }
 }
 
+/// No condition can read them.
+void Triggers::signalsAdded() {
+    for (ValueSink* const sink : state->valueSinks) {
+        sink->signalsAdded();
+    }
+}
+
 void Triggers::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     State& all = *state;
     for (const unsigned long id : ids) {

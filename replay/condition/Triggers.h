@@ -63,6 +63,7 @@ class RKREPLAY_EXPORT Triggers final : public ValueSink {
     void addValueSink(ValueSink& sink);
 
     void reached(std::uint64_t timestamp) override;
+    void signalsAdded() override;
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
     void withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) override;
     void decoded(const MessageInfo& message) override;

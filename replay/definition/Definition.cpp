@@ -14,7 +14,8 @@ namespace {
 
 /// What decides about the names and values of a message, but for its signals.
 auto identityOf(const MessageDefinition& message) {
-    return std::tie(message.id, message.extended, message.canFd, message.pduId, message.length, message.name);
+    return std::tie(message.id, message.extended, message.canFd, message.isParameterGroup, message.pduId,
+                    message.length, message.name);
 }
 
 bool sameMeaning(const SignalDefinition& left, const SignalDefinition& right) {
@@ -53,13 +54,13 @@ std::string identifierText(const MessageDefinition& message) {
     return text.str();
 }
 
-const char* whyNotDecodable(const canSignalDef_t& record) {
+const char* whyNotDecodable(const canSignalDef_t& record, bool isParameterGroup) {
     constexpr unsigned classicBytes = 8;
     const bitfield::ByteRange bytes = bitfield::byteRange(record.startbit, record.bits, record.endian);
     if (bytes.numBytes > bitfield::maxRangeBytes) {
         return "touches more than 8 bytes";
     }
-    if (!record.canFD && unsigned{bytes.startByte} + bytes.numBytes > classicBytes) {
+    if (!record.canFD && !isParameterGroup && unsigned{bytes.startByte} + bytes.numBytes > classicBytes) {
         return "reaches beyond the 8 bytes of a classic frame";
     }
     return nullptr;

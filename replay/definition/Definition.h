@@ -66,6 +66,7 @@ struct MessageDefinition {
     std::uint32_t id = 0;                ///< of CAN (11 bits, or 29 if `extended`) or LIN; slot of FlexRay
     bool extended = false;
     bool canFd = false;
+    bool isParameterGroup = false; ///< of SAE J1939: frames are matched by parameter group and source address
     std::optional<std::uint32_t> pduId;    ///< of the PDU in the frame that holds the signals
     std::uint16_t length = 0;              ///< bytes; 0: unknown
     std::string name;                      ///< not checked for being unique
@@ -94,9 +95,14 @@ RKREPLAY_EXPORT std::optional<std::size_t> firstMultiplexer(const MessageDefinit
 /// Identifiers of CAN as traces show them: 3 digits, or 8 for an extended one.
 RKREPLAY_EXPORT std::string identifierText(const MessageDefinition& message);
 
+/// In bytes, what a message of CAN can have: 64 in a frame, 1785 as a parameter group of SAE J1939, which may
+/// come in several frames.
+constexpr std::uint16_t longestFrame = 64;
+constexpr std::uint16_t longestParameterGroup = 1785;
+
 /// Why a signal of CAN cannot be decoded, or null: it touches 9 bytes, or it lies beyond the first 8 bytes of
-/// a classic frame.
-RKREPLAY_EXPORT const char* whyNotDecodable(const canSignalDef_t& record);
+/// a classic frame that is no parameter group.
+RKREPLAY_EXPORT const char* whyNotDecodable(const canSignalDef_t& record, bool isParameterGroup);
 
 /// Whether two messages of CAN give the same values under the same names.
 RKREPLAY_EXPORT bool sameMeaning(const MessageDefinition& left, const MessageDefinition& right);

@@ -1,87 +1,17 @@
 #include "trace/AscLine.h"
 
-#include "trace/Seconds.h"
+#include "trace/LineDate.h"
+#include "trace/MessageSink.h"
 
-#include <algorithm>
 #include <array>
-#include <charconv>
-#include <chrono>
-#include <optional>
 
 namespace rksignal {
 namespace {
 
-template <class Number>
-std::optional<Number> number(std::string_view text, int base) {
-    Number value = 0;
-    const char* const textEnd = text.data() + text.size();
-    const auto [end, status] = std::from_chars(text.data(), textEnd, value, base);
-    return status == std::errc() && end == textEnd ? std::optional(value) : std::nullopt;
-}
+constexpr const char* tooFewBytes = "fewer data bytes than announced";
 
-/// `SECONDS[.FRACTION]`, exactly; further decimals than nanoseconds are cut off.
-std::optional<std::uint64_t> seconds(std::string_view text) {
-    const std::size_t point = std::min(text.find('.'), text.size());
-    const auto whole = number<std::uint64_t>(text.substr(0, point), 10);
-    if (!whole || *whole >= ~std::uint64_t{0} / nanosecondsPerSecond) {
-        return std::nullopt;
-    }
-    const std::string_view rest = text.substr(std::min(point + 1, text.size()));
-    std::size_t end = 0;
-    const std::uint64_t fraction = decimals(rest, end);
-    return end == rest.size() ? std::optional(*whole * nanosecondsPerSecond + fraction) : std::nullopt;
-}
-
-bool sameWord(std::string_view left, std::string_view right) {
-    const auto lower = [](char letter) {
-        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 'a' - 'A') : letter;
-    };
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [&](char a, char b) { return lower(a) == lower(b); });
-}
-
-/// 1 to 12 by the first letters in English or German, else 0.
-unsigned monthNumber(std::string_view name) {
-    constexpr std::array<std::array<std::string_view, 2>, 12> months = {{{"jan", "jan"},
-                                                                         {"feb", "feb"},
-                                                                         {"mar", "mär"},
-                                                                         {"apr", "apr"},
-                                                                         {"may", "mai"},
-                                                                         {"jun", "jun"},
-                                                                         {"jul", "jul"},
-                                                                         {"aug", "aug"},
-                                                                         {"sep", "sep"},
-                                                                         {"oct", "okt"},
-                                                                         {"nov", "nov"},
-                                                                         {"dec", "dez"}}};
-    const auto month = std::find_if(months.begin(), months.end(), [name](const auto& spellings) {
-        return std::any_of(spellings.begin(), spellings.end(), [name](std::string_view spelling) {
-            return sameWord(name.substr(0, spelling.size()), spelling);
-        });
-    });
-    return month != months.end() ? static_cast<unsigned>(month - months.begin()) + 1 : 0;
-}
-
-/// `hh:mm:ss[.mmm]` as nanoseconds.
-std::optional<std::uint64_t> clockTime(std::string_view text) {
-    const std::size_t first = std::min(text.find(':'), text.size());
-    const std::size_t second = std::min(text.find(':', first + 1), text.size());
-    if (second == text.size()) {
-        return std::nullopt;
-    }
-    const auto hours = number<std::uint8_t>(text.substr(0, first), 10);
-    const auto minutes = number<std::uint8_t>(text.substr(first + 1, second - first - 1), 10);
-    const auto rest = seconds(text.substr(second + 1));
-    if (!hours || !minutes || !rest || *hours > 23 || *minutes > 59 || *rest >= 61 * nanosecondsPerSecond) {
-        return std::nullopt;
-    }
-    return (*hours * 3600U + *minutes * 60U) * nanosecondsPerSecond + *rest;
-}
-
-/// The sum of two times; nothing if it is beyond 64 bits of nanoseconds.
-std::optional<std::uint64_t> later(std::uint64_t time, std::uint64_t distance) {
-    std::uint64_t sum = 0;
-    return __builtin_add_overflow(time, distance, &sum) ? std::nullopt : std::optional(sum);
+bool isDirection(std::string_view word) {
+    return sameWord(word, "Rx") || sameWord(word, "Tx");
 }
 
 /// The channel of `Li` or `L2`, or nothing.
@@ -89,53 +19,40 @@ std::optional<std::uint8_t> linChannel(std::string_view word) {
     if (word == "Li") {
         return std::uint8_t{1};
     }
-    return word.size() > 1 && word.front() == 'L' ? number<std::uint8_t>(word.substr(1), 10) : std::nullopt;
+    return word.starts_with('L') ? parseNumber<std::uint8_t>(word.substr(1)) : std::nullopt;
+}
+
+struct Identifier {
+    std::uint32_t id = 0;
+    bool isExtended = false;
+};
+
+/// `18FEF100x`
+std::optional<Identifier> parseIdentifier(std::string_view word, int base) {
+    const bool isExtended = word.ends_with('x') || word.ends_with('X');
+    word.remove_suffix(isExtended ? 1 : 0);
+    const auto id = parseNumber<std::uint32_t>(word, base);
+    return id ? std::optional(Identifier{*id, isExtended}) : std::nullopt;
+}
+
+/// A length code is one hexadecimal digit; some recorders write it in decimal.
+std::optional<std::uint8_t> parseLengthCode(std::string_view word) {
+    const auto code = parseNumber<std::uint8_t>(word, word.size() == 1 ? 16 : 10);
+    return code && *code <= 15 ? code : std::nullopt;
 }
 
 } // namespace
 
-/// The words of a line, from left to right; empty behind the last one.
-class AscLineReader::Words {
-  public:
-    explicit Words(std::string_view line) : rest(line) {}
-
-    std::string_view next() {
-        constexpr const char* blanks = " \t";
-        rest.remove_prefix(std::min(rest.find_first_not_of(blanks), rest.size()));
-        const std::string_view word = rest.substr(0, rest.find_first_of(blanks));
-        rest.remove_prefix(word.size());
-        return word;
-    }
-
-    /// Reads `count` bytes to `to`. \return whether there are so many
-    bool bytes(std::uint8_t* to, std::size_t count, int base) {
-        for (std::size_t i = 0; i < count; ++i) {
-            const auto byte = number<std::uint8_t>(next(), base);
-            if (!byte) {
-                return false;
-            }
-            to[i] = *byte;
-        }
-        return true;
-    }
-
-  private:
-    std::string_view rest;
-};
-
-AscLineReader::Result AscLineReader::malformed(const char* why) {
-    reason = why;
-    return Result::Malformed;
+LineLog::Line AscLog::read(std::string_view line) {
+    LineWords words(line);
+    const std::string_view first = words.next();
+    const auto time = parseDuration(first, nanosecondsPerSecond);
+    return time ? readEvent(*time, words) : readHeader(first, words);
 }
 
-AscLineReader::Result AscLineReader::read(std::string_view line) {
-    Words words(line);
-    const std::string_view first = words.next();
-    if (const auto time = seconds(first)) {
-        return readEvent(*time, words);
-    }
+LineLog::Line AscLog::readHeader(std::string_view first, LineWords words) {
     if (sameWord(first, "date")) {
-        return readDate(words);
+        return readDate(words.rest());
     }
     if (sameWord(first, "base")) {
         return readBase(words);
@@ -143,51 +60,36 @@ AscLineReader::Result AscLineReader::read(std::string_view line) {
     if (sameWord(first, "begin")) {
         return readBlock(words);
     }
-    constexpr std::array<std::string_view, 4> remarks = {"no", "internal", "//", "end"};
-    const bool isRemark = first.empty() || std::any_of(remarks.begin(), remarks.end(),
-                                                       [first](auto word) { return sameWord(first, word); });
-    return isRemark ? Result::Nothing : malformed("neither an event with its time nor a line of the header");
+    constexpr std::array<std::string_view, 3> remarks = {"no", "internal", "end"};
+    const bool isRemark =
+        first.empty() || first.starts_with("//") ||
+        std::any_of(remarks.begin(), remarks.end(), [first](auto word) { return sameWord(first, word); });
+    return isRemark ? Line::Nothing : malformed("neither an event with its time nor a line of the header");
 }
 
-/// `Mon May 18 10:00:00.000 [am|pm] 2026`
-AscLineReader::Result AscLineReader::readDate(Words words) {
-    using namespace std::chrono;
-    words.next(); // day of the week
-    const unsigned month = monthNumber(words.next());
-    const auto day = number<std::uint8_t>(words.next(), 10);
-    const auto clock = clockTime(words.next());
-    std::string_view last = words.next();
-    const bool isHalfDay = sameWord(last, "am") || sameWord(last, "pm");
-    const bool isAfternoon = sameWord(last, "pm");
-    const auto year = number<std::uint16_t>(isHalfDay ? words.next() : last, 10);
-    const year_month_day date{std::chrono::year{year.value_or(0)}, std::chrono::month{month},
-                              std::chrono::day{day.value_or(0)}};
-    if (!clock || !date.ok() || year.value_or(0) < 1970 || *year > 9999) {
+LineLog::Line AscLog::readDate(std::string_view text) {
+    std::uint64_t time = 0;
+    switch (parseDate(text, time)) {
+    case DateFault::Form:
         return malformed("date is not of the form 'Mon May 18 10:00:00.000 2026'");
-    }
-    constexpr std::uint64_t wholeDay = 86'400 * nanosecondsPerSecond;
-    constexpr std::uint64_t halfDay = 43'200 * nanosecondsPerSecond;
-    const std::uint64_t ofDay =
-        isHalfDay ? *clock % halfDay + (isAfternoon ? halfDay : 0) : *clock; // 12 am is midnight
-    const auto days = static_cast<std::uint64_t>(sys_days(date).time_since_epoch().count());
-    constexpr std::uint64_t lastDay = ~std::uint64_t{0} / wholeDay;
-    const auto time = days <= lastDay ? later(days * wholeDay, ofDay) : std::nullopt;
-    if (!time) {
+    case DateFault::Beyond:
         return malformed("date is beyond 64 bits of nanoseconds");
+    default:
+        start = timestamp = time;
+        hasDate = true;
+        return Line::Nothing;
     }
-    start = timestamp = *time;
-    return Result::Nothing;
 }
 
 /// `Begin Triggerblock Mon May 18 10:00:00.000 2026`: the times of the block count from here. Without a date
 /// they go on as before.
-AscLineReader::Result AscLineReader::readBlock(Words words) {
+LineLog::Line AscLog::readBlock(LineWords words) {
     const bool isTriggerBlock = sameWord(words.next(), "triggerblock");
-    return isTriggerBlock && !Words(words).next().empty() ? readDate(words) : Result::Nothing;
+    return isTriggerBlock && !LineWords(words).next().empty() ? readDate(words.rest()) : Line::Nothing;
 }
 
 /// `hex timestamps absolute`
-AscLineReader::Result AscLineReader::readBase(Words words) {
+LineLog::Line AscLog::readBase(LineWords words) {
     const std::string_view numbers = words.next();
     words.next();
     const std::string_view times = words.next();
@@ -195,61 +97,100 @@ AscLineReader::Result AscLineReader::readBase(Words words) {
     isRelative = sameWord(times, "relative");
     const bool isKnown = (base == 10 || sameWord(numbers, "hex")) &&
                          (isRelative || times.empty() || sameWord(times, "absolute"));
-    return isKnown ? Result::Nothing : malformed("base is not hex or dec with absolute or relative times");
+    return isKnown ? Line::Nothing : malformed("base is not hex or dec with absolute or relative times");
 }
 
-AscLineReader::Result AscLineReader::readEvent(std::uint64_t time, Words words) {
+LineLog::Line AscLog::readEvent(std::uint64_t time, LineWords words) {
     const auto moment = later(isRelative ? timestamp : start, time);
     if (!moment) {
         return malformed("time is beyond 64 bits of nanoseconds");
     }
     timestamp = *moment;
     const std::string_view word = words.next();
-    if (const auto channel = number<std::uint8_t>(word, 10)) {
+    if (const auto channel = parseNumber<std::uint8_t>(word)) {
         return readCan(*channel, words);
     }
-    const auto channel = linChannel(word);
-    return channel ? readLin(*channel, words) : Result::Other;
+    if (word == "CANFD") {
+        return readCanFd(words);
+    }
+    if (const auto channel = linChannel(word)) {
+        return readLin(*channel, words);
+    }
+    if (word == "Fr") {
+        return readFlexRay(words);
+    }
+    return word == "Start" ? Line::Nothing : Line::Other; // `Start of measurement`
 }
 
 /// `200x Rx d 8 02 10 ...`
-AscLineReader::Result AscLineReader::readCan(std::uint8_t channel, Words words) {
-    std::string_view identifier = words.next();
-    if (sameWord(identifier, "ErrorFrame")) {
-        return Result::Error;
+LineLog::Line AscLog::readCan(std::uint8_t channel, LineWords words) {
+    const std::string_view word = words.next();
+    if (sameWord(word, "ErrorFrame")) {
+        return Line::Error;
     }
-    const bool isExtended = identifier.ends_with('x');
-    identifier.remove_suffix(isExtended ? 1 : 0);
-    const auto id = number<std::uint32_t>(identifier, base);
-    const std::string_view direction = words.next();
-    if (!id || (!sameWord(direction, "Rx") && !sameWord(direction, "Tx"))) {
-        return Result::Other; // statistics and the like
+    const auto identifier = parseIdentifier(word, base);
+    if (!identifier || !isDirection(words.next())) {
+        return Line::Other; // statistics and the like
     }
     const std::string_view kind = words.next();
-    if (kind == "r") {
-        return Result::Remote;
+    if (sameWord(kind, "r")) {
+        return Line::Remote;
     }
-    const auto length = number<std::uint8_t>(words.next(), 16);
-    if (kind != "d" || !length || *length > 8 || *id > (isExtended ? 0x1FFFFFFFU : 0x7FFU)) {
+    const auto code = parseLengthCode(words.next());
+    if (!sameWord(kind, "d") || !code ||
+        !setCan(channel, identifier->id, identifier->isExtended, false, lengthOfCode(*code, false))) {
         return malformed("not a classic CAN frame");
     }
-    can.timestamp = timestamp;
-    can.channel = channel;
-    can.canId = *id;
-    can.frameFormat = isExtended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard;
-    can.length = *length;
-    return words.bytes(can.payload.data(), *length, base) ? Result::Can
-                                                          : malformed("fewer data bytes than announced");
+    return words.bytes(can.payload.data(), can.length, base) ? Line::Can : malformed(tooFewBytes);
 }
 
-/// `3c Rx 8 01 02 ... checksum = ab`
-AscLineReader::Result AscLineReader::readLin(std::uint8_t channel, Words words) {
-    const auto id = number<std::uint8_t>(words.next(), base);
-    const std::string_view direction = words.next();
-    if (!id || (!sameWord(direction, "Rx") && !sameWord(direction, "Tx"))) {
-        return Result::Error; // a checksum error, a frame without an answer and the like
+/// `1 Rx 300x NAME 1 0 9 12 01 02 ... 102203 133 303000`. Such a line may also hold a classic frame: its
+/// flags say so.
+LineLog::Line AscLog::readCanFd(LineWords words) {
+    constexpr std::uint32_t remoteFlag = 1U << 4;
+    constexpr std::uint32_t fdFlag = 1U << 12;
+    const auto channel = parseNumber<std::uint8_t>(words.next());
+    const bool hasDirection = isDirection(words.next());
+    const std::string_view word = words.next();
+    if (sameWord(word, "ErrorFrame")) {
+        return Line::Error;
     }
-    const auto length = number<std::uint8_t>(words.next(), 10);
+    const auto identifier = parseIdentifier(word, base);
+    std::string_view brs = words.next();
+    if (brs != "0" && brs != "1") { // the name
+        brs = words.next();
+    }
+    const std::string_view esi = words.next();
+    const auto code = parseLengthCode(words.next());
+    const auto length = parseNumber<std::uint8_t>(words.next());
+    if (!channel || !hasDirection || !identifier || !code || !length ||
+        !setCan(*channel, identifier->id, identifier->isExtended, true, *length)) {
+        return malformed("not a CAN FD frame");
+    }
+    if (!words.bytes(can.payload.data(), can.length, base)) {
+        return malformed(tooFewBytes);
+    }
+    words.next(); // duration
+    words.next(); // number of bits
+    const std::uint32_t flags = parseNumber<std::uint32_t>(words.next(), 16).value_or(0);
+    if ((flags & remoteFlag) != 0 || (*length == 0 && *code != 0)) {
+        return Line::Remote;
+    }
+    if (flags != 0 && (flags & fdFlag) == 0 && brs == "0" && esi == "0" && *length <= 8) {
+        can.frameFormat &= ~std::uint32_t{CANExtTraceMessage::FdStandard};
+    }
+    return Line::Can;
+}
+
+/// `3c Rx 8 01 02 ... checksum = ab`, `3c CSErr ...` or `WakeupFrame`
+LineLog::Line AscLog::readLin(std::uint8_t channel, LineWords words) {
+    const std::string_view word = words.next();
+    const auto id = parseNumber<std::uint8_t>(word, base);
+    const std::string_view event = id ? words.next() : word;
+    if (!id || !isDirection(event)) { // CSErr, SyncErr, TransmErr, RcvError; WakeupFrame, SleepModeEvent ...
+        return event.find("Err") != event.npos ? Line::Error : Line::Other;
+    }
+    const auto length = parseNumber<std::uint8_t>(words.next());
     if (!length || *length > 8) {
         return malformed("not a LIN frame");
     }
@@ -257,8 +198,50 @@ AscLineReader::Result AscLineReader::readLin(std::uint8_t channel, Words words) 
     lin.channel = channel;
     lin.protectedId = *id;
     lin.data.resize(*length);
-    return words.bytes(lin.data.data(), *length, base) ? Result::Lin
-                                                       : malformed("fewer data bytes than announced");
+    return words.bytes(lin.data.data(), *length, base) ? Line::Lin : malformed(tooFewBytes);
+}
+
+/// `RMSG 0 12 1 1 d2 1d Tx 0 304802 5 20 440 NAME 8 8 02 df ...`: all numbers are hexadecimal.
+LineLog::Line AscLog::readFlexRay(LineWords words) {
+    constexpr std::uint32_t nullFrame = 1;
+    constexpr std::uint8_t onlyB = 2;
+    if (words.next() != "RMSG") {
+        return Line::Other; // the start of a cycle, a status, an error of the controller
+    }
+    const auto skip = [&words](int count) {
+        while (count-- > 0) {
+            words.next();
+        }
+    };
+    skip(2); // kind of controller, its number
+    const auto cluster = parseNumber<std::uint8_t>(words.next(), 16);
+    const auto channels = parseNumber<std::uint8_t>(words.next(), 16);
+    const auto slot = parseNumber<std::uint16_t>(words.next(), 16);
+    const auto cycle = parseNumber<std::uint8_t>(words.next(), 16);
+    const bool hasDirection = isDirection(words.next());
+    skip(1);
+    const auto flags = parseNumber<std::uint32_t>(words.next(), 16);
+    skip(4); // kind of controller, its data, checksum of the header, name
+    skip(1); // length of the payload on the bus
+    const auto length = parseNumber<std::uint8_t>(words.next(), 16);
+    if (!cluster || !channels || !slot || *slot > 0x7FF || !cycle || *cycle > 63 || !hasDirection || !flags ||
+        !length || *length > 254) {
+        return malformed("not a FlexRay frame");
+    }
+    if ((*flags & nullFrame) != 0) {
+        return Line::Other;
+    }
+    flexRay.timestamp = timestamp;
+    flexRay.frameKind = unknownSegment;
+    flexRay.channel = static_cast<std::uint8_t>(*cluster + (*channels == onlyB ? 1 : 0));
+    flexRay.slot = *slot;
+    flexRay.cycle = *cycle;
+    flexRay.payload.resize(*length);
+    if (!words.bytes(flexRay.payload.data(), *length, 16)) {
+        return malformed(tooFewBytes);
+    }
+    flexRay.data = flexRay.payload;
+    return Line::FlexRay;
 }
 
 } // namespace rksignal

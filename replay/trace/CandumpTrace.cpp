@@ -6,7 +6,9 @@ bool CandumpTrace::next() {
     std::string_view text;
     while (nextLine(text)) {
         if (const char* const reason = read(text)) {
-            countMalformed(reason);
+            if (!CandumpScreen::isExplanation(text)) {
+                countMalformed(reason);
+            }
         } else if (line.kind == CandumpLine::Kind::DropCount) {
             found.lost += line.dropped;
         } else {
@@ -14,12 +16,16 @@ bool CandumpTrace::next() {
             return true;
         }
     }
+    conclude();
     return false;
 }
 
 /// \return null, or why the line cannot be used
 const char* CandumpTrace::read(std::string_view text) {
-    const char* const reason = parseCandumpLine(text, line);
+    const char* reason = parseCandumpLine(text, line);
+    if (reason != nullptr && CandumpScreen::isLine(text)) {
+        reason = screen.read(text, line);
+    }
     if (reason != nullptr || line.kind == CandumpLine::Kind::DropCount) {
         return reason;
     }
@@ -42,6 +48,12 @@ void CandumpTrace::deliver(MessageSink& sink, std::uint64_t time) {
         break;
     default:
         sink.pass(PassedMessage::Xl, time);
+    }
+}
+
+void CandumpTrace::completeReport() {
+    if (const char* const note = screen.note(); note != nullptr && found.messages > 0) {
+        found.remarks.add({path(), Severity::Note, note});
     }
 }
 

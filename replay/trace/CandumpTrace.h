@@ -3,25 +3,29 @@
 #pragma once
 
 #include "trace/CandumpLine.h"
+#include "trace/CandumpScreen.h"
 #include "trace/ChannelMap.h"
 #include "trace/LineTrace.h"
 
 namespace rksignal {
 
-/// The frames of a candump log, see CandumpLine. Interface names become channels.
+/// The frames of a candump log, see CandumpLine, or of what candump shows, see CandumpScreen. Interface names
+/// become channels.
 class CandumpTrace : public LineTrace {
   public:
     /// `channels` must outlive the trace.
     CandumpTrace(std::unique_ptr<InputFile> file, ChannelMap& channels)
-        : LineTrace(std::move(file)), channels(channels) {}
+        : LineTrace(std::move(file)), channels(channels), screen(input()) {}
 
     bool next() override;
 
   private:
     void deliver(MessageSink& sink, std::uint64_t time) override;
+    void completeReport() override;
     const char* read(std::string_view text);
 
     ChannelMap& channels;
+    CandumpScreen screen;
     CandumpLine line;
 };
 

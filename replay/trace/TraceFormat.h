@@ -11,11 +11,15 @@
 namespace rksignal {
 
 enum class TraceFormat : std::uint8_t {
-    Records, ///< record file, `.rktrace`
-    Capture, ///< pcap and pcapng, through libpcap
-    Nmea,    ///< log of a GPS receiver, NMEA 0183 as text
-    Asc,     ///< ASC log
-    Candump, ///< log of `candump -l` or `candump -L`
+    Records,   ///< record file, `.rktrace`
+    Capture,   ///< pcap and pcapng, through libpcap
+    Nmea,      ///< log of a GPS receiver, NMEA 0183 as text
+    Asc,       ///< ASC log
+    Candump,   ///< log of `candump -l` or `candump -L`, or what candump shows
+    Mdf,       ///< MF4 file: bus logging of ASAM MDF from 4.0 on
+    Trc,       ///< TRC log
+    Gvret,     ///< CSV log of GVRET and SavvyCAN
+    Busmaster, ///< log of BUSMASTER
 };
 
 /// What a file of the format is called: `a candump log`.

@@ -30,7 +30,15 @@ bool hasValue(BaseSignal& signal) {
 
 } // namespace
 
-ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink) : catalog(catalog), sink(sink) {
+ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings)
+    : catalog(catalog), sink(sink), transport([&catalog](std::uint8_t channel, std::uint32_t id) {
+          return catalog.definesGroup(channel, id);
+      }),
+      knownSignals(catalog.signals().size()) {
+    if (!settings.strict) {
+        ethernet = std::make_unique<EthernetDecoder>(catalog, ids,
+                                                     [this](const MessageInfo& info) { writeGroup(info); });
+    }
     ids.reserve(catalog.signals().size());
     held.reserve(catalog.signals().size());
     turns.resize(catalog.signals().size());
@@ -55,7 +63,46 @@ void ReplayEngine::receive(const CANExtTraceMessage& frame) {
             }
         }
     }
+    if (catalog.hasParameterGroups() && frame.isExtended()) {
+        known = receiveParameterGroup(frame, info) || known;
+    }
     conclude(info, known, canIdentifier(frame.canId, frame.isExtended()));
+}
+
+/// A frame that may be one of a parameter group, or a part of one.
+bool ReplayEngine::receiveParameterGroup(const CANExtTraceMessage& frame, const MessageInfo& info) {
+    const std::size_t length = std::min<std::size_t>(frame.length, frame.payload.size());
+    const bool known = decodeParameterGroup(
+        frame.canId, {{frame.payload.data(), length}, frame.timestamp, frame.channel}, info);
+    if (!J1939Transport::isTransport(frame.canId)) {
+        return known;
+    }
+    const J1939Transport::Outcome outcome = transport.receive(frame);
+    counts.transport = transport.statistics();
+    if (!outcome.data.empty()) {
+        decodeParameterGroup(outcome.id, {outcome.data, frame.timestamp, frame.channel}, info);
+    }
+    return known || outcome.isPart;
+}
+
+/// \return whether there is a definition
+bool ReplayEngine::decodeParameterGroup(std::uint32_t id, const MessageDecoder::Payload& payload,
+                                        const MessageInfo& info) {
+    bool known = false;
+    for (const auto decoders : catalog.groupDecodersOf(payload.channel, id)) {
+        if (catalog.signals().size() != knownSignals) {
+            knownSignals = catalog.signals().size();
+            sink.signalsAdded();
+        }
+        for (MessageDecoder* const decoder : decoders) {
+            known = true;
+            decoder->decode(payload, ids);
+            if (!ids.empty()) {
+                sink.written(info, ids);
+            }
+        }
+    }
+    return known;
 }
 
 void ReplayEngine::receive(const LINTraceMessage& frame) {
@@ -90,18 +137,38 @@ bool ReplayEngine::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8
     return decode(placed);
 }
 
+const ReplayStatistics& ReplayEngine::statistics() {
+    if (ethernet) {
+        counts.someIp = ethernet->statistics();
+    }
+    return counts;
+}
+
+void ReplayEngine::finish() {
+    if (ethernet && !sink.closed()) {
+        ethernet->finish();
+    }
+}
+
 void ReplayEngine::receive(const MIITraceMessage& frame) {
-    decodeEthernet(frame);
+    decodeEthernet(frame, true);
 }
 
 void ReplayEngine::receive(const EthernetTraceMessage& frame) {
-    decodeEthernet(frame);
+    decodeEthernet(frame, frame.kind == EthernetTraceMessage::Frame);
 }
 
 template <class Frame>
-void ReplayEngine::decodeEthernet(const Frame& frame) {
-    decodeGroup({frame.timestamp, {frame.channel, SignalKind::Ethernet}}, 0,
-                [&](std::uint8_t) { return EthernetSignal::decodeMessage(frame, ids, &catalog.storage()); });
+void ReplayEngine::decodeEthernet(const Frame& frame, bool isFrame) {
+    const MessageInfo info{frame.timestamp, {frame.channel, SignalKind::Ethernet}};
+    if (!ethernet) {
+        decodeGroup(info, 0, [&](std::uint8_t) {
+            return EthernetSignal::decodeMessage(frame, ids, &catalog.storage());
+        });
+        return;
+    }
+    sink.reached(frame.timestamp);
+    conclude(info, isFrame && ethernet->decode(frame.channel, frame.frame, frame.timestamp), 0);
 }
 
 void ReplayEngine::receive(const GpioTraceMessage& message) {
@@ -188,12 +255,14 @@ void ReplayEngine::conclude(const MessageInfo& info, bool known, std::uint32_t i
     }
 }
 
-Replay::Replay(Catalog& catalog, ValueSink& sink) : engine(std::make_unique<ReplayEngine>(catalog, sink)) {}
+Replay::Replay(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings)
+    : engine(std::make_unique<ReplayEngine>(catalog, sink, settings)) {}
 
 Replay::~Replay() = default;
 
 void Replay::run(Trace& trace) {
     trace.run(*engine);
+    engine->finish();
 }
 
 void Replay::receive(const CANExtTraceMessage& frame) {
@@ -246,6 +315,10 @@ void Replay::pass(PassedMessage kind, std::uint64_t timestamp) {
 
 bool Replay::closed() const {
     return engine->closed();
+}
+
+void Replay::finish() {
+    engine->finish();
 }
 
 const ReplayStatistics& Replay::statistics() const {

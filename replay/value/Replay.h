@@ -14,6 +14,13 @@
 
 namespace rksignal {
 
+/// How messages become values.
+struct ReplaySettings {
+    /// Decode Ethernet frames by the rules of librksignal alone, as a logger does. Otherwise those of
+    /// SOME/IP, stacked VLAN tags and IPv6 count too (docs/rksignal.md, "Ethernet").
+    bool strict = false;
+};
+
 /// Decodes messages into the signals of a catalog, which keep their values from one message to the next, and
 /// tells a sink which have been written.
 ///
@@ -26,12 +33,13 @@ namespace rksignal {
 /// a message and hand it on.
 ///
 /// For one thread, which may be another one for each catalog. Allocates nothing a message. CAN frames go to
-/// the decoders of the catalog, everything else to those of librksignal; raw records that no definition wants
-/// are dropped before they become messages. Messages may come in any order of time.
+/// the decoders of the catalog, Ethernet frames to one that puts SOME/IP messages together, everything else
+/// to those of librksignal; raw records that no definition wants are dropped before they become messages.
+/// Messages may come in any order of time.
 class RKREPLAY_EXPORT Replay final : public MessageSink {
   public:
     /// Both must outlive the replay; from now on nothing may be added to the catalog.
-    Replay(Catalog& catalog, ValueSink& sink);
+    Replay(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings = {});
     ~Replay() override;
     Replay(const Replay&) = delete;
     Replay& operator=(const Replay&) = delete;
@@ -53,6 +61,10 @@ class RKREPLAY_EXPORT Replay final : public MessageSink {
     bool receiveRecord(std::span<const std::uint8_t> record, std::uint64_t timestamp) override;
     void pass(PassedMessage kind, std::uint64_t timestamp) override;
     bool closed() const override;
+
+    /// No more messages come: decodes the SOME/IP messages that wait for lost segments of TCP. run() does
+    /// that by itself.
+    void finish();
 
     /// What has been met so far.
     const ReplayStatistics& statistics() const;

@@ -3,12 +3,16 @@
 #pragma once
 
 #include "catalog/Catalog.h"
+#include "ethernet/EthernetDecoder.h"
 #include "rktrace/TraceRecord.h"
 #include "trace/MessageSink.h"
+#include "value/J1939Transport.h"
+#include "value/Replay.h"
 #include "value/ReplayStatistics.h"
 #include "value/ValueSink.h"
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <tuple>
 #include <vector>
@@ -17,17 +21,19 @@ namespace rksignal {
 
 /// Decodes messages. Allocates nothing a message.
 ///
-/// CAN frames go to the decoders of the catalog, everything else to the library's decoders, once for each
-/// trace source that definitions name. Raw records that no definition wants are dropped before they become
-/// messages.
+/// CAN frames go to the decoders of the catalog, Ethernet frames to the decoder here unless the settings are
+/// strict, everything else to the library's decoders, once for each trace source that definitions name. Raw
+/// records that no definition wants are dropped before they become messages.
 class ReplayEngine final : public MessageSink {
   public:
     using Record = std::span<const std::uint8_t>;
 
     /// Everything must outlive the engine, and the catalog be complete.
-    ReplayEngine(Catalog& catalog, ValueSink& sink);
+    ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings);
 
-    const ReplayStatistics& statistics() const { return counts; }
+    const ReplayStatistics& statistics();
+    /// No more messages come.
+    void finish();
 
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& frame) override;
@@ -58,9 +64,12 @@ class ReplayEngine final : public MessageSink {
     template <class Message>
     bool replayRecord(Record record, std::uint64_t timestamp);
 
+    bool receiveParameterGroup(const CANExtTraceMessage& frame, const MessageInfo& info);
+    bool decodeParameterGroup(std::uint32_t id, const MessageDecoder::Payload& payload,
+                              const MessageInfo& info);
     bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
     template <class Frame>
-    void decodeEthernet(const Frame& frame);
+    void decodeEthernet(const Frame& frame, bool isFrame);
     template <class Decode>
     void decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode);
     void writeGroup(const MessageInfo& info);
@@ -69,9 +78,12 @@ class ReplayEngine final : public MessageSink {
     Catalog& catalog;
     ValueSink& sink;
     ReplayStatistics counts;
+    J1939Transport transport;
+    std::size_t knownSignals; ///< number of signals that the sink knows of
     std::vector<unsigned long> ids;
-    std::vector<unsigned long> held;  ///< GPS signals that have a value
-    std::vector<std::uint64_t> turns; ///< by signal: the last call of writeGroup() that handed it on
+    std::unique_ptr<EthernetDecoder> ethernet; ///< null: the library's own decoder is used
+    std::vector<unsigned long> held;           ///< GPS signals that have a value
+    std::vector<std::uint64_t> turns;          ///< by signal: the last call of writeGroup() that handed it on
     std::uint64_t turn = 0;
     FlexRayExtTraceMessage placed; ///< a FlexRay frame, in the segment where its slot lies
     /// Of raw records, reused.

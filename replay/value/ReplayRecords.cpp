@@ -104,11 +104,14 @@ bool ReplayEngine::receiveRecord(Record record, std::uint64_t timestamp) {
 }
 
 bool ReplayEngine::wantsCan(Record record) const {
-    const std::uint32_t id = numberAt(record, recordAt::canIdentifier);
-    const auto decoders =
-        catalog.decodersOf(record[recordAt::canChannel], id & ~(recordExtendedFlag | recordCanFdFlag),
-                           (id & recordExtendedFlag) != 0);
-    return !decoders[0].empty() || !decoders[1].empty();
+    const std::uint32_t flagged = numberAt(record, recordAt::canIdentifier);
+    const bool extended = (flagged & recordExtendedFlag) != 0;
+    const std::uint32_t id = flagged & ~(recordExtendedFlag | recordCanFdFlag);
+    const std::uint8_t channel = record[recordAt::canChannel];
+    const auto decoders = catalog.decodersOf(channel, id, extended);
+    return !decoders[0].empty() || !decoders[1].empty() ||
+           (extended && catalog.hasParameterGroups() &&
+            (J1939Transport::isTransport(id) || catalog.definesGroup(channel, id)));
 }
 
 bool ReplayEngine::wantsLin(Record record) const {
@@ -127,13 +130,21 @@ bool ReplayEngine::wantsFlexRay(Record record) const {
     });
 }
 
-/// The library trusts the length that the record names. One that is cut short is left to its decoding.
+/// The library trusts the length that the record names. One that is cut short is left to its decoding. What
+/// follows the frame in the record counts as padding.
 bool ReplayEngine::wantsEthernet(Record record) const {
-    const std::size_t lengthAt =
-        recordType(record) == RecordType::Mii ? recordAt::miiLength : recordAt::ethernetLength;
+    const bool isMii = recordType(record) == RecordType::Mii;
+    const std::size_t lengthAt = isMii ? recordAt::miiLength : recordAt::ethernetLength;
     const std::size_t length = numberAt<2>(record, lengthAt);
-    return length > record.size() - (lengthAt + 2) ||
-           EthernetSignal::signalsInUse(record.data(), nullptr, &catalog.storage());
+    if (length > record.size() - (lengthAt + 2)) {
+        return true;
+    }
+    if (!ethernet) {
+        return EthernetSignal::signalsInUse(record.data(), nullptr, &catalog.storage());
+    }
+    return (isMii || record[recordAt::ethernetKind] == EthernetTraceMessage::Frame) &&
+           ethernet->wants(record[isMii ? recordAt::miiChannel : recordAt::ethernetChannel],
+                           record.subspan(lengthAt + 2));
 }
 
 template <SignalKind kind>

@@ -32,6 +32,10 @@ class RKREPLAY_EXPORT ValueSink {
     /// go back: interfaces are recorded side by side, and clocks are set.
     virtual void reached(std::uint64_t /*timestamp*/) {}
 
+    /// Called when the replay has added signals at the end of Catalog::signals(), before anything else is
+    /// said of them: instances for a further sender of a parameter group (SAE J1939).
+    virtual void signalsAdded() {}
+
     /// Called once for each definition, or trace source, that decoded the message, with the identifiers of
     /// the signals it has just written; their values are read from the signals.
     virtual void written(const MessageInfo& message, std::span<const unsigned long> ids) = 0;

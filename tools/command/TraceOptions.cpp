@@ -12,6 +12,8 @@ void addTraceArguments(CLI::App& command, TraceOptions& options) {
     command.add_option("--shift", options.shifts, "Seconds to add to the times of a trace")
         ->type_name("FILE=SECONDS")
         ->allow_extra_args(false);
+    command.add_flag("--strict", options.strict,
+                     "Decode Ethernet frames by the rules of the library alone, as the logger does");
     addDefinitionArguments(command, options);
 }
 

@@ -21,11 +21,12 @@ struct TraceOptions : DefinitionOptions {
     std::vector<std::string> shifts;   ///< `FILE=SECONDS`
     std::string output;                ///< file name; empty: `Console::output`
     const RowSyntax* syntax = nullptr; ///< form of the rows; null: what the command writes by itself
+    bool strict = false;               ///< ReplaySettings::strict
     bool quiet = false;                ///< no remarks, no progress, no summary
 };
 
-/// Adds what a replay needs: the traces, `--gps`, `--shift`, and what addDefinitionArguments() adds.
-/// `options` must outlive `command`, here and below.
+/// Adds what a replay needs: the traces, `--gps`, `--shift`, `--strict`, and what addDefinitionArguments()
+/// adds. `options` must outlive `command`, here and below.
 void addTraceArguments(CLI::App& command, TraceOptions& options);
 
 /// Adds what says where and how results are written: `--format`, which is returned, `--output`, `--quiet`.

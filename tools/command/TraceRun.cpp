@@ -1,7 +1,7 @@
 #include "command/TraceRun.h"
 
-#include "command/AbsentChannels.h"
 #include "command/DefinitionArguments.h"
+#include "command/NearMatches.h"
 #include "command/ProgressBar.h"
 #include "command/SecondsArgument.h"
 #include "command/UsageError.h"
@@ -82,7 +82,7 @@ void TraceRun::addTrace(const std::string& path, std::optional<TraceFormat> form
 }
 
 ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows) {
-    Replay replay(signals, sink);
+    Replay replay(signals, sink, {.strict = options.strict});
     const std::uint64_t total = traces.size();
     const bool showsProgress =
         console.columns > 0 && !options.quiet && total > 0 && (rows == nullptr || !rows->isTerminal());
@@ -115,6 +115,7 @@ void TraceRun::summarise(const ReplayStatistics& statistics) const {
     } else {
         printSummary(console.messages, statistics, signals, traces);
         printMisplaced(console.messages, signals, statistics, traces.channels());
+        printNearMatches(console.messages, signals, statistics);
     }
     for (const std::string& name : absentInterfaces(signals, statistics, traces.channels())) {
         console.messages << "warning: the options name an interface " << name << ", which no trace has\n";

@@ -1,9 +1,10 @@
 #include "convert/ConvertCommand.h"
 
 #include "command/DefinitionArguments.h"
+#include "command/FileEnding.h"
 #include "command/Interruption.h"
 #include "command/UsageError.h"
-#include "convert/TraceWriter.h"
+#include "convert/OutputFormat.h"
 #include "definition/json/DefinitionText.h"
 #include "output/OutputFile.h"
 #include "trace/Trace.h"
@@ -13,7 +14,6 @@
 #include <memory>
 #include <numeric>
 #include <ostream>
-#include <string_view>
 
 namespace rksignal {
 namespace {
@@ -72,23 +72,33 @@ std::uint64_t sum(const Counts& counts) {
     return total;
 }
 
-/// Says what was converted, or, if quiet, only what was not.
-void report(const TraceReport& trace, const TraceWriter& writer, bool quiet, std::ostream& messages) {
+/// Says what was converted, or, if quiet, only what was not. An archive may hold several traces.
+void report(const Trace& trace, const TraceWriter& writer, bool quiet, std::ostream& messages) {
+    std::uint64_t lost = 0, lines = 0, bytes = 0;
+    for (std::size_t i = 0; i < trace.count(); ++i) {
+        lost += trace.report(i).lost;
+        lines += trace.report(i).damagedLines;
+        bytes += trace.report(i).damagedBytes;
+    }
     if (!quiet) {
         messages << "messages converted: " << writer.written() << '\n';
     }
     printCounts(messages, "not held by the output", writer.lost());
     if (!quiet) {
-        printCounts(messages, "lost by the recorder", {{"frames", trace.lost}});
+        printCounts(messages, "lost by the recorder", {{"frames", lost}});
     }
-    printCounts(messages, "not understood", {{"lines", trace.damagedLines}, {"bytes", trace.damagedBytes}});
-    for (const Remark& remark : trace.remarks) {
-        messages << (remark.line != 0 ? "  " : "") << remark << '\n';
+    printCounts(messages, "not understood", {{"lines", lines}, {"bytes", bytes}});
+    for (std::size_t i = 0; i < trace.count(); ++i) {
+        for (const Remark& remark : trace.report(i).remarks) {
+            if (!quiet || remark.severity == Severity::Error) {
+                messages << (remark.line != 0 ? "  " : "") << remark << '\n';
+            }
+        }
     }
 }
 
-template <class Writer>
-ExitStatus convertTrace(const ConvertOptions& options, Trace& trace, const Console& console) {
+ExitStatus convertTrace(const ConvertOptions& options, const OutputFormat& format, Trace& trace,
+                        const Console& console) {
     InputSet inputs;
     inputs.add(options.input);
     const Interruption interruption(trace);
@@ -97,12 +107,12 @@ ExitStatus convertTrace(const ConvertOptions& options, Trace& trace, const Conso
         return Interrupted; // before there was anything to convert
     }
     OutputFile file(options.output, -1, inputs);
-    Writer writer(file);
-    trace.run(writer);
-    writer.finish();
-    report(trace.report(0), writer, options.quiet, console.messages);
-    const bool isWhole = trace.isSound() && sum(writer.lost()) == 0;
-    const bool holdsNothing = writer.written() == 0 && (!isWhole || file.replacesFile());
+    const auto writer = format.makeWriter(file);
+    trace.run(*writer);
+    writer->finish();
+    report(trace, *writer, options.quiet, console.messages);
+    const bool isWhole = trace.isSound() && sum(writer->lost()) == 0;
+    const bool holdsNothing = writer->written() == 0 && (!isWhole || file.replacesFile());
     if (holdsNothing) {
         reportNothing(options, file, console.messages);
     } else {
@@ -124,19 +134,16 @@ ExitStatus convert(const ConvertOptions& options, const Console& console) {
     }
     Trace trace;
     assignChannels(options.channels, trace.channels());
-    const std::string_view output = options.output;
-    const bool isDbc = options.input.ends_with(".dbc");
-    if (isDbc && output.ends_with(".json")) {
+    const std::string& output = options.output;
+    const bool isDbc = hasEnding(options.input, ".dbc");
+    if (isDbc && hasEnding(output, ".json")) {
         return convertDefinitions(options, trace.channels(), console);
     }
-    if (!isDbc && output.ends_with(".rktrace")) {
-        return convertTrace<RecordFileWriter>(options, trace, console);
-    }
-    if (!isDbc && output.ends_with(".log")) {
-        return convertTrace<CandumpWriter>(options, trace, console);
+    if (const OutputFormat* const format = outputFormatOf(output); format != nullptr && !isDbc) {
+        return convertTrace(options, *format, trace, console);
     }
     throw UsageError("cannot convert " + options.input + " to " + options.output +
-                     ": a .dbc becomes a .json, a trace becomes a .rktrace or a .log");
+                     ": a .dbc becomes a .json, a trace becomes a " + outputEndings());
 }
 
 void addConvertCommand(CLI::App& program, const Console& console, int& status) {
@@ -147,8 +154,8 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
         command.add_flag("--schema", options->schema, "Print the JSON Schema of definition files instead");
     CLI::Option* const input =
         command.add_option("INPUT", options->input, "[CHANNEL=]FILE.dbc, or a trace; - is standard input");
-    CLI::Option* const output =
-        command.add_option("OUTPUT", options->output, "FILE.json, FILE.rktrace or FILE.log");
+    CLI::Option* const output = command.add_option(
+        "OUTPUT", options->output, "A file; its ending says the format: .json, " + outputEndings());
     input->excludes(schema);
     command.add_option("--channel", options->channels, "Channel number of an interface; can0 is 0 by itself")
         ->type_name("NAME=N")

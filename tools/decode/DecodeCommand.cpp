@@ -12,15 +12,21 @@
 namespace rksignal {
 namespace {
 
+std::vector<bool> selection(const DecodeOptions& options, TraceRun& run) {
+    for (const std::string& pattern : options.patterns) {
+        run.catalog().addSources(pattern);
+    }
+    return selectSignals(run.catalog(), options.patterns);
+}
+
 ReplayStatistics writeRows(const DecodeOptions& options, TraceRun& run, OutputBuffer& out) {
     const RowSyntax& syntax = options.syntax != nullptr ? *options.syntax : csvSyntax;
-    RowSink sink(run.catalog(), syntax, out,
-                 {selectSignals(run.catalog(), options.patterns), options.changedOnly});
+    RowSink sink(run.catalog(), syntax, out, {selection(options, run), options.changedOnly});
     return run.replay(sink, &out);
 }
 
 ReplayStatistics writeLast(const DecodeOptions& options, TraceRun& run, OutputBuffer& out) {
-    LastValues sink(run.catalog(), selectSignals(run.catalog(), options.patterns));
+    LastValues sink(run.catalog(), selection(options, run));
     ReplayStatistics statistics = run.replay(sink, nullptr);
     if (options.syntax == nullptr) {
         sink.writeTable(out);

@@ -71,6 +71,13 @@ void LastValues::written(const MessageInfo& message, std::span<const unsigned lo
     }
 }
 
+void LastValues::signalsAdded() {
+    for (std::size_t i = tallies.size(); i < catalog.signals().size(); ++i) {
+        selected.push_back(selected[catalog.definedSignal(i)]);
+        tallies.emplace_back();
+    }
+}
+
 template <class Function>
 void LastValues::forEachSeen(Function&& function) const {
     for (std::size_t i = 0; i < tallies.size(); ++i) {

@@ -14,11 +14,12 @@ namespace rksignal {
 
 class LastValues : public ValueSink {
   public:
-    /// Signals for which `selected` (by index in Catalog::signals()) does not hold are left out. The catalog
-    /// must be complete and outlive the sink.
+    /// Signals for which `selected` (by index in Catalog::signals()) does not hold are left out, and those
+    /// that the replay adds as instances of these. The catalog must be complete and outlive the sink.
     LastValues(const Catalog& catalog, std::vector<bool> selected);
 
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void signalsAdded() override;
 
     /// Writes a row for each signal that has got a value and not lost it, in the order of definition.
     void writeRows(const RowSyntax& syntax, OutputBuffer& out) const;

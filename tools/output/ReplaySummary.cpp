@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iomanip>
 #include <iterator>
+#include <map>
 #include <ostream>
 #include <span>
 #include <string>
@@ -59,6 +60,20 @@ const char* plural(std::uint64_t count) {
     return count == 1 ? "" : "s";
 }
 
+/// Two hexadecimal digits.
+void printSource(std::ostream& out, const MessageDecoder& decoder) {
+    printHex(out, *decoder.source(), 2);
+}
+
+/// The message, and its sender if it has one of its own.
+void printName(std::ostream& out, const MessageDecoder& decoder) {
+    out << decoder.message().name;
+    if (decoder.source()) {
+        out << " of ";
+        printSource(out, decoder);
+    }
+}
+
 template <class Condition>
 std::vector<const MessageDecoder*> select(const Catalog& catalog, Condition&& holds) {
     std::vector<const MessageDecoder*> selected;
@@ -70,19 +85,16 @@ std::vector<const MessageDecoder*> select(const Catalog& catalog, Condition&& ho
     return selected;
 }
 
-void printNames(std::ostream& out, const std::vector<const MessageDecoder*>& decoders) {
-    printList(out, decoders, [&out](const MessageDecoder* decoder) { out << decoder->message().name; });
-}
-
 void printShort(std::ostream& out, const Catalog& catalog) {
     const auto affected =
         select(catalog, [](const MessageDecoder& decoder) { return decoder.statistics().shortFrames > 0; });
     out << (affected.empty() ? "" : "shorter than defined:\n");
     for (const MessageDecoder* const decoder : affected) {
         const MessageStatistics& counts = decoder->statistics();
-        out << "  " << decoder->message().name << ": " << counts.shortFrames << " of " << counts.frames
-            << " frame" << plural(counts.frames) << ", " << counts.untouched << " value"
-            << plural(counts.untouched) << " missing\n";
+        out << "  ";
+        printName(out, *decoder);
+        out << ": " << counts.shortFrames << " of " << counts.frames << " frame" << plural(counts.frames)
+            << ", " << counts.untouched << " value" << plural(counts.untouched) << " missing\n";
     }
 }
 
@@ -90,9 +102,75 @@ void printNeverSeen(std::ostream& out, const Catalog& catalog) {
     const auto unseen =
         select(catalog, [](const MessageDecoder& decoder) { return decoder.statistics().frames == 0; });
     if (!unseen.empty()) {
-        out << "never seen: " << unseen.size() << " of " << catalog.decoders().size() << " messages: ";
-        printNames(out, unseen);
+        const auto isOfDefinition = [](const MessageDecoder& decoder) {
+            return !decoder.isForFurtherSource();
+        };
+        out << "never seen: " << unseen.size() << " of " << select(catalog, isOfDefinition).size()
+            << " messages: ";
+        printList(out, unseen, [&out](const MessageDecoder* decoder) { printName(out, *decoder); });
     }
+}
+
+/// The senders of parameter groups (SAE J1939) that have several, in the order in which they came.
+void printSources(std::ostream& out, const Catalog& catalog) {
+    std::map<const MessageDefinition*, std::vector<const MessageDecoder*>> bySource;
+    for (const auto& decoder : catalog.decoders()) {
+        if (decoder->source() && decoder->statistics().frames > 0) {
+            bySource[&decoder->message()].push_back(decoder.get());
+        }
+    }
+    std::erase_if(bySource, [](const auto& entry) { return entry.second.size() == 1; });
+    std::vector<std::vector<const MessageDecoder*>> messages;
+    for (const auto& decoder : catalog.decoders()) {
+        if (const auto entry = bySource.find(&decoder->message()); entry != bySource.end()) {
+            messages.push_back(std::move(entry->second));
+            bySource.erase(entry);
+        }
+    }
+    if (messages.empty()) {
+        return;
+    }
+    out << "sent by several (the first without @SA in its names): ";
+    printList(out, messages, [&out](const std::vector<const MessageDecoder*>& senders) {
+        out << senders.front()->message().name << " (";
+        for (const MessageDecoder* const sender : senders) {
+            out << (sender == senders.front() ? "" : " ");
+            printSource(out, *sender);
+        }
+        out << ')';
+    });
+}
+
+/// Values by which a sender says that it has none (SAE J1939-71).
+void printReserved(std::ostream& out, const Catalog& catalog) {
+    const auto affected = select(catalog, [](const MessageDecoder& decoder) {
+        return decoder.statistics().notAvailable + decoder.statistics().errors > 0;
+    });
+    if (affected.empty()) {
+        return;
+    }
+    std::uint64_t notAvailable = 0;
+    std::uint64_t errors = 0;
+    for (const MessageDecoder* const decoder : affected) {
+        notAvailable += decoder->statistics().notAvailable;
+        errors += decoder->statistics().errors;
+    }
+    out << "J1939 values that say not available (" << notAvailable << ") or error (" << errors
+        << "), not left out: ";
+    printList(out, affected, [&out](const MessageDecoder* decoder) {
+        printName(out, *decoder);
+        out << " (" << decoder->statistics().notAvailable << ", " << decoder->statistics().errors << ')';
+    });
+}
+
+void printTransport(std::ostream& out, const TransportStatistics& counts) {
+    if (counts.messages + counts.incomplete + counts.strayPackets + counts.open == 0) {
+        return;
+    }
+    out << "J1939 messages in several frames: " << counts.messages << " put together, " << counts.incomplete
+        << " incomplete with " << counts.lostPackets << " packet" << plural(counts.lostPackets) << " lost, "
+        << counts.open << " not at their end, " << counts.strayPackets << " stray packet"
+        << plural(counts.strayPackets) << '\n';
 }
 
 /// The same of signals that have no decoder of their message.
@@ -115,7 +193,7 @@ void printSeveralChannels(std::ostream& out, const Catalog& catalog) {
     });
     if (!mixed.empty()) {
         out << "on several channels, decoded as one (--dbc CHANNEL=FILE keeps them apart): ";
-        printNames(out, mixed);
+        printList(out, mixed, [&out](const MessageDecoder* decoder) { out << decoder->message().name; });
     }
 }
 
@@ -141,6 +219,14 @@ void printCounts(std::ostream& out, const ReplayStatistics& counts) {
     if (counts.records > 0) {
         out << counts.records << " raw record" << plural(counts.records) << ", " << counts.droppedRecords
             << " of them dropped before they were decoded\n";
+    }
+}
+
+void printSomeIp(std::ostream& out, const SomeIpStatistics& counts) {
+    if (counts.assembled + counts.lostSegments > 0) {
+        out << "SOME/IP: " << counts.assembled << " message" << plural(counts.assembled)
+            << " put together from segments, " << counts.lostSegments << " segment"
+            << plural(counts.lostSegments) << " lost\n";
     }
 }
 
@@ -172,6 +258,17 @@ void printLost(std::ostream& out, const Trace& traces) {
     }
 }
 
+/// What was assumed about traces.
+void printNotes(std::ostream& out, const Trace& traces) {
+    for (std::size_t i = 0; i < traces.count(); ++i) {
+        for (const Remark& remark : traces.report(i).remarks) {
+            if (remark.severity == Severity::Note) {
+                out << remark << '\n';
+            }
+        }
+    }
+}
+
 void printChannels(std::ostream& out, const ChannelMap& channels) {
     for (const Remark& remark : channels.remarks()) {
         const bool isShared = remark.severity == Severity::Warning;
@@ -187,6 +284,9 @@ void printDamage(std::ostream& out, const Trace& traces) {
     for (std::size_t i = 0; i < traces.count(); ++i) {
         lines += traces.report(i).damagedLines;
         for (const Remark& remark : traces.report(i).remarks) {
+            if (remark.severity == Severity::Note) {
+                continue;
+            }
             if (remark.line == 0) {
                 out << remark << '\n';
             } else if (shown.size() < maxListed) {
@@ -206,14 +306,19 @@ void printDamage(std::ostream& out, const Trace& traces) {
 void printSummary(std::ostream& out, const ReplayStatistics& statistics, const Catalog& catalog,
                   const Trace& traces) {
     printCounts(out, statistics);
+    printSomeIp(out, statistics.someIp);
     printLost(out, traces);
     printUnknown(out, statistics, traces.channels());
     printShort(out, catalog);
+    printTransport(out, statistics.transport);
+    printReserved(out, catalog);
     printDamage(out, traces);
+    printNotes(out, traces);
     printNeverSeen(out, catalog);
     for (std::size_t kind = 0; kind < signalKinds; ++kind) {
         printUnseenSignals(out, catalog, static_cast<SignalKind>(kind));
     }
+    printSources(out, catalog);
     printSeveralChannels(out, catalog);
     printChannels(out, traces.channels());
 }

@@ -5,13 +5,22 @@
 namespace rksignal {
 
 RowSink::RowSink(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& out, Options options)
-    : catalog(catalog), out(out), format(syntax, out), changedOnly(options.changedOnly) {
-    columns.reserve(catalog.signals().size());
-    for (const auto& signal : catalog.signals()) {
-        const bool selected = options.selected[columns.size()];
-        columns.push_back({signal.get(), SignalCells(*signal, syntax), selected, false});
+    : catalog(catalog), syntax(syntax), out(out), format(syntax, out), changedOnly(options.changedOnly) {
+    for (std::size_t i = 0; i < catalog.signals().size(); ++i) {
+        addColumn(i, options.selected[i]);
     }
     out.append(syntax.header);
+}
+
+void RowSink::addColumn(std::size_t signal, bool selected) {
+    BaseSignal& added = *catalog.signals()[signal];
+    columns.push_back({&added, SignalCells(added, syntax), selected, false});
+}
+
+void RowSink::signalsAdded() {
+    for (std::size_t i = columns.size(); i < catalog.signals().size(); ++i) {
+        addColumn(i, columns[catalog.definedSignal(i)].selected);
+    }
 }
 
 void RowSink::written(const MessageInfo& message, std::span<const unsigned long> ids) {

@@ -18,10 +18,12 @@ class RowSink : public ValueSink {
         bool changedOnly = false;   ///< only values whose raw value differs from the one before
     };
 
-    /// Writes the header. Everything must outlive the sink, and the catalog must be complete.
+    /// Writes the header. Everything must outlive the sink, and the catalog must be complete. What the replay
+    /// adds is selected as the signal that it is an instance of.
     RowSink(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& out, Options options);
 
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void signalsAdded() override;
     bool closed() const override { return out.closed(); }
 
   private:
@@ -32,7 +34,10 @@ class RowSink : public ValueSink {
         bool seen;
     };
 
+    void addColumn(std::size_t signal, bool selected);
+
     const Catalog& catalog;
+    const RowSyntax& syntax;
     OutputBuffer& out;
     RowFormat format;
     std::vector<Column> columns; ///< as Catalog::signals()

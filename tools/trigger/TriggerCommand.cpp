@@ -69,7 +69,7 @@ class TriggerRun {
             run.inputs().add(path);
         }
         const std::vector<ConditionText> texts = readConditions(options.conditions, unread);
-        auto conditions = compileConditions(texts, run.storage(), options.conditions.options);
+        auto conditions = compileConditions(texts, run.catalog(), options.conditions.options);
         print(unread);
         bool isUsable = unread.count(Severity::Error) == 0;
         for (const Condition& condition : conditions) {

@@ -53,10 +53,14 @@ WindowWriter::WindowWriter(const Catalog& catalog, const Triggers& triggers, Ext
                            const Folder& folder, const InputSet& inputs)
     : catalog(catalog), extent(extent), folder(folder.path), inputs(inputs), values(maxValues) {
     prepareFolder(folder.mayHoldWindows);
-    for (const auto& signal : catalog.signals()) {
-        cells.emplace_back(*signal, csvSyntax);
-    }
+    signalsAdded();
     nameFiles(triggers);
+}
+
+void WindowWriter::signalsAdded() {
+    for (std::size_t i = cells.size(); i < catalog.signals().size(); ++i) {
+        cells.emplace_back(*catalog.signals()[i], csvSyntax);
+    }
 }
 
 void WindowWriter::prepareFolder(bool mayHoldWindows) {

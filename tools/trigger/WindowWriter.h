@@ -48,6 +48,7 @@ class WindowWriter : public FiringSink, public ValueSink {
     void advanced(std::uint64_t now) override;
     void clockSetBack() override { finish(); }
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void signalsAdded() final;
     bool closed() const override { return false; }
     void fired(const Firing& firing) override;
 

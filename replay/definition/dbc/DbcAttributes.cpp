@@ -9,32 +9,49 @@
 
 namespace rksignal {
 
+namespace {
+
+constexpr std::string_view parameterGroup = "J1939PG";
+
+} // namespace
+
+/// A message's own frame format decides; where it has none, the protocol of the network before the default.
 void DbcResolver::applyFrameFormats() {
-    const bool fdByDefault = frameFormatName(statements.defaultFrameFormat).ends_with("_FD");
-    for (DbcMessageStatement& statement : statements.messages)
-        statement.message.canFd = fdByDefault || statement.message.length > 8;
-    for (const DbcAttributeStatement& statement : statements.frameFormats) {
-        const auto found = findMessage(statement.object);
-        if (!found)
-            continue;
-        MessageDefinition& message = statements.messages[*found].message;
-        const std::string_view format = frameFormatName(statement.value);
-        const bool fd = format.ends_with("_FD");
-        message.canFd = fd || message.length > 8;
-        if (message.canFd && !fd)
-            notes.guess(statement.object.line,
-                        "message " + message.name + " of " + std::to_string(message.length) +
-                            " bytes taken as CAN FD despite its frame format " + std::string(format));
+    const std::string_view byDefault =
+        statements.protocol == "J1939" ? parameterGroup : frameFormatName(statements.defaultFrameFormat);
+    const std::string_view otherwise = frameFormatName(statements.defaultFrameFormat);
+    for (DbcMessageStatement& statement : statements.messages) {
+        const bool isOfProtocol = statement.message.extended;
+        applyFrameFormat(statement, isOfProtocol ? byDefault : otherwise);
     }
+    for (const DbcAttributeStatement& statement : statements.frameFormats)
+        forEachMessage(statement.object, [&](DbcMessageStatement& message) {
+            const std::string_view format = frameFormatName(statement.value);
+            applyFrameFormat(message, format);
+            if (message.message.canFd && message.message.length <= longestFrame && !format.ends_with("_FD"))
+                notes.guess(statement.object.line, "message " + message.message.name + " of " +
+                                                       std::to_string(message.message.length) +
+                                                       " bytes taken as CAN FD despite its frame format " +
+                                                       std::string(format));
+        });
 }
 
-/// `value` is a name or a number; 14 and 15 are the customary numbers of the FD formats. A number without a
-/// name stays as it is.
+/// Parameter groups have identifiers of 29 bits.
+void DbcResolver::applyFrameFormat(DbcMessageStatement& statement, std::string_view format) {
+    MessageDefinition& message = statement.message;
+    message.isParameterGroup = format == parameterGroup && message.extended;
+    message.canFd = !message.isParameterGroup && (format.ends_with("_FD") || message.length > 8);
+}
+
+/// `value` is a name or a number; 3, 14 and 15 are the customary numbers of parameter groups and of the FD
+/// formats. A number without a name stays as it is.
 std::string_view DbcResolver::frameFormatName(std::string_view value) const {
     std::string_view digits = value;
     const auto number = takeNumber<std::size_t>(digits);
     if (number && *number < statements.frameFormatNames.size())
         return statements.frameFormatNames[*number];
+    if (number == 3)
+        return parameterGroup;
     if (number == 14)
         return "StandardCAN_FD";
     return number == 15 ? "ExtendedCAN_FD" : value;
@@ -49,8 +66,9 @@ void DbcResolver::applyCycleTimes() {
     for (DbcMessageStatement& statement : statements.messages)
         statement.message.cycleTime = cycleTimeOf(statements.defaultCycleTime);
     for (const DbcAttributeStatement& statement : statements.cycleTimes)
-        if (const auto found = findMessage(statement.object))
-            statements.messages[*found].message.cycleTime = cycleTimeOf(statement.value);
+        forEachMessage(statement.object, [&](DbcMessageStatement& message) {
+            message.message.cycleTime = cycleTimeOf(statement.value);
+        });
 }
 
 /// Comes after everything that refers to signals by their short names.
@@ -63,18 +81,24 @@ void DbcResolver::applyLongNames() {
 void DbcResolver::applyLongName(const DbcAttributeStatement& statement) {
     const DbcReference& object = statement.object;
     if (object.signal.empty()) {
-        if (const auto message = findMessage(object))
-            statements.messages[*message].message.name = unquoted(statement.value);
-        return;
+        forEachMessage(
+            object, [&](DbcMessageStatement& message) { message.message.name = unquoted(statement.value); });
+    } else if (statement.value != object.signal) {
+        forEachSignal(object, [&](DbcMessageStatement& message, DbcSignalStatement& signal) {
+            applyLongName(statement, message, signal);
+        });
     }
-    DbcSignalStatement* const signal = signalOf(object);
-    if (signal == nullptr || statement.value == object.signal)
-        return;
-    const std::size_t message = messagesById.at(object.rawId);
-    const auto index = static_cast<std::size_t>(signal - statements.messages[message].signals.data());
+}
+
+/// The name must not be that of another signal.
+void DbcResolver::applyLongName(const DbcAttributeStatement& statement, const DbcMessageStatement& message,
+                                DbcSignalStatement& signal) {
+    const DbcReference& object = statement.object;
+    const auto index = static_cast<std::size_t>(&signal - message.signals.data());
+    const auto inMessage = static_cast<std::size_t>(&message - statements.messages.data());
     const bool plain = unquoted(statement.value) == statement.value;
-    if (plain && signalsByName.emplace(SignalKey{message, statement.value}, index).second)
-        signal->record().signal = statement.value;
+    if (plain && signalsByName.emplace(SignalKey{inMessage, statement.value}, index).second)
+        signal.record().signal = statement.value;
     else
         notes.guess(object.line, "long name " + std::string(statement.value) + " of " +
                                      describeDbcObject(object) +

@@ -99,10 +99,26 @@ std::string_view DbcLexer::word() {
     if (!ok())
         return {};
     skipBlanks();
+    if (const std::string_view found = quotedName(); !found.empty())
+        return found;
     const std::string_view found = wordAt(text, position);
     if (found.empty())
         fail("a name");
     position += found.size();
+    return found;
+}
+
+/// A name between apostrophes on one line, which some editors write; empty if there is none.
+std::string_view DbcLexer::quotedName() {
+    constexpr char apostrophe = '\'';
+    if (position == text.size() || text[position] != apostrophe)
+        return {};
+    const std::size_t close = text.find_first_of("'\"\n", position + 1);
+    if (close == std::string_view::npos || text[close] != apostrophe)
+        return {};
+    const std::string_view found = text.substr(position + 1, close - position - 1);
+    if (!found.empty())
+        position = close + 1;
     return found;
 }
 

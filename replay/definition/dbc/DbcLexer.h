@@ -35,7 +35,7 @@ class DbcLexer {
     char peekOnLine();
     bool accept(char character);
     void expect(char character);
-    /// Everything up to a blank or one of `:;,|@()[]"`.
+    /// Everything up to a blank or one of `:;,|@()[]"`, or what stands between two apostrophes on a line.
     std::string_view word();
     /// The same, but empty rather than a failure if there is none on the current line.
     std::string_view wordOnLine();
@@ -74,6 +74,7 @@ class DbcLexer {
     bool nextLine();
     bool atLineEnd() const;
     bool lineStartsWithKeyword() const;
+    std::string_view quotedName();
     std::string excerpt() const;
 
     std::string_view text;

@@ -18,6 +18,9 @@ class MultiplexResolver {
         for (DbcSignalStatement& signal : signals)
             if (!signal.dropped && !signal.definition.multiplexing && signal.selector)
                 assignRoot(signal);
+        for (DbcSignalStatement& signal : signals)
+            if (signal.hasIndicator && !signal.definition.multiplexing && signal.record().multiplexer == 0)
+                drop(signal, "its multiplexer indicator m has no value, and no SG_MUL_VAL_ line names it");
         for (std::size_t i = 0; i < signals.size(); ++i)
             followChain(i);
     }

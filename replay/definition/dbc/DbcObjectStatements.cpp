@@ -17,6 +17,7 @@ bool startsInteger(char c) {
 
 constexpr std::string_view frameFormatAttribute = "VFrameFormat";
 constexpr std::string_view cycleTimeAttribute = "GenMsgCycleTime";
+constexpr std::string_view protocolAttribute = "ProtocolType";
 
 } // namespace
 
@@ -131,9 +132,11 @@ void DbcParser::readRange(DbcMultiplexStatement& statement) {
     statement.ranges.emplace_back(std::min(first, last), std::max(first, last));
 }
 
-/// Of all attributes, only the long names, the frame format and the cycle time are of use.
+/// Of all attributes, only the long names, the frame format, the protocol and the cycle time are of use.
 void DbcParser::readAttribute() {
     const std::string_view name = lexer.quoted();
+    if (name == protocolAttribute)
+        return readProtocol();
     const bool ofNode = name == "SystemNodeLongSymbol";
     const bool ofSignal = name == "SystemSignalLongSymbol";
     const bool isFrameFormat = name == frameFormatAttribute;
@@ -160,6 +163,16 @@ void DbcParser::readAttribute() {
             .push_back({object, value});
 }
 
+/// `BA_ "ProtocolType" "J1939";`, the same behind BA_DEF_DEF_
+void DbcParser::readProtocol() {
+    if (lexer.peek() != '"')
+        return lexer.skipStatement();
+    const std::string_view protocol = lexer.quoted();
+    readEnd();
+    if (lexer.ok() && !protocol.empty())
+        statements.protocol = protocol;
+}
+
 /// `BA_DEF_ BO_ "VFrameFormat" ENUM "StandardCAN","ExtendedCAN";`
 void DbcParser::readAttributeDefinition() {
     if (lexer.peek() != '"')
@@ -178,6 +191,8 @@ void DbcParser::readAttributeDefinition() {
 
 void DbcParser::readAttributeDefault() {
     const std::string_view name = lexer.quoted();
+    if (name == protocolAttribute)
+        return readProtocol();
     if (name != frameFormatAttribute && name != cycleTimeAttribute)
         return lexer.skipStatement();
     const std::string_view value = readAttributeValue();

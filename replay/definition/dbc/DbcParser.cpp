@@ -122,10 +122,10 @@ void DbcParser::readMessage() {
 }
 
 void DbcParser::takeLength(DbcMessageStatement& statement, std::uint64_t length) {
-    if (length > longestDbcMessage)
+    if (length > longestParameterGroup)
         statement.dropReason = "length " + std::to_string(length) + " is more than 64 bytes";
     else
-        statement.message.length = static_cast<std::uint8_t>(length);
+        statement.message.length = static_cast<std::uint16_t>(length);
 }
 
 void DbcParser::takeIdentifier(DbcMessageStatement& statement) {
@@ -140,11 +140,12 @@ void DbcParser::takeIdentifier(DbcMessageStatement& statement) {
     if (!statement.dropReason.empty())
         return;
 
-    const auto [known, isNew] =
-        messageLines.emplace(id | (message.extended ? extendedFlag : 0), statement.line);
-    if (!isNew)
-        statement.dropReason = "identifier " + std::to_string(statement.rawId) +
-                               " is already defined on line " + std::to_string(known->second);
+    Definitions& known = messagesInUse[id | (message.extended ? extendedFlag : 0)];
+    known.line = known.count == 0 ? statement.line : known.line;
+    if (++known.count > mostOfOneName)
+        statement.dropReason = "identifier " + std::to_string(statement.rawId) + " is already defined " +
+                               std::to_string(mostOfOneName) + " times, first on line " +
+                               std::to_string(known.line);
     else if (id > greatestStandardId && (statement.rawId & extendedFlag) == 0)
         notes.guess(statement.line, "message " + message.name + ": identifier " + std::to_string(id) +
                                         " has more than 11 bits; taken as extended");

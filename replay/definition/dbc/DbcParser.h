@@ -47,10 +47,10 @@ class DbcParser {
     void readAttributeDefault();
 
     void takeIdentifier(DbcMessageStatement& statement);
-    void takeLength(DbcMessageStatement& statement, std::uint64_t length);
+    static void takeLength(DbcMessageStatement& statement, std::uint64_t length);
     void readMultiplexIndicator(DbcSignalStatement& statement);
     void readLayout(DbcSignalStatement& statement);
-    void takeLayout(DbcSignalStatement& statement, std::uint64_t startbit, std::uint64_t bits);
+    static void takeLayout(DbcSignalStatement& statement, std::uint64_t startbit, std::uint64_t bits);
     void readScaling(DbcSignalStatement& statement);
     void readReceivers(SignalDefinition& signal);
     void takeSignal(DbcSignalStatement&& statement);
@@ -66,15 +66,18 @@ class DbcParser {
     void readLineEnd();
     void readEnd();
 
-    void guess(const DbcSignalStatement& statement, std::string_view what);
-    void drop(DbcSignalStatement& statement, std::string_view why);
+    void readProtocol();
 
     DbcLexer lexer;
     DbcNotes& notes;
     DbcStatements statements;
-    std::string_view keyword;                                 ///< of the current statement
-    std::set<std::string_view> unknownWords;                  ///< already noted
-    std::unordered_map<std::uint32_t, unsigned> messageLines; ///< of the messages in use, by complete raw id
+    std::string_view keyword;                ///< of the current statement
+    std::set<std::string_view> unknownWords; ///< already noted
+    struct Definitions {
+        unsigned line; ///< of the first one
+        std::size_t count;
+    };
+    std::unordered_map<std::uint32_t, Definitions> messagesInUse; ///< by complete raw id
 };
 
 } // namespace rksignal

@@ -2,7 +2,6 @@
 /// Applies the statements of a DBC file to the messages and signals they name.
 #include "definition/dbc/DbcResolver.h"
 
-#include "definition/dbc/DbcMultiplexing.h"
 #include "text/DbcWords.h"
 
 #include <bit>
@@ -43,10 +42,14 @@ std::string describeDbcObject(const DbcReference& object) {
 
 std::vector<MessageDefinition> DbcResolver::resolve(std::optional<std::uint8_t> channel) {
     indexMessages();
+    applyFrameFormats();
+    for (DbcMessageStatement& statement : statements.messages)
+        checkPlaces(statement);
+    for (std::size_t i = 0; i < statements.messages.size(); ++i)
+        indexSignals(i);
     applyValueTypes();
     applyComments();
     applyValues();
-    applyFrameFormats();
     applyCycleTimes();
     applyMultiplexing();
     applyLongNames();
@@ -64,12 +67,39 @@ std::vector<MessageDefinition> DbcResolver::resolve(std::optional<std::uint8_t> 
 
 /// Messages in use come first, so that references find them rather than a dropped one of the same identifier.
 void DbcResolver::indexMessages() {
+    std::unordered_map<std::uint32_t, std::size_t> last;
     for (const bool inUse : {true, false})
         for (std::size_t i = 0; i < statements.messages.size(); ++i) {
             const DbcMessageStatement& message = statements.messages[i];
-            if (message.dropReason.empty() == inUse && messagesById.emplace(message.rawId, i).second)
-                indexSignals(i);
+            if (message.dropReason.empty() != inUse)
+                continue;
+            if (!messagesById.emplace(message.rawId, i).second && inUse)
+                statements.messages[last[message.rawId]].next = i;
+            last[message.rawId] = i;
         }
+}
+
+/// What decides here is known only with the frame format.
+void DbcResolver::checkPlaces(DbcMessageStatement& statement) {
+    const unsigned longest = statement.message.isParameterGroup ? longestParameterGroup : longestFrame;
+    if (statement.message.length > longest)
+        statement.dropReason =
+            "length " + std::to_string(statement.message.length) + " is more than 64 bytes";
+    for (DbcSignalStatement& signal : statement.signals) {
+        if (!signal.dropReason.empty())
+            drop(statement, signal, signal.dropReason);
+        else if (signal.bytes > longest)
+            drop(statement, signal, "it lies beyond " + std::to_string(longest) + " bytes");
+    }
+}
+
+/// Of a message that is not used, nothing is worth a note but the message itself.
+void DbcResolver::drop(const DbcMessageStatement& message, DbcSignalStatement& signal,
+                       const std::string& why) {
+    signal.dropped = true;
+    if (message.dropReason.empty())
+        notes.dropped(signal.line, "signal " + signal.finalName() + " of message " + message.message.name +
+                                       " dropped: " + why);
 }
 
 void DbcResolver::indexSignals(std::size_t message) {
@@ -78,17 +108,26 @@ void DbcResolver::indexSignals(std::size_t message) {
         const auto [known, isNew] = signalsByName.emplace(SignalKey{message, signals[i].name}, i);
         if (isNew || signals[i].dropped)
             continue;
-        if (signals[known->second].dropped) {
+        if (signals[known->second].dropped)
             known->second = i;
-            continue;
-        }
-        signals[i].dropped = true;
-        if (statements.messages[message].dropReason.empty())
-            notes.dropped(signals[i].line, "signal " + signals[i].finalName() + " of message " +
-                                               statements.messages[message].message.name +
-                                               " dropped: it is already defined on line " +
-                                               std::to_string(signals[known->second].line));
+        else
+            addOfSameName(message, known->second, i);
     }
+}
+
+void DbcResolver::addOfSameName(std::size_t message, std::size_t first, std::size_t added) {
+    DbcMessageStatement& statement = statements.messages[message];
+    std::size_t count = 1;
+    std::size_t last = first;
+    for (; statement.signals[last].next; last = *statement.signals[last].next)
+        ++count;
+    DbcSignalStatement& signal = statement.signals[added];
+    const std::string line = "on line " + std::to_string(statement.signals[first].line);
+    if (count == mostOfOneName)
+        return drop(statement, signal,
+                    "it is already defined " + std::to_string(count) + " times, first " + line);
+    statement.signals[last].next = added;
+    signal.guesses.push_back("is already defined " + line + "; both are decoded");
 }
 
 std::optional<std::size_t> DbcResolver::findMessage(const DbcReference& object) {
@@ -105,77 +144,73 @@ std::optional<std::size_t> DbcResolver::findSignal(std::size_t message, std::str
     return found == signalsByName.end() ? std::nullopt : std::optional(found->second);
 }
 
-/// May be a dropped one. If there is none, that is noted.
-DbcSignalStatement* DbcResolver::signalOf(const DbcReference& object) {
-    const std::optional<std::size_t> message = findMessage(object);
-    if (!message)
-        return nullptr;
-    const std::optional<std::size_t> signal = findSignal(*message, object.signal);
-    if (signal)
-        return &statements.messages[*message].signals[*signal];
+void DbcResolver::noteMissingSignal(const DbcReference& object) {
     notes.dropped(object.line,
                   std::string(object.keyword) + " ignored: there is no " + describeDbcObject(object));
-    return nullptr;
+}
+
+void DbcResolver::applyValueTypes() {
+    for (const DbcValueTypeStatement& statement : statements.valueTypes)
+        forEachSignal(statement.object, [&](DbcMessageStatement&, DbcSignalStatement& signal) {
+            if (!signal.dropped && statement.type != 0)
+                applyValueType(statement, signal);
+        });
 }
 
 /// The width decides between float and double; there is no value type for other widths.
-void DbcResolver::applyValueTypes() {
-    for (const DbcValueTypeStatement& statement : statements.valueTypes) {
-        DbcSignalStatement* const found = signalOf(statement.object);
-        if (found == nullptr || found->dropped || statement.type == 0)
-            continue;
-        canSignalDef_t& signal = found->record();
-        const std::string subject =
-            "SIG_VALTYPE_ " + std::to_string(statement.type) + " of " + describeDbcObject(statement.object);
-        if (statement.type > 2) {
-            notes.dropped(statement.object.line, subject + " ignored: the value type is unknown");
-        } else if (signal.bits != 32 && signal.bits != 64) {
-            notes.dropped(statement.object.line, subject + ": a floating-point number of " +
-                                                     std::to_string(signal.bits) +
-                                                     " bits; the signal is dropped");
-            found->dropped = true;
-        } else {
-            if (signal.bits != statement.type * 32)
-                notes.guess(statement.object.line,
-                            subject + ": taken by its width of " + std::to_string(signal.bits) + " bits");
-            signal.type = signal.bits == 32 ? signalValue_t::Float : signalValue_t::Double;
-        }
+void DbcResolver::applyValueType(const DbcValueTypeStatement& statement, DbcSignalStatement& found) {
+    canSignalDef_t& signal = found.record();
+    const std::string subject =
+        "SIG_VALTYPE_ " + std::to_string(statement.type) + " of " + describeDbcObject(statement.object);
+    if (statement.type > 2) {
+        notes.dropped(statement.object.line, subject + " ignored: the value type is unknown");
+    } else if (signal.bits != 32 && signal.bits != 64) {
+        notes.dropped(statement.object.line, subject + ": a floating-point number of " +
+                                                 std::to_string(signal.bits) +
+                                                 " bits; the signal is dropped");
+        found.dropped = true;
+    } else {
+        if (signal.bits != statement.type * 32)
+            notes.guess(statement.object.line,
+                        subject + ": taken by its width of " + std::to_string(signal.bits) + " bits");
+        signal.type = signal.bits == 32 ? signalValue_t::Float : signalValue_t::Double;
     }
 }
 
 void DbcResolver::applyComments() {
     for (const DbcCommentStatement& statement : statements.comments) {
-        std::string* comment = nullptr;
-        if (!statement.object.signal.empty()) {
-            if (DbcSignalStatement* const signal = signalOf(statement.object))
-                comment = &signal->record().comment;
-        } else if (const auto message = findMessage(statement.object)) {
-            comment = &statements.messages[*message].message.comment;
-        }
-        if (comment == nullptr)
-            continue;
-        if (comment->empty())
-            *comment = unquoted(statement.text);
+        if (statement.object.signal.empty())
+            forEachMessage(statement.object, [&](DbcMessageStatement& message) {
+                applyComment(statement, message.message.comment);
+            });
         else
-            notes.dropped(statement.object.line,
-                          "CM_ ignored: " + describeDbcObject(statement.object) + " has a comment already");
+            forEachSignal(statement.object, [&](DbcMessageStatement&, DbcSignalStatement& signal) {
+                applyComment(statement, signal.record().comment);
+            });
     }
+}
+
+void DbcResolver::applyComment(const DbcCommentStatement& statement, std::string& comment) {
+    if (comment.empty())
+        comment = unquoted(statement.text);
+    else
+        notes.dropped(statement.object.line,
+                      "CM_ ignored: " + describeDbcObject(statement.object) + " has a comment already");
 }
 
 void DbcResolver::applyValues() {
     for (std::size_t i = 0; i < statements.valueTables.size(); ++i)
         tablesByName.insert_or_assign(statements.valueTables[i].table, i);
     for (const DbcValuesStatement& statement : statements.values) {
-        DbcSignalStatement* const signal = signalOf(statement.object);
-        if (signal == nullptr)
-            continue;
-        addValues(signal->record(), statement, statement.object);
-        if (statement.table.empty())
-            continue;
-        const auto table = tablesByName.find(statement.table);
-        if (table != tablesByName.end())
-            addValues(signal->record(), statements.valueTables[table->second], statement.object);
-        else
+        const auto table = statement.table.empty() ? tablesByName.end() : tablesByName.find(statement.table);
+        bool isUsed = false;
+        forEachSignal(statement.object, [&](DbcMessageStatement&, DbcSignalStatement& signal) {
+            isUsed = true;
+            addValues(signal.record(), statement, statement.object);
+            if (table != tablesByName.end())
+                addValues(signal.record(), statements.valueTables[table->second], statement.object);
+        });
+        if (isUsed && !statement.table.empty() && table == tablesByName.end())
             notes.dropped(statement.object.line,
                           "VAL_ ignored: there is no VAL_TABLE_ " + std::string(statement.table));
     }
@@ -194,43 +229,6 @@ void DbcResolver::addValues(canSignalDef_t& record, const DbcValuesStatement& so
     }
 }
 
-void DbcResolver::applyMultiplexing() {
-    for (const DbcMultiplexStatement& statement : statements.multiplexing) {
-        DbcSignalStatement* const signal = signalOf(statement.object);
-        if (signal == nullptr)
-            continue;
-        const std::size_t message = messagesById.at(statement.object.rawId);
-        const auto multiplexer = findSignal(message, statement.multiplexer);
-        if (!multiplexer) {
-            notes.dropped(statement.object.line, "SG_MUL_VAL_ ignored: there is no signal " +
-                                                     std::string(statement.multiplexer) + " in message " +
-                                                     std::to_string(statement.object.rawId));
-        } else if (signal->multiplexer() && signal->multiplexer() != multiplexer) {
-            notes.dropped(statement.object.line,
-                          "SG_MUL_VAL_ ignored: " + describeDbcObject(statement.object) +
-                              " has another multiplexer already");
-        } else {
-            auto& multiplexing = signal->definition.multiplexing;
-            if (!multiplexing)
-                multiplexing = {multiplexer, {}};
-            multiplexing->ranges.insert(multiplexing->ranges.end(), statement.ranges.begin(),
-                                        statement.ranges.end());
-            markMultiplexer(statement, statements.messages[message].signals[*multiplexer].record());
-        }
-    }
-    for (DbcMessageStatement& message : statements.messages)
-        if (message.dropReason.empty())
-            resolveMultiplexing(message, notes);
-}
-
-void DbcResolver::markMultiplexer(const DbcMultiplexStatement& statement, canSignalDef_t& multiplexer) {
-    if (multiplexer.multiplexer == 0)
-        notes.guess(statement.object.line, "SG_MUL_VAL_: signal " + multiplexer.signal + " of message " +
-                                               std::to_string(statement.object.rawId) +
-                                               " is not marked as a multiplexer; taken as one");
-    multiplexer.multiplexer = 1;
-}
-
 void DbcResolver::noteDroppedMessage(const DbcMessageStatement& statement) {
     notes.dropped(statement.line,
                   "message " + statement.message.name + " dropped" +
@@ -238,8 +236,25 @@ void DbcResolver::noteDroppedMessage(const DbcMessageStatement& statement) {
                       statement.dropReason);
 }
 
+/// What is said of a signal that is used. One that has bytes in no frame of the message is said to be not
+/// decoded, elsewhere.
+void DbcResolver::noteGuesses(const DbcMessageStatement& message, const DbcSignalStatement& signal) {
+    const MessageDefinition& definition = message.message;
+    const std::string subject = "signal " + signal.finalName() + " of message " + definition.name + " ";
+    if (signal.bytes > definition.length &&
+        whyNotDecodable(signal.record(), definition.isParameterGroup) == nullptr)
+        notes.guess(signal.line, subject + "reaches to byte " + std::to_string(signal.bytes) +
+                                     " of a message of " + std::to_string(definition.length) +
+                                     " bytes; kept");
+    for (const std::string& guess : signal.guesses)
+        notes.guess(signal.line, subject + guess);
+}
+
 /// Completes the records and leaves dropped signals out.
-MessageDefinition DbcResolver::finish(DbcMessageStatement& statement) const {
+MessageDefinition DbcResolver::finish(DbcMessageStatement& statement) {
+    for (const DbcSignalStatement& signal : statement.signals)
+        if (!signal.dropped)
+            noteGuesses(statement, signal);
     MessageDefinition& message = statement.message;
     message.place = notes.placeOf(statement.line);
     std::vector<DbcSignalStatement> signals = std::move(statement.signals);

@@ -42,7 +42,7 @@ void DbcParser::readSignal() {
         takeSignal(std::move(statement));
 }
 
-/// Nothing, `M`, `m<k>` or `m<k>M`.
+/// Nothing, `M`, `m<k>` or `m<k>M`. Some editors write `m` without a value where SG_MUL_VAL_ lines say more.
 void DbcParser::readMultiplexIndicator(DbcSignalStatement& statement) {
     if (lexer.peek() == ':' || !lexer.ok())
         return;
@@ -53,7 +53,8 @@ void DbcParser::readMultiplexIndicator(DbcSignalStatement& statement) {
         selector.remove_suffix(1);
     }
     statement.selector = selectorOf(selector);
-    if (!selector.empty() && !statement.selector)
+    statement.hasIndicator = selector == "m";
+    if (!selector.empty() && !statement.selector && !statement.hasIndicator)
         lexer.fail("':' or a multiplexer indicator", indicator);
 }
 
@@ -76,20 +77,20 @@ void DbcParser::readLayout(DbcSignalStatement& statement) {
 }
 
 void DbcParser::takeLayout(DbcSignalStatement& statement, std::uint64_t startbit, std::uint64_t bits) {
-    constexpr std::uint64_t mostBits = longestDbcMessage * 8;
-    if (bits == 0)
-        return drop(statement, "its width is 0");
-    if (bits > 64)
-        return drop(statement, "its width of " + std::to_string(bits) + " bits is more than 64");
-    if (startbit >= mostBits || endBit(startbit, bits, statement.record().endian) > mostBits)
-        return drop(statement, "it lies beyond 64 bytes");
-    statement.record().startbit = static_cast<std::uint16_t>(startbit);
-    statement.record().bits = static_cast<std::uint8_t>(bits);
-    const std::uint64_t bytes = (endBit(startbit, bits, statement.record().endian) + 7) / 8;
-    const unsigned length = statements.messages.back().message.length;
-    if (bytes > length)
-        guess(statement, "reaches to byte " + std::to_string(bytes) + " of a message of " +
-                             std::to_string(length) + " bytes; kept");
+    constexpr std::uint64_t mostBits = longestParameterGroup * 8;
+    statement.dropped = true;
+    if (bits == 0) {
+        statement.dropReason = "its width is 0";
+    } else if (bits > 64) {
+        statement.dropReason = "its width of " + std::to_string(bits) + " bits is more than 64";
+    } else if (startbit >= mostBits) {
+        statement.dropReason = "it lies beyond 64 bytes";
+    } else {
+        statement.dropped = false;
+        statement.record().startbit = static_cast<std::uint16_t>(startbit);
+        statement.record().bits = static_cast<std::uint8_t>(bits);
+        statement.bytes = (endBit(startbit, bits, statement.record().endian) + 7) / 8;
+    }
 }
 
 /// `(scale,offset) [minimum|maximum]`
@@ -107,9 +108,9 @@ void DbcParser::readScaling(DbcSignalStatement& statement) {
     statement.definition.maximum = lexer.number(clamped);
     lexer.expect(']');
     if (clamped)
-        guess(statement, "has a number beyond the range of a double; the closest is taken");
+        statement.guesses.emplace_back("has a number beyond the range of a double; the closest is taken");
     if (lexer.ok() && record.scale == 0)
-        guess(statement, "has scale 0; kept");
+        statement.guesses.emplace_back("has scale 0; kept");
 }
 
 void DbcParser::readReceivers(SignalDefinition& signal) {
@@ -126,24 +127,8 @@ void DbcParser::readReceivers(SignalDefinition& signal) {
 
 void DbcParser::takeSignal(DbcSignalStatement&& statement) {
     if (!isDbcIdentifier(statement.name))
-        guess(statement, "has a name that is not an identifier; kept");
+        statement.guesses.emplace_back("has a name that is not an identifier; kept");
     statements.messages.back().signals.push_back(std::move(statement));
-}
-
-/// Of a message that is not used, nothing is worth a note but the message itself.
-void DbcParser::guess(const DbcSignalStatement& statement, std::string_view what) {
-    const DbcMessageStatement& message = statements.messages.back();
-    if (lexer.ok() && message.dropReason.empty() && !statement.dropped)
-        notes.guess(statement.line, "signal " + statement.finalName() + " of message " +
-                                        message.message.name + " " + std::string(what));
-}
-
-void DbcParser::drop(DbcSignalStatement& statement, std::string_view why) {
-    const DbcMessageStatement& message = statements.messages.back();
-    if (message.dropReason.empty() && !statement.dropped)
-        notes.dropped(statement.line, "signal " + statement.finalName() + " of message " +
-                                          message.message.name + " dropped: " + std::string(why));
-    statement.dropped = true;
 }
 
 } // namespace rksignal

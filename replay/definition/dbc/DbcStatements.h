@@ -18,15 +18,21 @@
 
 namespace rksignal {
 
-/// In bytes: the longest that one frame carries.
-constexpr std::uint64_t longestDbcMessage = 64;
+/// The most messages of one identifier, and signals of one name in a message, that are used. It bounds the
+/// work that each further statement about them makes.
+constexpr std::size_t mostOfOneName = 8;
 
 struct DbcSignalStatement {
     SignalDefinition definition;           ///< as far as the SG_ line says; its `multiplexing`
                                            ///< refers to the statements of the message
     std::string_view name;                 ///< the short name, by which other statements refer to the signal
     std::optional<std::uint64_t> selector; ///< k of `m<k>`
-    bool dropped = false;                  ///< already noted; kept because other statements refer to it
+    bool hasIndicator = false;             ///< an `m` without k: SG_MUL_VAL_ lines have to say what it means
+    bool dropped = false;                  ///< kept because other statements refer to it
+    std::uint64_t bytes = 0;               ///< of a message, up to the end of the signal
+    std::string dropReason;                ///< found in its own line; not yet noted
+    std::vector<std::string> guesses;      ///< from its own line; not yet noted
+    std::optional<std::size_t> next;       ///< the next signal in use of the same name
     unsigned line = 0;
 
     canSignalDef_t& record() { return definition.can(); }
@@ -43,8 +49,9 @@ struct DbcMessageStatement {
     unsigned line = 0;
     std::uint32_t rawId = 0;
     std::vector<DbcSignalStatement> signals;
-    std::string dropReason; ///< not empty: the message is not used. Not yet noted.
-    bool broken = false;    ///< the reason is that the line could not be understood
+    std::string dropReason;          ///< not empty: the message is not used. Not yet noted.
+    bool broken = false;             ///< the reason is that the line could not be understood
+    std::optional<std::size_t> next; ///< the next message in use of the same identifier
 
     /// `its signal`, `its 3 signals`
     std::string describeSignals() const {
@@ -105,6 +112,7 @@ struct DbcStatements {
     std::vector<DbcAttributeStatement> cycleTimes;
     std::vector<std::string_view> frameFormatNames; ///< in the order of their numbers
     std::string_view defaultFrameFormat;
+    std::string_view protocol; ///< of the network
     std::string_view defaultCycleTime;
 };
 

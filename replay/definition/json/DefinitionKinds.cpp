@@ -26,17 +26,19 @@ constexpr std::uint64_t maxPduId = 0xFFFFFF;
 constexpr std::uint64_t lastLinId = 63;
 constexpr unsigned classicBytes = 8;
 constexpr std::uint64_t lastClassicBit = 63;
-constexpr std::uint64_t lastFdBit = 511;
+constexpr unsigned lastFdBit = 511;
+constexpr std::uint64_t lastGroupBit = 8 * longestParameterGroup - 1;
 constexpr std::uint64_t lastFlexRayBit = 2031; // of 254 bytes
 constexpr std::uint64_t lastSlot = 2047;
 constexpr std::uint64_t lastCycle = 63;
 constexpr std::uint64_t lastVlanId = 4095;
-constexpr std::uint64_t longestFrame = 64;
 
 // What messages and their signals say in the same words.
 constexpr const char* msgIdText = "Identifier of the frame, 11 bits, or 29 if extended is true";
 constexpr const char* extendedText = "29-bit identifier";
 constexpr const char* canFdText = "CAN FD frame";
+constexpr const char* j1939Text =
+    "Matched by parameter group and source address (SAE J1939), 0xFE being any source";
 constexpr const char* canChannelText =
     "Number of the bus channel; the signal is taken from all channels if it is absent";
 constexpr const char* messageText = "Name of the frame";
@@ -155,17 +157,26 @@ std::string checkCommon(const baseSignalDef_t& record) {
     return checkWidth(record);
 }
 
-/// For fields that lie in one word of 8 bytes.
-template <class Record>
-std::string checkWord(const Record& record) {
+/// For fields that lie within so many bytes.
+std::string checkEnd(const baseSignalDef_t& record, unsigned length) {
     const bitfield::ByteRange bytes = bitfield::byteRange(record.startbit, record.bits, record.endian);
-    if (bytes.startByte + unsigned{bytes.numBytes} > classicBytes) {
-        return "expected a field within 8 bytes, found " + shownField(record.bits, record.startbit);
+    if (bytes.startByte + unsigned{bytes.numBytes} > length) {
+        return "expected a field within " + std::to_string(length) + " bytes, found " +
+               shownField(record.bits, record.startbit);
     }
     return checkCommon(record);
 }
 
-std::string checkIdentifier(std::uint32_t id, bool extended) {
+/// For fields that lie in one word of 8 bytes.
+template <class Record>
+std::string checkWord(const Record& record) {
+    return checkEnd(record, classicBytes);
+}
+
+std::string checkIdentifier(std::uint32_t id, bool extended, bool j1939) {
+    if (j1939 && !extended) {
+        return "expected extended to be true of a parameter group of J1939";
+    }
     return id <= maxStandardId || extended
                ? ""
                : "expected an 11-bit msgId unless extended is true, found " + std::to_string(id);
@@ -185,11 +196,14 @@ std::string checkCanIdentity(const CanRow& row) {
     if (row.pduId && !row.canFD) {
         return "expected pduId where canFD is true only, found " + std::to_string(*row.pduId);
     }
+    if (row.j1939 && row.canFD) {
+        return "expected canFD or j1939, found both";
+    }
     return checkMultiplexing(row);
 }
 
 std::string checkCan(const CanRow& row) {
-    for (std::string wrong : {checkIdentifier(row.msgId, row.extended), checkCanIdentity(row)}) {
+    for (std::string wrong : {checkIdentifier(row.msgId, row.extended, row.j1939), checkCanIdentity(row)}) {
         if (!wrong.empty()) {
             return wrong;
         }
@@ -198,7 +212,12 @@ std::string checkCan(const CanRow& row) {
     if (bytes.numBytes > bitfield::maxRangeBytes) {
         return "expected a field that touches at most 8 bytes, found " + shownField(row.bits, row.startbit);
     }
-    return row.canFD ? checkCommon(row) : checkWord(row);
+    if (!row.canFD) {
+        return checkEnd(row, row.j1939 ? longestParameterGroup : classicBytes);
+    }
+    return row.startbit <= lastFdBit ? checkCommon(row)
+                                     : "expected a startbit of at most 511 in a CAN FD frame, found " +
+                                           std::to_string(row.startbit);
 }
 
 /// At each position a field must lie within the bytes that the decoder takes as one word.
@@ -266,7 +285,7 @@ predefinedInputs(SignalKind kind, const Table& names,
 const DefinitionKind<canSignalDef_t>& canKind() {
     using Row = CanRow;
     CommonFields common;
-    common.lastStartbit = lastFdBit;
+    common.lastStartbit = lastGroupBit;
     common.channel = canChannelText;
     static const DefinitionKind<canSignalDef_t> kind = {
         SignalKind::Can,
@@ -275,6 +294,7 @@ const DefinitionKind<canSignalDef_t>& canKind() {
             {required(field<Row>("msgId", &Row::msgId, IdentifierCodec{maxExtendedId}, msgIdText)),
              field<Row>("extended", &Row::extended, FlagCodec{}, extendedText),
              field<Row>("canFD", &Row::canFD, FlagCodec{}, canFdText),
+             field<Row>("j1939", &Row::j1939, FlagCodec{}, j1939Text),
              field<Row>("pduId", &Row::pduId, IdentifierCodec{maxPduId},
                         "PDU of a CAN FD frame that holds the signal"),
              field<Row>("message", &Row::message, TextCodec{}, messageText),
@@ -373,9 +393,10 @@ const Fields<MessageDefinition>& messageFields() {
         required(field<Message>("msgId", &Message::id, IdentifierCodec{maxExtendedId}, msgIdText)),
         field<Message>("extended", &Message::extended, FlagCodec{}, extendedText),
         field<Message>("canFD", &Message::canFd, FlagCodec{}, canFdText),
+        field<Message>("j1939", &Message::isParameterGroup, FlagCodec{}, j1939Text),
         field<Message>("channel", &Message::channel, IntegerCodec{0, max8}, canChannelText),
         field<Message>("message", &Message::name, TextCodec{}, messageText),
-        field<Message>("length", &Message::length, IntegerCodec{0, longestFrame},
+        field<Message>("length", &Message::length, IntegerCodec{0, longestParameterGroup},
                        "Bytes of the frame, by which shorter ones are noticed; 0: unknown"),
         field<Message>("sender", &Message::sender, TextCodec{}, senderText),
         field<Message>("cycleTime", &Message::cycleTime, NumberCodec{}, "Milliseconds between frames"),
@@ -385,7 +406,14 @@ const Fields<MessageDefinition>& messageFields() {
 }
 
 std::string checkMessage(const MessageDefinition& message) {
-    return checkIdentifier(message.id, message.extended);
+    if (message.length > longestFrame && !message.isParameterGroup) {
+        return "expected a length of at most 64, but for a parameter group of J1939, found " +
+               std::to_string(message.length);
+    }
+    if (message.canFd && message.isParameterGroup) {
+        return "expected canFD or j1939, found both";
+    }
+    return checkIdentifier(message.id, message.extended, message.isParameterGroup);
 }
 
 } // namespace rksignal

@@ -19,6 +19,7 @@ struct SignalRow : Record {
     std::vector<std::string> receivers;
     std::optional<std::string> multiplexedBy; ///< instance name
     std::vector<ValueRange> muxValues;        ///< in place of `mux`
+    bool j1939 = false;                       ///< of CAN: MessageDefinition::isParameterGroup
 };
 
 /// One kind of signals. A row here is all that reading, writing and the schema know of it.

@@ -3,13 +3,32 @@
 #include "definition/json/DefinitionKinds.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <variant>
 
 namespace rksignal {
 namespace {
+
+/// What tells messages apart in a file. Several may have the same: then the file makes one of them.
+auto identityOf(const MessageDefinition& message) {
+    return std::tuple(message.kind, message.id, message.extended, message.canFd, message.isParameterGroup,
+                      message.channel, message.pduId, message.name);
+}
+
+using Identities = std::map<decltype(identityOf({})), std::size_t>;
+
+/// How many messages have each.
+Identities identitiesOf(const std::vector<MessageDefinition>& messages) {
+    Identities identities;
+    for (const MessageDefinition& message : messages) {
+        ++identities[identityOf(message)];
+    }
+    return identities;
+}
 
 /// The signal as the file has it. What the reader finds out by itself is left out.
 template <class Kind>
@@ -20,6 +39,7 @@ typename Kind::Row rowOf(const Kind& /*kind*/, const MessageDefinition& message,
     row.minimum = signal.minimum;
     row.maximum = signal.maximum;
     row.receivers = signal.receivers;
+    row.j1939 = message.isParameterGroup;
     if (const auto& multiplexing = signal.multiplexing) {
         if (multiplexing->multiplexer && multiplexing->multiplexer != firstMultiplexer) {
             row.multiplexedBy = message.signals[*multiplexing->multiplexer].common().instance;
@@ -34,12 +54,14 @@ typename Kind::Row rowOf(const Kind& /*kind*/, const MessageDefinition& message,
 
 template <class Kind>
 JsonOutput writeSignals(const Kind& kind, const std::vector<MessageDefinition>& messages) {
+    const Identities identities = identitiesOf(messages);
     JsonOutput array = JsonOutput::array();
     for (const MessageDefinition& message : messages) {
         if (message.kind != kind.kind) {
             continue;
         }
-        const auto multiplexer = firstMultiplexer(message);
+        const bool isAlone = identities.at(identityOf(message)) == 1;
+        const auto multiplexer = isAlone ? firstMultiplexer(message) : std::nullopt;
         for (const SignalDefinition& signal : message.signals) {
             auto defaults = kind.defaults(signal.common().instance);
             if (kind.kind == SignalKind::Can) { // the default is to name none
@@ -60,8 +82,9 @@ bool hasMore(const MessageDefinition& message) {
 
 JsonOutput writeMessages(const std::vector<MessageDefinition>& messages) {
     JsonOutput array = JsonOutput::array();
+    Identities written;
     for (MessageDefinition message : messages) {
-        if (hasMore(message)) {
+        if (hasMore(message) && written[identityOf(message)]++ == 0) {
             if (!message.signals.empty()) { // which may have no name for it
                 message.name = message.signals.front().can().message;
             } else if (message.name == identifierText(message)) { // as the reader calls it

@@ -2,7 +2,7 @@
 
 #include "definition/json/DefinitionKinds.h"
 #include "definition/json/JsonTree.h"
-#include "file/InputFile.h"
+#include "file/Unpack.h"
 #include "text/ClosestNames.h"
 
 #include <algorithm>
@@ -39,6 +39,7 @@ MessageDefinition messageOf(const Row& row, SignalKind kind, bool anyChannel) {
     if constexpr (requires { row.pduId; }) {
         message.extended = row.extended;
         message.canFd = row.canFD;
+        message.isParameterGroup = row.j1939;
         message.channel = anyChannel ? std::nullopt : message.channel;
         message.pduId = row.pduId;
         message.name = row.message;
@@ -119,8 +120,9 @@ class DocumentReader {
 
     /// Of the message with the same identity, which is added if it is new.
     std::size_t indexOf(MessageDefinition&& message, const Place& place) {
-        const auto identity = std::tuple(message.kind, message.id, message.extended, message.canFd,
-                                         message.channel, message.pduId, message.name);
+        const auto identity =
+            std::tuple(message.kind, message.id, message.extended, message.canFd, message.isParameterGroup,
+                       message.channel, message.pduId, message.name);
         const auto [entry, isNew] = indices.try_emplace(identity, messages.size());
         if (isNew) {
             message.place = findings.placeText(place);
@@ -242,7 +244,7 @@ class DocumentReader {
 
     Findings& findings;
     std::vector<MessageDefinition> messages;
-    std::map<std::tuple<SignalKind, std::uint32_t, bool, bool, std::optional<std::uint8_t>,
+    std::map<std::tuple<SignalKind, std::uint32_t, bool, bool, bool, std::optional<std::uint8_t>,
                         std::optional<std::uint32_t>, std::string>,
              std::size_t>
         indices; ///< in `messages`
@@ -263,7 +265,7 @@ DefinitionFile parseJsonDefinitions(std::string_view text, const std::string& fi
 }
 
 DefinitionFile readJsonDefinitions(const std::string& path) {
-    return parseJsonDefinitions(InputFile(path).readAll(), path);
+    return parseJsonDefinitions(openUncompressed(path)->readAll(), path);
 }
 
 } // namespace rksignal

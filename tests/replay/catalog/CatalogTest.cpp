@@ -142,7 +142,6 @@ TEST(Catalog, RemarksSayWhatIsNotDecodedAndWhatGotAnotherName) {
     EXPECT_EQ(remarksOf(catalog), R"(same:1: message A is already defined exactly so
 other:1: message A has the identifier of A, defined otherwise; frames are decoded by both
 other:1: 1 of its instance names were taken, so A.S became A.S#2
-bound:4: signal M of message B reaches to byte 9 of a message of 8 bytes; kept
 bound:4: signal B.M is not decoded: it touches more than 8 bytes
 bound:5: signal B.S is not decoded: it depends on a multiplexer that is dropped
 bound:1: 1 of its instance names were taken, so A.S became A.S@3

@@ -53,16 +53,25 @@ const std::vector<WrongDocument> wrongDocuments = {
 #/can/0/valueDescriptions: expected an object with raw values and their texts, found an array
 #/can/0/msgId: expected an identifier from 0 to 536870911 or "0x0" to "0x1FFFFFFF", found true
 #/can/0/extended: expected true or false, found 1)"},
-    {"out of range", R"({"can": [{"instance": "A", "bits": 65, "startbit": 512, "channel": -1,
+    {"out of range", R"({"can": [{"instance": "A", "bits": 65, "startbit": 14280, "channel": -1,
                                   "tslId": 1.5, "pduId": "0x1000000", "msgId": 536870912}],
                          "lin": [{"instance": "L", "bits": 0, "msgId": 63}]})",
      R"(#/can/0/channel: expected an integer from 0 to 255, found -1
-#/can/0/startbit: expected an integer from 0 to 511, found 512
+#/can/0/startbit: expected an integer from 0 to 14279, found 14280
 #/can/0/bits: expected an integer from 1 to 64, found 65
 #/can/0/tslId: expected an integer from 0 to 255, found 1.5
 #/can/0/msgId: expected an identifier from 0 to 536870911 or "0x0" to "0x1FFFFFFF", found 536870912
 #/can/0/pduId: expected an identifier from 0 to 16777215 or "0x0" to "0xFFFFFF", found "0x1000000"
 #/lin/0/bits: expected an integer from 1 to 64, found 0)"},
+    {"parameter groups", R"({"messages": [{"msgId": 1, "extended": true, "length": 65}],
+        "can": [{"instance": "A", "bits": 8, "msgId": 1, "j1939": true},
+                {"instance": "B", "bits": 8, "msgId": 1, "j1939": true, "extended": true, "canFD": true},
+                {"instance": "C", "bits": 8, "msgId": 1, "canFD": true, "startbit": 512}]})",
+     R"(#/messages/0: expected a length of at most 64, but for a parameter group of J1939, found 65
+#/can/0: expected extended to be true of a parameter group of J1939
+#/can/1: expected canFD or j1939, found both
+#/can/2: expected a startbit of at most 511 in a CAN FD frame, found 512)",
+     true},
     {"positions",
      R"({"flexray": [{"instance": "A", "bits": 1, "startbit": 0}, {"instance": "B", "bits": 1, "positions": []},
         {"instance": "C", "bits": 1, "positions": [{"type": "static", "slot": 2048, "repetition": 0}, {"slots": 1}]}]})",

@@ -51,7 +51,10 @@ inline std::string shown(const std::vector<MessageDefinition>& definitions) {
     for (const MessageDefinition& message : definitions) {
         messages << message.name << (message.channel ? "@" + std::to_string(*message.channel) : "") << ' '
                  << std::hex << message.id << std::dec << (message.extended ? "x [" : " [") << message.length
-                 << (message.canFd ? " fd]" : "]") << (message.sender.empty() ? "" : " ") << message.sender
+                 << (message.canFd              ? " fd]"
+                     : message.isParameterGroup ? " j1939]"
+                                                : "]")
+                 << (message.sender.empty() ? "" : " ") << message.sender
                  << (message.comment.empty() ? "" : " # " + message.comment);
         if (message.cycleTime) {
             messages << " every " << *message.cycleTime << " ms";

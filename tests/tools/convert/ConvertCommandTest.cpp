@@ -41,7 +41,7 @@ TEST(Convert, RefusesWithoutTouchingTheOutput) {
     std::filesystem::create_symlink("a.log", folder.path("link.log"));
     const std::pair<const char*, const char*> rows[] = {
         {"a.dbc a.rktrace", "cannot convert a.dbc to a.rktrace: a .dbc becomes a .json, a trace becomes a "
-                            ".rktrace or a .log"},
+                            ".rktrace or .log"},
         {"a.log link.log", "the output would overwrite a.log, which is read"},
         {"none.dbc old.json", "cannot open none.dbc: No such file or directory"},
         {"can0=a.dbc none/a.json", "cannot write none/a.json: No such file or directory"},
@@ -111,7 +111,7 @@ TEST(ConvertTrace, SaysWhatCandumpLogsDoNotHold) {
     EXPECT_EQ(
         folder.run("rksignal convert a.rktrace a.log; rksignal convert -q a.rktrace b.rktrace").messages,
         "messages converted: 1\nnot held by the output: LIN frames (2), GPS messages (1), "
-        "records that are not CAN frames (1), malformed CAN frames (2)\n");
+        "inputs, keys and status of the logger (1), malformed frames (2)\n");
     EXPECT_EQ(folder.read("a.log"), "(0.000000002) can255 1FFFFFFF##0AB0001\n");
     EXPECT_EQ(folder.read("b.rktrace"), folder.read("a.rktrace"));
 }

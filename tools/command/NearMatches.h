@@ -1,5 +1,5 @@
 /// \file
-/// Definitions and options for channels that no trace has.
+/// Frames and definitions of CAN that nearly belong together, and options for channels that no trace has.
 #pragma once
 
 #include "catalog/Catalog.h"
@@ -21,5 +21,10 @@ std::vector<std::string> absentInterfaces(const Catalog& catalog, const ReplaySt
 /// frames did come; nothing where they did not come at all.
 void printMisplaced(std::ostream& out, const Catalog& catalog, const ReplayStatistics& statistics,
                     const ChannelMap& channels);
+
+/// For each definition file, says how many of the frames without a definition it would decode if the source
+/// address (the last 8 of 29 bits), the width of the identifier or the channel were ignored, in a line each.
+/// Takes linear time, at the end of a run.
+void printNearMatches(std::ostream& out, const Catalog& catalog, const ReplayStatistics& statistics);
 
 } // namespace rksignal

@@ -1,0 +1,235 @@
+"""Reads the frames of traces with independent readers, as the lines that list_frames prints.
+
+| files | reader | times | channels |
+|---|---|---|---|
+| .blf, .asc | python-can | floats, good for 1 us | it counts from 0, the files and we from 1 |
+| .trc | python-can | the same | as in the file; version 1.0 and 1.1 have none |
+| .log | python-can | the same | the digits at the end of the interface's name |
+| .mf4 | asammdf | the same | as in the file |
+| .pcap, .pcapng, .cap | tshark | exact | the interface's number; FlexRay channel B is one more |
+
+python-can reads CAN only. What it does not know is not counted as missing there (see judge.py).
+"""
+
+import json
+import os
+import pathlib
+import re
+import subprocess
+import time
+import warnings
+
+os.environ["TZ"] = "UTC"  # dates without a zone are taken for UTC
+time.tzset()
+warnings.simplefilter("ignore")
+
+
+class Reading:
+    """Frames of one file: tuples (nanoseconds, text of the rest of the line)."""
+
+    def __init__(self, judge, tolerance, buses):
+        self.judge = judge
+        self.tolerance = tolerance  # nanoseconds
+        self.buses = buses  # that the judge reads
+        self.frames = []
+        self.is_absolute = True  # whether its times have a date
+
+    def add(self, nanoseconds, bus, channel, identifier, flags, data):
+        channel = "*" if channel is None else channel
+        text = bytes(data).hex().upper() or "-"
+        self.frames.append((nanoseconds, f"{bus} {channel} {identifier} {flags} {text}"))
+
+    def add_kind(self, nanoseconds, kind):
+        self.frames.append((nanoseconds, f"- - - {kind} -"))
+
+
+def can_id(identifier, is_extended):
+    return f"{identifier:08X}" if is_extended else f"{identifier:03X}"
+
+
+def nanoseconds(seconds):
+    return round(seconds * 1_000_000_000)
+
+
+def read_python_can(path):
+    import can
+
+    ending = path.suffix.lower()
+    reading = Reading("python-can", 1000, {"can"})
+    options = {"relative_timestamp": False} if ending == ".asc" else {}
+    reader = {".blf": can.BLFReader, ".asc": can.ASCReader, ".trc": can.TRCReader,
+              ".log": can.CanutilsLogReader}[ending](path, **options)
+    for frame in reader:
+        at = nanoseconds(frame.timestamp)
+        channel = frame.channel
+        if ending == ".log":
+            channel = int(re.search(r"\d*$", str(channel)).group() or 0)
+        elif channel is not None:
+            channel = int(channel) + (ending != ".trc")
+        if frame.is_error_frame:
+            reading.add_kind(at, "error")
+        elif frame.is_remote_frame and not frame.is_fd:  # it takes FD frames without data in ASC logs for such
+            reading.add_kind(at, "remote")
+        else:
+            reading.add(at, "can", channel, can_id(frame.arbitration_id, frame.is_extended_id),
+                        "fd" if frame.is_fd else "-", frame.data)
+    if ending == ".trc":
+        reading.is_absolute = bool(reader.start_time)
+    elif ending == ".asc":
+        reading.is_absolute = bool(reader.start_time)
+    return reading
+
+
+def member(signals, event, name, index, default=0):
+    values = signals.get(f"{event}.{name}")
+    return default if values is None else values[index]
+
+
+def read_asammdf(path):
+    import asammdf
+
+    reading = Reading("asammdf", 1000, {"can", "lin", "flexray", "ethernet"})
+    with asammdf.MDF(path) as file:
+        start = nanoseconds(file.header.start_time.timestamp())
+        for number, group in enumerate(file.groups):
+            names = [channel.name for channel in group.channels]
+            events = [name for name in names if re.fullmatch(
+                r"(CAN_(Data|Remote|Error)Frame|LIN_(Frame|\w*Error)|FLX_(Frame|ErrorFrame)|ETH_(Frame|ErrorFrame))", name)]
+            if group.channel_group.cycles_nr == 0 or not events:
+                continue
+            signals = {}
+            for name in names:
+                if name.startswith(events[0] + "."):
+                    signal = file.get(name, group=number, raw=True)
+                    signals[name] = signal.samples
+                    times = signal.timestamps
+            for index, seconds in enumerate(times):
+                add_mdf_event(reading, start + nanoseconds(float(seconds)), events[0], signals, index)
+    return reading
+
+
+def add_mdf_event(reading, at, event, signals, index):
+    def value(name, default=0):
+        return int(member(signals, event, name, index, default))
+
+    def data(length):
+        return bytes(member(signals, event, "DataBytes", index, b"")[:length])
+
+    if "Error" in event:
+        reading.add_kind(at, "error")
+    elif event == "CAN_RemoteFrame":
+        reading.add_kind(at, "remote")
+    elif event == "CAN_DataFrame":
+        identifier = value("ID")
+        is_extended = bool(value("IDE", identifier >> 31))
+        reading.add(at, "can", value("BusChannel"), can_id(identifier & 0x1FFFFFFF, is_extended),
+                    "fd" if value("EDL") else "-", data(value("DataLength")))
+    elif event == "LIN_Frame":
+        length = value("ReceivedDataByteCount", value("DataLength"))
+        reading.add(at, "lin", value("BusChannel"), f"{value('ID') & 0x3F:02X}", "-", data(length))
+    elif event == "FLX_Frame":
+        reading.add(at, "flexray", value("BusChannel"), f"{value('ID')}.{value('CycleCount')}", "-",
+                    data(value("DataLength")))
+    elif event == "ETH_Frame":
+        head = b"".join(bytes(member(signals, event, name, index, b""))[:6] for name in ("Destination", "Source"))
+        reading.add(at, "ethernet", value("BusChannel"), "-", "-",
+                    head + value("EthType").to_bytes(2, "big") + data(value("DataLength")))
+
+
+def read_tshark(path):
+    reading = Reading("tshark", 0, {"can", "lin", "flexray", "ethernet"})
+    run = subprocess.run(["tshark", "-Q", "-n", "-r", path, "-T", "json", "-x", "-j", "frame can canfd lin flexray"],
+                         capture_output=True, check=True)
+    for packet in json.loads(run.stdout):
+        add_packet(reading, packet["_source"]["layers"])
+    return reading
+
+
+def add_packet(reading, layers):
+    frame = layers["frame"]
+    seconds, _, fraction = frame["frame.time_epoch"].partition(".")
+    at = int(seconds) * 1_000_000_000 + int(fraction.ljust(9, "0"))
+    raw = bytes.fromhex(layers["frame_raw"][0])
+    channel = int(frame.get("frame.interface_id", 0))
+    can = layers.get("can") or layers.get("canfd")
+    if int(frame["frame.cap_len"]) < int(frame["frame.len"]):
+        reading.add_kind(at, "truncated")
+    elif can:
+        add_can_packet(reading, at, channel, can, raw)
+    elif "lin" in layers:
+        add_lin_packet(reading, at, channel, layers["lin"], raw)
+    elif "flexray" in layers:
+        add_flexray_packet(reading, at, channel, layers["flexray"], raw)
+    elif frame["frame.protocols"].startswith("eth"):
+        reading.add(at, "ethernet", channel, "-", "-", raw)
+    else:
+        reading.add_kind(at, "other")
+
+
+def find(fields, name):
+    """The value of a field, however deep it is."""
+    for key, value in fields.items():
+        if key == name:
+            return value
+        inner = find(value, name) if isinstance(value, dict) else None
+        if inner is not None:
+            return inner
+    return None
+
+
+def is_set(fields, name):
+    return find(fields, name) in ("1", "True")
+
+
+def add_can_packet(reading, at, channel, fields, raw):
+    if is_set(fields, "can.flags.err"):
+        reading.add_kind(at, "error")
+        return
+    is_fd = find(fields, "canfd.flags.brs") is not None
+    if is_set(fields, "can.flags.rtr") and not is_fd:
+        reading.add_kind(at, "remote")
+        return
+    identifier = can_id(int(find(fields, "can.id")), is_set(fields, "can.flags.xtd"))
+    length = int(find(fields, "can.len"))
+    # 4 bytes of identifier and 4 of length and flags, wherever the link layer's head ends
+    start = find(fields, "can.len_raw")[1] + 4
+    reading.add(at, "can", channel, identifier, "fd" if is_fd else "-", raw[start:start + length])
+
+
+def add_lin_packet(reading, at, channel, fields, raw):
+    if int(find(fields, "lin.message_type")) != 0:
+        reading.add_kind(at, "other")
+    elif raw[7] & 0x1F:
+        reading.add_kind(at, "error")
+    else:
+        length = int(find(fields, "lin.length"))
+        reading.add(at, "lin", channel, f"{int(find(fields, 'lin.frame_id')):02X}", "-", raw[8:8 + length])
+
+
+def add_flexray_packet(reading, at, channel, fields, raw):
+    if int(find(fields, "flexray.ti")) != 1:
+        reading.add_kind(at, "other")
+        return
+    errors = ("fcrc_err", "hcrc_err", "fes_err", "cod_err", "tss_viol")
+    if any(is_set(fields, "flexray." + error) for error in errors):
+        reading.add_kind(at, "error")
+    elif not is_set(fields, "flexray.nfi"):
+        reading.add_kind(at, "other")
+    else:
+        channel += is_set(fields, "flexray.ch")
+        length = 2 * int(find(fields, "flexray.pl"))
+        reading.add(at, "flexray", channel, f"{find(fields, 'flexray.fid')}.{find(fields, 'flexray.cc')}", "-",
+                    raw[7:7 + length])
+
+
+READERS = {".blf": read_python_can, ".asc": read_python_can, ".trc": read_python_can, ".log": read_python_can,
+           ".mf4": read_asammdf, ".pcap": read_tshark, ".pcapng": read_tshark, ".cap": read_tshark}
+
+
+def read(path):
+    """The frames of a file, or None if no judge reads files of this ending."""
+    path = pathlib.Path(path)
+    reader = READERS.get(path.suffix.lower())
+    if reader is None or (path.suffix == ".log" and not path.read_bytes().lstrip().startswith(b"(")):
+        return None  # other logs have this ending, too
+    return reader(path)
