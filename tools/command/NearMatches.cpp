@@ -1,6 +1,7 @@
 #include "command/NearMatches.h"
 
 #include "catalog/ParameterGroup.h"
+#include "output/ListText.h"
 
 #include <algorithm>
 #include <array>
@@ -18,8 +19,6 @@ namespace rksignal {
 namespace {
 
 using ChannelSet = std::bitset<256>;
-
-constexpr std::size_t maxListed = 10;
 
 constexpr std::uint32_t extendedFlag = std::uint32_t{1} << 31;
 constexpr std::uint32_t groupFlag = std::uint32_t{1} << 30;
@@ -190,14 +189,9 @@ void printMisplaced(std::ostream& out, const Catalog& catalog, const ReplayStati
     for (const auto& [channel, messages] : findMisplaced(catalog, statistics)) {
         out << "no frame came on " << channels.nameOf(channel)
             << "; messages defined for it came on others: ";
-        for (std::size_t i = 0; i < std::min(messages.size(), maxListed); ++i) {
-            out << (i == 0 ? "" : ", ") << messages[i].message << " ("
-                << namesOf(messages[i].cameOn, channels) << ')';
-        }
-        if (messages.size() > maxListed) {
-            out << " and " << messages.size() - maxListed << " more";
-        }
-        out << '\n';
+        printList(out, messages, [&](const Misplaced& each) {
+            out << each.message << " (" << namesOf(each.cameOn, channels) << ')';
+        });
     }
 }
 

@@ -1,5 +1,7 @@
 #include "output/ReplaySummary.h"
 
+#include "output/ListText.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <iterator>
@@ -12,8 +14,6 @@
 
 namespace rksignal {
 namespace {
-
-constexpr std::size_t maxListed = 10; // of what is listed by name
 
 /// By PassedMessage, and whether the summary also says that there were none.
 constexpr std::pair<const char*, bool> passedNames[passedMessages] = {{"remote", true},
@@ -60,20 +60,6 @@ const char* plural(std::uint64_t count) {
     return count == 1 ? "" : "s";
 }
 
-/// Writes `a, b, c`, and how many more there are.
-template <class Items, class Print>
-void printList(std::ostream& out, const Items& items, Print&& print) {
-    const std::size_t listed = std::min(items.size(), maxListed);
-    for (std::size_t i = 0; i < listed; ++i) {
-        out << (i == 0 ? "" : ", ");
-        print(items[i]);
-    }
-    if (listed < items.size()) {
-        out << " and " << items.size() - listed << " more";
-    }
-    out << '\n';
-}
-
 /// Two hexadecimal digits.
 void printSource(std::ostream& out, const MessageDecoder& decoder) {
     printHex(out, *decoder.source(), 2);
@@ -102,10 +88,7 @@ std::vector<const MessageDecoder*> select(const Catalog& catalog, Condition&& ho
 void printShort(std::ostream& out, const Catalog& catalog) {
     const auto affected =
         select(catalog, [](const MessageDecoder& decoder) { return decoder.statistics().shortFrames > 0; });
-    if (affected.empty()) {
-        return;
-    }
-    out << "shorter than defined:\n";
+    out << (affected.empty() ? "" : "shorter than defined:\n");
     for (const MessageDecoder* const decoder : affected) {
         const MessageStatistics& counts = decoder->statistics();
         out << "  ";
@@ -214,15 +197,6 @@ void printSeveralChannels(std::ostream& out, const Catalog& catalog) {
     }
 }
 
-void printKinds(std::ostream& out, const ReplayStatistics& counts) {
-    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
-        if (counts.decoded[kind] + counts.unknown[kind] > 0) {
-            out << "  " << kindName(static_cast<SignalKind>(kind)) << ": " << counts.decoded[kind]
-                << " decoded, " << counts.unknown[kind] << " unknown\n";
-        }
-    }
-}
-
 void printCounts(std::ostream& out, const ReplayStatistics& counts) {
     const std::uint64_t decoded = ReplayStatistics::sum(counts.decoded);
     const std::uint64_t unknown = ReplayStatistics::sum(counts.unknown);
@@ -236,8 +210,11 @@ void printCounts(std::ostream& out, const ReplayStatistics& counts) {
         }
     }
     out << '\n';
-    if (!isCanOnly) {
-        printKinds(out, counts);
+    for (std::size_t kind = 0; kind < signalKinds && !isCanOnly; ++kind) {
+        if (counts.decoded[kind] + counts.unknown[kind] > 0) {
+            out << "  " << kindName(SignalKind(kind)) << ": " << counts.decoded[kind] << " decoded, "
+                << counts.unknown[kind] << " unknown\n";
+        }
     }
     if (counts.records > 0) {
         out << counts.records << " raw record" << plural(counts.records) << ", " << counts.droppedRecords
