@@ -1,22 +1,7 @@
-// Lines of any content as a candump log.
+// Logs of candump, and what it shows, of any content.
 
-#include "trace/CandumpLine.h"
-
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
+#include "TraceFuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    rksignal::CandumpLine line;
-    std::string_view rest(reinterpret_cast<const char*>(data), size);
-    while (!rest.empty()) {
-        const std::size_t length = std::min(rest.find('\n'), rest.size());
-        const bool good = rksignal::parseCandumpLine(rest.substr(0, length), line) == nullptr;
-        if (good && line.frame.length > line.frame.payload.size()) {
-            std::abort(); // nobody downstream expects that
-        }
-        rest.remove_prefix(std::min(length + 1, rest.size()));
-    }
-    return 0;
+    return fuzzTrace(rksignal::TraceFormat::Candump, data, size);
 }

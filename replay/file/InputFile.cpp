@@ -1,5 +1,6 @@
 #include "file/InputFile.h"
 
+#include "file/ContentStream.h"
 #include "text/Error.h"
 
 #include <algorithm>
@@ -17,6 +18,7 @@
 namespace rksignal {
 namespace {
 
+constexpr std::size_t maxContent = std::size_t{256} << 20; // of a compressed file that is read as a whole
 constexpr int maxOpenFiles = 256; // of the 1,024 descriptors that a process usually has
 
 std::atomic<int> openFiles = 0;
@@ -59,7 +61,8 @@ void ReadControl::waitFor(int descriptor) const {
 
 InputFile::InputFile(const std::string& path, ReadControl* control)
     : name(path), control(control),
-      handle(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)), isOwned(path != "-") {
+      handle(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)), isOwned(path != "-"),
+      openedPath(isOwned ? path : "") {
     if (handle < 0) {
         fail("open");
     }
@@ -81,6 +84,9 @@ InputFile::InputFile(int descriptor, std::string name, ReadControl* control)
 InputFile::InputFile(std::span<const std::uint8_t> memory, std::string name, ReadControl* control)
     : name(std::move(name)), control(control), isOwned(false), memory(memory), whole(memory),
       length(memory.size()) {}
+
+InputFile::InputFile(std::unique_ptr<ContentStream> content, std::string name, ReadControl* control)
+    : name(std::move(name)), control(control), isOwned(false), content(std::move(content)) {}
 
 InputFile::~InputFile() {
     if (isOwned && handle >= 0) {
@@ -119,10 +125,46 @@ void InputFile::park() {
     --openFiles;
 }
 
+std::uint64_t InputFile::position() const {
+    return content != nullptr ? content->position() : given;
+}
+
+const std::string& InputFile::damage() const {
+    static const std::string none;
+    return content != nullptr ? content->damage() : none;
+}
+
 std::uint64_t InputFile::size() const {
+    if (content != nullptr) {
+        return content->size();
+    }
     struct stat status {};
     const bool grows = isRegular && handle >= 0 && fstat(handle, &status) == 0;
     return grows ? static_cast<std::uint64_t>(status.st_size) : length;
+}
+
+bool InputFile::canReopen() const {
+    return content != nullptr ? content->canReopen() : isRegular || handle < 0;
+}
+
+std::unique_ptr<InputFile> InputFile::reopen() const {
+    if (content != nullptr) {
+        return std::make_unique<InputFile>(content->reopen(), name, control);
+    }
+    if (!isRegular) {
+        return std::make_unique<InputFile>(whole, name, control);
+    }
+    if (!openedPath.empty()) {
+        return std::make_unique<InputFile>(openedPath, control);
+    }
+    const int again = open(("/proc/self/fd/" + std::to_string(handle)).c_str(), O_RDONLY | O_CLOEXEC);
+    if (again < 0) {
+        fail("open");
+    }
+    lseek(again, static_cast<off_t>(start), SEEK_SET);
+    auto file = std::make_unique<InputFile>(again, name, control);
+    close(again);
+    return file;
 }
 
 bool InputFile::peekFurther() {
@@ -149,6 +191,9 @@ std::size_t InputFile::read(char* to, std::size_t size) {
 std::size_t InputFile::readFurther(char* to, std::size_t size) {
     if (control != nullptr && control->isStopped()) {
         throw ReadingStopped();
+    }
+    if (content != nullptr) {
+        return content->read(to, size);
     }
     if (handle < 0) {
         return parkedPath.empty() ? readMemory(to, size) : readParked(to, size);
@@ -254,7 +299,13 @@ std::string InputFile::readAll() {
         enlarge(text, used + std::max<std::size_t>(65536, used / 2));
         const std::size_t count = read(text.data() + used, text.size() - used);
         used += count;
+        if (content != nullptr && used > maxContent) {
+            throw Error(name + " holds more than " + std::to_string(maxContent >> 20) + " MB");
+        }
         if (count == 0) {
+            if (!damage().empty()) {
+                throw Error(name + ": " + damage());
+            }
             text.resize(used);
             return text;
         }

@@ -6,12 +6,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
 
 namespace rksignal {
+
+class ContentStream;
 
 /// Thrown by InputFile::read() after ReadControl::stop(). Caught by whoever owns the control.
 struct ReadingStopped {};
@@ -50,6 +53,8 @@ class InputFile {
     InputFile(int descriptor, std::string name, ReadControl* control);
     /// `memory` must outlive the file.
     InputFile(std::span<const std::uint8_t> memory, std::string name, ReadControl* control);
+    /// Gives the bytes of `content`.
+    InputFile(std::unique_ptr<ContentStream> content, std::string name, ReadControl* control);
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
@@ -63,20 +68,30 @@ class InputFile {
     /// Reads up to `size` bytes, at least one, waiting for them if need be. \return their number; 0 at the
     /// end \throws Error; the text names the file. ReadingStopped
     std::size_t read(char* to, std::size_t size);
-    /// Reads all the rest. \throws Error
+    /// Reads all the rest. \throws Error; also if it is damaged, or if a compressed file holds more than 256
+    /// MB
     std::string readAll();
-    /// Whether readAt() can be called: of a regular file and of memory, not of a pipe.
-    bool canReadAt() const { return isRegular || handle < 0; }
+    /// Whether readAt() can be called: of a regular file and of memory, not of a pipe and of what is
+    /// decompressed.
+    bool canReadAt() const { return content == nullptr && (isRegular || handle < 0); }
     /// Reads up to `size` bytes from `offset` on, counted from where reading has begun. Leaves read() where
     /// it is. REQUIRES: canReadAt(). \return their number, fewer than `size` only at the end \throws Error,
     /// ReadingStopped
     std::size_t readAt(std::uint64_t offset, void* to, std::size_t size);
     /// As it was given to the constructor.
     ReadControl* readControl() const { return control; }
-    /// Number of bytes that read() and readAt() have given, at most that of the file.
-    std::uint64_t position() const { return given; }
-    /// In bytes; 0 when it is not known, as for a pipe.
+    /// Number of bytes that read() and readAt() have given, at most that of the file. Of a
+    /// compressed file, how many were taken from it.
+    std::uint64_t position() const;
+    /// In bytes; 0 when it is not known, as for a pipe. That of the compressed file, if it is one.
     std::uint64_t size() const;
+    /// Why the content of a compressed file ended before its end; empty if it did not.
+    const std::string& damage() const;
+
+    /// Whether it can be read a second time, as regular files and memory can.
+    bool canReopen() const;
+    /// The same input from where it began. REQUIRES: canReopen() \throws Error
+    std::unique_ptr<InputFile> reopen() const;
 
   private:
     void inspect();
@@ -93,11 +108,13 @@ class InputFile {
     ReadControl* control;
     int handle = -1; ///< -1: memory, or a parked file
     bool isOwned = true;
+    std::string openedPath; ///< empty: opened as a descriptor
     bool isRegular = false;
     std::span<const std::uint8_t> memory; ///< what is left of it
     std::span<const std::uint8_t> whole;  ///< all of the memory
-    std::string parkedPath;               ///< of a file that is not kept open; else empty
-    dev_t device = 0;                     ///< which file that is, here and below
+    std::unique_ptr<ContentStream> content;
+    std::string parkedPath; ///< of a file that is not kept open; else empty
+    dev_t device = 0;       ///< which file that is, here and below
     ino_t inode = 0;
     std::uint64_t length = 0; ///< in the beginning; 0: not known
     std::uint64_t start = 0;  ///< where a regular file stood when it was given

@@ -5,7 +5,7 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint64_t day = 86'400 * nanosecondsPerSecond;
+constexpr std::uint64_t dayLength = 86'400 * nanosecondsPerSecond;
 
 /// The rest of a text that begins with `begin`; nothing if it does not.
 std::optional<std::string_view> behind(std::string_view text, std::string_view begin) {
@@ -86,9 +86,9 @@ bool BusmasterLog::setTime(std::uint64_t clock) {
         timestamp = moment.value_or(timestamp);
         return moment.has_value();
     }
-    const std::uint64_t midnight = timestamp - timestamp % day;
-    const bool isNextDay = clock + day / 2 < timestamp % day; // past midnight
-    const auto moment = later(midnight, clock + (isNextDay ? day : 0));
+    const std::uint64_t midnight = timestamp - timestamp % dayLength;
+    const bool isNextDay = clock + dayLength / 2 < timestamp % dayLength; // past midnight
+    const auto moment = later(midnight, clock + (isNextDay ? dayLength : 0));
     timestamp = moment.value_or(timestamp);
     return moment.has_value();
 }

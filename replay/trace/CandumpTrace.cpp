@@ -16,6 +16,7 @@ bool CandumpTrace::next() {
             return true;
         }
     }
+    conclude();
     return false;
 }
 
@@ -51,7 +52,7 @@ void CandumpTrace::deliver(MessageSink& sink, std::uint64_t time) {
 }
 
 void CandumpTrace::completeReport() {
-    if (const char* const note = screen.note()) {
+    if (const char* const note = screen.note(); note != nullptr && found.messages > 0) {
         found.remarks.add({path(), Severity::Note, note});
     }
 }

@@ -27,7 +27,7 @@ unsigned monthNumber(std::string_view name) {
     return month != std::end(months) ? month->number : 0;
 }
 
-bool take(std::string_view& text, std::string_view characters) {
+bool takeOneOf(std::string_view& text, std::string_view characters) {
     const bool isThere = !text.empty() && characters.find(text.front()) != characters.npos;
     text.remove_prefix(isThere ? 1 : 0);
     return isThere;
@@ -37,12 +37,12 @@ bool take(std::string_view& text, std::string_view characters) {
 /// milliseconds, without leading zeros, and more are decimals.
 std::optional<std::uint64_t> secondFraction(std::string_view text) {
     constexpr std::uint64_t millisecond = nanosecondsPerSecond / 1000;
-    if (text.size() <= 4 && take(text, ":")) {
+    if (text.size() <= 4 && takeOneOf(text, ":")) {
         const auto milliseconds = parseNumber<std::uint64_t>(text);
         return milliseconds ? std::optional(*milliseconds * millisecond) : std::nullopt;
     }
     std::size_t end = 0;
-    const std::uint64_t fraction = take(text, ".,:") ? decimals(text, end) : 0;
+    const std::uint64_t fraction = takeOneOf(text, ".,:") ? decimals(text, end) : 0;
     return end == text.size() ? std::optional(fraction) : std::nullopt;
 }
 
@@ -88,9 +88,9 @@ class DateWords {
         }
         const bool isYearFirst = word.starts_with('-');
         const std::string_view between = word.substr(0, 1);
-        const bool hasSecond = rksignal::take(word, ".:-");
+        const bool hasSecond = takeOneOf(word, ".:-");
         const auto second = takeNumber<unsigned>(word);
-        const bool hasThird = rksignal::take(word, between);
+        const bool hasThird = takeOneOf(word, between);
         const auto third = parseNumber<unsigned>(word);
         if (!first || !hasSecond || !second || !hasThird || !third) {
             return false;
@@ -121,9 +121,9 @@ class DateWords {
 
 std::optional<std::uint64_t> parseClock(std::string_view text) {
     const auto hours = takeNumber<std::uint16_t>(text);
-    const bool hasMinutes = take(text, ":");
+    const bool hasMinutes = takeOneOf(text, ":");
     const auto minutes = takeNumber<std::uint8_t>(text);
-    const bool hasSeconds = take(text, ":");
+    const bool hasSeconds = takeOneOf(text, ":");
     const auto seconds = takeNumber<std::uint8_t>(text);
     if (!hours || !hasMinutes || !minutes || *minutes > 59 || !hasSeconds || !seconds || *seconds > 60) {
         return std::nullopt;

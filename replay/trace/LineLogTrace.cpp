@@ -15,6 +15,7 @@ bool LineLogTrace::next() {
             return true;
         }
     }
+    conclude();
     return false;
 }
 
@@ -47,7 +48,7 @@ void LineLogTrace::deliver(MessageSink& sink, std::uint64_t time) {
 }
 
 void LineLogTrace::completeReport() {
-    if (const char* const note = log->note()) {
+    if (const char* const note = log->note(); note != nullptr && found.messages > 0) {
         found.remarks.add({path(), Severity::Note, note});
     }
 }

@@ -45,9 +45,10 @@ bool LineReader::next(std::string_view& line) {
     }
 }
 
-/// The bytes behind the last line end, if there are any.
+/// The bytes behind the last line end, if there are any. Where damage has cut them off, they are no line:
+/// what is left of a number would be another one.
 bool LineReader::lastLine(std::string_view& line) {
-    if (at == end) {
+    if (at == end || !file.damage().empty()) {
         return false;
     }
     line = give(at, end);

@@ -1,5 +1,7 @@
 #include "trace/NmeaTrace.h"
 
+#include <algorithm>
+
 namespace rksignal {
 namespace {
 
@@ -30,10 +32,14 @@ bool NmeaTrace::next() {
 bool NmeaTrace::nextSentence() {
     std::string_view line;
     while (nextLine(line)) {
-        text.assign(line).append(hasLineEnd() ? "\r\n" : "");
+        const std::string_view whole = sentenceIn(line);
+        text.assign(whole.empty() ? line : whole).append(hasLineEnd() ? "\r\n" : "");
         switch (reader.read(text, sentence)) {
         case NmeaSentenceReader::Result::Values:
             return true;
+        case NmeaSentenceReader::Result::Date:
+            zda = sentence;
+            break;
         case NmeaSentenceReader::Result::Damaged:
             countMalformed("not a whole sentence of NMEA 0183 with the right checksum");
             break;
@@ -61,7 +67,21 @@ void NmeaTrace::take() {
     }
 }
 
+/// The date of the ZDA sentence, or that of a day beside it if midnight lies between it and the message.
+void NmeaTrace::takeDate() {
+    if (!date && zda && timeOfDay) {
+        date = zda->midnight;
+        if (*timeOfDay > *zda->timeOfDay + day / 2) {
+            *date -= std::min(day, *date);
+        } else if (*timeOfDay + day / 2 < *zda->timeOfDay) {
+            *date += day;
+        }
+    }
+    zda.reset();
+}
+
 void NmeaTrace::setTime() {
+    takeDate();
     const std::uint64_t lastTimeOfDay = midnight ? now - *midnight : 0;
     if (date) {
         midnight = date;
@@ -70,6 +90,15 @@ void NmeaTrace::setTime() {
     }
     if (midnight && timeOfDay) {
         now = *midnight + *timeOfDay;
+    }
+    undated += midnight ? 0U : 1U;
+}
+
+void NmeaTrace::completeReport() {
+    if (!midnight && undated > 0) {
+        TraceSource::remark({path(), Severity::Warning,
+                             "no sentence (RMC, ZDA) gives a date: " + std::to_string(undated) +
+                                 " messages have no time and are not decoded"});
     }
 }
 

@@ -1,5 +1,7 @@
 #include "trace/Trace.h"
 
+#include "file/ContentKind.h"
+#include "file/Unpack.h"
 #include "trace/AscLine.h"
 #include "trace/BusmasterLine.h"
 #include "trace/CandumpTrace.h"
@@ -13,6 +15,8 @@
 #include "trace/TraceMerge.h"
 #include "trace/TrcLine.h"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -50,18 +54,67 @@ std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMa
     return std::make_unique<CandumpTrace>(std::move(file), channels);
 }
 
+/// The text of an error without the file that it names.
+std::string withoutName(std::string_view text, const std::string& name) {
+    text.remove_prefix(text.starts_with(name) ? name.size() : 0);
+    text.remove_prefix(std::min(text.find_first_not_of(": "), text.size()));
+    return std::string(text);
+}
+
+/// What there was instead of traces.
+std::string firstOf(const std::vector<Remark>& others) {
+    const std::string more = others.size() > 1 ? ", and " + std::to_string(others.size() - 1) + " more" : "";
+    return others.empty() ? "" : ": " + others.front().place + " " + others.front().text + more;
+}
+
 } // namespace
 
 struct Trace::State {
+    /// Adds a file, or all traces in an archive. \return the number of the first
     std::size_t add(File file, const TraceSettings& settings) {
         const std::string name = file->path();
         try {
-            const TraceFormat format = settings.format ? *settings.format : detectFormat(*file);
-            return add(openSource(std::move(file), format, channels), format, settings.shift);
+            Unpacked unpacked = unpack(std::move(file));
+            return unpacked.isArchive ? addMembers(std::move(unpacked), name, settings)
+                                      : addTrace(std::move(unpacked.files.front()), settings);
         } catch (const ReadingStopped&) { // while it waited for the first bytes
             auto empty = std::make_unique<InputFile>(std::span<const std::uint8_t>(), name, &control);
             return add(openSource(std::move(empty), TraceFormat::Candump, channels), TraceFormat::Candump, 0);
         }
+    }
+
+    /// \throws Error if it is of no known format
+    std::size_t addTrace(File file, const TraceSettings& settings) {
+        const auto format = settings.format ? settings.format : detectFormat(*file);
+        if (!format) {
+            throw Error(file->path() + " is " + std::string(contentKind(file->peeked())) + ", not a trace");
+        }
+        return add(openSource(std::move(file), *format, channels), *format, settings.shift);
+    }
+
+    /// What is no trace is passed over. \throws Error if nothing is one
+    std::size_t addMembers(Unpacked archive, const std::string& name, const TraceSettings& settings) {
+        const std::size_t first = formats.size();
+        std::vector<Remark> others;
+        for (File& file : archive.files) {
+            const std::string member = file->path();
+            try {
+                addTrace(std::move(file), settings);
+            } catch (const Error& error) {
+                others.push_back({member, Severity::Note, withoutName(error.what(), member)});
+            }
+        }
+        if (formats.size() == first) {
+            throw Error(name + " holds no trace" + (archive.damage.empty() ? "" : ": " + archive.damage) +
+                        firstOf(others));
+        }
+        for (Remark& remark : others) {
+            traces[first].remark(std::move(remark));
+        }
+        if (!archive.damage.empty()) {
+            traces[first].remark({name, Severity::Error, archive.damage});
+        }
+        return first;
     }
 
     std::size_t add(std::unique_ptr<TraceSource> source, TraceFormat format, std::int64_t shift) {

@@ -1,5 +1,7 @@
 #include "trace/TraceFormat.h"
 
+#include "file/ContentKind.h"
+#include "file/Unpack.h"
 #include "trace/AscLine.h"
 #include "trace/BusmasterLine.h"
 #include "trace/CandumpScreen.h"
@@ -35,9 +37,10 @@ constexpr Begin begins[] = {
 };
 
 bool isNmeaLine(std::string_view line) {
-    NmeaSentence sentence;
-    return line.starts_with('$') &&
-           NmeaSentenceReader().read(line, sentence) != NmeaSentenceReader::Result::Damaged;
+    NmeaSentence values;
+    const std::string_view sentence = sentenceIn(line);
+    return !sentence.empty() &&
+           NmeaSentenceReader().read(sentence, values) != NmeaSentenceReader::Result::Damaged;
 }
 
 bool isAscLine(std::string_view line) {
@@ -83,15 +86,6 @@ constexpr TextFormat texts[] = {
     {TraceFormat::Gvret, isGvretLine, GvretLog::header},
     {TraceFormat::Busmaster, isBusmasterLine, BusmasterLog::header},
 };
-
-struct Ending {
-    std::string_view text;
-    TraceFormat format;
-};
-
-constexpr Ending endings[] = {{".pcap", TraceFormat::Capture},   {".cap", TraceFormat::Capture},
-                              {".pcapng", TraceFormat::Capture}, {".nmea", TraceFormat::Nmea},
-                              {".asc", TraceFormat::Asc},        {".trc", TraceFormat::Trc}};
 
 /// The format of the first of `table` that `matches`.
 template <class Table, class Matches>
@@ -158,25 +152,6 @@ std::optional<TraceFormat> detectBinary(InputFile& file) {
     return binaryFormat(file.peeked());
 }
 
-/// By the content alone. \return nothing if it does not say
-std::optional<TraceFormat> detectContent(InputFile& file) {
-    if (const auto format = detectBinary(file)) {
-        return format;
-    }
-    HeadLines lines(file);
-    std::string_view line;
-    std::optional<TraceFormat> first;
-    for (bool isFirst = true; lines.next(line); isFirst = false) {
-        if (const auto format = lineFormat(line)) {
-            return format;
-        }
-        if (isFirst) {
-            first = damagedLineFormat(line);
-        }
-    }
-    return first;
-}
-
 } // namespace
 
 const char* formatName(TraceFormat format) {
@@ -186,24 +161,37 @@ const char* formatName(TraceFormat format) {
     return names[static_cast<std::size_t>(format)];
 }
 
-TraceFormat detectFormat(InputFile& file) {
-    if (const auto format = detectContent(file)) {
-        return *format;
-    }
-    const auto ending =
-        formatOf(endings, [&](const Ending& each) { return file.path().ends_with(each.text); });
-    return ending.value_or(TraceFormat::Candump);
-}
-
-std::optional<TraceFormat> detectTrace(const std::string& path) {
-    InputFile file(path);
-    if (file.size() == 0) {
-        return std::nullopt;
-    }
+std::optional<TraceFormat> detectFormat(InputFile& file) {
     if (const auto format = detectBinary(file)) {
         return format;
     }
+    const std::string_view kind = contentKind(file.peeked());
+    if (!file.peeked().empty() && kind != plainText && kind != unknownData) {
+        return std::nullopt;
+    }
     HeadLines lines(file);
+    std::string_view line;
+    if (!lines.next(line)) {
+        return TraceFormat::Candump;
+    }
+    const auto first = damagedLineFormat(line);
+    do {
+        if (const auto format = lineFormat(line)) {
+            return format;
+        }
+    } while (lines.next(line));
+    return first;
+}
+
+std::optional<TraceFormat> detectTrace(const std::string& path) {
+    const auto file = openUncompressed(path);
+    if (file->size() == 0) {
+        return std::nullopt;
+    }
+    if (const auto format = detectBinary(*file)) {
+        return format;
+    }
+    HeadLines lines(*file);
     std::string_view line;
     return lines.next(line) ? lineFormat(line) : std::nullopt;
 }

@@ -44,6 +44,7 @@ bool TraceMerge::next() {
 bool TraceMerge::advance(std::size_t input) {
     Input& trace = inputs[input];
     if (!trace.source->next()) {
+        trace.source->conclude();
         return false;
     }
     trace.time = shifted(trace.source->timestamp(), trace.shift);

@@ -35,6 +35,7 @@ class TraceMerge {
 
     std::size_t size() const { return inputs.size(); }
     const TraceSource& operator[](std::size_t trace) const { return *inputs[trace].source; }
+    TraceSource& operator[](std::size_t trace) { return *inputs[trace].source; }
 
   private:
     struct Input {

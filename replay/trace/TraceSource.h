@@ -38,8 +38,14 @@ class TraceSource {
     void conclude() {
         if (!std::exchange(isConcluded, true)) {
             completeReport();
+            if (!file->damage().empty()) {
+                remark(file->damage() + "; what stands before is used");
+            }
         }
     }
+
+    /// Adds something that was met outside the messages.
+    void remark(Remark remark) { found.remarks.add(std::move(remark)); }
 
     const std::string& path() const { return file->path(); }
     std::uint64_t position() const { return file->position(); } ///< bytes taken from the file so far

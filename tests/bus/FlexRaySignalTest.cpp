@@ -2,14 +2,10 @@
 /// FlexRay signals: where they are filed, what frames and records reach them, and their texts.
 #include "bus/FlexRaySignal.h"
 #include "rktrace/TraceRecord.h"
-#include "signal/BitModel.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
 
 #include <gmock/gmock.h>
-
-#include <list>
-#include <random>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -160,130 +156,6 @@ TEST_F(FlexRayTest, TextFormsAndDebugLines) {
 [DEBUG] FlexRaySignal::decodeMessage() Signal = s
 [DEBUG] FlexRaySignal::decodeMessage() s: payload to small
 )");
-}
-
-/// A slow model: what a received frame holds for a position, bit by bit.
-struct Model {
-    const FlexRayExtTraceMessage& message;
-
-    /// Where the data of the PDU begin, or a place past every frame.
-    int findPdu(std::uint32_t pduId) const {
-        const Bytes& bytes = message.payload;
-        for (std::size_t at = 0; at + 4 <= bytes.size() && bytes[at + 3] != 0; at += 4U + bytes[at + 3])
-            if (at + 4 + bytes[at + 3] >= message.data.size() % 256)
-                break;
-            else if (bytes[at] * 0x10000U + bytes[at + 1] * 0x100U + bytes[at + 2] == pduId)
-                return static_cast<int>(at + 4);
-        return 1'000'000;
-    }
-
-    std::optional<std::uint64_t> value(const flexRaySignalDef_t& def,
-                                       const flexRayPosition_t& position) const {
-        const flexRayPosition_t& first = def.positions[0]; // whose slot and segment count
-        const int cycles = message.cycle - position.baseCycle;
-        const bool received = first.slot == message.slot && first.type == (message.frameKind == 16) &&
-                              cycles >= 0 && cycles % std::max<int>(position.repetition, 1) == 0;
-        const bool fresh = position.pduId || !position.updateBit ||
-                           fieldValue(message.payload, {*position.updateBit}, 0, false) == 1;
-        const std::vector<int> bits = fieldBits(position.startBit, def.bits, def.endian);
-        const int moved = position.pduId ? findPdu(*position.pduId) : 0;
-        const int last = moved + std::max(bits.front(), bits.back()) / 8;
-        const std::size_t length = std::min(message.data.size() % 512 / 2 * 2, message.payload.size());
-        if (!received || !fresh || last >= static_cast<int>(length))
-            return std::nullopt;
-        return fieldValue(message.payload, bits, moved, def.type == signalValue_t::Signed);
-    }
-};
-
-/// Definitions and frames of two slots of either segment.
-class Random {
-  public:
-    template <class Number = std::uint8_t>
-    Number below(std::size_t limit) {
-        return static_cast<Number>(generator() % limit);
-    }
-
-    flexRaySignalDef_t definitionNamed(const std::string& instance) {
-        flexRaySignalDef_t def = definition(instance, std::vector(1 + below(3), position()));
-        def.bits = static_cast<std::uint8_t>(1 + below(57)); // at most 8 bytes anywhere
-        def.endian = below(2) == 0;
-        def.type = static_cast<signalValue_t>(below(4));
-        for (flexRayPosition_t& each : def.positions) {
-            each = position(below<std::uint16_t>(300), below(below(8) == 0 ? 256 : 4),
-                            below(below(8) == 0 ? 256 : 5));
-            each.type = below(2) == 0;
-            each.slot = below(2);
-            if (below(3) == 0)
-                each.updateBit = below<std::uint16_t>(400);
-            if (below(2) == 0)
-                each.pduId = below(4) + (below(8) == 0 ? 0x1000000U : 0); // which is too long
-        }
-        return def;
-    }
-
-    FlexRayExtTraceMessage frame() {
-        FlexRayExtTraceMessage message{
-            below<std::uint64_t>(~0UL), below(2), 1, Bytes(below(80)), below(2), below(6), {}};
-        message.frameKind |= 16;
-        message.payload.resize(message.data.size()); // without spare capacity
-        for (std::uint8_t& byte : message.payload)
-            byte = below(256);
-        for (std::size_t at = 0; below(12) != 0 && at + 4 <= message.payload.size();) {
-            std::fill_n(&message.payload[at], 2, std::uint8_t{0});
-            message.payload[at + 2] = below(5);
-            at += 4U + (message.payload[at + 3] %= 20);
-        }
-        if (below(4) == 0)
-            message.data.resize(below<std::size_t>(600));
-        return message;
-    }
-
-  private:
-    std::mt19937_64 generator{1};
-};
-
-/// A signal of the library, and what the model knows of it.
-struct Twin {
-    explicit Twin(const flexRaySignalDef_t& def) : real(def) {}
-
-    void decode(const FlexRayExtTraceMessage& message, std::vector<unsigned long>& ids) {
-        for (const flexRayPosition_t& each : real.definition.positions)
-            if (const auto value = Model{message}.value(real.definition, each)) {
-                raw = *value;
-                timestamp = message.timestamp;
-                ids.push_back(real.id);
-            }
-    }
-
-    FlexRaySignal real;
-    std::uint64_t raw = 0xAAAAAAAA, timestamp = 0x55555555;
-};
-
-TEST_F(FlexRayTest, EveryIdentifierAndSlotAsByTheModel) {
-    Random random;
-    std::size_t values = 0;
-    for (int round = 0; round < 2000 && !HasFailure(); ++round) {
-        BaseSignal::debug = round % 50 == 7 ? 1 : 0;
-        std::list<Twin> twins;
-        for (int count = random.below(8); count >= 0; --count)
-            twins.emplace_back(random.definitionNamed(std::to_string(count)));
-        for (int count = 0; count < 10; ++count) {
-            const FlexRayExtTraceMessage message = random.frame();
-            std::vector<unsigned long> expected;
-            for (Twin& twin : twins)
-                twin.decode(message, expected);
-            EXPECT_EQ(decode(message), expected) << message;
-            for (const Twin& twin : twins)
-                EXPECT_TRUE(twin.real.slot->raw == twin.raw && twin.real.slot->timestamp == twin.timestamp)
-                    << twin.real << '\n'
-                    << message;
-            values += expected.size();
-        }
-        twins.clear();
-        BaseSignal::debug = 0;
-        output.take();
-    }
-    EXPECT_GT(values, 5'000U);
 }
 
 } // namespace

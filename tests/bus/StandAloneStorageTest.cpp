@@ -19,154 +19,118 @@
 
 namespace {
 
-using Life = std::vector<std::unique_ptr<BaseSignal>>;
+using Ids = std::vector<unsigned long>;
+using Built = std::unique_ptr<BaseSignal>;
 
-/// One storage with a signal of each kind, two of CAN, which come and go at random, and the messages that
-/// each of them follows.
-class Client {
-  public:
-    explicit Client(SignalTables tables) : storage(tables), signals(kinds) {}
+template <class Signal, class Definition>
+Built built(const Definition& definition, SignalStorage& storage) {
+    return std::make_unique<Signal>(definition, false, &storage);
+}
 
-    void build(std::size_t kind) { signals[kind] = made(kind); }
-    void destroy(std::size_t kind) { signals[kind].reset(); }
+template <class Signal>
+Built input(const char* name, SignalStorage& storage) {
+    auto definition = byteDefinition<inputSignalDef_t>(name);
+    definition.bits = 32;
+    return built<Signal>(definition, storage);
+}
+
+template <std::uint32_t canId>
+Built can(SignalStorage& storage) {
+    auto definition = byteDefinition<canSignalDef_t>("can" + std::to_string(canId));
+    definition.msgId = canId;
+    return built<CANSignal>(definition, storage);
+}
+
+template <std::uint32_t canId>
+void sendCan(SignalStorage& storage, std::uint8_t value, Ids& ids) {
+    CANSignal::decodeMessage(CANExtTraceMessage{.length = 8, .canId = canId, .payload = {value}}, ids, 0,
+                             &storage);
+}
+
+Built flexRay(SignalStorage& storage) {
+    auto definition = byteDefinition<flexRaySignalDef_t>("flexray");
+    definition.positions = {{.type = true, .slot = 5, .repetition = 64},
+                            {.type = true, .slot = 5, .baseCycle = 60}};
+    return built<FlexRaySignal>(definition, storage);
+}
+
+Built ethernet(SignalStorage& storage) {
+    auto definition = byteDefinition<ethernetSignalDef_t>("ethernet");
+    definition.positions = {{.destinationPort = 2000}, {.destinationPort = 2001}};
+    return built<EthernetSignal>(definition, storage);
+}
+
+void sendStatus(SignalStorage& storage, std::uint8_t value, Ids& ids) {
+    InputSignal::decodeMessage(SystemMessage(0, SystemMessage::Status, std::to_string(value)), ids, &storage);
+    LoggerStatusSignal::updateTimestamp(7, &storage);
+}
+
+/// A way to build a signal, and to send it a message.
+struct Kind {
+    Built (*build)(SignalStorage& storage);
+    void (*send)(SignalStorage& storage, std::uint8_t value, Ids& ids);
+};
+
+const Kind kinds[] = {
+    {can<0>, sendCan<0>},
+    {can<1>, sendCan<1>},
+    {[](auto& storage) { return built<LINSignal>(byteDefinition<linSignalDef_t>("lin"), storage); },
+     [](auto& storage, auto value, auto& ids) {
+         LINSignal::decodeMessage({value, {value}, 0, 0}, ids, 0, &storage);
+     }},
+    {flexRay,
+     [](auto& storage, auto value, auto& ids) {
+         FlexRaySignal::decodeMessage({1, flexray::staticKind, 0, {value, value}, 5, 0, {value, value}}, ids,
+                                      0, &storage);
+     }},
+    {ethernet,
+     [](auto& storage, auto value, auto& ids) {
+         EthernetSignal::decodeMessage(MIITraceMessage{1, FrameText{}.with({value}), 0}, ids, &storage);
+     }},
+    {[](auto& storage) { return input<KeyboardSignal>("RC.F5", storage); },
+     [](auto& storage, auto value, auto& ids) {
+         InputSignal::decodeMessage(KeyboardMessage{1, 5, value}, ids, &storage);
+     }},
+    {[](auto& storage) { return input<DigitalSignal>("digital", storage); },
+     [](auto& storage, auto value, auto& ids) {
+         InputSignal::decodeMessage(GpioTraceMessage{1, {{0, value, 0xFF}}}, ids, 0, &storage);
+     }},
+    {[](auto& storage) { return input<AnalogSignal>("analog", storage); },
+     [](auto& storage, auto value, auto& ids) {
+         InputSignal::decodeMessage(AnalogTraceMessage{1, {{0, value, 0}}}, ids, 0, &storage);
+     }},
+    {[](auto& storage) { return input<LoggerStatusSignal>("Logger.Status", storage); }, sendStatus},
+    {[](auto& storage) { return input<GPSSignal>("GPS.Satellites", storage); },
+     [](auto& storage, auto value, auto& ids) {
+         const std::string fix = "$GPGGA,092204,,,,,1," + std::to_string(value) + ",,,,,,,\n";
+         GPSSignal::decodeMessage({1, "$GPRMC,092204,A,,,,,,,211200,,\n" + fix}, ids, &storage);
+     }},
+};
+
+/// One storage with at most a signal of each kind.
+struct Client {
     bool has(std::size_t kind) const { return signals[kind] != nullptr; }
-
-    /// Sends the kind its message with `value`. \return the identifiers reported
-    std::vector<unsigned long> send(std::size_t kind, std::uint8_t value) {
-        std::vector<unsigned long> ids;
-        switch (kind) {
-        case 0:
-        case 1: {
-            CANExtTraceMessage message{};
-            message.length = 8;
-            message.canId = static_cast<std::uint32_t>(kind);
-            message.payload[0] = value;
-            CANSignal::decodeMessage(message, ids, 0, &storage);
-            break;
-        }
-        case 2:
-            LINSignal::decodeMessage({value, {value}, 0, 3}, ids, 0, &storage);
-            break;
-        case 3: {
-            FlexRayExtTraceMessage message{};
-            message.frameKind = flexray::staticKind;
-            message.slot = 5;
-            message.payload = message.data = {value, value};
-            FlexRaySignal::decodeMessage(message, ids, 0, &storage);
-            break;
-        }
-        case 4: {
-            MIITraceMessage message;
-            message.frame = FrameText{}.with({value});
-            EthernetSignal::decodeMessage(message, ids, &storage);
-            break;
-        }
-        case 5:
-            InputSignal::decodeMessage(KeyboardMessage{1, 5, value}, ids, &storage);
-            break;
-        case 6: {
-            GpioTraceMessage message{};
-            message.elements.resize(1);
-            message.elements[0].value = value;
-            message.elements[0].mask = 0xFF;
-            InputSignal::decodeMessage(message, ids, 0, &storage);
-            break;
-        }
-        case 7: {
-            AnalogTraceMessage message{};
-            message.elements.resize(1);
-            message.elements[0].mantissa = value;
-            InputSignal::decodeMessage(message, ids, 0, &storage);
-            break;
-        }
-        case 8: {
-            SystemMessage message;
-            message.code = SystemMessage::Status;
-            message.text = std::to_string(value);
-            InputSignal::decodeMessage(message, ids, &storage);
-            LoggerStatusSignal::updateTimestamp(7, &storage);
-            break;
-        }
-        default:
-            GPSSignal::decodeMessage(
-                {1, "$GPRMC,092204.999,A,4250.5589,S,14718.5084,E,10.00,89.68,211200,,*14\r\n"}, ids,
-                &storage);
-        }
-        return ids;
-    }
+    void build(std::size_t kind) { signals[kind] = kinds[kind].build(storage); }
+    void destroy(std::size_t kind) { signals[kind].reset(); }
 
     /// Sends a message and expects that the kind's own signal alone has its value, if there is one.
     void expectOwn(std::size_t kind, std::uint8_t value) {
-        const auto ids = send(kind, value);
-        unsigned long raw = 0;
-        unsigned long timestamp = 0;
-        if (!has(kind)) {
-            EXPECT_EQ(ids.size(), 0U) << kind;
+        Ids ids;
+        kinds[kind].send(storage, value, ids);
+        unsigned long raw = 0, timestamp = 0;
+        EXPECT_EQ(ids, has(kind) ? Ids{signals[kind]->id} : Ids()) << kind;
+        if (!has(kind))
             return;
-        }
-        EXPECT_EQ(ids, std::vector<unsigned long>{signals[kind]->id}) << kind;
         EXPECT_TRUE(signals[kind]->read(raw, timestamp)) << kind;
-        EXPECT_EQ(raw, kind == gps ? 211'200U : value) << kind;
+        EXPECT_EQ(raw, value) << kind;
         EXPECT_EQ(BaseSignal::getInstance(ids.at(0), &storage), signals[kind].get());
         BaseSignal::clear(ids, &storage);
         EXPECT_FALSE(signals[kind]->read(raw, timestamp)) << kind;
-        BaseSignal::checkTimeout(1, lost, &storage);
+        BaseSignal::checkTimeout(1, ids, &storage);
     }
 
-    static constexpr std::size_t kinds = 10;
-    static constexpr std::size_t gps = 9;
-
-    SignalStorage storage;
-
-  private:
-    std::unique_ptr<BaseSignal> made(std::size_t kind) {
-        switch (kind) {
-        case 0:
-        case 1: {
-            auto definition = byteDefinition<canSignalDef_t>("can" + std::to_string(kind));
-            definition.msgId = static_cast<std::uint32_t>(kind);
-            return std::make_unique<CANSignal>(definition, false, &storage);
-        }
-        case 2: {
-            auto definition = byteDefinition<linSignalDef_t>("lin");
-            definition.msgId = 3;
-            return std::make_unique<LINSignal>(definition, false, &storage);
-        }
-        case 3: {
-            auto definition = byteDefinition<flexRaySignalDef_t>("flexray");
-            definition.positions = {{.type = true, .slot = 5}, {.type = true, .slot = 5, .baseCycle = 60}};
-            definition.positions[0].repetition = 64;
-            return std::make_unique<FlexRaySignal>(definition, false, &storage);
-        }
-        case 4: {
-            auto definition = byteDefinition<ethernetSignalDef_t>("ethernet");
-            definition.positions.resize(2);
-            definition.positions[0].destinationPort = 2000;
-            definition.positions[1].destinationPort = 2001;
-            return std::make_unique<EthernetSignal>(definition, false, &storage);
-        }
-        case 5:
-            return input<KeyboardSignal>("RC.F5");
-        case 6:
-            return input<DigitalSignal>("digital");
-        case 7:
-            return input<AnalogSignal>("analog");
-        case 8:
-            return input<LoggerStatusSignal>("Logger.Status");
-        default:
-            return input<GPSSignal>("GPS.Date");
-        }
-    }
-
-    template <class Signal>
-    std::unique_ptr<BaseSignal> input(const char* name) {
-        auto definition = byteDefinition<inputSignalDef_t>(name);
-        definition.bits = 32;
-        return std::make_unique<Signal>(definition, false, &storage);
-    }
-
-    Life signals;
-    std::vector<unsigned long> lost;
+    SignalStorage storage{SignalTables::Own};
+    std::vector<Built> signals{std::size(kinds)};
 };
 
 class StandAloneStorage : public SignalTest {
@@ -183,9 +147,8 @@ class StandAloneStorage : public SignalTest {
 };
 
 TEST_F(StandAloneStorage, FollowsItsOwnMessagesOnly) {
-    Client first(SignalTables::Own);
-    Client second(SignalTables::Own);
-    for (std::size_t kind = 0; kind < Client::kinds; ++kind) {
+    Client first, second;
+    for (std::size_t kind = 0; kind < std::size(kinds); ++kind) {
         first.build(kind);
         first.expectOwn(kind, 5);
         second.expectOwn(kind, 6);
@@ -204,9 +167,9 @@ TEST_F(StandAloneStorage, RandomLifeInFourThreadsDisturbsNobody) {
     for (unsigned number = 0; number < given.size(); ++number) {
         threads.emplace_back([number, &seen = given[number]] {
             std::mt19937 random(number);
-            Client client(SignalTables::Own);
+            Client client;
             for (int round = 0; round < 3'000; ++round) {
-                const std::size_t kind = random() % Client::kinds;
+                const std::size_t kind = random() % std::size(kinds);
                 if (random() % 4 != 0)
                     client.expectOwn(kind, static_cast<std::uint8_t>(random() % 90));
                 else if (client.has(kind))

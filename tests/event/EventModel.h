@@ -1,5 +1,6 @@
 /// \file
-/// The names in an event text, found position by position, and the tables and counters that follow from them.
+/// The names in an event text, found by a regular expression, and the tables and counters that follow from
+/// them.
 #pragma once
 
 #include "event/EventParser.h"
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
+#include <regex>
 #include <string_view>
 #include <tuple>
 #include <vector>
@@ -20,30 +22,18 @@ constexpr std::string_view eventNames[] = {
     "GPS.Satellites"};
 // clang-format on
 
-/// The length of `text` up to the end of the digits at `from`; 0 without digits there.
-inline std::size_t lengthWithDigits(std::string_view text, std::size_t from) {
-    const std::size_t end = std::min(text.find_first_not_of("0123456789", from), text.size());
-    return end > from ? end : 0;
-}
-
 /// The names as they are mentioned, in order.
 class EventMentions {
   public:
-    explicit EventMentions(std::string_view text) {
-        std::string index; // "AI." or "DI." when its number is next
-        for (std::size_t taken = 0; !text.empty(); text.remove_prefix(taken)) {
-            const std::string name(text.substr(0, longestName(text)));
-            const bool isInput = name.starts_with("AI.") || name.starts_with("DI.");
-            taken = isInput ? 3 : std::max<std::size_t>(name.size(), 1);
-            if (const std::size_t number = lengthWithDigits(text, text[0] == '+' || text[0] == '-');
-                !index.empty() && number > 0) {
-                taken = number;
-                names.push_back(index + std::string(text.substr(0, number)));
-            } else if (!name.empty() && !isInput) {
-                names.push_back(name);
-            }
-            index = isInput ? name.substr(0, 3) : "";
-        }
+    explicit EventMentions(const std::string& text) {
+        std::string pattern;
+        for (const std::string_view name : eventNames)
+            pattern += (pattern.empty() ? "" : "|") + std::string(name);
+        pattern = std::regex_replace(std::regex_replace(pattern, std::regex(R"(\.)"), R"(\.)"),
+                                     std::regex("#"), "[0-9]+");
+        const std::regex anyName(pattern);
+        for (std::sregex_iterator match(text.begin(), text.end(), anyName), end; match != end; ++match)
+            names.push_back(match->str());
     }
     /// The tables and counters of a scanner in their order.
     auto tables() const {
@@ -56,16 +46,6 @@ class EventMentions {
     std::vector<std::string> names;
 
   private:
-    static std::size_t longestName(std::string_view text) {
-        std::size_t longest = 0;
-        for (const std::string_view name : eventNames) {
-            const std::string_view letters = name.substr(0, name.find('#'));
-            if (text.starts_with(letters))
-                longest =
-                    std::max(longest, letters == name ? name.size() : lengthWithDigits(text, letters.size()));
-        }
-        return longest;
-    }
     std::set<std::string> starting(std::string_view source) const {
         std::set<std::string> found(names.begin(), names.end());
         std::erase_if(found, [&](const std::string& name) { return !name.starts_with(source); });

@@ -1,7 +1,7 @@
 // What the README and the documents show must be real: the example compiles and prints what it says, files,
 // options and presets exist.
 
-#include "Command.h"
+#include "tools/ProgramRun.h"
 
 #include <gtest/gtest.h>
 
@@ -18,10 +18,10 @@ namespace fs = std::filesystem;
 const fs::path project = PROJECT_FOLDER;
 const fs::path programs = fs::path(MAKE_DRIVE).parent_path();
 
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
+using rksignal::contentOf;
+
+std::string outputOf(const std::string& command) {
+    return rksignal::TemporaryFolder().run(command).output;
 }
 
 /// What the first group of `pattern` matches in `text`.
@@ -43,7 +43,7 @@ std::string firstBlock(const std::string& document, const std::string& language)
 TEST(Readme, ShowsWhatTheProgramsPrint) {
     const std::string readme = contentOf(project / "README.md");
     EXPECT_EQ(firstBlock(readme, "cpp"), contentOf(project / "examples/first_signal.cpp"));
-    EXPECT_EQ(firstBlock(readme, "text"), runCommand(FIRST_SIGNAL).output);
+    EXPECT_EQ(firstBlock(readme, "text"), outputOf(FIRST_SIGNAL));
     const std::string fence = "```sh\nbuild/release/bin/rksignal";
     int commands = 0;
     for (std::size_t at = readme.find(fence); at != readme.npos;
@@ -56,9 +56,8 @@ TEST(Readme, ShowsWhatTheProgramsPrint) {
         ASSERT_TRUE(std::regex_search(command, match, trace)) << command;
         const std::string output = match.str(1) == "log" ? " --output - " : " --records - ";
         command = std::regex_replace(command, trace, "--quiet -");
-        const std::string printed = runCommand("cd '" + project.string() + "' && " MAKE_DRIVE " 2>/dev/null" +
-                                               output + "| " + command)
-                                        .output;
+        const std::string printed =
+            outputOf("cd '" + project.string() + "' && " MAKE_DRIVE + output + "| " + command);
         EXPECT_EQ(firstBlock(shown, "text"), std::regex_replace(printed, std::regex("\n\n$"), "\n"));
     }
     EXPECT_EQ(commands, 3);
@@ -92,7 +91,7 @@ TEST(Documents, NameOnlyWhatExists) {
         }
         for (const char* program : {"rksignal decode", "rksignal trigger", "rksignal events",
                                     "rksignal check", "rksignal convert", "make_drive"}) {
-            const std::string help = runCommand((programs / program).string() + " --help").output;
+            const std::string help = outputOf((programs / program).string() + " --help");
             for (const std::string& use : matches(text, "(" + std::string(program) + " [^`\n]*)")) {
                 for (const std::string& option : matches(use, R"( (--?[a-z][a-z-]*))")) {
                     EXPECT_NE(help.find(option), std::string::npos) << use;

@@ -41,6 +41,9 @@ Record encoded(const Message& message) {
     return record;
 }
 
+template <class Message>
+concept EndsInText = std::derived_from<Message, SystemMessage> || std::same_as<Message, GPSTraceMessage>;
+
 /// Encodes, decodes and encodes again, which must come to the same; the text forms too. Cut records are
 /// refused.
 template <class Message>
@@ -54,7 +57,8 @@ Record roundTrip(const Message& message) {
     EXPECT_EQ(after.str(), before.str());
     EXPECT_EQ(encoded(decoded), record);
     EXPECT_EQ(recordTimestamp(record), message.timestamp);
-    EXPECT_FALSE(decodeRecord(std::span(record).first(13), decoded));
+    const std::size_t least = EndsInText<Message> || record.size() > 65'535 ? 14 : record.size();
+    EXPECT_FALSE(decodeRecord(std::span(record).first(least - 1), decoded));
     return record;
 }
 
@@ -208,26 +212,6 @@ std::string falseHead(std::uint32_t length) {
     return head + "\x01\x02\x03\x04";
 }
 
-// The records come back whatever false heads claim: bytes of one record or of many, to the end or past it.
-TEST(TraceRecordFile, FalseHeadsCostNoRecord) {
-    Random random;
-    for (int round = 0; round < 4; ++round) {
-        std::vector<Record> records;
-        std::string content = fileOf({});
-        std::size_t damage = 0;
-        while (content.size() < 700'000) {
-            for (std::size_t heads = random.below(4); heads > 0; --heads, damage += 12)
-                content += falseHead(static_cast<std::uint32_t>(
-                    random.below(2) == 0 ? random.below(300) : random.below(400'000)));
-            records.push_back(encoded(MIITraceMessage{random, random.bytes<Record>(700), random}));
-            content += fileOf({records.back()}).substr(8);
-        }
-        const auto result = read(content);
-        EXPECT_EQ(result->records, records);
-        EXPECT_EQ(result->damaged, damage);
-    }
-}
-
 // A reader that sums the bytes of every head anew takes minutes or hours for these.
 TEST(TraceRecordFile, FilesFullOfHeadsTakeNoLongerThanOthers) {
     const Record record = encoded(KeyboardMessage());
@@ -239,6 +223,7 @@ TEST(TraceRecordFile, FilesFullOfHeadsTakeNoLongerThanOthers) {
         {std::string("RKTR\0", 5), 4, 0},                      // 5 MB each, which overlap
         {falseHead(TraceRecordReader::maxRecordLength), 4, 0}, // past the end
         {falseHead(1'000'000) + whole, 4, 1},
+        {falseHead(20) + whole + falseHead(0), 1, 1}, // that end within a record, or at once
         {falseHead(TraceRecordReader::maxRecordLength) + std::string(88, 0), 40,
          0}, // more than a buffer holds
     };

@@ -97,18 +97,6 @@ TEST_F(SignalValue, WritingReadingAndTheirDebugLines) {
     }
 }
 
-TEST_F(SignalRegistry, ClearsInTheOrderOfTheListThenOfTheNames) {
-    static std::string cleared;
-    class Recording : public BaseSignal {
-      public:
-        Recording(const char* name, std::uint64_t number) : BaseSignal(byteDefinition(name)) { id = number; }
-        void clear() override { cleared += def.instance; }
-    };
-    const Recording c("c", 1), b("b", 2), a("a", 1), d("d", 3);
-    BaseSignal::clear({2, 1, 9, 2});
-    EXPECT_EQ(cleared, "bacb");
-}
-
 TEST_F(SignalRegistry, EarlierSignalKeepsItsNameAndRemovalGoesByNameAndIdentifier) {
     SignalStorage other;
     BaseSignal inDefault(byteDefinition("A")), first(byteDefinition("A"), false, &other);

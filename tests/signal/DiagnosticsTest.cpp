@@ -60,9 +60,7 @@ TEST_F(Diagnostics, AReceiverGetsDumpsAsOneText) {
     const FlexRaySignal signal(definition);
     std::vector<std::uint8_t> bytes(18, 0xAB);
     BaseSignal::debug = 1;
-    EXPECT_THAT(decodedIds<FlexRaySignal>(FlexRayExtTraceMessage{.data = bytes, .slot = 10, .payload = bytes},
-                                          std::uint8_t{0}),
-                ElementsAre(signal.id));
+    decodedIds<FlexRaySignal>(FlexRayExtTraceMessage{.data = bytes, .slot = 10, .payload = bytes});
     BaseSignal::debug = 0;
     EXPECT_THAT(lines, Contains(Pair(LogLevel::Debug, "FlexRaySignal::decodeMessage() Signal = S")));
     EXPECT_THAT(lines,

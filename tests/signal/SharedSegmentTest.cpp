@@ -8,7 +8,6 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <memory>
-#include <numeric>
 #include <optional>
 #include <poll.h>
 #include <sched.h>
@@ -95,24 +94,12 @@ TEST_F(SharedSegments, OtherProcessSeesValuesAtOnceAndKeepsARemovedSegment) {
 )"));
 
     BaseSignal::detachOnly = false;
-    BaseSignal::debug = 1;
     signal = std::make_unique<BaseSignal>(def, true);
     BaseSignal(signal.get()).def.instance = "mirror"; // leaves the segment to its parent
     signal.reset();
-    BaseSignal::debug = 0;
-    EXPECT_EQ(output.take(),
-              linesOf(def.instance, shmId, R"([INFO] BaseSignal::createSharedMemory() NAME: shmId = ID found
-[DEBUG] BaseSignal::createSharedMemory() NAME: key = KEY, shmId = ID, initSmData = false
-[DEBUG] BaseSignal::cInit() NAME:d_lsbBit=0,d_startByte=0,d_bytes=8,d_shift=0,d_maksBits=ffffffffffffffff,d_signBit=8000000000000000,d_rawMask=ffffffffffffffff
-[DEBUG] BaseSignal::BaseSignal() NAME created (shared memory)
-[DEBUG] BaseSignal::BaseSignal() instance=NAME,signal=Signal,shmem=true,valid=true,value=0 (0x3),timestamp=1970-01-01 00:00:00.000000004 (0x4)
-[DEBUG] BaseSignal::BaseSignal() child NAME created (shared memory)
-[DEBUG] BaseSignal::BaseSignal() instance=NAME,signal=Signal,shmem=true,valid=true,value=0 (0x3),timestamp=1970-01-01 00:00:00.000000004 (0x4)
-[DEBUG] BaseSignal::~BaseSignal() mirror deleted (no shared memory found)
-[INFO] BaseSignal::~BaseSignal() NAME: shmId = ID destroyed
-[DEBUG] BaseSignal::~BaseSignal() NAME, shared memory and mutex deleted
-[DEBUG] BaseSignal::~BaseSignal() NAME deleted
-)"));
+    EXPECT_EQ(output.take(), linesOf(def.instance, shmId,
+                                     "[INFO] BaseSignal::createSharedMemory() NAME: shmId = ID found\n"
+                                     "[INFO] BaseSignal::~BaseSignal() NAME: shmId = ID destroyed\n"));
     EXPECT_EQ(segmentOf(def.instance), -1);
     EXPECT_EQ(peer.step(), "3");
 }
@@ -267,146 +254,88 @@ void makeNext(key_t key) {
     unlink("/tmp/last");
 }
 
-/// Two signals, A and B, in processes of their own. Each step builds one, says what it finds, and writes.
-struct TwoSignals {
-    static std::string build(const std::string& name, unsigned long raw) {
-        static std::unique_ptr<BaseSignal> signal;
-        const CapturedOutput output;
-        BaseSignal::detachOnly = true;
-        signal.reset();
-        signal = std::make_unique<BaseSignal>(byteDefinition(name), true);
-        const bool isPrivate = signal->slot == &signal->privateSlot;
-        const std::string value = rawText(*signal), lines = output.out.text();
-        const auto belongs = lines.find("already belongs");
-        signal->writeRaw(raw, 1);
-        return name + (isPrivate ? " private " : " shared ") + value +
-               (belongs == std::string::npos ? "\n" : ": " + lines.substr(belongs));
-    }
-    Peer a{{[] { return build("A", 1); }, [] { return build("A", 2); }}};
-    Peer b{{[] { return build("B", 3); }, [] { return build("B", 4); }}};
-};
+/// Builds a signal, says what it finds, and writes.
+std::string buildAndWrite(const std::string& name, unsigned long raw) {
+    static std::unique_ptr<BaseSignal> signal;
+    const CapturedOutput output;
+    BaseSignal::detachOnly = true;
+    signal.reset();
+    signal = std::make_unique<BaseSignal>(byteDefinition(name), true);
+    const bool isPrivate = signal->slot == &signal->privateSlot;
+    const std::string value = rawText(*signal), lines = output.out.text();
+    const auto belongs = lines.find("already belongs");
+    signal->writeRaw(raw, 1);
+    return name + (isPrivate ? " private " : " shared ") + value +
+           (belongs == std::string::npos ? "\n" : ": " + lines.substr(belongs));
+}
 
-/// The texts, which are made in this order.
-std::string inOrder(std::initializer_list<std::string> texts) {
-    return std::accumulate(texts.begin(), texts.end(), std::string());
+/// Two signals, A and B, in processes of their own, and what happens meanwhile in /tmp.
+std::string runTwoSignals(const std::string& steps) {
+    const auto build = [](const char* name, unsigned long raw) {
+        return [=] { return buildAndWrite(name, raw); };
+    };
+    const Peer a{{build("A", 1), build("A", 2)}}, b{{build("B", 3), build("B", 4)}};
+    std::vector<int> foreign;
+    std::string text;
+    const std::map<char, std::function<void()>> actions = {
+        {'a', [&] { text += a.step(); }},
+        {'b', [&] { text += b.step(); }},
+        {'k', // leave the key file of A, without a segment
+         [&] {
+             const CapturedOutput output;
+             const BaseSignal signal(byteDefinition("A"), true);
+         }},
+        {'n', [&] { makeNext(keyOf("A")); }},
+        {'m', [&] { fs::rename("/tmp/A", "/tmp/B"); }},
+        {'2', [&] { makeFile("A"), fs::create_hard_link("/tmp/A", "/tmp/B"); }},
+        {'h', [&] { EXPECT_NE(shmget(keyOf("A"), 104, IPC_CREAT | 0666), -1); }}, // made by hand
+        {'d', [&] { fs::remove("/tmp/A"); }},
+        {'c', [&] { text += claimOf("B").substr(0, 2) + claimOf("A").substr(0, 2); }},
+        {'t', // take all keys that can be had
+         [&] {
+             makeFile("first");
+             for (key_t i = 0; i < 200; ++i)
+                 foreign.push_back(shmget(keyOf("first") + i, 104, IPC_CREAT | IPC_EXCL | 0666));
+         }},
+        {'f', // free them again
+         [&] {
+             text += fs::exists("/tmp/A") ? "published\n" : "";
+             for (const int segment : foreign)
+                 shmctl(segment, IPC_RMID, nullptr);
+         }},
+    };
+    for (const char step : steps)
+        actions.at(step)();
+    return text;
 }
 
 /// No process reads another signal's value, wherever keys meet.
 TEST_F(SharedSegments, KeysThatMeetGiveNobodyTheValueOfAnother) {
-    const auto endLeavingKeyFile = [](const std::string& name) {
-        const CapturedOutput output;
-        const BaseSignal signal(byteDefinition(name), true);
-        return keyOf(name);
-    };
-    const auto makeBothKeyFiles = [] {
-        makeFile("A");
-        fs::create_hard_link("/tmp/A", "/tmp/B");
-    };
     const struct {
-        const char* name;
-        std::function<std::string()> run;
-        const char* expected;
+        const char *name, *steps, *expected;
     } rows[] = {
-        {"a key file without a segment keeps its key",
-         [&] {
-             const TwoSignals two;
-             makeNext(endLeavingKeyFile("A"));
-             return inOrder({two.b.step(), two.a.step(), two.b.step(), two.a.step()});
-         },
+        {"a key file without a segment keeps its key", "knbaba",
          "B shared invalid\nA shared invalid\nB shared 3\nA shared 1\n"},
-        {"a deleted key file gives its key up",
-         [&] {
-             const TwoSignals two;
-             endLeavingKeyFile("A");
-             fs::rename("/tmp/A", "/tmp/B");
-             return inOrder(
-                 {two.b.step(), two.a.step(), claimOf("B").substr(0, 2), claimOf("A").substr(0, 2)});
-         },
-         "B shared invalid\nA shared invalid\nB/A/"},
-        {"a deleted key file keeps its key for the segment that it has left",
-         [&] {
-             const TwoSignals two;
-             const std::string first = two.a.step();
-             fs::rename("/tmp/A", "/tmp/B");
-             return first + two.b.step();
-         },
+        {"a deleted key file gives its key up", "kmbac", "B shared invalid\nA shared invalid\nB/A/"},
+        {"a deleted key file keeps its key for the segment that it has left", "amb",
          "A shared invalid\nB private invalid: already belongs to A\n"},
-        {"two old key files, A first",
-         [&] {
-             const TwoSignals two;
-             makeBothKeyFiles();
-             return inOrder({two.a.step(), two.b.step(), two.a.step()});
-         },
+        {"two old key files, A first", "2aba",
          "A shared invalid\nB private invalid: already belongs to A\nA shared 1\n"},
-        {"two old key files, B first",
-         [&] {
-             const TwoSignals two;
-             makeBothKeyFiles();
-             return inOrder({two.b.step(), two.a.step(), two.b.step()});
-         },
+        {"two old key files, B first", "2bab",
          "B shared invalid\nA private invalid: already belongs to B\nB shared 3\n"},
-        {"two old key files, and a segment made by hand for one of them",
-         [&] {
-             const TwoSignals two;
-             makeBothKeyFiles();
-             EXPECT_NE(shmget(keyOf("A"), 104, IPC_CREAT | 0666), -1);
-             const std::string refused = inOrder({two.a.step(), two.b.step()});
-             fs::remove("/tmp/A");
-             return refused + two.b.step();
-         },
-         "A private invalid: already belongs to B\nB private invalid: already belongs to A\n"
-         "B shared invalid\n"},
-        {"all keys that can be had are taken",
-         [&] {
-             const TwoSignals two;
-             makeFile("first");
-             std::vector<int> foreign;
-             for (key_t i = 0; i < 200; ++i)
-                 foreign.push_back(shmget(keyOf("first") + i, 104, IPC_CREAT | IPC_EXCL | 0666));
-             const std::string text =
-                 inOrder({two.a.step(), fs::exists("/tmp/A") ? "published\n" : "", two.a.step()});
-             for (const int segment : foreign)
-                 shmctl(segment, IPC_RMID, nullptr);
-             return text + two.b.step();
-         },
+        {"two old key files, and a segment made by hand for one of them", "2habdb",
+         "A private invalid: already belongs to B\nB private invalid: already belongs to A\nB shared "
+         "invalid\n"},
+        {"all keys that can be had are taken", "taafb",
          "A private invalid: already belongs to another segment\n"
          "A private invalid: already belongs to another segment\nB shared invalid\n"},
-        {"five hundred signals on a file system with few inode numbers",
-         [&] {
-             std::vector<std::unique_ptr<BaseSignal>> signals;
-             const auto buildAll = [&] {
-                 const CapturedOutput quiet;
-                 for (int i = 0; i < 500; ++i) {
-                     if (i == 250)
-                         makeNext(keyOf("0"));
-                     signals.push_back(std::make_unique<BaseSignal>(byteDefinition(std::to_string(i)), true));
-                 }
-                 return std::string();
-             };
-             const Peer reader({buildAll, [&] {
-                                    std::string wrong;
-                                    for (std::size_t i = 0; i < signals.size(); ++i)
-                                        wrong += rawText(*signals[i]) == std::to_string(i) ? "" : "wrong ";
-                                    return wrong;
-                                }});
-             buildAll();
-             for (std::size_t i = 0; i < signals.size(); ++i)
-                 signals[i]->writeRaw(i, 1);
-             reader.step();
-             std::string wrong = reader.step();
-             const CapturedOutput quiet;
-             signals.clear();
-             return wrong;
-         },
-         ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const Peer system({[&] { return isolate() ? row.run() : "not isolated"; }});
+    for (const auto& [name, steps, expected] : rows) {
+        const Peer system({[&] { return isolate() ? runTwoSignals(steps) : "not isolated"; }});
         const std::string answer = system.step();
         if (answer == "not isolated")
             GTEST_SKIP() << "this user may not have a /tmp of his own";
-        EXPECT_EQ(answer, row.expected);
+        EXPECT_EQ(answer, expected) << name;
     }
 }
 
@@ -523,26 +452,22 @@ TEST_F(SharedSegments, OfTwoProcessesThatStartAtOnceOneCreatesAndNoValueIsWiped)
     }
 }
 
-/// Signals in a global container, which is destroyed after everything that the library has made meanwhile.
+/// In a global container, which is destroyed after everything that the library has made meanwhile.
 std::vector<std::unique_ptr<BaseSignal>> global;
 
 TEST_F(SharedSegments, GlobalSignalsAreRemovedWhenTheProcessEnds) {
-    const baseSignalDef_t def = definition("S");
+    const baseSignalDef_t defs[] = {definition("S"), definition("T")};
     const pid_t process = fork();
     if (process == 0) {
-        for (const char* const suffix : {"", "2", "3"}) {
-            baseSignalDef_t copy = def;
-            copy.instance += suffix;
-            global.push_back(std::make_unique<BaseSignal>(copy, true));
-        }
+        for (const baseSignalDef_t& def : defs)
+            global.push_back(std::make_unique<BaseSignal>(def, true));
         std::exit(0);
     }
     int status = -1;
     waitpid(process, &status, 0);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(segmentOf(def.instance), -1);
-    for (const char* const name : {"S2", "S3"})
-        EXPECT_EQ(segmentOf(definition(name).instance), -1);
+    for (const baseSignalDef_t& def : defs)
+        EXPECT_EQ(segmentOf(def.instance), -1);
 }
 
 TEST_F(SharedSegments, ThreadsBuildAndDestroyInStoragesOfTheirOwn) {

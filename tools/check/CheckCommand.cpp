@@ -1,29 +1,20 @@
 #include "check/CheckCommand.h"
 
 #include "command/DefinitionArguments.h"
+#include "command/FileEnding.h"
 #include "command/UsageError.h"
 #include "definition/dbc/DbcDetection.h"
 #include "output/OutputBuffer.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cctype>
-#include <filesystem>
 #include <memory>
 #include <sstream>
 
 namespace rksignal {
 namespace {
 
-bool hasDbcExtension(const std::string& path) {
-    std::string extension = std::filesystem::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return extension == ".dbc";
-}
-
 bool isDbcFile(const std::string& path) {
-    return path != "-" && (hasDbcExtension(path) || isDbcText(path));
+    return path != "-" && (hasEnding(path, ".dbc") || isDbcText(path));
 }
 
 /// A number of things: `1 error`, `2 errors`, `no errors`.

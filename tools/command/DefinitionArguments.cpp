@@ -1,5 +1,6 @@
 #include "command/DefinitionArguments.h"
 
+#include "command/FileEnding.h"
 #include "command/UsageError.h"
 #include "trace/TraceFormat.h"
 
@@ -69,7 +70,7 @@ void addDefinitionArguments(CLI::App& command, DefinitionOptions& options) {
 }
 
 bool isSignalFile(std::string_view path) {
-    return path.ends_with(".json");
+    return hasEnding(path, ".json");
 }
 
 void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels) {

@@ -1,27 +1,12 @@
 #include "convert/CandumpWriter.h"
 
+#include "convert/LineText.h"
+
 #include <charconv>
 #include <cstddef>
 #include <span>
-#include <string_view>
 
 namespace rksignal {
-namespace {
-
-/// Writes the last `digits` hexadecimal digits of `value`.
-char* writeHex(char* out, std::uint32_t value, int digits) {
-    for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
-        *out++ = "0123456789ABCDEF"[value >> shift & 0xF];
-    }
-    return out;
-}
-
-char* writeText(char* out, std::string_view text) {
-    return out + text.copy(out, text.size());
-}
-
-} // namespace
-
 void CandumpWriter::receive(const CANExtTraceMessage& frame) {
     if (isWellFormed(frame)) {
         appendFrame(frame);

@@ -1,6 +1,7 @@
 #include "convert/ConvertCommand.h"
 
 #include "command/DefinitionArguments.h"
+#include "command/FileEnding.h"
 #include "command/Interruption.h"
 #include "command/UsageError.h"
 #include "convert/OutputFormat.h"
@@ -13,7 +14,6 @@
 #include <memory>
 #include <numeric>
 #include <ostream>
-#include <string_view>
 
 namespace rksignal {
 namespace {
@@ -72,18 +72,28 @@ std::uint64_t sum(const Counts& counts) {
     return total;
 }
 
-/// Says what was converted, or, if quiet, only what was not.
-void report(const TraceReport& trace, const TraceWriter& writer, bool quiet, std::ostream& messages) {
+/// Says what was converted, or, if quiet, only what was not. An archive may hold several traces.
+void report(const Trace& trace, const TraceWriter& writer, bool quiet, std::ostream& messages) {
+    std::uint64_t lost = 0, lines = 0, bytes = 0;
+    for (std::size_t i = 0; i < trace.count(); ++i) {
+        lost += trace.report(i).lost;
+        lines += trace.report(i).damagedLines;
+        bytes += trace.report(i).damagedBytes;
+    }
     if (!quiet) {
         messages << "messages converted: " << writer.written() << '\n';
     }
     printCounts(messages, "not held by the output", writer.lost());
     if (!quiet) {
-        printCounts(messages, "lost by the recorder", {{"frames", trace.lost}});
+        printCounts(messages, "lost by the recorder", {{"frames", lost}});
     }
-    printCounts(messages, "not understood", {{"lines", trace.damagedLines}, {"bytes", trace.damagedBytes}});
-    for (const Remark& remark : trace.remarks) {
-        messages << (remark.line != 0 ? "  " : "") << remark << '\n';
+    printCounts(messages, "not understood", {{"lines", lines}, {"bytes", bytes}});
+    for (std::size_t i = 0; i < trace.count(); ++i) {
+        for (const Remark& remark : trace.report(i).remarks) {
+            if (!quiet || remark.severity == Severity::Error) {
+                messages << (remark.line != 0 ? "  " : "") << remark << '\n';
+            }
+        }
     }
 }
 
@@ -100,7 +110,7 @@ ExitStatus convertTrace(const ConvertOptions& options, const OutputFormat& forma
     const auto writer = format.makeWriter(file);
     trace.run(*writer);
     writer->finish();
-    report(trace.report(0), *writer, options.quiet, console.messages);
+    report(trace, *writer, options.quiet, console.messages);
     const bool isWhole = trace.isSound() && sum(writer->lost()) == 0;
     const bool holdsNothing = writer->written() == 0 && (!isWhole || file.replacesFile());
     if (holdsNothing) {
@@ -124,9 +134,9 @@ ExitStatus convert(const ConvertOptions& options, const Console& console) {
     }
     Trace trace;
     assignChannels(options.channels, trace.channels());
-    const std::string_view output = options.output;
-    const bool isDbc = options.input.ends_with(".dbc");
-    if (isDbc && output.ends_with(".json")) {
+    const std::string& output = options.output;
+    const bool isDbc = hasEnding(options.input, ".dbc");
+    if (isDbc && hasEnding(output, ".json")) {
         return convertDefinitions(options, trace.channels(), console);
     }
     if (const OutputFormat* const format = outputFormatOf(output); format != nullptr && !isDbc) {

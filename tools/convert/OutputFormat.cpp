@@ -1,5 +1,7 @@
 #include "convert/OutputFormat.h"
 
+#include "command/FileEnding.h"
+#include "convert/AscWriter.h"
 #include "convert/CandumpWriter.h"
 #include "convert/RecordFileWriter.h"
 
@@ -17,6 +19,7 @@ std::unique_ptr<TraceWriter> make(const OutputFile& file) {
 constexpr OutputFormat formats[] = {
     {".rktrace", make<RecordFileWriter>},
     {".log", make<CandumpWriter>},
+    {".asc", make<AscWriter>},
 };
 
 } // namespace
@@ -24,7 +27,7 @@ constexpr OutputFormat formats[] = {
 const OutputFormat* outputFormatOf(std::string_view path) {
     const auto* const format =
         std::find_if(std::begin(formats), std::end(formats),
-                     [path](const OutputFormat& each) { return path.ends_with(each.ending); });
+                     [path](const OutputFormat& each) { return hasEnding(path, each.ending); });
     return format != std::end(formats) ? format : nullptr;
 }
 

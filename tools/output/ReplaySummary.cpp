@@ -168,6 +168,17 @@ void printLost(std::ostream& out, const Trace& traces) {
     }
 }
 
+/// What was assumed about traces.
+void printNotes(std::ostream& out, const Trace& traces) {
+    for (std::size_t i = 0; i < traces.count(); ++i) {
+        for (const Remark& remark : traces.report(i).remarks) {
+            if (remark.severity == Severity::Note) {
+                out << remark << '\n';
+            }
+        }
+    }
+}
+
 void printChannels(std::ostream& out, const ChannelMap& channels) {
     for (const Remark& remark : channels.remarks()) {
         const bool isShared = remark.severity == Severity::Warning;
@@ -183,6 +194,9 @@ void printDamage(std::ostream& out, const Trace& traces) {
     for (std::size_t i = 0; i < traces.count(); ++i) {
         lines += traces.report(i).damagedLines;
         for (const Remark& remark : traces.report(i).remarks) {
+            if (remark.severity == Severity::Note) {
+                continue;
+            }
             if (remark.line == 0) {
                 out << remark << '\n';
             } else if (shown.size() < maxListed) {
@@ -209,6 +223,7 @@ void printSummary(std::ostream& out, const ReplayStatistics& statistics, const C
     printTransport(out, statistics.transport);
     printReserved(out, catalog);
     printDamage(out, traces);
+    printNotes(out, traces);
     printNeverSeen(out, catalog);
     for (std::size_t kind = 0; kind < signalKinds; ++kind) {
         printUnseenSignals(out, catalog, static_cast<SignalKind>(kind));

@@ -4,7 +4,9 @@
 
 #include "definition/dbc/DbcParser.h"
 #include "definition/dbc/DbcResolver.h"
-#include "file/InputFile.h"
+#include "file/ContentKind.h"
+#include "file/Unpack.h"
+#include "text/DbcWords.h"
 #include "text/TextEncoding.h"
 
 #include <algorithm>
@@ -24,6 +26,22 @@ std::string toUtf8(std::string text, DbcNotes& notes) {
     return windows1252ToUtf8(text);
 }
 
+/// \throws Error if no line of the text's head begins with a word of a DBC file
+void expectDbc(std::string_view text, const std::string& path) {
+    constexpr std::size_t headSize = 65536;
+    constexpr const char* blanks = " \t\r\n";
+    const std::string_view head = withoutByteOrderMark(text).substr(0, headSize);
+    std::size_t at = head.find_first_not_of(blanks);
+    const bool isBlank = at == head.npos;
+    while (at < head.size()) {
+        if (isDbcKeyword(head.substr(at, head.find_first_of(" \t\r\n:\"", at) - at))) {
+            return;
+        }
+        at = head.find_first_not_of(blanks, std::min(head.find('\n', at), head.size()));
+    }
+    throw Error(path + " is " + std::string(contentKind(isBlank ? "" : head)) + ", not a DBC file");
+}
+
 } // namespace
 
 DefinitionFile parseDbc(std::string text, std::string path, std::optional<std::uint8_t> channel) {
@@ -35,7 +53,9 @@ DefinitionFile parseDbc(std::string text, std::string path, std::optional<std::u
 }
 
 DefinitionFile readDbc(const std::string& path, std::optional<std::uint8_t> channel) {
-    return parseDbc(InputFile(path).readAll(), path, channel);
+    std::string text = openUncompressed(path)->readAll();
+    expectDbc(text, path);
+    return parseDbc(std::move(text), path, channel);
 }
 
 } // namespace rksignal

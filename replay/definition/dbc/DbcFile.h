@@ -30,8 +30,8 @@ namespace rksignal {
 RKREPLAY_EXPORT DefinitionFile parseDbc(std::string text, std::string path,
                                         std::optional<std::uint8_t> channel = {});
 
-/// Reads the file `path` with parseDbc().
-/// \throws Error if it cannot be opened or read
+/// Reads the file `path`, which may be compressed, with parseDbc().
+/// \throws Error if it cannot be opened or read, or is something else than text with statements
 RKREPLAY_EXPORT DefinitionFile readDbc(const std::string& path, std::optional<std::uint8_t> channel = {});
 
 } // namespace rksignal

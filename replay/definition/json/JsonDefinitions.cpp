@@ -2,7 +2,7 @@
 
 #include "definition/json/DefinitionKinds.h"
 #include "definition/json/JsonTree.h"
-#include "file/InputFile.h"
+#include "file/Unpack.h"
 #include "text/ClosestNames.h"
 
 #include <algorithm>
@@ -265,7 +265,7 @@ DefinitionFile parseJsonDefinitions(std::string_view text, const std::string& fi
 }
 
 DefinitionFile readJsonDefinitions(const std::string& path) {
-    return parseJsonDefinitions(InputFile(path).readAll(), path);
+    return parseJsonDefinitions(openUncompressed(path)->readAll(), path);
 }
 
 } // namespace rksignal

@@ -4,6 +4,7 @@
 #include "condition/CompiledCondition.h"
 #include "condition/ConditionCheck.h"
 #include "condition/Explanation.h"
+#include "support/RandomExpression.h"
 
 #include <gtest/gtest.h>
 
@@ -187,35 +188,6 @@ TEST(ConditionCheck, SaysWhatWouldBeRegretted) {
     }
 }
 
-/// Writes expressions by chance.
-struct RandomExpression {
-    std::string condition(unsigned depth) {
-        if (depth == 0 || chance(6)) {
-            return number(depth / 2) + oneOf({" < ", " > ", " <= ", " >= ", " == ", " != "}) +
-                   number(depth / 2);
-        }
-        if (chance(4)) { // no number may stand where a boolean == could take it for its own operand
-            return chance(2) ? "!(" + condition(depth - 1) + ")"
-                             : number(depth / 2) + oneOf({" && (", " || ("}) + condition(depth - 1) + ")";
-        }
-        return "(" + condition(depth - 1) + oneOf({") || (", ") && (", ") == (", ") != ("}) +
-               condition(depth - 1) + ")";
-    }
-    std::string number(unsigned depth) {
-        if (depth == 0 || chance(3)) {
-            return oneOf({"Speed", "Count", "Down", "Ratio", "Exact", "Wide", "Positive", "Fixed", "0", "1",
-                          "2.5", "1e308", "0.3", "-0.5"});
-        }
-        return chance(6) ? "-(" + number(depth - 1) + ")"
-                         : "(" + number(depth - 1) + oneOf({") + (", ") - (", ") * (", ") / (", ") % ("}) +
-                               number(depth - 1) + ")";
-    }
-    bool chance(unsigned of) { return random() % of == 0; }
-    std::string oneOf(const std::vector<const char*>& choices) { return choices[random() % choices.size()]; }
-
-    std::mt19937_64& random;
-};
-
 /// Gives each signal one of its values, often one at an end of its range, or none.
 void setByChance(VehicleSignals& signals, std::mt19937_64& random) {
     for (const auto& signal : signals.all) {
@@ -229,10 +201,14 @@ void setByChance(VehicleSignals& signals, std::mt19937_64& random) {
 
 TEST(ConditionCheck, NothingSaidIsContradicted) {
     VehicleSignals signals;
+    std::map<std::string, double> names;
+    for (const auto& signal : signals.all) {
+        names[signal->def.instance];
+    }
     std::mt19937_64 random(7);
     unsigned decided = 0;
     for (unsigned i = 0; i < 4000; ++i) {
-        const std::string expression = RandomExpression{random}.condition(i % 5);
+        const std::string expression = RandomExpression(i, names).boolean(1 + i % 4).text;
         const auto condition = signals.compile(expression);
         ASSERT_NE(condition, nullptr) << expression << '\n' << signals.messages;
         const std::string said = signals.messages + expression;

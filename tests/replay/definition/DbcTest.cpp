@@ -1,6 +1,7 @@
 /// \file
 /// DBC text: what it defines, and what is said about text that is broken, doubtful or not used.
 #include "definition/dbc/DbcFile.h"
+#include "replay/definition/ShownMessages.h"
 #include "text/TextEncoding.h"
 
 #include <gtest/gtest.h>
@@ -18,8 +19,6 @@ struct Row {
     std::string messages; ///< as shown
 };
 
-const std::string anyLayout = R"(: 0|8@1+ (1,0) [0|0] "")";
-
 /// The notes that the text itself announces, as they are printed.
 std::string announcedNotes(const std::string& text) {
     std::istringstream lines(text);
@@ -33,36 +32,6 @@ std::string announcedNotes(const std::string& text) {
     return notes;
 }
 
-std::string layoutOf(const SignalDefinition& signal) {
-    const canSignalDef_t& record = signal.can();
-    constexpr const char* types[] = {"+", "-", " float", " double"};
-    std::ostringstream out;
-    out << ": " << record.startbit << '|' << int{record.bits} << (record.endian ? "@0" : "@1")
-        << types[static_cast<int>(record.type)] << " (" << record.scale << ',' << record.offset << ") ["
-        << signal.minimum << '|' << signal.maximum << "] \"" << record.unit << '"';
-    return out.str() == anyLayout ? "..." : out.str();
-}
-
-/// ` S* < M 1-3 7-7 : 0|8@1+ (2,0) [0|0] "km" A B {1 on} # comment`, with a `*` for a multiplexer and value
-/// texts under the raw words of their values.
-void show(std::ostream& out, const MessageDefinition& message, const SignalDefinition& signal) {
-    out << ' ' << signal.can().signal << (signal.can().multiplexer != 0 ? "*" : "");
-    if (signal.multiplexing) {
-        out << " < " << message.signals[*signal.multiplexing->multiplexer].can().signal;
-        for (const auto& [first, last] : signal.multiplexing->ranges) {
-            out << ' ' << first << '-' << last;
-        }
-    }
-    out << ' ' << layoutOf(signal);
-    for (const std::string& receiver : signal.receivers) {
-        out << ' ' << receiver;
-    }
-    for (const auto& [value, text] : signal.can().valueDescriptions) {
-        out << " {" << value << ' ' << text << '}';
-    }
-    out << (signal.can().comment.empty() ? "" : " # " + signal.can().comment) << '\n';
-}
-
 void expectRead(const Row& row) {
     SCOPED_TRACE(row.name);
     std::string text = row.text;
@@ -70,28 +39,12 @@ void expectRead(const Row& row) {
         text.replace(at, 3, anyLayout);
     }
     const DefinitionFile file = parseDbc(text, "t.dbc");
-    std::ostringstream notes, messages;
+    std::ostringstream notes;
     for (const Remark& note : file.remarks) {
         notes << "GDE"[static_cast<int>(note.severity)] << ' ' << note << '\n';
     }
-    for (const MessageDefinition& message : file.messages) {
-        messages << message.name << ' ' << std::hex << message.id << std::dec
-                 << (message.extended ? "x [" : " [") << message.length
-                 << (message.canFd              ? " fd]"
-                     : message.isParameterGroup ? " j1939]"
-                                                : "]")
-                 << (message.sender.empty() ? "" : " ") << message.sender
-                 << (message.comment.empty() ? "" : " # " + message.comment);
-        if (message.cycleTime) {
-            messages << " every " << *message.cycleTime << " ms";
-        }
-        messages << '\n';
-        for (const SignalDefinition& signal : message.signals) {
-            show(messages, message, signal);
-        }
-    }
     EXPECT_EQ(notes.str(), announcedNotes(row.text));
-    EXPECT_EQ(messages.str(), row.messages);
+    EXPECT_EQ(shown(file.messages), row.messages);
 }
 
 TEST(Dbc, IsReadWithNotesAboutWhatIsWrong) {

@@ -3,6 +3,7 @@
 #include "catalog/Catalog.h"
 #include "definition/json/DefinitionText.h"
 #include "definition/json/JsonDefinitions.h"
+#include "replay/definition/ShownMessages.h"
 #include "support/CapturedOutput.h"
 #include "tools/ProgramRun.h"
 
@@ -327,32 +328,10 @@ SG_MUL_VAL_ 2566851296 Second Other 0-0;
 BA_ "GenMsgCycleTime" BO_ 416 20;
 )",
                        "t.dbc", 9);
-    const auto shown = [](const std::vector<MessageDefinition>& messages) {
-        std::ostringstream out;
-        for (const MessageDefinition& message : messages) {
-            out << int{*message.channel} << ' ' << message.id << message.extended << message.canFd << ' '
-                << message.length << ' ' << message.name << ' ' << message.sender << ' ' << message.comment
-                << ' ' << message.cycleTime.value_or(-1) << '\n';
-            for (const SignalDefinition& signal : message.signals) {
-                out << signal.can() << signal.minimum << ' ' << signal.maximum;
-                for (const std::string& receiver : signal.receivers) {
-                    out << ' ' << receiver;
-                }
-                if (signal.multiplexing) {
-                    out << " < " << signal.multiplexing->multiplexer.value_or(99);
-                    for (const auto& [first, last] : signal.multiplexing->ranges) {
-                        out << ' ' << first << '-' << last;
-                    }
-                }
-                out << '\n';
-            }
-        }
-        return out.str();
-    };
     const std::vector<MessageDefinition> dbc = catalog.decodedMessages();
     const std::string expected = shown(dbc);
-    EXPECT_NE(expected.find("instance=Engine.Speed@9,"), std::string::npos);
-    EXPECT_NE(expected.find("0 0 < 0 1-2 9-9\n"), std::string::npos);
+    EXPECT_NE(expected.find(" Speed as Engine.Speed@9 : 0|32@1 float"), std::string::npos) << expected;
+    EXPECT_NE(expected.find(" Code < Page 1-2 9-9 : 8|8@1+"), std::string::npos);
     EXPECT_EQ(shown(parseJsonDefinitions(definitionText(dbc), "t.json").messages), expected);
 }
 

@@ -1,5 +1,6 @@
 /// \file
 /// What somebody at a terminal sees, and what Ctrl-C does.
+#include "support/CapturedOutput.h"
 #include "tools/ProgramRun.h"
 
 #include <array>
@@ -29,9 +30,7 @@ class Terminal : public testing::Test {
         int terminal = -1;
         const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
         if (child == 0) {
-            const std::string script = "cd " + folder.path("") + "; " + command;
-            execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
-            _exit(127);
+            runShell(command);
         }
         std::string text;
         std::array<char, 4096> block{};
@@ -41,6 +40,13 @@ class Terminal : public testing::Test {
         close(terminal);
         waitpid(child, nullptr, 0);
         return text;
+    }
+
+    /// Becomes a command in the folder.
+    [[noreturn]] void runShell(const std::string& command) const {
+        const std::string script = "cd " + folder.path("") + "; " + command;
+        execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
+        _exit(127);
     }
 
     TemporaryFolder folder;
@@ -53,7 +59,9 @@ TEST_F(Terminal, ProgressFitsItAndStaysAwayFromRows) {
         "time,channel,bus,instance,value,unit,raw,text\r\n1.000000,0,can,Motor.Speed,5,,5,\r\n";
     const std::string shortBar = "\r[            ] 0%\r[============] 100%\r\033[K";
     EXPECT_EQ(show("TERM=xterm" + decode, 80), rows + summary);
-    EXPECT_EQ(show("TERM=xterm" + decode + "> out", 20), shortBar + summary);
+    EXPECT_EQ(show("TERM=xterm" + decode + "t.log > out", 20),
+              "\r[            ] 0%\r[======      ] 50%\r[============] 100%\r\033[K2 frames" +
+                  filled(summary.substr(7), {{"1", "2"}}));
     EXPECT_EQ(show("TERM=dumb" + decode + "> out", 80), summary);
     EXPECT_EQ(show("TERM=xterm" + decode + "--last | cat", 20).substr(0, shortBar.size()), shortBar);
     EXPECT_EQ(show("TERM=xterm" + decode + "--last", 20).substr(0, shortBar.size()), shortBar);
@@ -63,13 +71,14 @@ TEST_F(Terminal, ProgressFitsItAndStaysAwayFromRows) {
 /// signals to it. `sh` starts commands behind `&` with Ctrl-C ignored, so this does not use it.
 class Interrupted : public Terminal {
   protected:
-    int run(std::vector<std::string> arguments, const std::string& trace, const std::vector<int>& signals) {
+    int run(const std::string& arguments, const std::string& trace, const std::vector<int>& signals) {
         std::array<int, 2> input{};
         EXPECT_EQ(pipe2(input.data(), O_CLOEXEC), 0);
         EXPECT_EQ(write(input[1], trace.data(), trace.size()), static_cast<ssize_t>(trace.size()));
         const pid_t child = fork();
         if (child == 0) {
-            start(arguments, input[0]);
+            dup2(input[0], STDIN_FILENO);
+            runShell("exec " RKSIGNAL_PROGRAM " " + arguments + " > rows 2> messages");
         }
         waitUntilRead(input[0]);
         for (const int signal : signals) {
@@ -88,22 +97,6 @@ class Interrupted : public Terminal {
     std::string messages;
 
   private:
-    [[noreturn]] void start(std::vector<std::string>& arguments, int input) const {
-        std::vector<char*> pointers;
-        arguments.insert(arguments.begin(), "rksignal");
-        for (std::string& argument : arguments) {
-            pointers.push_back(argument.data());
-        }
-        pointers.push_back(nullptr);
-        dup2(input, STDIN_FILENO);
-        dup2(open(folder.path("messages").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-        dup2(open(folder.path("rows").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
-        if (chdir(folder.path("").c_str()) == 0) {
-            execv(RKSIGNAL_PROGRAM, pointers.data());
-        }
-        _exit(127);
-    }
-
     /// Until the program has taken everything out of the pipe, and waits for more.
     static void waitUntilRead(int pipe) {
         int left = 1;
@@ -120,25 +113,22 @@ TEST_F(Interrupted, CommandsConcludeAsAtTheEndOfTheTrace) {
     const std::string summary = "2 frames read: 2 decoded, 0 unknown, 0 remote, 0 error\n";
     const std::string rows = "1.000000,0,can,Motor.Speed,5,,5,\n2.000000,0,can,Motor.Speed,6,,6,\n";
     const std::string header = "time,channel,bus,instance,value,unit,raw,text\n";
-    EXPECT_EQ(run({"decode", "--dbc", "a.dbc", "-", "-o", "out.csv"}, unfinished, {SIGINT}), 130);
+    EXPECT_EQ(run("decode --dbc a.dbc - -o out.csv", unfinished, {SIGINT}), 130);
     EXPECT_EQ(folder.read("out.csv"), header + rows);
     EXPECT_EQ(messages, summary);
-    EXPECT_EQ(run({"decode", "--dbc", "a.dbc", "-", "--last", "--format", "csv"}, unfinished, {SIGTERM}),
-              130);
+    EXPECT_EQ(run("decode --dbc a.dbc - --last --format csv", unfinished, {SIGTERM}), 130);
     EXPECT_EQ(folder.read("rows"),
               "time,channel,bus,instance,value,unit,raw,text,count\n2.000000,0,can,Motor.Speed,6,,6,,2\n");
-    EXPECT_EQ(run({"trigger", "--dbc", "a.dbc", "-", "--when", "x=Motor.Speed == 5", "--window", "1,5",
-                   "--to", "w"},
-                  unfinished, {SIGHUP}),
-              130);
+    EXPECT_EQ(
+        run("trigger --dbc a.dbc - --when 'x=Motor.Speed == 5' --window 1,5 --to w", unfinished, {SIGHUP}),
+        130);
     EXPECT_EQ(folder.read("w/x-1.csv"), header + rows);
     EXPECT_EQ(messages,
               summary + "x: evaluations 2, true 1, false 1, unknown 0, firings 1\nwindows written to w: 1\n");
-    EXPECT_EQ(run({"convert", "-", "out.rktrace"}, unfinished, {SIGINT}), 130);
+    EXPECT_EQ(run("convert - out.rktrace", unfinished, {SIGINT}), 130);
     EXPECT_EQ(messages, "messages converted: 2\n");
     const std::string records = folder.read("out.rktrace");
-    EXPECT_EQ(run({"decode", "--dbc", "a.dbc", "-", "-q"}, records + records.substr(records.size() - 20, 9),
-                  {SIGINT}),
+    EXPECT_EQ(run("decode --dbc a.dbc - -q", records + records.substr(records.size() - 20, 9), {SIGINT}),
               130);
     EXPECT_EQ(folder.read("rows"), header + rows) << "of records";
     EXPECT_EQ(messages, "") << "the record that is not complete is no damage";
@@ -150,7 +140,7 @@ TEST_F(Interrupted, TwiceEndsTheProgramWithoutATrace) {
     const int full = open(folder.path("messages").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     while (write(full, "", 1) == 1) {
     } // the program waits when it writes its summary, before the output takes its place
-    EXPECT_LT(run({"convert", "-", "out.log"}, unfinished, {SIGINT, SIGTERM}), 0) << "ended by a signal";
+    EXPECT_LT(run("convert - out.log", unfinished, {SIGINT, SIGTERM}), 0) << "ended by a signal";
     close(full);
     EXPECT_EQ(folder.read("out.log"), "old");
     EXPECT_EQ(folder.run("find . -name '*.part'").output, "");

@@ -1,6 +1,5 @@
 /// \file
 /// How `rksignal` is called: what it refuses, and standard streams.
-#include "Program.h"
 #include "tools/ProgramRun.h"
 
 #include <gtest/gtest.h>
@@ -120,18 +119,6 @@ TEST_F(DecodeUsage, StandardStreamsAndFiles) {
         EXPECT_EQ(result.output, output) << name;
         EXPECT_EQ(result.messages, messages) << name;
     }
-}
-
-TEST_F(DecodeUsage, ProgressIsShownOnATerminal) {
-    const std::string trace = folder.path("t.log");
-    std::ostringstream messages;
-    runProgram({"decode", trace, trace, "--dbc", folder.path("a.dbc"), "-o", folder.path("out")},
-               {-1, messages, /*columns=*/80});
-    EXPECT_EQ(
-        messages.str(),
-        "\r[                                        ] 0%\r[====================                    ] 50%"
-        "\r[========================================] 100%\r\033[K"
-        "2 frames read: 2 decoded, 0 unknown, 0 remote, 0 error\nnever seen: 1 of 2 messages: Body\n");
 }
 
 } // namespace

@@ -126,6 +126,32 @@ INSTANTIATE_TEST_SUITE_P(
         "candump-2021-07-22_220952-short-temp-sensor-black-box__remora.dbc"),
     testName);
 
+class RecordedCaptures : public Recordings {};
+
+/// What the logs give that they were made from, but for the interfaces, which a capture of SocketCAN does not
+/// name.
+TEST_F(RecordedCaptures, GiveWhatTheirLogsGive) {
+    const struct {
+        std::string dbc, log, capture;
+        unsigned lines;
+    } rows[] = {
+        {"kona-ev-can/pcan.with_BS_BU.derived.dbc",
+         "kona-ev-can/230112-7-2019-pcan-ccan-power-off-on-ready-off.converted.candump.log",
+         "pcap_converted/kona-pcan-first12000.socketcan.pcap", 12000},
+        {"remora_ctrl_proto/remora_exact_ids.derived.dbc",
+         "remora_ctrl_proto/candump-2021-07-21_220402-15-seconds-engine-on-big-truck.log",
+         "pcap_converted/remora-truck-15s.socketcan.pcapng", 1000000},
+    };
+    for (const auto& [dbc, log, capture, lines] : rows) {
+        working.run("head -n " + std::to_string(lines) + " '" + pathOf(log) +
+                    "' | sed 's/ can[0-9] / can0 /' > t.log");
+        const std::string command = "rksignal decode -q --dbc '" + pathOf(dbc) + "' ";
+        const std::string fromLog = working.run(command + "t.log").output;
+        EXPECT_GT(fromLog.size(), 1000U) << log;
+        EXPECT_TRUE(working.run(command + "'" + pathOf(capture) + "'").output == fromLog) << capture;
+    }
+}
+
 class Vectors : public Recordings {};
 
 TEST_P(Vectors, ExactlyTheExpectedSignalsAreWritten) {

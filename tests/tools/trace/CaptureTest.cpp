@@ -1,6 +1,5 @@
 /// \file
-/// Captures of every link type through the program, and FlexRay and Ethernet in record files.
-#include "rktrace/TraceRecord.h"
+/// Captures of every link type through the program.
 #include "support/EthernetFrame.h"
 #include "tools/ProgramRun.h"
 
@@ -243,39 +242,6 @@ TEST_F(Capture, NothingBeforeDamageIsLost) {
         EXPECT_EQ(result.messages.substr(0, result.messages.find("never seen")), messages);
         EXPECT_EQ(result.status, status);
     }
-}
-
-/// Lengths that the record does not hold are not believed; Ethernet records of other kinds are no frames.
-TEST_F(Capture, EthernetAndFlexRayRecordsAreAskedBeforeTheyAreDecoded) {
-    std::ostringstream out;
-    TraceRecordWriter writer(out);
-    std::vector<std::uint8_t> record;
-    const auto add = [&](const auto& message, std::size_t cut = 0) {
-        encodeRecord(message, record);
-        record.resize(record.size() - cut);
-        writer.write(record);
-    };
-    const Octets frame = someIp(0x12348001, 515);
-    add(EthernetTraceMessage{1'000'000'000, frame, 0, EthernetTraceMessage::Frame});
-    add(EthernetTraceMessage{2'000'000'000, frame, 0, 7});
-    add(EthernetTraceMessage{3'000'000'000, frame, 0, EthernetTraceMessage::Frame}, 30);
-    add(MIITraceMessage{4'000'000'000, frame, 0});
-    add(MIITraceMessage{5'000'000'000, frame, 0}, 1);
-    add(MIITraceMessage{6'000'000'000, frame, 9});
-    add(FlexRayExtTraceMessage{7'000'000'000, FlexRayExtTraceMessage::Dynamic, 0, {1, 2}, 5, 1, {1, 2}});
-    add(FlexRayExtTraceMessage{8'000'000'000, FlexRayExtTraceMessage::Static, 0, {1, 2}, 5, 1, {1, 2}});
-    folder.write("t.rktrace", out.str());
-    const ProgramResult result = decode("t.rktrace");
-    EXPECT_EQ(result.output,
-              header + "1.000000,0,ethernet,Service,515,,515,\n4.000000,0,ethernet,Service,515,,515,\n"
-                       "8.000000,0,flexray,Static,2,,2,\n");
-    EXPECT_EQ(
-        result.messages.substr(0, result.messages.find("never seen")),
-        "8 messages read: 3 decoded, 3 unknown, 0 remote, 0 error, 2 not recorded in full\n"
-        "  flexray: 1 decoded, 1 unknown\n  ethernet: 2 decoded, 2 unknown\n"
-        "8 raw records, 3 of them dropped before they were decoded\nunknown flexray: channel 0 slot 5 (1)\n"
-        "t.rktrace: records with an impossible content: 2, the first is record 3\n");
-    EXPECT_EQ(result.status, 1);
 }
 
 } // namespace

@@ -1,0 +1,7 @@
+// Logs in ASC of any content.
+
+#include "TraceFuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    return fuzzTrace(rksignal::TraceFormat::Asc, data, size);
+}

@@ -1,0 +1,7 @@
+// Logs of BUSMASTER of any content.
+
+#include "TraceFuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    return fuzzTrace(rksignal::TraceFormat::Busmaster, data, size);
+}
