@@ -135,9 +135,9 @@ class NearMatches {
     }
 
     void enterSource(const MessageDefinition& message, std::string_view file) {
-        if (message.isParameterGroup) {
+        if (message.isParameterGroup && j1939::sourceOf(message.id) != j1939::nullAddress) {
             enter(Difference::Source, groupFlag | j1939::groupOf(message.id), channelOf(message), file);
-        } else if (message.extended) {
+        } else if (message.extended && !message.isParameterGroup) {
             enter(Difference::Source, message.id >> 8, channelOf(message), file);
         }
     }
