@@ -2,6 +2,7 @@
 
 #include "command/FileEnding.h"
 #include "convert/AscWriter.h"
+#include "convert/BlfWriter.h"
 #include "convert/CandumpWriter.h"
 #include "convert/RecordFileWriter.h"
 
@@ -20,6 +21,7 @@ constexpr OutputFormat formats[] = {
     {".rktrace", make<RecordFileWriter>},
     {".log", make<CandumpWriter>},
     {".asc", make<AscWriter>},
+    {".blf", make<BlfWriter>},
 };
 
 } // namespace

@@ -41,7 +41,7 @@ TEST(Convert, RefusesWithoutTouchingTheOutput) {
     std::filesystem::create_symlink("a.log", folder.path("link.log"));
     const std::pair<const char*, const char*> rows[] = {
         {"a.dbc a.rktrace", "cannot convert a.dbc to a.rktrace: a .dbc becomes a .json, a trace becomes a "
-                            ".rktrace, .log or .asc"},
+                            ".rktrace, .log, .asc or .blf"},
         {"a.log link.log", "the output would overwrite a.log, which is read"},
         {"none.dbc old.json", "cannot open none.dbc: No such file or directory"},
         {"can0=a.dbc none/a.json", "cannot write none/a.json: No such file or directory"},
@@ -149,6 +149,43 @@ Begin Triggerblock Sun Sep 13 12:26:40.000 2020
    0.000000 L3 01 Rx 1 FE
 End TriggerBlock
 )");
+}
+
+TEST(ConvertTrace, BlfFilesHoldFramesOfAllBuses) {
+    const TemporaryFolder folder;
+    RecordFile records;
+    for (std::uint8_t i = 0; i < 250; ++i) { // more than one container
+        records.add(
+            CANExtTraceMessage{.timestamp = 1'700'000'000'123'456'789 + i,
+                               .channel = i,
+                               .frameFormat = i % 4U,
+                               .length = static_cast<std::uint8_t>(i % 9 == 8 && i % 4 > 1 ? 64 : i % 9),
+                               .canId = 0x700U + i,
+                               .payload = {i, 1, 2, 3, 4, 5, 6, 7, 8}});
+        records.add(LINTraceMessage{
+            .timestamp = 1'700'000'000'223'456'789, .data = {i, 2}, .channel = 3, .protectedId = 60});
+        records.add(FlexRayExtTraceMessage{.timestamp = 1'700'000'000'323'456'789,
+                                           .frameKind = 0,
+                                           .channel = 4,
+                                           .data = {i, 1, 2, 3},
+                                           .slot = 2047,
+                                           .cycle = 63,
+                                           .payload = {i, 1, 2, 3}});
+        records.add(MIITraceMessage{.timestamp = 1'700'000'000'423'456'789,
+                                    .frame = std::vector<std::uint8_t>(i * 9U, i),
+                                    .channel = 5});
+    }
+    records.add(MIITraceMessage{.timestamp = 1'700'000'000'123'000'000, .frame = {1, 2, 3}, .channel = 6});
+    folder.write("a.rktrace", records.bytes());
+    EXPECT_EQ(folder.run("rksignal convert a.rktrace a.blf && rksignal convert a.blf b.rktrace").messages,
+              "messages converted: 1001\nmessages converted: 1001\n");
+    EXPECT_EQ(folder.read("b.rktrace"), records.bytes());
+    folder.write("b.log", "(2.5) can0 123#11\n(1.5) can0 123#R\n(2.4) can0 123#22\n");
+    EXPECT_EQ(
+        folder.run("rksignal convert b.log b.blf; rksignal convert -q b.blf c.log").messages,
+        "messages converted: 2\nnot held by the output: remote frames (1), times before that of the first "
+        "message (1)\n");
+    EXPECT_EQ(folder.read("c.log"), "(2.500000) can0 123#11\n(2.500000) can0 123#22\n");
 }
 
 } // namespace
