@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace rksignal {
 namespace {
@@ -34,6 +35,7 @@ constexpr Begin begins[] = {
     {"\x0A\x0D\x0D\x0A", TraceFormat::Capture}, // pcapng
     {"MDF     ", TraceFormat::Mdf},
     {"UnFinMF ", TraceFormat::Mdf},
+    {"LOGG", TraceFormat::Blf},
 };
 
 bool isNmeaLine(std::string_view line) {
@@ -155,9 +157,9 @@ std::optional<TraceFormat> detectBinary(InputFile& file) {
 } // namespace
 
 const char* formatName(TraceFormat format) {
-    constexpr const char* names[] = {"a record file", "a capture",          "the log of a GPS receiver",
-                                     "an ASC log",    "a candump log",      "an MF4 file",
-                                     "a TRC log",     "a CSV log of GVRET", "a BUSMASTER log"};
+    constexpr const char* names[] = {
+        "a record file", "a capture", "the log of a GPS receiver", "an ASC log",      "a candump log",
+        "an MF4 file",   "a TRC log", "a CSV log of GVRET",        "a BUSMASTER log", "a BLF file"};
     return names[static_cast<std::size_t>(format)];
 }
 
@@ -184,10 +186,11 @@ std::optional<TraceFormat> detectFormat(InputFile& file) {
 }
 
 std::optional<TraceFormat> detectTrace(const std::string& path) {
-    const auto file = openUncompressed(path);
-    if (file->size() == 0) {
+    auto packed = std::make_unique<InputFile>(path);
+    if (packed->size() == 0) {
         return std::nullopt;
     }
+    const auto file = uncompressed(std::move(packed));
     if (const auto format = detectBinary(*file)) {
         return format;
     }

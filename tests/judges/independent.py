@@ -7,6 +7,7 @@
 | .log | python-can | the same | the digits at the end of the interface's name |
 | .mf4 | asammdf | the same | as in the file |
 | .pcap, .pcapng, .cap | tshark | exact | the interface's number; FlexRay channel B is one more |
+| .blf, if it is asked for | tshark | exact | not told; no errors, which have another form there |
 
 python-can reads CAN only. What it does not know is not counted as missing there (see judge.py).
 """
@@ -142,6 +143,8 @@ def read_tshark(path):
                          capture_output=True, check=True)
     for packet in json.loads(run.stdout):
         add_packet(reading, packet["_source"]["layers"])
+    if pathlib.Path(path).suffix.lower() == ".blf":
+        reading.frames = [(at, re.sub(r" \d+ ", " * ", rest, count=1)) for at, rest in reading.frames]
     return reading
 
 
@@ -228,10 +231,10 @@ READERS = {".blf": read_python_can, ".asc": read_python_can, ".trc": read_python
            ".mf4": read_asammdf, ".pcap": read_tshark, ".pcapng": read_tshark, ".cap": read_tshark}
 
 
-def read(path):
+def read(path, judge=None):
     """The frames of a file, or None if no judge reads files of this ending."""
     path = pathlib.Path(path)
-    reader = READERS.get(path.suffix.lower())
+    reader = read_tshark if judge == "tshark" else READERS.get(path.suffix.lower())
     if reader is None or (path.suffix == ".log" and not path.read_bytes().lstrip().startswith(b"(")):
         return None  # other logs have this ending, too
     return reader(path)

@@ -2,6 +2,7 @@
 
 #include "command/FileEnding.h"
 #include "convert/AscWriter.h"
+#include "convert/BlfWriter.h"
 #include "convert/CandumpWriter.h"
 #include "convert/PcapngWriter.h"
 #include "convert/RecordFileWriter.h"
@@ -21,6 +22,7 @@ constexpr OutputFormat formats[] = {
     {".rktrace", make<RecordFileWriter>},
     {".log", make<CandumpWriter>},
     {".asc", make<AscWriter>},
+    {".blf", make<BlfWriter>},
     {".pcapng", make<PcapngWriter>},
 };
 
