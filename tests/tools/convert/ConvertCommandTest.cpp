@@ -156,7 +156,7 @@ TEST(ConvertTrace, BlfFilesAndCapturesHoldFramesOfAllBuses) {
     RecordFile records;
     for (std::uint8_t i = 0; i < 250; ++i) { // more than one container
         records.add(
-            CANExtTraceMessage{.timestamp = 1'700'000'000'123'456'789 + i,
+            CANExtTraceMessage{.timestamp = 1'700'000'000'123'456'789U + i,
                                .channel = i,
                                .frameFormat = i % 4U,
                                .length = static_cast<std::uint8_t>(i % 9 == 8 && i % 4 > 1 ? 64 : i % 9),
