@@ -19,8 +19,7 @@ SG_MUL_VAL_ 1 Deep Wide 7-7;
 )");
     const ProgramResult result = folder.run("rksignal convert --channel body=9 body=a.dbc a.json");
     EXPECT_EQ(result.messages,
-              R"(a.dbc:3: signal Wide of message A reaches to byte 9 of a message of 8 bytes; kept
-a.dbc:3: signal A.Wide is not decoded: it reaches beyond the 8 bytes of a classic frame
+              R"(a.dbc:3: signal A.Wide is not decoded: it reaches beyond the 8 bytes of a classic frame
 a.dbc:4: signal A.Deep is not decoded: it depends on a multiplexer that is dropped
 signals converted: 1
 values lost: signals not converted (2)
