@@ -93,7 +93,7 @@ TEST_F(PackedTraces, AreReadAsTheirContent) {
         {"tar -cf t readme", "t holds no trace: t/readme is plain text, not a trace"},
         {"mkdir w; for i in $(seq 257); do cp a w/$i; done; tar -cf t w", "t holds more than 256 files"},
         {"cp long $(printf 'n%.0s' $(seq 200)); tar -cf t nn*; head -c 99999 t > u; mv u t",
-         "4478 frames up to 4478: t/" + std::string(200, 'n')},
+         "4741 frames up to 4741: t/" + std::string(200, 'n')},
     };
     for (const auto& [command, expected] : rows) {
         folder.run("rm -f t; " + command);
@@ -145,14 +145,14 @@ TEST_F(PackedTraces, AreUsedUpToACut) {
 }
 
 TEST_F(PackedTraces, ABombTakesNoMemory) {
-    for (const char* const packer : {"gzip -9c", "zstd -19 --long=27 -qc", "xz -c", "bzip2 -c", "lz4 -qc"}) {
-        folder.run("(cat a; head -c 300000000 /dev/zero; cat b) | " + std::string(packer) + " > t");
+    for (const char* const packer : {"gzip -c", "zstd -q --long=27 -c", "xz -c", "bzip2 -c", "lz4 -qc"}) {
+        folder.run("(cat a; head -c 150000000 /dev/zero; cat b) | " + std::string(packer) + " > t");
         rusage before{}, after{};
         getrusage(RUSAGE_SELF, &before);
         const std::string text = read("t");
         getrusage(RUSAGE_SELF, &after);
         EXPECT_TRUE(text.starts_with("9 frames up to 10: t\nt:6: line is too long")) << packer << text;
-        EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 200'000) << packer << ", in kilobytes";
+        EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 100'000) << packer << ", in kilobytes";
     }
 }
 
