@@ -6,12 +6,13 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <cerrno>
+#include <cstdio>
 #include <utility>
 
 namespace rksignal {
 namespace {
 
-constexpr std::size_t blockSize = 65536;
+constexpr std::size_t archiveBlock = 65536;
 constexpr std::size_t longestName = 255;
 
 /// Only what is asked for: what an archive begins with has told it already.
@@ -43,22 +44,22 @@ void support(archive* reader, Packing packing, bool canSeek) {
 } // namespace
 
 ArchiveStream::ArchiveStream(std::unique_ptr<InputFile> input, Packing packing)
-    : file(std::move(input)), packing(packing), reader(archive_read_new()), buffer(blockSize) {
+    : file(std::move(input)), packing(packing), reader(archive_read_new()), buffer(archiveBlock) {
     if (reader == nullptr) {
         throw Error("cannot read " + file->path(), ENOMEM);
     }
-    support(reader, packing, file->canReadAt());
-    archive_read_set_read_callback(reader, give);
-    archive_read_set_callback_data(reader, this);
+    support(reader.get(), packing, file->canReadAt());
+    archive_read_set_read_callback(reader.get(), give);
+    archive_read_set_callback_data(reader.get(), this);
     if (file->canReadAt()) {
-        archive_read_set_seek_callback(reader, seek);
+        archive_read_set_seek_callback(reader.get(), seek);
     }
-    if (archive_read_open1(reader) != ARCHIVE_OK) {
+    if (archive_read_open1(reader.get()) != ARCHIVE_OK) {
         fail();
     }
 }
 
-ArchiveStream::~ArchiveStream() {
+void ArchiveStream::Close::operator()(archive* reader) const {
     archive_read_free(reader);
 }
 
@@ -96,7 +97,7 @@ std::int64_t ArchiveStream::seek(archive* /*reader*/, void* self, std::int64_t o
 
 bool ArchiveStream::nextMember() {
     while (!isAtEnd) {
-        const int status = archive_read_next_header(reader, &entry);
+        const int status = archive_read_next_header(reader.get(), &entry);
         if (status == ARCHIVE_EOF) {
             end();
         } else if (status == ARCHIVE_FATAL) {
@@ -155,7 +156,7 @@ bool ArchiveStream::nextBlock() {
     std::int64_t offset = 0;
     int status = ARCHIVE_OK;
     do {
-        status = archive_read_data_block(reader, &data, &left, &offset);
+        status = archive_read_data_block(reader.get(), &data, &left, &offset);
     } while (status == ARCHIVE_RETRY || (status == ARCHIVE_OK && left == 0));
     if (status == ARCHIVE_OK || status == ARCHIVE_WARN) {
         block = static_cast<const char*>(data);
@@ -181,7 +182,7 @@ void ArchiveStream::end() {
 bool ArchiveStream::fail() {
     isAtEnd = true;
     rethrow();
-    const char* const text = archive_error_string(reader);
+    const char* const text = archive_error_string(reader.get());
     const bool isCut = isExhausted && packing != Packing::Zip; // whose directory stands at the end
     reason = isCut || text == nullptr ? "cut off" : text;
     reason = file->damage().empty() ? reason : file->damage();

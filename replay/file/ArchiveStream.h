@@ -6,8 +6,10 @@
 #include "file/InputFile.h"
 #include "file/Packing.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <exception>
+#include <memory>
+#include <string>
 #include <sys/types.h>
 #include <vector>
 
@@ -23,7 +25,6 @@ class ArchiveStream : public ContentStream {
   public:
     /// \throws Error if there is no memory for libarchive
     ArchiveStream(std::unique_ptr<InputFile> file, Packing packing);
-    ~ArchiveStream() override;
 
     /// Goes on to the next regular file in the archive. \return whether there is one
     /// \throws Error, ReadingStopped
@@ -35,10 +36,14 @@ class ArchiveStream : public ContentStream {
     std::size_t read(char* to, std::size_t size) override;
     std::unique_ptr<ContentStream> reopen() const override;
     bool canReopen() const override { return file->canReopen(); }
-    std::uint64_t position() const override { return isAtEnd ? file->size() : file->position(); }
+    std::uint64_t position() const override { return std::max(isAtEnd ? file->size() : 0, file->position()); }
     std::uint64_t size() const override { return file->size(); }
 
   private:
+    struct Close {
+        void operator()(archive* reader) const;
+    };
+
     static ssize_t give(archive*, void* self, const void** block);
     static std::int64_t seek(archive*, void* self, std::int64_t offset, int whence);
     std::size_t refill();
@@ -49,7 +54,7 @@ class ArchiveStream : public ContentStream {
 
     std::unique_ptr<InputFile> file;
     Packing packing;
-    archive* reader;
+    std::unique_ptr<archive, Close> reader;
     archive_entry* entry = nullptr;
     std::vector<char> buffer;     ///< bytes of the file
     std::uint64_t offset = 0;     ///< behind them, where the file can be read anywhere

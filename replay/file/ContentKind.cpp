@@ -12,12 +12,12 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct Kind {
+struct ContentName {
     std::string_view begin;
     std::string_view name;
 };
 
-constexpr Kind binaries[] = {
+constexpr ContentName binaryKinds[] = {
     {"\x89PNG\r\n", "a PNG picture"},
     {"\xFF\xD8\xFF", "a JPEG picture"},
     {"GIF8", "a GIF picture"},
@@ -47,17 +47,19 @@ constexpr Kind binaries[] = {
 };
 
 /// Elements that tell what an XML file is for; found in its head, behind comments.
-constexpr Kind documents[] = {
+constexpr ContentName documentKinds[] = {
     {"<AUTOSAR", "an ARXML file"}, {"<NetworkDefinition", "a KCD file"}, {"FIBEX", "a FIBEX file"},
     {"<ODX", "an ODX file"},       {"<mdf", "an MDF comment in XML"},    {"<!DOCTYPE html", "an HTML page"},
     {"<html", "an HTML page"},
 };
 
 /// What a text begins with.
-constexpr Kind texts[] = {{"FormatVersion=", "a SYM file"}, {"{", "a JSON file"}, {"[{", "a JSON file"}};
+constexpr ContentName textKinds[] = {
+    {"FormatVersion=", "a SYM file"}, {"{", "a JSON file"}, {"[{", "a JSON file"}};
 
 /// Words that tell what a text is for; found in its head, behind comments.
-constexpr Kind languages[] = {{"LIN_description_file", "an LDF file"}, {"ASAP2_VERSION", "an A2L file"}};
+constexpr ContentName languageKinds[] = {{"LIN_description_file", "an LDF file"},
+                                         {"ASAP2_VERSION", "an A2L file"}};
 
 constexpr std::string_view packingNames[] = {"",
                                              "a gzip file",
@@ -76,12 +78,13 @@ std::optional<std::string_view> nameOf(const auto& kinds, Matches&& matches) {
 
 std::optional<std::string_view> containing(const auto& kinds, std::string_view text) {
     constexpr std::size_t headSize = 4096;
-    return nameOf(kinds,
-                  [=](const Kind& kind) { return text.substr(0, headSize).find(kind.begin) != text.npos; });
+    return nameOf(kinds, [=](const ContentName& kind) {
+        return text.substr(0, headSize).find(kind.begin) != text.npos;
+    });
 }
 
 std::optional<std::string_view> beginning(const auto& kinds, std::string_view text) {
-    return nameOf(kinds, [=](const Kind& kind) { return text.starts_with(kind.begin); });
+    return nameOf(kinds, [=](const ContentName& kind) { return text.starts_with(kind.begin); });
 }
 
 bool isOfficeDocument(std::string_view head) {
@@ -117,10 +120,10 @@ std::optional<std::string_view> textKind(std::string_view head) {
         return "a DBC file";
     }
     if (text.starts_with('<')) {
-        return containing(documents, text).value_or("an XML file");
+        return containing(documentKinds, text).value_or("an XML file");
     }
-    const auto kind = beginning(texts, text);
-    return kind ? kind : containing(languages, text);
+    const auto kind = beginning(textKinds, text);
+    return kind ? kind : containing(languageKinds, text);
 }
 
 } // namespace
@@ -129,7 +132,7 @@ std::string_view contentKind(std::string_view head) {
     if (head.empty()) {
         return "an empty file";
     }
-    if (const auto kind = beginning(binaries, head)) {
+    if (const auto kind = beginning(binaryKinds, head)) {
         return *kind;
     }
     if (const Packing packing = packingOf(head); packing != Packing::None) {

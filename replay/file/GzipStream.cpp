@@ -7,12 +7,12 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t blockSize = 65536;
+constexpr std::size_t gzipBlock = 65536;
 constexpr int gzipOnly = 16 + MAX_WBITS; // inflate checks head and check sum of each member
 
 } // namespace
 
-GzipStream::GzipStream(std::unique_ptr<InputFile> file) : file(std::move(file)), block(blockSize) {
+GzipStream::GzipStream(std::unique_ptr<InputFile> file) : file(std::move(file)), block(gzipBlock) {
     if (inflateInit2(&stream, gzipOnly) != Z_OK) {
         throw std::bad_alloc();
     }
@@ -28,7 +28,7 @@ std::unique_ptr<ContentStream> GzipStream::reopen() const {
 
 std::size_t GzipStream::read(char* to, std::size_t size) {
     stream.next_out = reinterpret_cast<Bytef*>(to);
-    stream.avail_out = static_cast<uInt>(std::min<std::size_t>(size, blockSize * 16));
+    stream.avail_out = static_cast<uInt>(std::min<std::size_t>(size, gzipBlock * 16));
     const uInt room = stream.avail_out;
     while (stream.avail_out == room && !isAtEnd) {
         if (!isInside && !nextMember()) {

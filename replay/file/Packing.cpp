@@ -12,12 +12,12 @@ using namespace std::string_view_literals;
 
 constexpr std::size_t tarHead = 512;
 
-struct Begin {
+struct PackingBegin {
     std::string_view bytes;
     Packing packing;
 };
 
-constexpr Begin begins[] = {
+constexpr PackingBegin packingBegins[] = {
     {"\x1F\x8B\x08", Packing::Gzip},
     {"\x28\xB5\x2F\xFD", Packing::Zstd},
     {"\xFD"
@@ -57,7 +57,7 @@ bool isTar(std::string_view bytes) {
     return expected != 0 && before + behind + sumSize * ' ' == expected;
 }
 
-/// Whether more bytes could show a tar archive: it begins with a name, and zeros behind it.
+/// Whether more bytes could show a tar archive: it packingBegins with a name, and zeros behind it.
 bool mayBecomeTar(std::string_view bytes) {
     constexpr std::size_t nameSize = 100;
     const std::string_view name = bytes.substr(0, nameSize);
@@ -69,16 +69,17 @@ bool mayBecomeTar(std::string_view bytes) {
 }
 
 bool mayBecomeOther(std::string_view bytes) {
-    return std::any_of(std::begin(begins), std::end(begins),
-                       [=](const Begin& each) { return each.bytes.starts_with(bytes); });
+    return std::any_of(std::begin(packingBegins), std::end(packingBegins),
+                       [=](const PackingBegin& each) { return each.bytes.starts_with(bytes); });
 }
 
 } // namespace
 
 Packing packingOf(std::string_view bytes) {
-    const auto* const begin = std::find_if(std::begin(begins), std::end(begins),
-                                           [=](const Begin& each) { return bytes.starts_with(each.bytes); });
-    if (begin != std::end(begins)) {
+    const auto* const begin =
+        std::find_if(std::begin(packingBegins), std::end(packingBegins),
+                     [=](const PackingBegin& each) { return bytes.starts_with(each.bytes); });
+    if (begin != std::end(packingBegins)) {
         return begin->packing;
     }
     if (isBzip2(bytes)) {

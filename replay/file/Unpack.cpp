@@ -76,9 +76,9 @@ Unpacked unpack(File file) {
     return result;
 }
 
-File openUncompressed(const std::string& path) {
+File uncompressed(File file) {
     Packing packing = Packing::None;
-    return decompressed(std::make_unique<InputFile>(path), packing);
+    return decompressed(std::move(file), packing);
 }
 
 } // namespace rksignal

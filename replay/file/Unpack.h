@@ -26,7 +26,7 @@ struct Unpacked {
 /// \throws Error if an archive holds more than maxMembers files, or cannot be read. ReadingStopped
 Unpacked unpack(std::unique_ptr<InputFile> file);
 
-/// The content of a file that may be compressed. \throws Error
-std::unique_ptr<InputFile> openUncompressed(const std::string& path);
+/// The content of a file that may be compressed. \throws Error, ReadingStopped
+std::unique_ptr<InputFile> uncompressed(std::unique_ptr<InputFile> file);
 
 } // namespace rksignal

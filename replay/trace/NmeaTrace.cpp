@@ -97,8 +97,8 @@ void NmeaTrace::setTime() {
 void NmeaTrace::completeReport() {
     if (!midnight && undated > 0) {
         TraceSource::remark({path(), Severity::Warning,
-                             "no sentence (RMC, ZDA) gives a date: " + std::to_string(undated) +
-                                 " messages have no time and are not decoded"});
+                             "no sentence gives a date (RMC, ZDA); messages without a time, not decoded: " +
+                                 std::to_string(undated)});
     }
 }
 

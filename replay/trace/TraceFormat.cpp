@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace rksignal {
 namespace {
@@ -185,10 +186,11 @@ std::optional<TraceFormat> detectFormat(InputFile& file) {
 }
 
 std::optional<TraceFormat> detectTrace(const std::string& path) {
-    const auto file = openUncompressed(path);
-    if (file->size() == 0) {
+    auto packed = std::make_unique<InputFile>(path);
+    if (packed->size() == 0) {
         return std::nullopt;
     }
+    const auto file = uncompressed(std::move(packed));
     if (const auto format = detectBinary(*file)) {
         return format;
     }

@@ -4,6 +4,7 @@
 #include "convert/AscWriter.h"
 #include "convert/BlfWriter.h"
 #include "convert/CandumpWriter.h"
+#include "convert/PcapngWriter.h"
 #include "convert/RecordFileWriter.h"
 
 #include <algorithm>
@@ -22,6 +23,7 @@ constexpr OutputFormat formats[] = {
     {".log", make<CandumpWriter>},
     {".asc", make<AscWriter>},
     {".blf", make<BlfWriter>},
+    {".pcapng", make<PcapngWriter>},
 };
 
 } // namespace

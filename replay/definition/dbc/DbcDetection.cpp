@@ -8,7 +8,7 @@
 
 namespace rksignal {
 bool isDbcText(const std::string& path) {
-    const auto file = openUncompressed(path);
+    const auto file = uncompressed(std::make_unique<InputFile>(path));
     LineReader reader(*file);
     std::string_view line;
     while (reader.next(line)) {

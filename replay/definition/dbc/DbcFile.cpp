@@ -53,7 +53,7 @@ DefinitionFile parseDbc(std::string text, std::string path, std::optional<std::u
 }
 
 DefinitionFile readDbc(const std::string& path, std::optional<std::uint8_t> channel) {
-    std::string text = openUncompressed(path)->readAll();
+    std::string text = uncompressed(std::make_unique<InputFile>(path))->readAll();
     expectDbc(text, path);
     return parseDbc(std::move(text), path, channel);
 }

@@ -265,7 +265,7 @@ DefinitionFile parseJsonDefinitions(std::string_view text, const std::string& fi
 }
 
 DefinitionFile readJsonDefinitions(const std::string& path) {
-    return parseJsonDefinitions(openUncompressed(path)->readAll(), path);
+    return parseJsonDefinitions(uncompressed(std::make_unique<InputFile>(path))->readAll(), path);
 }
 
 } // namespace rksignal

@@ -112,7 +112,7 @@ TEST(DecodeOutput, SummaryCountsEveryKindOfLine) {
 BO_ 300 Absent: 1
  SG_ Broken : 0|8@1+ (1,0 [0|0] ""
 BA_ "no end)");
-    folder.write("1.log", "a\r\n\n\r\n" + longest + "\n" + longest + "\r\n" + longest + "x\n" +
+    folder.write("1.log", "(a\r\n\n\r\n" + longest + "\n" + longest + "\r\n" + longest + "x\n" +
                               std::string(1'000'000, 'y') + R"(
 (1.1) can1 001#R
 (1.2) can1 20000004#0004000000000000
@@ -135,7 +135,7 @@ unknown: can1 7FF (2), can0 7FF (1), can1 400 (1), can1 402 (1), can1 403 (1), c
 shorter than defined:
   A: 2 of 2 frames, 2 values missing
 12 malformed lines, first:
-  1.log:1: no time stamp in parentheses
+  1.log:1: time stamp is not SECONDS.FRACTION with 1 to 9 decimals
   1.log:4: no time stamp in parentheses
   1.log:5: no time stamp in parentheses
   1.log:6: line is too long

@@ -16,10 +16,11 @@ class OutputFiles : public testing::Test {
         folder.write("empty.dbc", "VERSION \"\"\n");
         folder.write("c.txt", "Motor.Speed > 5\n");
         folder.write("t.log", "(1.0) can0 001#05\n(2.0) can0 001#06\n");
+        folder.write("bad.log", "(damaged\n");
         folder.write("remote.log", "(1.0) can0 001#R\n");
         folder.write("w/x-1.csv", folder.read("t.log"));
         folder.write("keep.log", "old");
-        folder.run("gzip -k t.log; ln t.log hard.log; ln -s w/x-1.csv soft.log");
+        folder.run("ln t.log hard.log; ln -s w/x-1.csv soft.log");
     }
 
     TemporaryFolder folder;
@@ -29,7 +30,7 @@ TEST_F(OutputFiles, StayWhenTheyAreReadOrWouldHoldNothing) {
     const std::string help = "Run with --help for more information.\n";
     const std::string overwrites = "rksignal: the output would overwrite ";
     const std::string trigger = "rksignal trigger -q --dbc a.dbc --when 'x=Motor.Speed > 5' ";
-    const std::string garbage = "lines (1)\n  t.log.gz:1: no time stamp in parentheses\n";
+    const std::string garbage = "lines (1)\n  bad.log:1: time stamp is not SECONDS.FRACTION with 1 to 9 decimals\n";
     const std::string kept = "can be converted; keep.log is left as it was\n";
     const struct {
         std::string command;
@@ -53,8 +54,8 @@ TEST_F(OutputFiles, StayWhenTheyAreReadOrWouldHoldNothing) {
         {trigger + "--window 1,1 --to w --overwrite soft.log", 2, overwrites + "soft.log, which is read\n"},
         {trigger + "--window 1,1 --to a.dbc/w t.log", 2,
          "rksignal: cannot use the folder a.dbc/w: Not a directory\n"},
-        {"rksignal convert -q t.log.gz keep.log", 1,
-         "not understood: " + garbage + "rksignal: nothing in t.log.gz " + kept},
+        {"rksignal convert -q bad.log keep.log", 1,
+         "not understood: " + garbage + "rksignal: nothing in bad.log " + kept},
         {"rksignal convert -q remote.log keep.log", 1,
          "not held by the output: remote frames (1)\nrksignal: nothing in remote.log " + kept},
         {"rksignal convert -q remote.log new.log", 1,
@@ -63,9 +64,9 @@ TEST_F(OutputFiles, StayWhenTheyAreReadOrWouldHoldNothing) {
         {"rksignal convert -q /dev/null keep.log", 1, "rksignal: nothing in /dev/null " + kept},
         {"rksignal convert -q empty.dbc a.json", 1,
          "rksignal: nothing in empty.dbc can be converted; a.json is left as it was\n"},
-        {"rksignal decode -q --dbc a.dbc t.log.gz -o keep.log", 1,
+        {"rksignal decode -q --dbc a.dbc bad.log -o keep.log", 1,
          "rksignal: keep.log is left as it was: nothing in the traces could be understood\n"
-         "1 malformed line:\n  t.log.gz:1: no time stamp in parentheses\n"},
+         "1 malformed line:\n  bad.log:1: time stamp is not SECONDS.FRACTION with 1 to 9 decimals\n"},
         {"trap '' XFSZ; ulimit -f 1; rksignal decode -q --dbc a.dbc many.log -o keep.log", 2,
          "rksignal: cannot write keep.log: File too large\n"},
     };
@@ -83,7 +84,8 @@ TEST_F(OutputFiles, StayWhenTheyAreReadOrWouldHoldNothing) {
 TEST_F(OutputFiles, AreReplacedWholeWithTheirPermissionsAndOtherwiseWrittenDirectly) {
     const std::string rows = "1.000000,0,can,Motor.Speed,5,,5,\n2.000000,0,can,Motor.Speed,6,,6,\n";
     const std::pair<std::string, std::string> cases[] = {
-        {"chmod 640 keep.log; $decode keep.log; stat -c %a keep.log; tail -n 2 keep.log", "640\n" + rows},
+        {"umask 022; chmod 660 keep.log; $decode keep.log; stat -c %a keep.log; tail -n 2 keep.log",
+         "660\n" + rows},
         {"umask 027; $decode new.csv; stat -c %a new.csv", "640\n"},
         {"ln -s absent.csv link; $decode link; test -L link && tail -n 2 absent.csv", rows},
         {"ln -s t.log keep.log.part; $decode keep.log; readlink keep.log.part", "t.log\n"},
