@@ -155,7 +155,10 @@ def add_packet(reading, layers):
     seconds, _, fraction = frame["frame.time_epoch"].partition(".")
     at = int(seconds) * 1_000_000_000 + int(fraction.ljust(9, "0"))
     raw = bytes.fromhex(layers["frame_raw"][0])
-    channel = int(frame.get("frame.interface_id", 0))
+    # can3, lin3, flexray3 and eth3 are channel 3; other interfaces have their number, which is ours where a file
+    # has interfaces of one bus
+    digits = re.fullmatch(r"(v?can|lin|flexray|eth)(\d+)", find(frame, "frame.interface_name") or "")
+    channel = int(digits.group(2) if digits else frame.get("frame.interface_id", 0))
     can = layers.get("can") or layers.get("canfd")
     if int(frame["frame.cap_len"]) < int(frame["frame.len"]):
         reading.add_kind(at, "truncated")
