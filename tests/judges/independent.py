@@ -7,7 +7,7 @@
 | .log | python-can | the same | the digits at the end of the interface's name |
 | .mf4 | asammdf | the same | as in the file |
 | .pcap, .pcapng, .cap | tshark | exact | the interface's number; FlexRay channel B is one more |
-| .blf, if it is asked for | tshark | exact | not told; no errors, which have another form there |
+| .blf, if it is asked for | tshark | exact | not told, nor is CAN FD; it reads no error frames |
 
 python-can reads CAN only. What it does not know is not counted as missing there (see judge.py).
 """
@@ -33,6 +33,7 @@ class Reading:
         self.tolerance = tolerance  # nanoseconds
         self.buses = buses  # that the judge reads
         self.frames = []
+        self.tells_fd = True  # whether CAN FD frames are told from classic ones
         self.is_absolute = True  # whether its times have a date
 
     def add(self, nanoseconds, bus, channel, identifier, flags, data):
@@ -144,6 +145,7 @@ def read_tshark(path):
     for packet in json.loads(run.stdout):
         add_packet(reading, packet["_source"]["layers"])
     if pathlib.Path(path).suffix.lower() == ".blf":
+        reading.tells_fd = False
         reading.frames = [(at, re.sub(r" \d+ ", " * ", rest, count=1)) for at, rest in reading.frames]
     return reading
 
@@ -182,6 +184,10 @@ def find(fields, name):
     return None
 
 
+def number(fields, name):
+    return int(find(fields, name), 0)  # decimal or 0x..., as the field is
+
+
 def is_set(fields, name):
     return find(fields, name) in ("1", "True")
 
@@ -194,25 +200,25 @@ def add_can_packet(reading, at, channel, fields, raw):
     if is_set(fields, "can.flags.rtr") and not is_fd:
         reading.add_kind(at, "remote")
         return
-    identifier = can_id(int(find(fields, "can.id")), is_set(fields, "can.flags.xtd"))
-    length = int(find(fields, "can.len"))
+    identifier = can_id(number(fields, "can.id"), is_set(fields, "can.flags.xtd"))
+    length = number(fields, "can.len")
     # 4 bytes of identifier and 4 of length and flags, wherever the link layer's head ends
     start = find(fields, "can.len_raw")[1] + 4
     reading.add(at, "can", channel, identifier, "fd" if is_fd else "-", raw[start:start + length])
 
 
 def add_lin_packet(reading, at, channel, fields, raw):
-    if int(find(fields, "lin.message_type"), 0) != 0:
+    if number(fields, "lin.message_type") != 0:
         reading.add_kind(at, "other")
     elif raw[7] & 0x1F:
         reading.add_kind(at, "error")
     else:
-        length = int(find(fields, "lin.length"), 0)
-        reading.add(at, "lin", channel, f"{int(find(fields, 'lin.frame_id'), 0):02X}", "-", raw[8:8 + length])
+        length = number(fields, "lin.length")
+        reading.add(at, "lin", channel, f"{number(fields, 'lin.frame_id'):02X}", "-", raw[8:8 + length])
 
 
 def add_flexray_packet(reading, at, channel, fields, raw):
-    if int(find(fields, "flexray.ti"), 0) != 1:
+    if number(fields, "flexray.ti") != 1:
         reading.add_kind(at, "other")
         return
     errors = ("fcrc_err", "hcrc_err", "fes_err", "cod_err", "tss_viol")
@@ -222,8 +228,8 @@ def add_flexray_packet(reading, at, channel, fields, raw):
         reading.add_kind(at, "other")
     else:
         channel += is_set(fields, "flexray.ch")
-        length = 2 * int(find(fields, "flexray.pl"))
-        reading.add(at, "flexray", channel, f"{find(fields, 'flexray.fid')}.{find(fields, 'flexray.cc')}", "-",
+        length = 2 * number(fields, "flexray.pl")
+        reading.add(at, "flexray", channel, f"{number(fields, 'flexray.fid')}.{number(fields, 'flexray.cc')}", "-",
                     raw[7:7 + length])
 
 

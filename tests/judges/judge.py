@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Compares the frames that the replay library reads with those that independent readers do.
 
-  judge.py list FILE               the lines of the independent reader, in the form of list_frames
+  judge.py list FILE                          the lines of the independent reader, in the form of list_frames
   judge.py compare [--judge tshark] FILE...   both, and what differs; the exit status is 1 if anything does
-  judge.py table FOLDER...         a table over all files of folders that an independent reader knows
-  judge.py write FOLDER            small files of all formats, written by the independent tools
+  judge.py table FOLDER...                    a table over all files that an independent reader knows
+  judge.py write FOLDER                       small files of all formats, written by the independent tools
 
 Run it with the Python of build/judges, which scripts/judges makes. The environment variable LIST_FRAMES names the
 program; without it that of build/dev is taken.
@@ -51,9 +51,11 @@ def comparable(frames, reading):
     """Those frames that the judge can know, with times and channels as far as it has them."""
     kept = []
     for at, rest in frames:
-        bus, _, identifier, flags, data = rest.split(" ")
+        bus, channel, identifier, flags, data = rest.split(" ")
         if (bus == "-" and flags in KINDS_OF_NO_JUDGE) or (bus != "-" and bus not in reading.buses):
             continue
+        if bus == "can" and not reading.tells_fd:
+            rest = f"{bus} {channel} {identifier} - {data}"
         kept.append((at, rest))
     if not reading.is_absolute and kept:
         first = min(at for at, _ in kept)
