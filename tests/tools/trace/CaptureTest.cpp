@@ -233,7 +233,7 @@ TEST_F(Capture, NothingBeforeDamageIsLost) {
          "rksignal: t.pcap: packets of link type IEEE802_11 are not supported\n", 2},
         {"(1.0) can0 123#00\n", header + "1.000000,0,can,Short,0,,0,\n",
          "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\n", 0},
-        {"nonsense", "", "rksignal: t.pcap: unknown file format\n", 2},
+        {"nonsense", "", "rksignal: t.pcap is plain text, not a trace\n", 2},
     };
     for (const auto& [bytes, rows, messages, status] : cases) {
         folder.write("t.pcap", bytes);
