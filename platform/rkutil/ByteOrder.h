@@ -1,5 +1,6 @@
 /// \file
-/// Big-endian numbers in sequences of bytes: those of trace records, of network headers and of PDUs.
+/// Numbers in sequences of bytes: big-endian ones of trace records, network headers and PDUs, little-endian
+/// ones of files.
 #pragma once
 
 #include <cstddef>
@@ -16,6 +17,17 @@ constexpr auto bigEndian(const std::uint8_t* bytes) {
     using Number = std::conditional_t<count <= sizeof(std::uint32_t), std::uint32_t, std::uint64_t>;
     return [bytes]<std::size_t... i>(std::index_sequence<i...>) {
         return ((Number{bytes[i]} << (8 * (count - 1 - i))) | ...);
+    }
+    (std::make_index_sequence<count>());
+}
+
+/// The same with the last byte most significant.
+template <std::size_t count>
+constexpr auto littleEndian(const std::uint8_t* bytes) {
+    static_assert(count >= 1 && count <= sizeof(std::uint64_t));
+    using Number = std::conditional_t<count <= sizeof(std::uint32_t), std::uint32_t, std::uint64_t>;
+    return [bytes]<std::size_t... i>(std::index_sequence<i...>) {
+        return ((Number{bytes[i]} << (8 * i)) | ...);
     }
     (std::make_index_sequence<count>());
 }

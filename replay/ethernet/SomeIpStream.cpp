@@ -9,18 +9,24 @@ bool isPlausibleAt(ByteView bytes, std::size_t offset) {
     return SomeIpHeader::at(bytes.data() + offset).isPlausible();
 }
 
-/// The offset of the first message that can be one; the size of `bytes` if there is none.
+/// The offset of the message at which to go on: the first one that is followed by another one, or by the end of
+/// `bytes`, or else the first one that can be one. The size of `bytes` if there is none.
 std::size_t findMessage(ByteView bytes) {
+    std::size_t first = bytes.size();
     for (std::size_t offset = 0; offset + SomeIpHeader::bytes <= bytes.size(); ++offset) {
         if (!isPlausibleAt(bytes, offset)) {
             continue;
         }
         const std::uint64_t next = offset + SomeIpHeader::at(bytes.data() + offset).size();
-        if (next + SomeIpHeader::bytes > bytes.size() || isPlausibleAt(bytes, next)) {
+        const bool hasNext = next + SomeIpHeader::bytes <= bytes.size();
+        if (next == bytes.size() || (hasNext && isPlausibleAt(bytes, next))) {
             return offset;
         }
+        if (!hasNext) {
+            first = std::min(first, offset);
+        }
     }
-    return bytes.size();
+    return first;
 }
 
 } // namespace

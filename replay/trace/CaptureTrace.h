@@ -8,27 +8,45 @@
 #include "trace/TraceSource.h"
 
 #include <memory>
+#include <vector>
 
 namespace rksignal {
 
-/// The frames of a capture, see PacketFile and PacketReader. All have one channel: the one that `channels`
-/// has for the file's name, else 0. Packets that were not recorded in full are passed as
-/// PassedMessage::Truncated, however much of them there is.
+/// The frames of a capture, see PacketFile and PacketReader. Packets that were not recorded in full are
+/// passed as PassedMessage::Truncated, however much of them there is.
+///
+/// The channel of an interface is that which `channels` has for `FILE:NAME`, `FILE:INDEX` or `FILE`. Failing
+/// that the name of an interface of CAN is what it is in a candump log, and `lin3`, `flexray3` and `eth3` are
+/// channel 3. Any other interface is counted among those of its bus, from 0.
 class CaptureTrace : public TraceSource {
   public:
-    /// \throws Error if the file is no capture, or one of an unknown link type
+    /// `channels` must outlive the trace.
+    /// \throws Error if the file is no capture, or a pcap file of an unknown link type
     CaptureTrace(std::unique_ptr<InputFile> file, ChannelMap& channels);
 
     bool next() override;
 
   private:
-    void deliver(MessageSink& sink, std::uint64_t time) override;
-    std::optional<PacketReader::Content> read();
-    void countMalformed(const char* reason);
-    void completeReport() override;
+    /// What is known of an interface once a packet of it has come.
+    struct Source {
+        const PacketReader::Link* link = nullptr; ///< null: not supported
+        std::optional<std::uint8_t> channel;      ///< nothing: none is left, or none has come
+        std::uint64_t packets = 0;
+    };
 
+    void deliver(MessageSink& sink, std::uint64_t time) override;
+    Source& sourceOfPacket();
+    std::optional<std::uint8_t> channelOf(const PacketInterface& interface, const PacketReader::Link& link);
+    std::optional<std::uint8_t> numberAmongItsKind(std::string_view bus) const;
+    std::optional<PacketReader::Content> read();
+    std::optional<PacketReader::Content> countMalformed(const char* reason);
+    void completeReport() override;
+    void reportInterfaces();
+
+    ChannelMap& channels;
     PacketFile packets;
     PacketReader reader;
+    std::vector<Source> sources; ///< as packets.interfaces()
     PacketReader::Content content;
     std::string firstMalformed; ///< its number and what is wrong with it
 };

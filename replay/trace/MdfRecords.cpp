@@ -9,7 +9,6 @@ namespace {
 
 constexpr std::size_t maxWaiting = 16384; // records
 constexpr std::size_t maxWaitingBytes = std::size_t{1} << 20;
-constexpr std::size_t lengthBytes = 4; // of a value
 
 } // namespace
 
@@ -123,9 +122,15 @@ bool MdfRecords::next() {
     }
 }
 
+MdfRecords::Step MdfRecords::cutOff() {
+    return fail("the record " + std::to_string(recordStart) +
+                " bytes behind the start of its data is cut off");
+}
+
 MdfRecords::Step MdfRecords::readRecord() {
+    recordStart = position;
     if (!reason.empty() || !need(data.idBytes + std::size_t{1})) {
-        return begin < end ? fail("the last record is cut off") : Step::End;
+        return begin < end ? cutOff() : Step::End;
     }
     std::uint64_t id = 0;
     std::memcpy(&id, buffer.data() + begin, data.idBytes);
@@ -136,7 +141,7 @@ MdfRecords::Step MdfRecords::readRecord() {
                     ", which no channel group has");
     }
     if (!skip(data.idBytes)) {
-        return fail("the last record is cut off");
+        return cutOff();
     }
     if (kind->group->isValues) {
         return readValue(*kind);
@@ -144,31 +149,31 @@ MdfRecords::Step MdfRecords::readRecord() {
     if (kind->group->layout) {
         return readEvent(*kind);
     }
-    return skip(kind->group->size) ? Step::Nothing : fail("the last record is cut off");
+    return skip(kind->group->size) ? Step::Nothing : cutOff();
 }
 
 MdfRecords::Step MdfRecords::readValue(Kind& kind) {
     std::uint32_t length = 0;
-    if (!need(lengthBytes)) {
-        return fail("the last record is cut off");
+    if (!need(MdfValues::lengthBytes)) {
+        return cutOff();
     }
-    std::memcpy(&length, buffer.data() + begin, lengthBytes);
-    skip(lengthBytes);
+    std::memcpy(&length, buffer.data() + begin, MdfValues::lengthBytes);
+    skip(MdfValues::lengthBytes);
     const std::size_t room = buffer.size() - MdfField::slack;
     const std::size_t kept = std::min<std::size_t>({length, room, MdfValues::maxLength});
     if (!need(kept)) {
-        return fail("the last record is cut off");
+        return cutOff();
     }
     if (kind.values != nullptr) {
         kind.values->add(length, {buffer.data() + begin, kept});
     }
-    return skip(length) ? Step::Nothing : fail("the last record is cut off");
+    return skip(length) ? Step::Nothing : cutOff();
 }
 
 MdfRecords::Step MdfRecords::readEvent(Kind& kind) {
     const std::uint32_t size = kind.group->size;
     if (!need(size)) {
-        return fail("the last record is cut off");
+        return cutOff();
     }
     const std::uint8_t* const record = buffer.data() + begin;
     begin += size;
@@ -257,7 +262,7 @@ MdfRecords::Step MdfRecords::bytesOf(Kind& kind, const std::uint8_t* record, Mdf
     const std::uint64_t offset = inOrder ? kind.nextReference : place.reference.of(record);
     const auto result = kind.values != nullptr ? kind.values->find(offset, bytes) : MdfValues::Result::Gone;
     if (result == MdfValues::Result::Found) {
-        kind.nextReference += lengthBytes + bytes.size();
+        kind.nextReference += MdfValues::lengthBytes + bytes.size();
         return Step::Message;
     }
     const bool mayCome = result == MdfValues::Result::Ahead && place.place == MdfBytes::Place::Records;

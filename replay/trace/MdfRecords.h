@@ -62,6 +62,7 @@ class MdfRecords {
     Step bytesOf(Kind& kind, const std::uint8_t* record, MdfFrames::Bytes& bytes);
     Step countMalformed(const Kind& kind, std::uint64_t number, const char* why);
     Step fail(const std::string& why);
+    Step cutOff();
 
     MdfFile& file;
     const MdfContents& contents;
@@ -74,7 +75,8 @@ class MdfRecords {
         buffer; ///< bytes of the stream, from `begin` to `end`; more for MdfField::slack
     std::size_t begin = 0;
     std::size_t end = 0;
-    std::uint64_t position = 0; ///< in the stream, of `begin`
+    std::uint64_t position = 0;    ///< in the stream, of `begin`
+    std::uint64_t recordStart = 0; ///< in the stream, of the record that is being read
     std::vector<Waiting> waiting;
     std::size_t firstWaiting = 0;
     std::vector<std::uint8_t> waitingBytes; ///< their records, with MdfField::slack

@@ -33,8 +33,8 @@ void MdfTrace::open() {
     }
     if (contents.measuredGroups > 0) {
         found.remarks.add({path(), Severity::Note,
-                           "measured channels are passed over, in " +
-                               std::to_string(contents.measuredGroups) + " channel groups"});
+                           "measured channels are not read: channel groups with them: " +
+                               std::to_string(contents.measuredGroups)});
     }
     const std::size_t size = contents.dataGroups.size() == 1 ? wholeBuffer : sharedBuffer;
     for (const MdfDataGroup& group : contents.dataGroups) {

@@ -6,7 +6,6 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t lengthBytes = 4;
 constexpr std::size_t keptBytes = 131072; // at least, of those that were there
 
 } // namespace

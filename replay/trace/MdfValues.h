@@ -23,6 +23,7 @@ class MdfValues {
         Ahead, ///< it has not come yet
         Gone,  ///< it is not kept any more
     };
+    static constexpr std::size_t lengthBytes = 4;   ///< in front of a value: its length
     static constexpr std::size_t maxLength = 98304; ///< of a value that can be kept whole
 
     /// Values that add() adds.

@@ -3,9 +3,7 @@
 #include "rkutil/ByteOrder.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
-#include <pcap/dlt.h>
 
 namespace rksignal {
 namespace {
@@ -15,26 +13,21 @@ using Bytes = PacketReader::Bytes;
 constexpr const char* tooShort = "packet is shorter than its head";
 constexpr const char* tooLong = "frame is longer than its packet";
 
-std::uint32_t hostEndian32(Bytes bytes) {
-    std::uint32_t word = 0;
-    std::memcpy(&word, bytes.data(), sizeof word);
-    return word;
-}
-
 } // namespace
 
 struct PacketReader::Link {
     int type;
+    std::string_view bus;
     Layer layer;
 };
 
 const PacketReader::Link PacketReader::links[] = {
-    {DLT_EN10MB, &PacketReader::readEthernet},
-    {DLT_CAN_SOCKETCAN, &PacketReader::readCan},
-    {DLT_LINUX_SLL, &PacketReader::readCooked<16, 14>},
-    {DLT_LINUX_SLL2, &PacketReader::readCooked<20, 0>},
-    {DLT_LIN, &PacketReader::readLin},
-    {DLT_FLEXRAY, &PacketReader::readFlexRay},
+    {1, "eth", &PacketReader::readEthernet},
+    {227, "can", &PacketReader::readCan},
+    {113, "can", &PacketReader::readCooked<16, 14>},
+    {276, "can", &PacketReader::readCooked<20, 0>},
+    {212, "lin", &PacketReader::readLin},
+    {210, "flexray", &PacketReader::readFlexRay},
 };
 
 const PacketReader::Link* PacketReader::find(int linkType) {
@@ -43,12 +36,16 @@ const PacketReader::Link* PacketReader::find(int linkType) {
     return link != std::end(links) ? link : nullptr;
 }
 
-bool PacketReader::isSupported(int linkType) {
-    return find(linkType) != nullptr;
+std::string_view PacketReader::busOf(const Link& link) {
+    return link.bus;
 }
 
-PacketReader::PacketReader(int linkType, std::uint8_t channel)
-    : layer(find(linkType)->layer), channel(channel) {}
+std::optional<PacketReader::Content> PacketReader::read(const Link& link, std::uint8_t channelOfPacket,
+                                                        bool isBigEndian, Bytes packet) {
+    channel = channelOfPacket;
+    isHostBigEndian = isBigEndian;
+    return (this->*link.layer)(packet);
+}
 
 std::optional<PacketReader::Content> PacketReader::fail(const char* why) {
     reason = why;
@@ -79,7 +76,7 @@ std::optional<PacketReader::Content> PacketReader::readCooked(Bytes packet) {
         return PassedMessage::Other;
     }
     const Bytes frame = packet.subspan(headLength);
-    return readCanFrame(hostEndian32(frame), frame); // libpcap has made it the order of this host
+    return readCanFrame(isHostBigEndian ? bigEndian<4>(frame.data()) : littleEndian<4>(frame.data()), frame);
 }
 
 /// Identifier and flags (4 bytes), length, CAN FD flags, two more bytes, data.
@@ -98,8 +95,14 @@ std::optional<PacketReader::Content> PacketReader::readCanFrame(std::uint32_t id
     if ((length & xlFlag) != 0) {
         return PassedMessage::Xl;
     }
-    if ((id & (errorFlag | remoteFlag)) != 0) {
-        return (id & errorFlag) != 0 ? PassedMessage::Error : PassedMessage::Remote;
+    if ((id & errorFlag) != 0) {
+        return PassedMessage::Error;
+    }
+    // Older recorders do not set the flag; their CAN FD frames have room for 64 bytes.
+    const bool fd = (packet[5] & fdFlag) != 0 || length > classicBytes ||
+                    packet.size() == headLength + can.payload.size();
+    if ((id & remoteFlag) != 0 && !fd) { // CAN FD has no remote frames (ISO 11898-1)
+        return PassedMessage::Remote;
     }
     if (length > can.payload.size()) {
         return fail("CAN frame of more than 64 bytes");
@@ -107,9 +110,6 @@ std::optional<PacketReader::Content> PacketReader::readCanFrame(std::uint32_t id
     if (packet.size() < headLength + length) {
         return fail(tooLong);
     }
-    // Older recorders do not set the flag; their CAN FD frames have room for 64 bytes.
-    const bool fd = (packet[5] & fdFlag) != 0 || length > classicBytes ||
-                    packet.size() == headLength + can.payload.size();
     const bool extended = (id & extendedFlag) != 0;
     can.channel = channel;
     can.frameFormat = (extended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard) |

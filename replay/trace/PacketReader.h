@@ -5,9 +5,9 @@
 /// |---|---|
 /// | Ethernet (1) | frames from the destination address on |
 /// | CAN (227) | classic, CAN FD and CAN XL frames as SocketCAN has them, the identifier big endian |
-/// | Linux cooked (113, 276) | the same behind a head of 16 or 20 bytes, the identifier in the host's order |
-/// | LIN (212) | frames with their checksum and error bits |
-/// | FlexRay (210) | frames with their head and error bits, symbols |
+/// | Linux cooked (113, 276) | the same behind a head of 16 or 20 bytes, the identifier in the recorder's
+/// byte order | | LIN (212) | frames with their checksum and error bits | | FlexRay (210) | frames with their
+/// head and error bits, symbols |
 ///
 /// The layouts are those of https://www.tcpdump.org/linktypes.html.
 #pragma once
@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <variant>
 
 namespace rksignal {
@@ -32,23 +33,25 @@ class PacketReader {
     using Content = std::variant<PassedMessage, CANExtTraceMessage*, LINTraceMessage*,
                                  FlexRayExtTraceMessage*, MIITraceMessage*>;
 
-    static bool isSupported(int linkType);
+    struct Link; ///< how packets of a link type are read
 
-    /// Messages get this channel; those of FlexRay channel B the next one. REQUIRES: isSupported(linkType).
-    PacketReader(int linkType, std::uint8_t channel);
+    /// \return null if packets of this type are not supported
+    static const Link* find(int linkType);
+    /// `can`, `lin`, `flexray` or `eth`: whose packets they are, as interfaces are called.
+    static std::string_view busOf(const Link& link);
 
-    /// Reads a packet that was recorded in full. Any bytes may be given. Allocates only when a message grows.
+    /// Reads a packet that was recorded in full. Any bytes may be given. Messages get this channel; those of
+    /// FlexRay channel B the next one. `isBigEndian`: the byte order of the machine that recorded it.
+    /// Allocates only when a message grows.
     /// \return nothing if it cannot be understood: malformed() says why
-    std::optional<Content> read(Bytes packet) { return (this->*layer)(packet); }
+    std::optional<Content> read(const Link& link, std::uint8_t channel, bool isBigEndian, Bytes packet);
 
     const char* malformed() const { return reason; }    ///< a text with static lifetime
     std::uint64_t dropped() const { return overflows; } ///< frames that the recorder says it lost, at least
 
   private:
     using Layer = std::optional<Content> (PacketReader::*)(Bytes packet);
-    struct Link;
     static const Link links[];
-    static const Link* find(int linkType);
 
     std::optional<Content> readEthernet(Bytes packet);
     std::optional<Content> readCan(Bytes packet);
@@ -59,8 +62,8 @@ class PacketReader {
     std::optional<Content> readFlexRay(Bytes packet);
     std::optional<Content> fail(const char* why);
 
-    Layer layer;
-    std::uint8_t channel;
+    std::uint8_t channel = 0;     ///< of the packet
+    bool isHostBigEndian = false; ///< of the machine that recorded it
     const char* reason = nullptr;
     std::uint64_t overflows = 0;
     CANExtTraceMessage can;

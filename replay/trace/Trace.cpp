@@ -3,6 +3,7 @@
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
 #include "trace/AscLine.h"
+#include "trace/BlfTrace.h"
 #include "trace/BusmasterLine.h"
 #include "trace/CandumpTrace.h"
 #include "trace/CaptureTrace.h"
@@ -40,6 +41,8 @@ std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMa
         return std::make_unique<NmeaTrace>(std::move(file));
     case TraceFormat::Asc:
         return openLog<AscLog>(std::move(file));
+    case TraceFormat::Blf:
+        return std::make_unique<BlfTrace>(std::move(file));
     case TraceFormat::Mdf:
         return std::make_unique<MdfTrace>(std::move(file));
     case TraceFormat::Candump:

@@ -12,8 +12,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace rksignal {
 
@@ -23,14 +25,31 @@ struct TraceSettings {
     std::optional<TraceFormat> format; ///< nothing: it shows in the content
 };
 
+/// Where messages of a capture come from.
+struct TraceInterface {
+    std::size_t index = 0;               ///< in the file, or in its section, from 0
+    std::string name;                    ///< empty if the file does not tell it
+    std::string comment;                 ///< with its description; text of the file
+    std::string link;                    ///< the kind of its packets
+    std::optional<std::uint8_t> channel; ///< nothing while no packet has come
+    std::uint64_t messages = 0;
+
+    /// But for the number of messages.
+    bool isSame(const TraceInterface& other) const {
+        return index == other.index && name == other.name && comment == other.comment && link == other.link &&
+               channel == other.channel;
+    }
+};
+
 /// What was met in one trace. Complete once next() has returned false.
 struct TraceReport {
-    std::uint64_t messages = 0;       ///< delivered, those that are only counted included
-    std::uint64_t damagedLines = 0;   ///< that could not be understood
-    std::uint64_t damagedPackets = 0; ///< the same of a capture
-    std::uint64_t damagedBytes = 0;   ///< the same of a record file
-    std::uint64_t damagedRecords = 0; ///< whole, but none that their type allows
-    std::uint64_t lost = 0;           ///< frames that the recorder says it lost
+    std::uint64_t messages = 0;             ///< delivered, those that are only counted included
+    std::uint64_t damagedLines = 0;         ///< that could not be understood
+    std::uint64_t damagedPackets = 0;       ///< the same of a capture
+    std::uint64_t damagedBytes = 0;         ///< the same of a record file
+    std::uint64_t damagedRecords = 0;       ///< whole, but none that their type allows
+    std::uint64_t lost = 0;                 ///< frames that the recorder says it lost
+    std::vector<TraceInterface> interfaces; ///< of a capture, in the order of the file
     /// What was damaged, at most ten lines one by one: all are errors. A line of a text has a `line`.
     RemarkList remarks = RemarkList(10);
 
@@ -78,8 +97,9 @@ class RKREPLAY_EXPORT Trace {
     std::size_t addMemory(std::span<const std::uint8_t> bytes, const std::string& name,
                           const TraceSettings& settings = {});
 
-    /// The channels of interfaces, which candump logs and captures name instead of numbering them. What shall
-    /// hold for a trace must be assigned before it is added.
+    /// The channels of interfaces, which candump logs and captures name instead of numbering them. The name
+    /// of a capture's interface is `FILE:NAME` or `FILE:INDEX`; FILE names all interfaces of the capture.
+    /// What shall hold for a trace must be assigned before it is added.
     ChannelMap& channels();
     const ChannelMap& channels() const;
 

@@ -35,6 +35,7 @@ constexpr Begin begins[] = {
     {"\x0A\x0D\x0D\x0A", TraceFormat::Capture}, // pcapng
     {"MDF     ", TraceFormat::Mdf},
     {"UnFinMF ", TraceFormat::Mdf},
+    {"LOGG", TraceFormat::Blf},
 };
 
 bool isNmeaLine(std::string_view line) {
@@ -156,9 +157,9 @@ std::optional<TraceFormat> detectBinary(InputFile& file) {
 } // namespace
 
 const char* formatName(TraceFormat format) {
-    constexpr const char* names[] = {"a record file", "a capture",          "the log of a GPS receiver",
-                                     "an ASC log",    "a candump log",      "an MF4 file",
-                                     "a TRC log",     "a CSV log of GVRET", "a BUSMASTER log"};
+    constexpr const char* names[] = {
+        "a record file", "a capture", "the log of a GPS receiver", "an ASC log",      "a candump log",
+        "an MF4 file",   "a TRC log", "a CSV log of GVRET",        "a BUSMASTER log", "a BLF file"};
     return names[static_cast<std::size_t>(format)];
 }
 

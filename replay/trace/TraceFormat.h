@@ -20,6 +20,7 @@ enum class TraceFormat : std::uint8_t {
     Trc,       ///< TRC log
     Gvret,     ///< CSV log of GVRET and SavvyCAN
     Busmaster, ///< log of BUSMASTER
+    Blf,       ///< BLF file
 };
 
 /// What a file of the format is called: `a candump log`.

@@ -69,42 +69,6 @@ void ReplayEngine::receive(const CANExtTraceMessage& frame) {
     conclude(info, known, canIdentifier(frame.canId, frame.isExtended()));
 }
 
-/// A frame that may be one of a parameter group, or a part of one.
-bool ReplayEngine::receiveParameterGroup(const CANExtTraceMessage& frame, const MessageInfo& info) {
-    const std::size_t length = std::min<std::size_t>(frame.length, frame.payload.size());
-    const bool known = decodeParameterGroup(
-        frame.canId, {{frame.payload.data(), length}, frame.timestamp, frame.channel}, info);
-    if (!J1939Transport::isTransport(frame.canId)) {
-        return known;
-    }
-    const J1939Transport::Outcome outcome = transport.receive(frame);
-    counts.transport = transport.statistics();
-    if (!outcome.data.empty()) {
-        decodeParameterGroup(outcome.id, {outcome.data, frame.timestamp, frame.channel}, info);
-    }
-    return known || outcome.isPart;
-}
-
-/// \return whether there is a definition
-bool ReplayEngine::decodeParameterGroup(std::uint32_t id, const MessageDecoder::Payload& payload,
-                                        const MessageInfo& info) {
-    bool known = false;
-    for (const auto decoders : catalog.groupDecodersOf(payload.channel, id)) {
-        if (catalog.signals().size() != knownSignals) {
-            knownSignals = catalog.signals().size();
-            sink.signalsAdded();
-        }
-        for (MessageDecoder* const decoder : decoders) {
-            known = true;
-            decoder->decode(payload, ids);
-            if (!ids.empty()) {
-                sink.written(info, ids);
-            }
-        }
-    }
-    return known;
-}
-
 void ReplayEngine::receive(const LINTraceMessage& frame) {
     constexpr std::uint8_t withoutParity = 0x3F;
     decodeGroup({frame.timestamp, {frame.channel, SignalKind::Lin}}, frame.protectedId & withoutParity,

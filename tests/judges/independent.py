@@ -7,6 +7,7 @@
 | .log | python-can | the same | the digits at the end of the interface's name |
 | .mf4 | asammdf | the same | as in the file |
 | .pcap, .pcapng, .cap | tshark | exact | the interface's number; FlexRay channel B is one more |
+| .blf, if it is asked for | tshark | exact | not told; no errors, which have another form there |
 
 python-can reads CAN only. What it does not know is not counted as missing there (see judge.py).
 """
@@ -138,10 +139,12 @@ def add_mdf_event(reading, at, event, signals, index):
 
 def read_tshark(path):
     reading = Reading("tshark", 0, {"can", "lin", "flexray", "ethernet"})
-    run = subprocess.run(["tshark", "-Q", "-n", "-r", path, "-T", "json", "-x", "-j", "frame can canfd lin flexray"],
+    run = subprocess.run(["tshark", "-Q", "-n", "-r", path, "-T", "json", "-x", "-J", "frame can canfd lin flexray"],
                          capture_output=True, check=True)
     for packet in json.loads(run.stdout):
         add_packet(reading, packet["_source"]["layers"])
+    if pathlib.Path(path).suffix.lower() == ".blf":
+        reading.frames = [(at, re.sub(r" \d+ ", " * ", rest, count=1)) for at, rest in reading.frames]
     return reading
 
 
@@ -150,8 +153,10 @@ def add_packet(reading, layers):
     seconds, _, fraction = frame["frame.time_epoch"].partition(".")
     at = int(seconds) * 1_000_000_000 + int(fraction.ljust(9, "0"))
     raw = bytes.fromhex(layers["frame_raw"][0])
-    channel = int(frame.get("frame.interface_id", 0))
-    can = layers.get("can") or layers.get("canfd")
+    # can3, lin3, flexray3 and eth3 are channel 3; other interfaces have their number, which is ours where a file
+    # has interfaces of one bus
+    number = re.fullmatch(r"(v?can|lin|flexray|eth)(\d+)", find(frame, "frame.interface_name") or "")
+    channel = int(number.group(2) if number else frame.get("frame.interface_id", 0))
     if int(frame["frame.cap_len"]) < int(frame["frame.len"]):
         reading.add_kind(at, "truncated")
     elif can:
@@ -197,17 +202,17 @@ def add_can_packet(reading, at, channel, fields, raw):
 
 
 def add_lin_packet(reading, at, channel, fields, raw):
-    if int(find(fields, "lin.message_type")) != 0:
+    if int(find(fields, "lin.message_type"), 0) != 0:
         reading.add_kind(at, "other")
     elif raw[7] & 0x1F:
         reading.add_kind(at, "error")
     else:
-        length = int(find(fields, "lin.length"))
-        reading.add(at, "lin", channel, f"{int(find(fields, 'lin.frame_id')):02X}", "-", raw[8:8 + length])
+        length = int(find(fields, "lin.length"), 0)
+        reading.add(at, "lin", channel, f"{int(find(fields, 'lin.frame_id'), 0):02X}", "-", raw[8:8 + length])
 
 
 def add_flexray_packet(reading, at, channel, fields, raw):
-    if int(find(fields, "flexray.ti")) != 1:
+    if int(find(fields, "flexray.ti"), 0) != 1:
         reading.add_kind(at, "other")
         return
     errors = ("fcrc_err", "hcrc_err", "fes_err", "cod_err", "tss_viol")
@@ -226,10 +231,10 @@ READERS = {".blf": read_python_can, ".asc": read_python_can, ".trc": read_python
            ".mf4": read_asammdf, ".pcap": read_tshark, ".pcapng": read_tshark, ".cap": read_tshark}
 
 
-def read(path):
+def read(path, judge=None):
     """The frames of a file, or None if no judge reads files of this ending."""
     path = pathlib.Path(path)
-    reader = READERS.get(path.suffix.lower())
+    reader = read_tshark if judge == "tshark" else READERS.get(path.suffix.lower())
     if reader is None or (path.suffix == ".log" and not path.read_bytes().lstrip().startswith(b"(")):
         return None  # other logs have this ending, too
     return reader(path)

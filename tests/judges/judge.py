@@ -2,7 +2,7 @@
 """Compares the frames that the replay library reads with those that independent readers do.
 
   judge.py list FILE               the lines of the independent reader, in the form of list_frames
-  judge.py compare FILE...         both, and what differs; the exit status is 1 if anything does
+  judge.py compare [--judge tshark] FILE...   both, and what differs; the exit status is 1 if anything does
   judge.py table FOLDER...         a table over all files of folders that an independent reader knows
   judge.py write FOLDER            small files of all formats, written by the independent tools
 
@@ -89,9 +89,9 @@ def unmatched(times, others, tolerance):
     return left
 
 
-def compare(path):
+def compare(path, judge=None):
     """\\return nothing if no judge reads files of this ending"""
-    reading = independent.read(path)
+    reading = independent.read(path, judge)
     if reading is None:
         return None
     judged = comparable(reading.frames, reading)
@@ -111,10 +111,10 @@ def compare(path):
     return Comparison(reading.judge, len(judged), len(ours), len(differences), first)
 
 
-def compare_files(paths):
+def compare_files(paths, judge):
     all_equal = True
     for path in paths:
-        result = compare(path)
+        result = compare(path, judge)
         if result is None:
             print(f"{path}: no judge reads such files")
             all_equal = False
@@ -160,14 +160,16 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     commands = parser.add_subparsers(dest="command", required=True)
     commands.add_parser("list").add_argument("file")
-    commands.add_parser("compare").add_argument("file", nargs="+")
+    compare_command = commands.add_parser("compare")
+    compare_command.add_argument("--judge", choices=["tshark"], help="instead of the one of the file's ending")
+    compare_command.add_argument("file", nargs="+")
     commands.add_parser("table").add_argument("folder", nargs="+")
     commands.add_parser("write").add_argument("folder")
     arguments = parser.parse_args()
     if arguments.command == "list":
         return list_frames(arguments.file)
     if arguments.command == "compare":
-        return compare_files(arguments.file)
+        return compare_files(arguments.file, arguments.judge)
     if arguments.command == "table":
         return table(arguments.folder)
     import samples

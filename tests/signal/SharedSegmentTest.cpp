@@ -330,12 +330,12 @@ TEST_F(SharedSegments, KeysThatMeetGiveNobodyTheValueOfAnother) {
          "A private invalid: already belongs to another segment\n"
          "A private invalid: already belongs to another segment\nB shared invalid\n"},
     };
-    for (const auto& [name, steps, expected] : rows) {
-        const Peer system({[&] { return isolate() ? runTwoSignals(steps) : "not isolated"; }});
+    for (const auto& row : rows) {
+        const Peer system({[&] { return isolate() ? runTwoSignals(row.steps) : "not isolated"; }});
         const std::string answer = system.step();
         if (answer == "not isolated")
             GTEST_SKIP() << "this user may not have a /tmp of his own";
-        EXPECT_EQ(answer, expected) << name;
+        EXPECT_EQ(answer, row.expected) << row.name;
     }
 }
 

@@ -2,13 +2,12 @@
 
 #include "command/FileEnding.h"
 #include "command/UsageError.h"
+#include "text/ParseNumber.h"
 #include "trace/TraceFormat.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <new>
 #include <string_view>
-#include <system_error>
 #include <unistd.h>
 
 namespace rksignal {
@@ -19,12 +18,10 @@ bool isNumber(std::string_view text) {
 }
 
 std::uint8_t channelNumber(std::string_view text, const std::string& argument) {
-    std::uint8_t number = 0;
-    const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (status != std::errc() || end != text.data() + text.size()) {
-        throw UsageError(argument + ": the channel is not a number from 0 to 255");
+    if (const auto number = parseNumber<std::uint8_t>(text)) {
+        return *number;
     }
-    return number;
+    throw UsageError(argument + ": the channel is not a number from 0 to 255");
 }
 
 /// \throws UsageError if the file is a trace: read as definitions it would be an error in every line

@@ -1,6 +1,7 @@
 #include "command/NearMatches.h"
 
 #include "catalog/ParameterGroup.h"
+#include "output/ListText.h"
 
 #include <algorithm>
 #include <array>
@@ -18,8 +19,6 @@ namespace rksignal {
 namespace {
 
 using ChannelSet = std::bitset<256>;
-
-constexpr std::size_t maxListed = 10;
 
 constexpr std::uint32_t extendedFlag = std::uint32_t{1} << 31;
 constexpr std::uint32_t groupFlag = std::uint32_t{1} << 30;
@@ -136,9 +135,9 @@ class NearMatches {
     }
 
     void enterSource(const MessageDefinition& message, std::string_view file) {
-        if (message.isParameterGroup) {
+        if (message.isParameterGroup && j1939::sourceOf(message.id) != j1939::nullAddress) {
             enter(Difference::Source, groupFlag | j1939::groupOf(message.id), channelOf(message), file);
-        } else if (message.extended) {
+        } else if (message.extended && !message.isParameterGroup) {
             enter(Difference::Source, message.id >> 8, channelOf(message), file);
         }
     }
@@ -190,14 +189,9 @@ void printMisplaced(std::ostream& out, const Catalog& catalog, const ReplayStati
     for (const auto& [channel, messages] : findMisplaced(catalog, statistics)) {
         out << "no frame came on " << channels.nameOf(channel)
             << "; messages defined for it came on others: ";
-        for (std::size_t i = 0; i < std::min(messages.size(), maxListed); ++i) {
-            out << (i == 0 ? "" : ", ") << messages[i].message << " ("
-                << namesOf(messages[i].cameOn, channels) << ')';
-        }
-        if (messages.size() > maxListed) {
-            out << " and " << messages.size() - maxListed << " more";
-        }
-        out << '\n';
+        printList(out, messages, [&](const Misplaced& each) {
+            out << each.message << " (" << namesOf(each.cameOn, channels) << ')';
+        });
     }
 }
 

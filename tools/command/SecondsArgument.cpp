@@ -1,22 +1,15 @@
 #include "command/SecondsArgument.h"
 
 #include "command/UsageError.h"
+#include "text/ParseNumber.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
-#include <system_error>
 
 namespace rksignal {
 namespace {
 
 constexpr std::size_t decimals = 9;
-
-bool readNumber(std::string_view digits, std::uint64_t& number) {
-    const char* const end = digits.data() + digits.size();
-    const auto [stop, status] = std::from_chars(digits.data(), end, number);
-    return status == std::errc() && stop == end;
-}
 
 } // namespace
 
@@ -25,11 +18,11 @@ std::uint64_t parseSeconds(const std::string& option, std::string_view text) {
     std::string digits(text.substr(0, point));
     const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
     digits.append(fraction).append(decimals - std::min(decimals, fraction.size()), '0');
-    std::uint64_t nanoseconds = 0;
-    if (point == 0 || fraction.size() > decimals || !readNumber(digits, nanoseconds)) {
+    const auto nanoseconds = parseNumber<std::uint64_t>(digits);
+    if (point == 0 || fraction.size() > decimals || !nanoseconds) {
         throw UsageError(option + " " + std::string(text) + ": not seconds with at most 9 decimals");
     }
-    return nanoseconds;
+    return *nanoseconds;
 }
 
 std::int64_t parseSignedSeconds(const std::string& option, std::string_view text) {

@@ -2,7 +2,9 @@
 
 #include "command/FileEnding.h"
 #include "convert/AscWriter.h"
+#include "convert/BlfWriter.h"
 #include "convert/CandumpWriter.h"
+#include "convert/PcapngWriter.h"
 #include "convert/RecordFileWriter.h"
 
 #include <algorithm>
@@ -20,6 +22,8 @@ constexpr OutputFormat formats[] = {
     {".rktrace", make<RecordFileWriter>},
     {".log", make<CandumpWriter>},
     {".asc", make<AscWriter>},
+    {".blf", make<BlfWriter>},
+    {".pcapng", make<PcapngWriter>},
 };
 
 } // namespace

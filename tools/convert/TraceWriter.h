@@ -18,7 +18,7 @@ class TraceWriter : public MessageSink {
     using MessageSink::receive;
 
     std::uint64_t written() const { return messages; }
-    Counts lost() const;
+    virtual Counts lost() const;
 
     void receive(const CANExtTraceMessage& /*frame*/) override { ++lostShapes; }
     void receive(const LINTraceMessage& /*frame*/) override { ++lostLin; }

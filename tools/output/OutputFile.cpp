@@ -160,6 +160,18 @@ OutputFile::~OutputFile() {
     }
 }
 
+void OutputFile::overwrite(std::uint64_t offset, std::string_view bytes) const {
+    while (!part.empty() && !bytes.empty()) {
+        const ssize_t count = pwrite(handle, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (count < 0 && errno != EINTR) {
+            fail(errno);
+        }
+        const auto written = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        offset += written;
+        bytes.remove_prefix(written);
+    }
+}
+
 void OutputFile::complete() {
     if (part.empty()) {
         return;

@@ -4,7 +4,9 @@
 
 #include "output/InputSet.h"
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace rksignal {
 
@@ -29,6 +31,10 @@ class OutputFile {
     const std::string& name() const { return shownName; } ///< for messages
     /// Whether complete() replaces a file.
     bool replacesFile() const { return replaces; }
+
+    /// Writes over what was written at `offset`, e.g. a length that is known at the end. Does nothing where
+    /// complete() has nothing to put in place, as with a pipe. \throws std::system_error if that fails
+    void overwrite(std::uint64_t offset, std::string_view bytes) const;
 
     /// Puts the file, written in full by now, in its place. \throws std::system_error if that fails
     void complete();

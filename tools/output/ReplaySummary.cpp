@@ -1,9 +1,11 @@
 #include "output/ReplaySummary.h"
 
+#include "output/ParameterGroupSummary.h"
+#include "output/SummaryText.h"
+#include "text/PrintableText.h"
+
 #include <algorithm>
-#include <iomanip>
 #include <iterator>
-#include <map>
 #include <ostream>
 #include <span>
 #include <string>
@@ -12,8 +14,6 @@
 
 namespace rksignal {
 namespace {
-
-constexpr std::size_t maxListed = 10; // of what is listed by name
 
 /// By PassedMessage, and whether the summary also says that there were none.
 constexpr std::pair<const char*, bool> passedNames[passedMessages] = {{"remote", true},
@@ -25,13 +25,6 @@ constexpr std::pair<const char*, bool> passedNames[passedMessages] = {{"remote",
 /// There is one GPS receiver, and Ethernet frames have addresses without end.
 bool hasIdentifiers(SignalKind kind) {
     return kind != SignalKind::Gps && kind != SignalKind::Ethernet;
-}
-
-/// Writes the hexadecimal digits of an identifier.
-void printHex(std::ostream& out, std::uint64_t identifier, int digits) {
-    const char fill = out.fill('0');
-    out << std::hex << std::uppercase << std::setw(digits) << identifier << std::dec << std::nouppercase;
-    out.fill(fill);
 }
 
 /// Writes what an unknown message is known by: a CAN identifier with 3 digits, or 8 if it is extended, and
@@ -56,52 +49,9 @@ void printUnknownKey(std::ostream& out, const UnknownMessage& message, const Cha
     }
 }
 
-const char* plural(std::uint64_t count) {
-    return count == 1 ? "" : "s";
-}
-
-/// Writes `a, b, c`, and how many more there are.
-template <class Items, class Print>
-void printList(std::ostream& out, const Items& items, Print&& print) {
-    const std::size_t listed = std::min(items.size(), maxListed);
-    for (std::size_t i = 0; i < listed; ++i) {
-        out << (i == 0 ? "" : ", ");
-        print(items[i]);
-    }
-    if (listed < items.size()) {
-        out << " and " << items.size() - listed << " more";
-    }
-    out << '\n';
-}
-
-/// Two hexadecimal digits.
-void printSource(std::ostream& out, const MessageDecoder& decoder) {
-    printHex(out, *decoder.source(), 2);
-}
-
-/// The message, and its sender if it has one of its own.
-void printName(std::ostream& out, const MessageDecoder& decoder) {
-    out << decoder.message().name;
-    if (decoder.source()) {
-        out << " of ";
-        printSource(out, decoder);
-    }
-}
-
-template <class Condition>
-std::vector<const MessageDecoder*> select(const Catalog& catalog, Condition&& holds) {
-    std::vector<const MessageDecoder*> selected;
-    for (const auto& decoder : catalog.decoders()) {
-        if (holds(*decoder)) {
-            selected.push_back(decoder.get());
-        }
-    }
-    return selected;
-}
-
 void printShort(std::ostream& out, const Catalog& catalog) {
-    const auto affected =
-        select(catalog, [](const MessageDecoder& decoder) { return decoder.statistics().shortFrames > 0; });
+    const auto affected = selectDecoders(
+        catalog, [](const MessageDecoder& decoder) { return decoder.statistics().shortFrames > 0; });
     if (affected.empty()) {
         return;
     }
@@ -116,78 +66,16 @@ void printShort(std::ostream& out, const Catalog& catalog) {
 }
 
 void printNeverSeen(std::ostream& out, const Catalog& catalog) {
-    const auto unseen =
-        select(catalog, [](const MessageDecoder& decoder) { return decoder.statistics().frames == 0; });
+    const auto unseen = selectDecoders(
+        catalog, [](const MessageDecoder& decoder) { return decoder.statistics().frames == 0; });
     if (!unseen.empty()) {
         const auto isOfDefinition = [](const MessageDecoder& decoder) {
             return !decoder.isForFurtherSource();
         };
-        out << "never seen: " << unseen.size() << " of " << select(catalog, isOfDefinition).size()
+        out << "never seen: " << unseen.size() << " of " << selectDecoders(catalog, isOfDefinition).size()
             << " messages: ";
         printList(out, unseen, [&out](const MessageDecoder* decoder) { printName(out, *decoder); });
     }
-}
-
-/// The senders of parameter groups (SAE J1939) that have several, in the order in which they came.
-void printSources(std::ostream& out, const Catalog& catalog) {
-    std::map<const MessageDefinition*, std::vector<const MessageDecoder*>> bySource;
-    for (const auto& decoder : catalog.decoders()) {
-        if (decoder->source() && decoder->statistics().frames > 0) {
-            bySource[&decoder->message()].push_back(decoder.get());
-        }
-    }
-    std::erase_if(bySource, [](const auto& entry) { return entry.second.size() == 1; });
-    std::vector<std::vector<const MessageDecoder*>> messages;
-    for (const auto& decoder : catalog.decoders()) {
-        if (const auto entry = bySource.find(&decoder->message()); entry != bySource.end()) {
-            messages.push_back(std::move(entry->second));
-            bySource.erase(entry);
-        }
-    }
-    if (messages.empty()) {
-        return;
-    }
-    out << "sent by several (the first without @SA in its names): ";
-    printList(out, messages, [&out](const std::vector<const MessageDecoder*>& senders) {
-        out << senders.front()->message().name << " (";
-        for (const MessageDecoder* const sender : senders) {
-            out << (sender == senders.front() ? "" : " ");
-            printSource(out, *sender);
-        }
-        out << ')';
-    });
-}
-
-/// Values by which a sender says that it has none (SAE J1939-71).
-void printReserved(std::ostream& out, const Catalog& catalog) {
-    const auto affected = select(catalog, [](const MessageDecoder& decoder) {
-        return decoder.statistics().notAvailable + decoder.statistics().errors > 0;
-    });
-    if (affected.empty()) {
-        return;
-    }
-    std::uint64_t notAvailable = 0;
-    std::uint64_t errors = 0;
-    for (const MessageDecoder* const decoder : affected) {
-        notAvailable += decoder->statistics().notAvailable;
-        errors += decoder->statistics().errors;
-    }
-    out << "J1939 values that say not available (" << notAvailable << ") or error (" << errors
-        << "), not left out: ";
-    printList(out, affected, [&out](const MessageDecoder* decoder) {
-        printName(out, *decoder);
-        out << " (" << decoder->statistics().notAvailable << ", " << decoder->statistics().errors << ')';
-    });
-}
-
-void printTransport(std::ostream& out, const TransportStatistics& counts) {
-    if (counts.messages + counts.incomplete + counts.strayPackets + counts.open == 0) {
-        return;
-    }
-    out << "J1939 messages in several frames: " << counts.messages << " put together, " << counts.incomplete
-        << " incomplete with " << counts.lostPackets << " packet" << plural(counts.lostPackets) << " lost, "
-        << counts.open << " not at their end, " << counts.strayPackets << " stray packet"
-        << plural(counts.strayPackets) << '\n';
 }
 
 /// The same of signals that have no decoder of their message.
@@ -205,21 +93,12 @@ void printUnseenSignals(std::ostream& out, const Catalog& catalog, SignalKind ki
 
 /// Messages that are bound to no channel and came from several share one value.
 void printSeveralChannels(std::ostream& out, const Catalog& catalog) {
-    const auto mixed = select(catalog, [](const MessageDecoder& decoder) {
+    const auto mixed = selectDecoders(catalog, [](const MessageDecoder& decoder) {
         return !decoder.channel() && decoder.statistics().channels.count() > 1;
     });
     if (!mixed.empty()) {
         out << "on several channels, decoded as one (--dbc CHANNEL=FILE keeps them apart): ";
         printList(out, mixed, [&out](const MessageDecoder* decoder) { out << decoder->message().name; });
-    }
-}
-
-void printKinds(std::ostream& out, const ReplayStatistics& counts) {
-    for (std::size_t kind = 0; kind < signalKinds; ++kind) {
-        if (counts.decoded[kind] + counts.unknown[kind] > 0) {
-            out << "  " << kindName(static_cast<SignalKind>(kind)) << ": " << counts.decoded[kind]
-                << " decoded, " << counts.unknown[kind] << " unknown\n";
-        }
     }
 }
 
@@ -236,8 +115,11 @@ void printCounts(std::ostream& out, const ReplayStatistics& counts) {
         }
     }
     out << '\n';
-    if (!isCanOnly) {
-        printKinds(out, counts);
+    for (std::size_t kind = 0; kind < signalKinds && !isCanOnly; ++kind) {
+        if (counts.decoded[kind] + counts.unknown[kind] > 0) {
+            out << "  " << kindName(SignalKind(kind)) << ": " << counts.decoded[kind] << " decoded, "
+                << counts.unknown[kind] << " unknown\n";
+        }
     }
     if (counts.records > 0) {
         out << counts.records << " raw record" << plural(counts.records) << ", " << counts.droppedRecords
@@ -278,6 +160,25 @@ void printLost(std::ostream& out, const Trace& traces) {
     }
     if (lost > 0) {
         out << "the recorder lost " << lost << " frame" << plural(lost) << '\n';
+    }
+}
+
+/// Lists the interfaces of captures that tell more of them than the kind of one.
+void printInterfaces(std::ostream& out, const Trace& traces) {
+    for (std::size_t i = 0; i < traces.count(); ++i) {
+        const auto& interfaces = traces.report(i).interfaces;
+        const bool isTelling =
+            interfaces.size() > 1 || (interfaces.size() == 1 && !interfaces[0].name.empty());
+        for (const TraceInterface& each :
+             isTelling ? std::span(interfaces) : std::span<const TraceInterface>()) {
+            out << traces.name(i) << ": interface " << each.index << (each.name.empty() ? "" : " ")
+                << printable(each.name) << " (" << each.link << ")";
+            if (each.channel) {
+                out << " is channel " << unsigned{*each.channel};
+            }
+            out << ": " << each.messages << " packet" << plural(each.messages)
+                << (each.comment.empty() ? "" : "; ") << printable(each.comment) << '\n';
+        }
     }
 }
 
@@ -330,6 +231,7 @@ void printSummary(std::ostream& out, const ReplayStatistics& statistics, const C
                   const Trace& traces) {
     printCounts(out, statistics);
     printSomeIp(out, statistics.someIp);
+    printInterfaces(out, traces);
     printLost(out, traces);
     printUnknown(out, statistics, traces.channels());
     printShort(out, catalog);

@@ -25,7 +25,6 @@ TEST_F(CheckCommand, TellsDefinitionsFromConditions) {
     const ProgramResult result = check("c.txt a.DBC body --when 'Body.Door == 0'");
     EXPECT_EQ(
         result.output,
-        "a.DBC:3: signal On of message Motor reaches to byte 9 of a message of 8 bytes; kept\n"
         "a.DBC:3: signal Motor.On is not decoded: it reaches beyond the 8 bytes of a classic frame\n"
         "c.txt:8: error: line is too long\n"
         "c.txt:9: error: line holds a NUL character\n"

@@ -19,8 +19,7 @@ SG_MUL_VAL_ 1 Deep Wide 7-7;
 )");
     const ProgramResult result = folder.run("rksignal convert --channel body=9 body=a.dbc a.json");
     EXPECT_EQ(result.messages,
-              R"(a.dbc:3: signal Wide of message A reaches to byte 9 of a message of 8 bytes; kept
-a.dbc:3: signal A.Wide is not decoded: it reaches beyond the 8 bytes of a classic frame
+              R"(a.dbc:3: signal A.Wide is not decoded: it reaches beyond the 8 bytes of a classic frame
 a.dbc:4: signal A.Deep is not decoded: it depends on a multiplexer that is dropped
 signals converted: 1
 values lost: signals not converted (2)
@@ -41,7 +40,7 @@ TEST(Convert, RefusesWithoutTouchingTheOutput) {
     std::filesystem::create_symlink("a.log", folder.path("link.log"));
     const std::pair<const char*, const char*> rows[] = {
         {"a.dbc a.rktrace", "cannot convert a.dbc to a.rktrace: a .dbc becomes a .json, a trace becomes a "
-                            ".rktrace or .log"},
+                            ".rktrace, .log, .asc, .blf or .pcapng"},
         {"a.log link.log", "the output would overwrite a.log, which is read"},
         {"none.dbc old.json", "cannot open none.dbc: No such file or directory"},
         {"can0=a.dbc none/a.json", "cannot write none/a.json: No such file or directory"},
@@ -114,6 +113,81 @@ TEST(ConvertTrace, SaysWhatCandumpLogsDoNotHold) {
         "inputs, keys and status of the logger (1), malformed frames (2)\n");
     EXPECT_EQ(folder.read("a.log"), "(0.000000002) can255 1FFFFFFF##0AB0001\n");
     EXPECT_EQ(folder.read("b.rktrace"), folder.read("a.rktrace"));
+}
+
+/// The lines are those that python-can reads back as the same frames.
+TEST(ConvertTrace, AscLogsHoldCanAndLin) {
+    const TemporaryFolder folder;
+    folder.write(
+        "a.rktrace",
+        RecordFile()
+            .add(CANExtTraceMessage{.timestamp = 1'700'000'000'250'500'000,
+                                    .channel = 2,
+                                    .frameFormat = CANExtTraceMessage::Extended,
+                                    .length = 2,
+                                    .canId = 0x18FEF100,
+                                    .payload = {0xAB, 1}})
+            .add(CANExtTraceMessage{.timestamp = 1'700'000'001'250'000'001,
+                                    .channel = 1,
+                                    .frameFormat = CANExtTraceMessage::FdStandard,
+                                    .length = 12,
+                                    .canId = 0x7,
+                                    .payload = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}})
+            .add(LINTraceMessage{
+                .timestamp = 1'600'000'000'000'000'000, .data = {0xFE}, .channel = 3, .protectedId = 0xC1})
+            .bytes());
+    EXPECT_EQ(folder.run("rksignal convert a.rktrace a.asc").status, 0);
+    EXPECT_EQ(folder.read("a.asc"), R"(date Tue Nov 14 22:13:20.250 2023
+base hex  timestamps absolute
+internal events logged
+Begin Triggerblock Tue Nov 14 22:13:20.250 2023
+   0.000500 2  18fef100x   Rx   d 2 AB 01
+   1.000000001 CANFD   1 Rx   7   0 0 9 12 01 02 03 04 05 06 07 08 09 0A 0B 0C 0 0 1000 0 0 0 0 0
+End TriggerBlock
+Begin Triggerblock Sun Sep 13 12:26:40.000 2020
+   0.000000 L3 01 Rx 1 FE
+End TriggerBlock
+)");
+}
+
+TEST(ConvertTrace, BlfFilesAndCapturesHoldFramesOfAllBuses) {
+    const TemporaryFolder folder;
+    RecordFile records;
+    for (std::uint8_t i = 0; i < 250; ++i) { // more than one container
+        records.add(
+            CANExtTraceMessage{.timestamp = 1'700'000'000'123'456'789U + i,
+                               .channel = i,
+                               .frameFormat = i % 4U,
+                               .length = static_cast<std::uint8_t>(i % 9 == 8 && i % 4 > 1 ? 64 : i % 9),
+                               .canId = 0x700U + i,
+                               .payload = {i, 1, 2, 3, 4, 5, 6, 7, 8}});
+        records.add(LINTraceMessage{
+            .timestamp = 1'700'000'000'223'456'789, .data = {i, 2}, .channel = 3, .protectedId = 60});
+        records.add(FlexRayExtTraceMessage{.timestamp = 1'700'000'000'323'456'789,
+                                           .frameKind = 0,
+                                           .channel = 4,
+                                           .data = {i, 1, 2, 3},
+                                           .slot = 2047,
+                                           .cycle = 63,
+                                           .payload = {i, 1, 2, 3}});
+        records.add(MIITraceMessage{.timestamp = 1'700'000'000'423'456'789,
+                                    .frame = std::vector<std::uint8_t>(i * 9U, i),
+                                    .channel = 5});
+    }
+    records.add(MIITraceMessage{.timestamp = 1'700'000'000'123'000'000, .frame = {1, 2, 3}, .channel = 6});
+    folder.write("a.rktrace", records.bytes());
+    for (const std::string output : {"a.blf", "a.pcapng"}) {
+        const std::string there = "rksignal convert a.rktrace " + output;
+        EXPECT_EQ(folder.run(there + " && rksignal convert " + output + " b.rktrace").messages,
+                  "messages converted: 1001\nmessages converted: 1001\n");
+        EXPECT_EQ(folder.read("b.rktrace"), records.bytes()) << output;
+    }
+    folder.write("b.log", "(2.5) can0 123#11\n(1.5) can0 123#R\n(2.4) can0 123#22\n");
+    EXPECT_EQ(
+        folder.run("rksignal convert b.log b.blf; rksignal convert -q b.blf c.log").messages,
+        "messages converted: 2\nnot held by the output: remote frames (1), times before that of the first "
+        "message (1)\n");
+    EXPECT_EQ(folder.read("c.log"), "(2.500000) can0 123#11\n(2.500000) can0 123#22\n");
 }
 
 } // namespace

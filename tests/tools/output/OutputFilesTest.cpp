@@ -84,7 +84,8 @@ TEST_F(OutputFiles, StayWhenTheyAreReadOrWouldHoldNothing) {
 TEST_F(OutputFiles, AreReplacedWholeWithTheirPermissionsAndOtherwiseWrittenDirectly) {
     const std::string rows = "1.000000,0,can,Motor.Speed,5,,5,\n2.000000,0,can,Motor.Speed,6,,6,\n";
     const std::pair<std::string, std::string> cases[] = {
-        {"chmod 640 keep.log; $decode keep.log; stat -c %a keep.log; tail -n 2 keep.log", "640\n" + rows},
+        {"umask 022; chmod 660 keep.log; $decode keep.log; stat -c %a keep.log; tail -n 2 keep.log",
+         "660\n" + rows},
         {"umask 027; $decode new.csv; stat -c %a new.csv", "640\n"},
         {"ln -s absent.csv link; $decode link; test -L link && tail -n 2 absent.csv", rows},
         {"ln -s t.log keep.log.part; $decode keep.log; readlink keep.log.part", "t.log\n"},

@@ -59,18 +59,28 @@ struct CaptureFile {
         bytes.append(data.begin(), data.end());
         return *this;
     }
-    /// A block of pcapng: its type, its content, and its length on both sides. Multiples of 4 bytes.
+    /// A block of pcapng: its type, its content, padding, and its length on both sides.
     CaptureFile& block(std::uint64_t type, std::initializer_list<std::pair<std::uint64_t, int>> numbers,
                        const Octets& data = {}) {
         CaptureFile content{isBigEndian, isNano};
         content.add(numbers).bytes.append(data.begin(), data.end());
+        content.bytes.resize((content.bytes.size() + 3) / 4 * 4);
         const std::size_t length = 12 + content.bytes.size();
         add({{type, 4}, {length, 4}}).bytes += content.bytes;
         return add({{length, 4}});
     }
     CaptureFile& section() { return block(0x0A0D0D0A, {{0x1A2B3C4D, 4}, {1, 2}, {0, 2}, {~0ULL, 8}}); }
-    CaptureFile& interface(std::uint64_t link) { // with the option for nanoseconds
-        return block(1, {{link, 2}, {0, 2}, {65535, 4}, {9, 2}, {1, 2}, {9, 1}, {0, 7}});
+    /// With the option for nanoseconds; a name of 4 characters, and a comment of 4.
+    CaptureFile& interface(std::uint64_t link, const std::string& name = "",
+                           const std::string& comment = "") {
+        Octets options;
+        for (const auto& [code, text] : {std::pair(2, name), std::pair(1, comment)}) {
+            CaptureFile option{isBigEndian};
+            option.add({{code, 2}, {text.size(), 2}}).bytes += text;
+            options.insert(options.end(), option.bytes.begin(),
+                           text.empty() ? option.bytes.begin() : option.bytes.end());
+        }
+        return block(1, {{link, 2}, {0, 2}, {65535, 4}, {9, 2}, {1, 2}, {9, 1}, {0, 3}}, options);
     }
     CaptureFile& enhanced(const Octets& data, std::uint64_t interface, std::uint64_t time) {
         return block(6, {{interface, 4}, {time >> 32, 4}, {time, 4}, {data.size(), 4}, {data.size(), 4}},
@@ -206,12 +216,8 @@ TEST_F(Capture, EveryFormIsReadFromFilesAndPipes) {
 TEST_F(Capture, NothingBeforeDamageIsLost) {
     CaptureFile whole;
     whole.head(canLink).packet(canFrame, 1).packet(canFrame, 2, 0, 4).packet(canFrame, 3);
-    CaptureFile mixed;
-    mixed.section()
-        .interface(canLink)
-        .enhanced(canFrame, 0, 1'000'000'000)
-        .interface(linLink)
-        .enhanced(canFrame, 0, 2);
+    CaptureFile blocks;
+    blocks.section().interface(canLink).enhanced(canFrame, 0, 1'000'000'000).enhanced(canFrame, 1, 2);
     const std::string first = "1.000000,0,can,Short,42,,42,\n";
     const struct {
         std::string bytes, rows, messages;
@@ -221,16 +227,15 @@ TEST_F(Capture, NothingBeforeDamageIsLost) {
          "3 frames read: 2 decoded, 0 unknown, 0 remote, 0 error, 1 not recorded in full\n", 0},
         {whole.bytes.substr(0, whole.bytes.size() - 3), first,
          "2 frames read: 1 decoded, 0 unknown, 0 remote, 0 error, 1 not recorded in full\nt.pcap: not "
-         "understood behind packet 2: truncated dump file; tried to read 12 captured bytes, only got 9\n",
+         "understood behind packet 2: the file is cut off in a packet at byte 80\n",
          1},
-        {mixed.bytes, first,
-         "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\nt.pcap: not understood behind packet 1: an "
-         "interface has a type 212 different from the type of the first interface\n",
+        {blocks.bytes, first,
+         "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\nt.pcap: not understood behind packet 1: a "
+         "packet of an interface that is not described at byte 100\n",
          1},
-        {whole.bytes.substr(0, 9), "",
-         "rksignal: t.pcap: truncated dump file; tried to read 24 file header bytes, only got 5\n", 2},
-        {CaptureFile{}.head(105).bytes, "",
-         "rksignal: t.pcap: packets of link type IEEE802_11 are not supported\n", 2},
+        {whole.bytes.substr(0, 9), "", "rksignal: t.pcap: the head of the capture is cut off at byte 9\n", 2},
+        {CaptureFile{}.head(105).bytes, "", "rksignal: t.pcap: packets of link type 105 are not supported\n",
+         2},
         {"(1.0) can0 123#00\n", header + "1.000000,0,can,Short,0,,0,\n",
          "1 frame read: 1 decoded, 0 unknown, 0 remote, 0 error\n", 0},
         {"nonsense", "", "rksignal: t.pcap is plain text, not a trace\n", 2},
@@ -242,6 +247,45 @@ TEST_F(Capture, NothingBeforeDamageIsLost) {
         EXPECT_EQ(result.messages.substr(0, result.messages.find("never seen")), messages);
         EXPECT_EQ(result.status, status);
     }
+}
+
+/// Interfaces of all kinds in two sections, the second one big endian; times in units of 1/1024 s.
+TEST_F(Capture, EachInterfaceHasAChannel) {
+    CaptureFile file;
+    file.section()
+        .interface(canLink, "can2", "nose")
+        .interface(linLink)
+        .interface(ethernetLink, "eth7")
+        .interface(105)
+        .enhanced(canFrame, 0, 1'000'000'000)
+        .enhanced(packets("01000000218500000102").front(), 1, 2'000'000'000)
+        .enhanced(someIp(0x12348001, 515), 2, 3'000'000'000)
+        .enhanced(canFrame, 3, 4'000'000'000)
+        .block(3, {{12, 4}}, canFrame); // has no time
+    CaptureFile second{.isBigEndian = true};
+    second.section()
+        .block(1, {{cookedLink, 2}, {0, 2}, {65535, 4}, {9, 2}, {1, 2}, {0x8A, 1}, {0, 3}})
+        .enhanced(packets("0001011800000000000000000000000C00000123010000002C").front(), 0, 5 * 1024 + 512);
+    folder.write("t.bin", file.bytes + second.bytes);
+    const auto rows = [](const char* can, const char* lin, const char* cooked) {
+        return header + "1.000000," + can + ",can,Short,42,,42,\n2.000000," + lin +
+               ",lin,Lin,513,,513,\n5.500000," + cooked + ",can,Short,44,,44,\n";
+    };
+    const ProgramResult result = decode("t.bin");
+    EXPECT_EQ(result.output, rows("2", "0", "0"));
+    EXPECT_EQ(
+        result.messages.substr(0, result.messages.find("never seen")),
+        "5 messages read: 3 decoded, 1 unknown, 0 remote, 0 error, 1 of other kinds\n"
+        "  can: 2 decoded, 0 unknown\n  lin: 1 decoded, 0 unknown\n  ethernet: 0 decoded, 1 unknown\n"
+        "t.bin: interface 0 can2 (can) is channel 2: 1 packet; nose\n"
+        "t.bin: interface 1 (lin) is channel 0: 1 packet\n"
+        "t.bin: interface 2 eth7 (eth) is channel 7: 1 packet\n"
+        "t.bin: interface 3 (link type 105): 1 packet\nt.bin: interface 0 (can) is channel 0: 1 packet\n"
+        "t.bin: packets of link type 105 are not supported: 1\n"
+        "t.bin: malformed packets: 1, the first is packet 5: no time stamp, or an impossible one\n");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(decode("-q --channel t.bin:can2=5 --channel t.bin:0=9 t.bin").output, rows("5", "0", "9"));
+    EXPECT_EQ(decode("-q --channel t.bin=0 t.bin").output, rows("0", "0", "0"));
 }
 
 } // namespace
