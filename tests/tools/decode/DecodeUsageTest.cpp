@@ -27,7 +27,7 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
         {"$decode absent.log", "rksignal: cannot open absent.log: No such file or directory\n"},
         {"$decode .", "rksignal: cannot open .: Is a directory\n"},
         {"$decode --dbc absent.dbc", "rksignal: cannot open absent.dbc: No such file or directory\n"},
-        {"rksignal decode t.log --dbc /dev/null", "rksignal: no usable definition in /dev/null\n"},
+        {"rksignal decode t.log --dbc /dev/null", "rksignal: /dev/null is an empty file, not a DBC file\n"},
         {"$decode --dbc 256=a.dbc", "rksignal: 256=a.dbc: the channel is not a number from 0 to 255\n"},
         {"$decode --dbc =a.dbc", "rksignal: =a.dbc: no channel before '='\n"},
         {"$decode --channel can0", "rksignal: --channel can0: not of the form NAME=N\n"},
