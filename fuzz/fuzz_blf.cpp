@@ -2,8 +2,8 @@
 // containers. What is read must be a frame that its bus can carry.
 
 #include "FuzzInput.h"
-#include "trace/BlfFormat.h"
 #include "trace/Trace.h"
+#include "trace/blf/BlfFormat.h"
 
 #include <algorithm>
 #include <cstdlib>

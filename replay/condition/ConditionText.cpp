@@ -1,7 +1,7 @@
 #include "condition/ConditionText.h"
 
-#include "trace/LineReader.h"
 #include "trace/TraceFormat.h"
+#include "trace/log/LineReader.h"
 
 #include <string_view>
 

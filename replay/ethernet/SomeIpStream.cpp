@@ -9,8 +9,8 @@ bool isPlausibleAt(ByteView bytes, std::size_t offset) {
     return SomeIpHeader::at(bytes.data() + offset).isPlausible();
 }
 
-/// The offset of the message at which to go on: the first one that is followed by another one, or by the end of
-/// `bytes`, or else the first one that can be one. The size of `bytes` if there is none.
+/// The offset of the message at which to go on: the first one that is followed by another one, or by the end
+/// of `bytes`, or else the first one that can be one. The size of `bytes` if there is none.
 std::size_t findMessage(ByteView bytes) {
     std::size_t first = bytes.size();
     for (std::size_t offset = 0; offset + SomeIpHeader::bytes <= bytes.size(); ++offset) {

@@ -18,7 +18,8 @@ using SomeIpVisitor = std::function<void(const SomeIpHeader& header, ByteView da
 ///
 /// One message follows the other, the magic cookies among them. Where no plausible header follows, or a part
 /// of the stream is missing, the stream is out of step: it goes on with the next message in a piece
-/// that is followed by a plausible header, or by the end of the piece, or else with the first plausible header.
+/// that is followed by a plausible header, or by the end of the piece, or else with the first plausible
+/// header.
 class SomeIpStream {
   public:
     /// The stream goes on at the start of a message, or in the middle of one.

@@ -2,13 +2,13 @@
 
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
-#include "trace/AscLine.h"
-#include "trace/BusmasterLine.h"
-#include "trace/CandumpScreen.h"
 #include "trace/FormatDetection.h"
-#include "trace/GvretLine.h"
-#include "trace/NmeaSentence.h"
-#include "trace/TrcLine.h"
+#include "trace/log/AscLine.h"
+#include "trace/log/BusmasterLine.h"
+#include "trace/log/CandumpScreen.h"
+#include "trace/log/GvretLine.h"
+#include "trace/log/NmeaSentence.h"
+#include "trace/log/TrcLine.h"
 
 #include <algorithm>
 #include <string_view>

@@ -6,7 +6,7 @@
 #include <new>
 #include <zlib.h>
 
-// Layouts: see replay/trace/BlfFormat.h and BlfObjects.cpp, which read them.
+// Layouts: see replay/trace/blf/BlfFormat.h and BlfObjects.cpp, which read them.
 
 namespace rksignal {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
-#include "trace/LineReader.h"
+#include "trace/log/LineReader.h"
 
 #include <string_view>
 

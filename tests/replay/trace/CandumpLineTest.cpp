@@ -1,4 +1,4 @@
-#include "trace/CandumpLine.h"
+#include "trace/log/CandumpLine.h"
 
 #include <gtest/gtest.h>
 

@@ -30,7 +30,8 @@ TEST_F(OutputFiles, StayWhenTheyAreReadOrWouldHoldNothing) {
     const std::string help = "Run with --help for more information.\n";
     const std::string overwrites = "rksignal: the output would overwrite ";
     const std::string trigger = "rksignal trigger -q --dbc a.dbc --when 'x=Motor.Speed > 5' ";
-    const std::string garbage = "lines (1)\n  bad.log:1: time stamp is not SECONDS.FRACTION with 1 to 9 decimals\n";
+    const std::string garbage =
+        "lines (1)\n  bad.log:1: time stamp is not SECONDS.FRACTION with 1 to 9 decimals\n";
     const std::string kept = "can be converted; keep.log is left as it was\n";
     const struct {
         std::string command;

@@ -1,0 +1,60 @@
+#include "trace/log/CandumpTrace.h"
+
+namespace rksignal {
+
+bool CandumpTrace::next() {
+    std::string_view text;
+    while (nextLine(text)) {
+        if (const char* const reason = read(text)) {
+            if (!CandumpScreen::isExplanation(text)) {
+                countMalformed(reason);
+            }
+        } else if (line.kind == CandumpLine::Kind::DropCount) {
+            found.lost += line.dropped;
+        } else {
+            now = line.frame.timestamp;
+            return true;
+        }
+    }
+    conclude();
+    return false;
+}
+
+/// \return null, or why the line cannot be used
+const char* CandumpTrace::read(std::string_view text) {
+    const char* reason = parseCandumpLine(text, line);
+    if (reason != nullptr && CandumpScreen::isLine(text)) {
+        reason = screen.read(text, line);
+    }
+    if (reason != nullptr || line.kind == CandumpLine::Kind::DropCount) {
+        return reason;
+    }
+    const auto channel = channels.channelOf(line.interfaceName);
+    line.frame.channel = channel.value_or(0);
+    return channel ? nullptr : "too many different interface names";
+}
+
+void CandumpTrace::deliver(MessageSink& sink, std::uint64_t time) {
+    switch (line.kind) {
+    case CandumpLine::Kind::Data:
+        line.frame.timestamp = time;
+        sink.receive(line.frame);
+        break;
+    case CandumpLine::Kind::Remote:
+        sink.pass(PassedMessage::Remote, time);
+        break;
+    case CandumpLine::Kind::Error:
+        sink.pass(PassedMessage::Error, time);
+        break;
+    default:
+        sink.pass(PassedMessage::Xl, time);
+    }
+}
+
+void CandumpTrace::completeReport() {
+    if (const char* const note = screen.note(); note != nullptr && found.messages > 0) {
+        found.remarks.add({path(), Severity::Note, note});
+    }
+}
+
+} // namespace rksignal

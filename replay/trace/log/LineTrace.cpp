@@ -1,0 +1,13 @@
+#include "trace/log/LineTrace.h"
+
+namespace rksignal {
+
+void LineTrace::countMalformed(const char* reason) {
+    ++found.damagedLines;
+    const std::uint64_t line = reader.lineNumber();
+    if (found.remarks.omitted() == 0) { // a text a line, as long as it is kept
+        found.remarks.add({path() + ":" + std::to_string(line), Severity::Error, reason, {}, line});
+    }
+}
+
+} // namespace rksignal

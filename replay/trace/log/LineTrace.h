@@ -1,0 +1,40 @@
+/// \file
+/// What traces in text form have in common.
+#pragma once
+
+#include "trace/TraceSource.h"
+#include "trace/log/LineReader.h"
+
+#include <memory>
+#include <string_view>
+#include <utility>
+
+namespace rksignal {
+
+/// A trace with at most one message a line.
+class LineTrace : public TraceSource {
+  protected:
+    explicit LineTrace(std::unique_ptr<InputFile> file) : TraceSource(std::move(file)), reader(input()) {}
+
+    /// Gives the next line that is neither empty nor too long. `text` is good until the next call.
+    /// \return false at the end
+    bool nextLine(std::string_view& text) {
+        while (reader.next(text)) {
+            if (reader.tooLong()) [[unlikely]] {
+                countMalformed("line is too long");
+            } else if (!text.empty()) {
+                return true;
+            }
+        }
+        return false;
+    }
+    /// Whether the last line was complete.
+    bool hasLineEnd() const { return reader.hasLineEnd(); }
+    /// The last line could not be understood.
+    void countMalformed(const char* reason);
+
+  private:
+    LineReader reader;
+};
+
+} // namespace rksignal
