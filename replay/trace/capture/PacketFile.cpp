@@ -93,7 +93,7 @@ bool PacketFile::nextRecord() {
     const std::uint64_t perSecond = sources.front().unit.resolution == 9 ? 1'000'000'000 : 1'000'000;
     const std::uint64_t fraction = word32(&record[4]);
     const std::uint64_t ticks = word32(record.data()) * perSecond + fraction;
-    time = fraction < perSecond ? nanoseconds(ticks, sources.front().unit) : std::nullopt;
+    time = fraction < perSecond ? nanosecondsOf(ticks, sources.front().unit) : std::nullopt;
     originalLength = word32(&record[12]);
     packet = record.subspan(headLength);
     window.skip(headLength + length);
@@ -246,7 +246,7 @@ PacketFile::Block PacketFile::readPacket(std::size_t interface, std::uint64_t ti
         return Block::Bad;
     }
     source = sectionStart + interface;
-    time = nanoseconds(ticks, sources[source].unit);
+    time = nanosecondsOf(ticks, sources[source].unit);
     originalLength = word32(&lengths[4]);
     packet = lengths.subspan(headLength, recorded);
     return Block::Packet;

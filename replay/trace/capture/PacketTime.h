@@ -17,7 +17,7 @@ struct TickUnit {
 };
 
 /// Nanoseconds since 1970-01-01 UTC, fractions of them cut off; nothing if that is not within 64 bits.
-inline std::optional<std::uint64_t> nanoseconds(std::uint64_t ticks, const TickUnit& unit) {
+inline std::optional<std::uint64_t> nanosecondsOf(std::uint64_t ticks, const TickUnit& unit) {
     constexpr std::uint64_t second = 1'000'000'000;
     constexpr unsigned binary = 0x80;
     constexpr unsigned wordBits = 64;
