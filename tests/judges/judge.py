@@ -2,8 +2,8 @@
 """Compares the frames that the replay library reads with those that independent readers do.
 
   judge.py list FILE                          the lines of the independent reader, in the form of list_frames
-  judge.py compare [--judge tshark] FILE...   both, and what differs; the exit status is 1 if anything does
-  judge.py table FOLDER...                    a table over all files that an independent reader knows
+  judge.py compare [--judge tshark] FILE...   a table of what differs; the exit status is 1 if anything does. A folder
+                                              stands for all its files that an independent reader knows
   judge.py write FOLDER                       small files of all formats, written by the independent tools
 
 Run it with the Python of build/judges, which scripts/judges makes. The environment variable LIST_FRAMES names the
@@ -113,39 +113,26 @@ def compare(path, judge=None):
     return Comparison(reading.judge, len(judged), len(ours), len(differences), first)
 
 
-def compare_files(paths, judge):
-    all_equal = True
-    for path in paths:
-        result = compare(path, judge)
-        if result is None:
-            print(f"{path}: no judge reads such files")
-            all_equal = False
-            continue
-        print(f"{path}: {result.judge} {result.judged} frames, ours {result.ours}, different {result.different}")
-        if result.first:
-            print("  " + result.first)
-        all_equal = all_equal and result.different == 0 and result.judged > 0
-    return 0 if all_equal else 1
-
-
-def table(folders):
+def compare_all(paths, judge):
+    """Prints a row a file, also of a file that one of both cannot read. In a folder, such files and those that no judge
+    knows are no failures."""
     print("| file | judge | frames of the judge | ours | different | |\n|---|---|---|---|---|---|")
-    differences = 0
-    for folder in folders:
-        for path in sorted(pathlib.Path(folder).rglob("*")):
-            if not path.is_file():
-                continue
+    failures = 0
+    for path in map(pathlib.Path, paths):
+        for file in sorted(filter(pathlib.Path.is_file, path.rglob("*"))) if path.is_dir() else [path]:
             try:
-                result = compare(path)
-                if result is None:
-                    continue
-                print(f"| {path.relative_to(folder)} | {result.judge} | {result.judged} | {result.ours} "
-                      f"| {result.different} | {result.first[:120]} |")
-                differences += result.different
-            except Exception as error:  # a file that one of both cannot read is a row, too
+                result = compare(file, judge)
+                if result is not None:
+                    print(f"| {file} | {result.judge} | {result.judged} | {result.ours} | {result.different} "
+                          f"| {result.first[:120]} |")
+                    failures += result.different + (result.judged == 0 and not path.is_dir())
+                elif not path.is_dir():
+                    raise RuntimeError("no judge reads such files")
+            except Exception as error:
                 text = str(error).replace("\n", " ")[:120] or type(error).__name__
-                print(f"| {path.relative_to(folder)} | | | | | {text} |")
-    return 0 if differences == 0 else 1
+                print(f"| {file} | | | | | {text} |")
+                failures += not path.is_dir()
+    return 0 if failures == 0 else 1
 
 
 def list_frames(path):
@@ -165,15 +152,12 @@ def main():
     compare_command = commands.add_parser("compare")
     compare_command.add_argument("--judge", choices=["tshark"], help="instead of the one of the file's ending")
     compare_command.add_argument("file", nargs="+")
-    commands.add_parser("table").add_argument("folder", nargs="+")
     commands.add_parser("write").add_argument("folder")
     arguments = parser.parse_args()
     if arguments.command == "list":
         return list_frames(arguments.file)
     if arguments.command == "compare":
-        return compare_files(arguments.file, arguments.judge)
-    if arguments.command == "table":
-        return table(arguments.folder)
+        return compare_all(arguments.file, arguments.judge)
     import samples
 
     samples.write_all(pathlib.Path(arguments.folder))
