@@ -1,9 +1,7 @@
 #include "trace/mdf/MdfInflater.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
-#include <zlib.h>
 
 namespace rksignal {
 namespace {
@@ -12,16 +10,7 @@ constexpr std::size_t inputSize = 32768;
 
 } // namespace
 
-void MdfInflater::Close::operator()(z_stream_s* stream) const {
-    inflateEnd(stream);
-    delete stream;
-}
-
-MdfInflater::MdfInflater(MdfFile& file) : file(file), stream(new z_stream_s{}), input(inputSize) {
-    if (inflateInit(stream.get()) != Z_OK) {
-        throw std::bad_alloc();
-    }
-}
+MdfInflater::MdfInflater(MdfFile& file) : file(file), inflater(Inflater::Format::Zlib), input(inputSize) {}
 
 bool MdfInflater::fail(const std::string& why) {
     reason = "compressed block at offset " + std::to_string(address) + ": " + why;
@@ -40,8 +29,8 @@ bool MdfInflater::open(const MdfBlock& block) {
     columns = taken = 0;
     whole.clear();
     reason.clear();
-    inflateReset(stream.get());
-    stream->avail_in = 0;
+    inflater.reset();
+    compressed = {};
     const auto kind = block.data<std::uint8_t>(2);
     if (kind > 1) {
         return fail("compression of kind " + std::to_string(kind) + " is not supported");
@@ -59,28 +48,28 @@ bool MdfInflater::refill() {
     const std::size_t count = file.read(next, input.data(), std::min<std::uint64_t>(input.size(), stored));
     next += count;
     stored -= count;
-    stream->next_in = input.data();
-    stream->avail_in = static_cast<unsigned>(count);
+    compressed = {input.data(), count};
     return count > 0 || fail("the data end too early");
 }
 
 std::size_t MdfInflater::inflateTo(std::uint8_t* to, std::size_t size) {
-    constexpr std::size_t step = 1U << 30; // zlib counts with 32 bits
-    const auto wanted = static_cast<unsigned>(std::min({std::uint64_t{step}, std::uint64_t{size}, left}));
-    stream->next_out = to;
-    stream->avail_out = wanted;
-    while (stream->avail_out == wanted && wanted > 0) {
-        if (stream->avail_in == 0 && !refill()) {
-            return 0;
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, left));
+    std::size_t given = 0;
+    while (given == 0 && wanted > 0) {
+        const auto progress = inflater.inflate(compressed, {to, wanted});
+        compressed = compressed.subspan(progress.taken);
+        given = progress.given;
+        left -= given;
+        if (progress.status == Inflater::Status::Damaged) {
+            fail(std::string("the data cannot be inflated: ") + inflater.damage());
+            break;
         }
-        const int status = inflate(stream.get(), Z_NO_FLUSH);
-        if (status != Z_OK && (status != Z_STREAM_END || stream->avail_out == wanted)) {
-            fail(status == Z_STREAM_END ? "the data end too early" : "the data cannot be inflated");
-            return 0;
+        if (given == 0 && (progress.status == Inflater::Status::End || !refill())) {
+            fail("the data end too early");
+            break;
         }
     }
-    left -= wanted - stream->avail_out;
-    return wanted - stream->avail_out;
+    return given;
 }
 
 /// Grows with what is there, whatever the block says.
