@@ -36,6 +36,8 @@ class MdfInflater {
     bool refill();
     bool inflateAll();
     std::size_t gather(std::uint8_t* to, std::size_t size);
+    std::size_t gatherRow(std::uint8_t* to, std::size_t size);
+    std::size_t gatherRows(std::uint8_t* to, std::size_t most);
     bool fail(const std::string& why);
 
     MdfFile& file;
