@@ -52,8 +52,6 @@ void XzStream::end(lzma_ret status) {
         reason = tooMuch();
     } else if (status == LZMA_BUF_ERROR) {
         reason = "cut off";
-    } else if (status == LZMA_FORMAT_ERROR) { // the first stream was one, or this were no xz file
-        reason = "what stands behind the compressed data is not xz";
     } else if (status == LZMA_OPTIONS_ERROR) {
         reason = "compressed by a method of xz that is not supported";
     } else if (status == LZMA_MEM_ERROR) {
