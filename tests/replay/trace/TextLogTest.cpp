@@ -128,12 +128,12 @@ TEST(TextLog, DatesOfAsc) {
 TEST(TextLog, TrcVersions) {
     const Row rows[] = {
         {"1.0",
-         ";####\n;    Start time: 11.09.2002 16:00:20.682\n     1)      1841      0001 8 00 00 00 00 00 00 "
+         ";####\n;    Start time: 11.09.2002 16:00:20.682.5\n     1)      1841      0001 8 00 00 00 00 00 00 "
          "00 07\n"
          "     2)      1842      0008 4 ERROR 00 19 08 08\n"
          "     3)      1843 FFFFFFFF 4 00 00 00 04 -- -- -- -- BUSLIGHT\n     4)      1844      0100 3 RTR\n",
-         "1031760022523000 can 1 1 0 0000000000000007\n1031760022524000 error\n1031760022525000 other\n"
-         "1031760022526000 remote\n"},
+         "1031760022523500 can 1 1 0 0000000000000007\n1031760022524500 error\n1031760022525500 other\n"
+         "1031760022526500 remote\n"},
         {"1.1",
          ";$FILEVERSION=1.1\n;$STARTTIME=37704.5364870833\n      1)     1059.9 Rx          0300 7 00 00 00 "
          "00 04 00 00\n"
@@ -190,7 +190,7 @@ TEST(TextLog, GvretAndBusmaster) {
          "Time Stamp,ID,Extended,Dir,Bus,LEN,D1,D2\r\n5,0000021A,true,Rx,0,9,1,2,3,4,5,6,7,8,9\r\n"
          "-7,00000111,false,Rx,0,0,\r\n8,111,false,Rx,0,2,05\r\n",
          "5 can 0 21a 3 010203040506070809\n0 can 0 111 0 \nt:4: fewer data bytes than announced\n" + noDate +
-             ", negative ones are that\n"},
+             ", negative ones count as that\n"},
         {"BUSMASTER with times of the day, past midnight",
          busmaster + "***HEX***\n***SYSTEM MODE***\n23:59:59:9420 Rx 1 0x023 s 1 40\n0:0:0:12 Tx 2 0000021A "
                      "x 2 01 02\n"
