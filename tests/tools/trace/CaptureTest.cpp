@@ -285,7 +285,9 @@ TEST_F(Capture, EachInterfaceHasAChannel) {
         "t.bin: malformed packets: 1, the first is packet 5: no time stamp, or an impossible one\n");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(decode("-q --channel t.bin:can2=5 --channel t.bin:0=9 t.bin").output, rows("5", "0", "9"));
-    EXPECT_EQ(decode("-q --channel t.bin=0 t.bin").output, rows("0", "0", "0"));
+    EXPECT_EQ(decode("-q --channel t.bin=0 t.bin").output,
+              header + "1.000000,0,can,Short,42,,42,\n2.000000,0,lin,Lin,513,,513,\n"
+                       "3.000000,0,ethernet,Service,515,,515,\n5.500000,0,can,Short,44,,44,\n");
 }
 
 } // namespace
