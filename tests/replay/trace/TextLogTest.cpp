@@ -135,8 +135,8 @@ TEST(TextLog, GvretAndBusmaster) {
     const std::string busmaster = "***BUSMASTER Ver 2.4.0***\n***PROTOCOL CAN***\n"
                                   "***START DATE AND TIME 2:1:1970 23:59:58:7***\n";
     expectListed({
-        {"GVRET without the direction",
-         "Time Stamp,ID,Extended,Bus,LEN,D1,D2,D3,D4,D5,D6,D7,D8\n"
+        {"GVRET without the direction, behind a byte order mark",
+         "\xEF\xBB\xBFTime Stamp,ID,Extended,Bus,LEN,D1,D2,D3,D4,D5,D6,D7,D8\n"
          "166064000,0000021A,false,1,2,FE,36,00,00,00,00,00,00,\n",
          "166064000000 can 1 21A - FE36\n" + noDate + "\n"},
         {"GVRET with it, CAN FD, and a clock that was set back",
