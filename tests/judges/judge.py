@@ -24,6 +24,12 @@ import independent
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 LIST_FRAMES = os.environ.get("LIST_FRAMES", ROOT / "build/dev/bin/list_frames")
 KINDS_OF_NO_JUDGE = {"other", "xl"}
+# Recordings that differ, by how much, and why.
+EXPLAINED = {
+    "EcuBus-Pro/LinTest.asc": (1, "the error of a LIN frame, which python-can does not read"),
+    "kona-ev-can/250105-1-2020-comp-can-heating.converted.candump.log":
+        (217, "lines with a time before 1970, which are malformed in a candump log"),
+}
 
 
 class Comparison:
@@ -114,24 +120,26 @@ def compare(path, judge=None):
 
 
 def compare_all(paths, judge):
-    """Prints a row a file, also of a file that one of both cannot read. In a folder, such files and those that no judge
-    knows are no failures."""
+    """Prints a row a file, also of a file that one of both cannot read. Files of a folder that no judge knows have none."""
     print("| file | judge | frames of the judge | ours | different | |\n|---|---|---|---|---|---|")
     failures = 0
     for path in map(pathlib.Path, paths):
         for file in sorted(filter(pathlib.Path.is_file, path.rglob("*"))) if path.is_dir() else [path]:
+            name = file.relative_to(path) if path.is_dir() else file
             try:
                 result = compare(file, judge)
                 if result is not None:
-                    print(f"| {file} | {result.judge} | {result.judged} | {result.ours} | {result.different} "
-                          f"| {result.first[:120]} |")
-                    failures += result.different + (result.judged == 0 and not path.is_dir())
+                    expected, why = EXPLAINED.get(str(name), (0, ""))
+                    is_explained = result.different == expected and (result.judged > 0 or path.is_dir())
+                    print(f"| {name} | {result.judge} | {result.judged} | {result.ours} | {result.different} "
+                          f"| {why if is_explained else result.first[:120]} |")
+                    failures += not is_explained
                 elif not path.is_dir():
                     raise RuntimeError("no judge reads such files")
             except Exception as error:
                 text = str(error).replace("\n", " ")[:120] or type(error).__name__
-                print(f"| {file} | | | | | {text} |")
-                failures += not path.is_dir()
+                print(f"| {name} | | | | | {text} |")
+                failures += 1
     return 0 if failures == 0 else 1
 
 

@@ -84,12 +84,12 @@ TEST(TextLog, DatesOfAsc) {
 TEST(TextLog, TrcVersions) {
     expectListed({
         {"1.0",
-         ";####\n;    Start time: 11.09.2002 16:00:20.682\n     1)      1841      0001 8 00 00 00 00 00 00 "
+         ";####\n;    Start time: 11.09.2002 16:00:20.682.5\n     1)      1841      0001 8 00 00 00 00 00 00 "
          "00 07\n"
          "     2)      1842      0008 4 ERROR 00 19 08 08\n"
          "     3)      1843 FFFFFFFF 4 00 00 00 04 -- -- -- -- BUSLIGHT\n     4)      1844      0100 3 RTR\n",
-         "1031760022523000000 can 1 001 - 0000000000000007\n1031760022524000000 - - - error -\n"
-         "1031760022525000000 - - - other -\n1031760022526000000 - - - remote -\n"},
+         "1031760022523500000 can 1 001 - 0000000000000007\n1031760022524500000 - - - error -\n"
+         "1031760022525500000 - - - other -\n1031760022526500000 - - - remote -\n"},
         {"1.1",
          ";$FILEVERSION=1.1\n;$STARTTIME=37704.5364870833\n      1)     1059.9 Rx          0300 7 00 00 00 "
          "00 04 00 00\n"
@@ -135,8 +135,8 @@ TEST(TextLog, GvretAndBusmaster) {
     const std::string busmaster = "***BUSMASTER Ver 2.4.0***\n***PROTOCOL CAN***\n"
                                   "***START DATE AND TIME 2:1:1970 23:59:58:7***\n";
     expectListed({
-        {"GVRET without the direction",
-         "Time Stamp,ID,Extended,Bus,LEN,D1,D2,D3,D4,D5,D6,D7,D8\n"
+        {"GVRET without the direction, behind a byte order mark",
+         "\xEF\xBB\xBFTime Stamp,ID,Extended,Bus,LEN,D1,D2,D3,D4,D5,D6,D7,D8\n"
          "166064000,0000021A,false,1,2,FE,36,00,00,00,00,00,00,\n",
          "166064000000 can 1 21A - FE36\n" + noDate + "\n"},
         {"GVRET with it, CAN FD, and a clock that was set back",
@@ -144,7 +144,7 @@ TEST(TextLog, GvretAndBusmaster) {
          "-7,00000111,false,Rx,0,0,\r\n8,111,false,Rx,0,2,05\r\n",
          "5000 can 0 0000021A fd 010203040506070809\n0 can 0 111 - -\n"
          "t:4: fewer data bytes than announced\n" +
-             noDate + ", negative ones are that\n"},
+             noDate + ", negative ones count as that\n"},
         {"BUSMASTER with times of the day, past midnight",
          busmaster + "***HEX***\n***SYSTEM MODE***\n23:59:59:9420 Rx 1 0x023 s 1 40\n0:0:0:12 Tx 2 0000021A "
                      "x 2 01 02\n"
