@@ -30,11 +30,6 @@ struct LockCheckingBuffer : std::streambuf {
     int received = 0;
 };
 
-/// Groups digits by threes, as many locales do.
-struct Grouping : std::numpunct<char> {
-    std::string do_grouping() const override { return "\3"; }
-};
-
 const char* const kindNames[] = {"Syntax", "LongName", "DeepNesting", "UnknownSignal"};
 
 std::string partsOf(const std::vector<ExpError>& errors) {
@@ -141,7 +136,7 @@ TEST_F(ExpErrorsTest, LinesAreWrittenUnderTheLogLock) {
 
 TEST_F(ExpErrorsTest, LinesFollowNoLocale) {
     CapturedOutput output;
-    std::cerr.imbue(std::locale(std::cerr.getloc(), new Grouping));
+    std::cerr.imbue(std::locale(std::cerr.getloc(), new LocalNumbers));
     ExpParser expression((std::string(1'233, '\n') + "1 1").c_str(), false);
     EXPECT_NE(output.err.take().find("line 1234 syntax"), std::string::npos);
     for (int i = 0; i < 4'320; ++i)

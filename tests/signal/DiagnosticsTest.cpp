@@ -10,7 +10,6 @@
 #include <gmock/gmock.h>
 
 #include <bit>
-#include <locale>
 
 namespace {
 
@@ -68,14 +67,6 @@ TEST_F(Diagnostics, AReceiverGetsDumpsAsOneText) {
     EXPECT_EQ(output.take(), "");
 }
 
-/// Numbers and truth values as nobody expects them in a line.
-struct Local : std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-    std::string do_falsename() const override { return "falsch"; }
-};
-
 TEST_F(Diagnostics, NumbersFollowNoLocale) {
     const auto said = [this] {
         output.take();
@@ -94,7 +85,7 @@ TEST_F(Diagnostics, NumbersFollowNoLocale) {
     };
     const std::string expected = said();
     EXPECT_THAT(expected, HasSubstr("mux = 12345"));
-    const std::locale local(std::locale::classic(), new Local);
+    const std::locale local(std::locale::classic(), new LocalNumbers);
     const std::locale former = std::locale::global(local);
     std::cout.imbue(local);
     EXPECT_EQ(said(), expected);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <iostream>
+#include <locale>
 #include <map>
 #include <sstream>
 #include <string>
@@ -56,6 +57,14 @@ struct CapturedOutput {
 
     /// What both have received since the last look, ordinary output first.
     std::string take() { return out.take() + err.take(); }
+};
+
+/// Numbers and truth values as nobody expects them in a line.
+struct LocalNumbers : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+    std::string do_falsename() const override { return "falsch"; }
 };
 
 /// `text` with every mark replaced by what it stands for.

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 namespace rksignal {
 namespace {
 
@@ -136,17 +134,6 @@ TEST(Capture, PacketsOfEveryLinkType) {
         }
         EXPECT_EQ(listFrames(file.bytes), expected) << name;
     }
-}
-
-/// The same, read from a pipe.
-std::string listPiped(const std::string& content) {
-    int ends[2];
-    EXPECT_TRUE(pipe(ends) == 0 && write(ends[1], content.data(), content.size()) > 0);
-    close(ends[1]);
-    Trace trace;
-    trace.addDescriptor(ends[0], "t");
-    close(ends[0]);
-    return listFrames(trace);
 }
 
 TEST(Capture, EveryFormIsReadFromFilesAndPipes) {

@@ -7,7 +7,6 @@
 
 #include <sstream>
 #include <thread>
-#include <unistd.h>
 
 namespace rksignal {
 namespace {
@@ -84,17 +83,12 @@ TEST(Trace, DamagedLinesAreCountedAndTheFirstTenKept) {
 }
 
 TEST(Trace, AStopEndsTheReadingOfASilentPipe) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const std::string frame = "(1.0) can0 123#11\n(2.0) can0 123#1"; // the second one is cut
-    ASSERT_EQ(write(ends[1], frame.data(), frame.size()), static_cast<ssize_t>(frame.size()));
     Trace trace;
-    trace.addDescriptor(ends[0], "pipe");
-    close(ends[0]);
+    const int open = addPipe(trace, "(1.0) can0 123#11\n(2.0) can0 123#1"); // the second one is cut
     std::thread other([&trace] { trace.stop(); });
     listFrames(trace);
     other.join();
-    close(ends[1]);
+    close(open);
     EXPECT_FALSE(trace.next());
     EXPECT_EQ(trace.report(0).damagedLines, 0U);
 }
@@ -112,21 +106,18 @@ TEST(Trace, AllThatIsWholeIsReadBeforeAStop) {
              "\nt: records with an impossible content: 2, the first is record 2\n"},
     };
     for (const auto& [content, expected] : rows) {
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        ASSERT_EQ(write(ends[1], content.data(), content.size()), static_cast<ssize_t>(content.size()));
         Trace trace;
-        trace.addDescriptor(ends[0], "t");
+        const int open = addPipe(trace, content);
         trace.onProgress([&trace, size = content.size()] { // when it would wait for ever
             if (trace.position() == size) {
                 trace.stop();
             }
         });
         EXPECT_EQ(listFrames(trace), expected);
-        EXPECT_EQ(trace.addDescriptor(ends[0], "late"), 1U) << "counts as empty instead of waiting";
-        EXPECT_FALSE(trace.next());
-        close(ends[0]);
-        close(ends[1]);
+        const int late = addPipe(trace, content);
+        EXPECT_FALSE(trace.next()) << "it counts as empty instead of waiting";
+        close(open);
+        close(late);
     }
 }
 
