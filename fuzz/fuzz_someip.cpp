@@ -53,7 +53,7 @@ std::string definitions() {
 /// A message, or a part of one, with a few numbers of the input's.
 Octets messageFrom(FuzzInput& input) {
     const auto flags = input.take<std::uint8_t>();
-    const Octets data = input.takeBytes(input.take<std::uint8_t>() * (flags & 4 ? 8U : 1U));
+    const Octets data = input.takeBytes(std::size_t{input.take<std::uint8_t>()} * (flags & 4 ? 8 : 1));
     Octets message;
     append(message, 0x00010000U + (flags & 3), 4);
     append(message, flags & 8 ? input.take<std::uint32_t>() : data.size() + 8, 4);

@@ -1,7 +1,7 @@
 #include "catalog/MessageDecoder.h"
 
 #include "definition/MultiplexTree.h"
-#include "rkutil/ByteOrder.h"
+#include "signal/PduChain.h"
 
 #include <algorithm>
 #include <array>
@@ -12,21 +12,6 @@ namespace rksignal {
 namespace {
 
 constexpr std::size_t wordBytes = 8;
-
-/// Offset of the data of the first PDU with this identifier in a chain of PDUs, each behind a header of 3
-/// bytes identifier and 1 byte length (AUTOSAR SoAd, short header); nothing if there is none.
-std::optional<std::size_t> findPdu(const std::uint8_t* payload, std::size_t length, std::uint32_t wanted) {
-    constexpr std::size_t headerBytes = 4;
-    for (std::size_t at = 0; at < length && at + headerBytes <= longestFrame;) {
-        const std::uint8_t* const header = payload + at;
-        at += headerBytes;
-        if (bigEndian<3>(header) == wanted) {
-            return at;
-        }
-        at += header[3];
-    }
-    return std::nullopt;
-}
 
 } // namespace
 
@@ -104,7 +89,7 @@ void MessageDecoder::decodeMessage(const std::uint8_t* bytes, const Payload& rec
 /// The bytes behind the PDU's header, of which there may be fewer than a field is cut from.
 bool MessageDecoder::decodePdu(const CANExtTraceMessage& received, std::size_t length,
                                std::vector<unsigned long>& ids) {
-    const auto data = findPdu(received.payload.data(), length, *definition.pduId);
+    const auto data = pdu::find<pdu::canFd>(received.payload, length, *definition.pduId);
     if (!data || *data > length) {
         return false;
     }

@@ -28,9 +28,6 @@ void support(archive* reader, Packing packing, bool canSeek) {
     case Packing::Zstd:
         archive_read_support_filter_zstd(reader);
         break;
-    case Packing::Xz:
-        archive_read_support_filter_xz(reader);
-        break;
     case Packing::Bzip2:
         archive_read_support_filter_bzip2(reader);
         break;

@@ -3,10 +3,13 @@
 #pragma once
 
 #include "file/ContentStream.h"
+#include "file/Inflater.h"
 #include "file/InputFile.h"
 
+#include <cstdint>
+#include <span>
+#include <string>
 #include <vector>
-#include <zlib.h>
 
 namespace rksignal {
 
@@ -14,9 +17,7 @@ namespace rksignal {
 /// Zeros behind the last member, which tapes leave, are passed over.
 class GzipStream : public ContentStream {
   public:
-    /// \throws std::bad_alloc
     explicit GzipStream(std::unique_ptr<InputFile> file);
-    ~GzipStream() override;
 
     std::size_t read(char* to, std::size_t size) override;
     std::unique_ptr<ContentStream> reopen() const override;
@@ -30,8 +31,9 @@ class GzipStream : public ContentStream {
     bool end(std::string why);
 
     std::unique_ptr<InputFile> file;
-    std::vector<Bytef> block; ///< compressed bytes
-    z_stream stream{};
+    std::vector<std::uint8_t> block;          ///< compressed bytes
+    std::span<const std::uint8_t> compressed; ///< those of them that are still to be inflated
+    Inflater inflater;
     bool isInside = true; ///< a member
     bool isAtEnd = false;
 };

@@ -5,6 +5,7 @@
 #include "file/GzipStream.h"
 #include "file/Packing.h"
 #include "file/TemporaryCopy.h"
+#include "file/XzStream.h"
 #include "text/Error.h"
 
 #include <utility>
@@ -19,6 +20,9 @@ using File = std::unique_ptr<InputFile>;
 std::unique_ptr<ContentStream> decompress(File file, Packing packing) {
     if (packing == Packing::Gzip) {
         return std::make_unique<GzipStream>(std::move(file));
+    }
+    if (packing == Packing::Xz) {
+        return std::make_unique<XzStream>(std::move(file));
     }
     auto stream = std::make_unique<ArchiveStream>(std::move(file), packing);
     stream->nextMember(); // the only one

@@ -2,6 +2,7 @@
 
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
+#include "text/TextEncoding.h"
 #include "trace/FormatDetection.h"
 #include "trace/log/AscLine.h"
 #include "trace/log/BusmasterLine.h"
@@ -136,7 +137,8 @@ class HeadLines {
             return false;
         }
         line = text.substr(at, lineEnd - at);
-        at += line.size() + 1;
+        line = at == 0 ? withoutByteOrderMark(line) : line;
+        at = std::min(lineEnd, text.size()) + 1;
         if (line.ends_with('\r')) {
             line.remove_suffix(1);
         }

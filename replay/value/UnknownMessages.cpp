@@ -1,6 +1,7 @@
 #include "value/UnknownMessages.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace rksignal {
 namespace {
@@ -8,6 +9,7 @@ namespace {
 constexpr unsigned kindShift = 48;
 constexpr unsigned hasChannelShift = 40;
 constexpr unsigned channelShift = 32;
+constexpr unsigned hashShift = 40; // leaves more bits than a table needs
 
 std::uint64_t keyOf(const MessageOrigin& origin, std::uint32_t identifier) {
     return static_cast<std::uint64_t>(origin.kind) << kindShift |
@@ -25,24 +27,51 @@ UnknownMessage messageOf(std::uint64_t key, std::uint64_t count) {
 
 } // namespace
 
+/// Where the key is, or a free place for it. REQUIRES: there is a table
+UnknownMessages::Entry& UnknownMessages::find(std::uint64_t key) {
+    constexpr std::uint64_t goldenRatio = 0x9E3779B97F4A7C15; // of 2^64: spreads over the upper bits
+    const std::size_t mask = table.size() - 1;
+    auto at = static_cast<std::size_t>(key * goldenRatio >> hashShift) & mask;
+    while (table[at].count > 0 && table[at].key != key) {
+        at = (at + 1) & mask;
+    }
+    return table[at];
+}
+
+void UnknownMessages::grow() {
+    constexpr std::size_t first = 256;
+    std::vector<Entry> former(std::max(first, 2 * table.size()));
+    former.swap(table);
+    for (const Entry& entry : former) {
+        if (entry.count > 0) {
+            find(entry.key) = entry;
+        }
+    }
+}
+
 void UnknownMessages::count(const MessageOrigin& origin, std::uint32_t identifier) {
     const std::uint64_t key = keyOf(origin, identifier);
-    const auto entry = counts.find(key);
-    if (entry != counts.end()) {
-        ++entry->second;
-    } else if (counts.size() < maxIdentifiers) {
-        counts.emplace(key, 1);
+    if (used < maxIdentifiers && 2 * used >= table.size()) {
+        grow();
+    }
+    Entry& entry = find(key);
+    if (entry.count > 0) {
+        ++entry.count;
+    } else if (used < maxIdentifiers) {
+        entry = {key, 1};
+        ++used;
     } else {
         ++beyond;
     }
 }
 
 std::vector<UnknownMessage> UnknownMessages::of(SignalKind kind) const {
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> entries;
-    std::copy_if(counts.begin(), counts.end(), std::back_inserter(entries),
-                 [kind](const auto& entry) { return SignalKind(entry.first >> kindShift) == kind; });
-    std::sort(entries.begin(), entries.end(), [](const auto& left, const auto& right) {
-        return left.second != right.second ? left.second > right.second : left.first < right.first;
+    std::vector<Entry> entries;
+    std::copy_if(table.begin(), table.end(), std::back_inserter(entries), [kind](const Entry& entry) {
+        return entry.count > 0 && SignalKind(entry.key >> kindShift) == kind;
+    });
+    std::sort(entries.begin(), entries.end(), [](const Entry& left, const Entry& right) {
+        return left.count != right.count ? left.count > right.count : left.key < right.key;
     });
     std::vector<UnknownMessage> messages;
     for (const auto& [key, count] : entries) {

@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <unordered_map>
 #include <vector>
 
 namespace rksignal {
@@ -33,7 +32,15 @@ class RKREPLAY_EXPORT UnknownMessages {
     std::uint64_t others() const { return beyond; }
 
   private:
-    std::unordered_map<std::uint64_t, std::uint64_t> counts; ///< by kind, channel and identifier
+    struct Entry {
+        std::uint64_t key = 0;   ///< kind, channel and identifier
+        std::uint64_t count = 0; ///< 0: the place is free
+    };
+    Entry& find(std::uint64_t key);
+    void grow();
+
+    std::vector<Entry> table; ///< a power of two, at most half of it in use: an entry is near its hash value
+    std::size_t used = 0;
     std::uint64_t beyond = 0;
 };
 

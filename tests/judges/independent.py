@@ -6,12 +6,16 @@
 | .trc | python-can | the same | as in the file; version 1.0 and 1.1 have none |
 | .log | python-can | the same | the digits at the end of the interface's name |
 | .mf4 | asammdf | the same | as in the file |
-| .pcap, .pcapng, .cap | tshark | exact | the interface's number; FlexRay channel B is one more |
+| .pcap, .pcapng, .cap | tshark | exact | the interface's number among those of its bus; FlexRay channel B is one more |
+| .screen | python-can reads the .log beside it, of which log2long made it | the same | the same; it tells no CAN FD |
+| .csv of GVRET | the csv module of Python | exact | as in the file |
+| .log of BUSMASTER | the columns that its head names | exact | as in the file |
 | .blf, if it is asked for | tshark | exact | not told, nor is CAN FD; it reads no error frames |
 
 python-can reads CAN only. What it does not know is not counted as missing there (see judge.py).
 """
 
+import csv
 import json
 import os
 import pathlib
@@ -142,23 +146,32 @@ def read_tshark(path):
     reading = Reading("tshark", 0, {"can", "lin", "flexray", "ethernet"})
     run = subprocess.run(["tshark", "-Q", "-n", "-r", path, "-T", "json", "-x", "-J", "frame can canfd lin flexray"],
                          capture_output=True, check=True)
-    for packet in json.loads(run.stdout):
-        add_packet(reading, packet["_source"]["layers"])
+    packets = [packet["_source"]["layers"] for packet in json.loads(run.stdout)]
+    numbers = interface_numbers(packets)
+    for layers in packets:
+        add_packet(reading, layers, numbers)
     if pathlib.Path(path).suffix.lower() == ".blf":
         reading.tells_fd = False
         reading.frames = [(at, re.sub(r" \d+ ", " * ", rest, count=1)) for at, rest in reading.frames]
     return reading
 
 
-def add_packet(reading, layers):
+def interface_numbers(packets):
+    """The number of each interface among those of its link type."""
+    link_types = {int(layers["frame"].get("frame.interface_id", 0)): layers["frame"]["frame.encap_type"]
+                  for layers in packets}
+    return {interface: sum(1 for other in link_types if other < interface and link_types[other] == link_type)
+            for interface, link_type in link_types.items()}
+
+
+def add_packet(reading, layers, numbers):
     frame = layers["frame"]
     seconds, _, fraction = frame["frame.time_epoch"].partition(".")
     at = int(seconds) * 1_000_000_000 + int(fraction.ljust(9, "0"))
     raw = bytes.fromhex(layers["frame_raw"][0])
-    # can3, lin3, flexray3 and eth3 are channel 3; other interfaces have their number, which is ours where a file
-    # has interfaces of one bus
+    # can3, lin3, flexray3 and eth3 are channel 3; other interfaces are counted among those of their bus
     digits = re.fullmatch(r"(v?can|lin|flexray|eth)(\d+)", find(frame, "frame.interface_name") or "")
-    channel = int(digits.group(2) if digits else frame.get("frame.interface_id", 0))
+    channel = int(digits.group(2)) if digits else numbers[int(frame.get("frame.interface_id", 0))]
     can = layers.get("can") or layers.get("canfd")
     if int(frame["frame.cap_len"]) < int(frame["frame.len"]):
         reading.add_kind(at, "truncated")
@@ -234,14 +247,45 @@ def add_flexray_packet(reading, at, channel, fields, raw):
                     raw[7:7 + length])
 
 
-READERS = {".blf": read_python_can, ".asc": read_python_can, ".trc": read_python_can, ".log": read_python_can,
+def read_log2long(path):
+    reading = read_python_can(path.with_suffix(""))
+    reading.tells_fd = False
+    return reading
+
+
+def read_gvret(path):
+    reading = Reading("csv module", 0, {"can"})
+    with open(path, newline="") as file:
+        for row in csv.DictReader(file):
+            data = [int(row[f"D{index + 1}"], 16) for index in range(int(row["LEN"]))]
+            reading.add(max(0, int(row["Time Stamp"])) * 1000, "can", int(row["Bus"]),
+                        can_id(int(row["ID"], 16), row["Extended"] == "true"), "-", data)
+    return reading
+
+
+def read_busmaster(path):
+    reading = Reading("columns", 0, {"can"})
+    reading.is_absolute = False
+    for line in path.read_text().splitlines():
+        if not line.startswith("***"):
+            at, _, channel, identifier, kind, _, *data = line.split()
+            hours, minutes, seconds, milliseconds = map(int, at.split(":"))
+            reading.add((((hours * 60 + minutes) * 60 + seconds) * 1000 + milliseconds) * 1_000_000, "can", int(channel),
+                        can_id(int(identifier, 16), kind == "x"), "-", [int(byte, 16) for byte in data])
+    return reading
+
+
+READERS = {".blf": read_python_can, ".asc": read_python_can, ".trc": read_python_can, ".screen": read_log2long,
            ".mf4": read_asammdf, ".pcap": read_tshark, ".pcapng": read_tshark, ".cap": read_tshark}
+# What files begin with whose ending does not tell their format.
+BEGINS = {b"***BUSMASTER": read_busmaster, b"Time Stamp,ID,Extended,": read_gvret, b"(": read_python_can}
 
 
 def read(path, judge=None):
-    """The frames of a file, or None if no judge reads files of this ending."""
+    """The frames of a file, or None if no judge reads such files."""
     path = pathlib.Path(path)
     reader = read_tshark if judge == "tshark" else READERS.get(path.suffix.lower())
-    if reader is None or (path.suffix == ".log" and not path.read_bytes().lstrip().startswith(b"(")):
-        return None  # other logs have this ending, too
-    return reader(path)
+    if path.suffix in (".log", ".csv"):
+        begin = path.read_bytes()[:100].lstrip()
+        reader = next((reader for bytes_, reader in BEGINS.items() if begin.startswith(bytes_)), None)
+    return reader(path) if reader else None

@@ -24,6 +24,12 @@ import independent
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 LIST_FRAMES = os.environ.get("LIST_FRAMES", ROOT / "build/dev/bin/list_frames")
 KINDS_OF_NO_JUDGE = {"other", "xl"}
+# Recordings that differ, by how much, and why.
+EXPLAINED = {
+    "EcuBus-Pro/LinTest.asc": (1, "the error of a LIN frame, which python-can does not read"),
+    "kona-ev-can/250105-1-2020-comp-can-heating.converted.candump.log":
+        (217, "lines with a time before 1970, which are malformed in a candump log"),
+}
 
 
 class Comparison:
@@ -139,12 +145,15 @@ def table(folders):
                 result = compare(path)
                 if result is None:
                     continue
+                expected, why = EXPLAINED.get(str(path.relative_to(folder)), (0, ""))
+                is_explained = result.different == expected
                 print(f"| {path.relative_to(folder)} | {result.judge} | {result.judged} | {result.ours} "
-                      f"| {result.different} | {result.first[:120]} |")
-                differences += result.different
+                      f"| {result.different} | {why if is_explained else result.first[:120]} |")
+                differences += not is_explained
             except Exception as error:  # a file that one of both cannot read is a row, too
                 text = str(error).replace("\n", " ")[:120] or type(error).__name__
                 print(f"| {path.relative_to(folder)} | | | | | {text} |")
+                differences += 1
     return 0 if differences == 0 else 1
 
 

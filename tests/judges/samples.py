@@ -1,4 +1,5 @@
-"""Small traces of each format, written by python-can and asammdf: what tests of the readers read.
+"""Small traces of each format, written by python-can, asammdf, scapy, mergecap and can-utils: what tests of the readers
+read.
 
 The files hold the same few hundred frames as far as their format and its writer can. They are written anew by every
 run of the tests, and are the same each time.
@@ -7,6 +8,8 @@ run of the tests, and are the same each time.
 import datetime
 import logging
 import random
+import struct
+import subprocess
 
 START = 1_700_000_000.25
 
@@ -57,6 +60,71 @@ def write_python_can(folder):
         writer.file_version = can.TRCFileVersion.V1_0
         for frame in frames(with_fd=False, with_kinds=False):
             writer.on_message_received(frame)
+
+
+# What the columns of TRC logs are called in `$COLUMNS`, and how a version orders them.
+TRC_COLUMNS = {"1.1": "NOdILD", "1.3": "NOBdIrLD", "2.0": "NOTIdlD", "2.1": "NOTBIdRLD"}
+
+
+def trc_line(number, frame, version):
+    """One frame as the versions 1.1 to 2.1 of the format have it; `r` and `R` are a column without a meaning."""
+    has_types = version >= "2"
+    kind = ("RR" if frame.is_remote_frame else "DT" if not frame.is_fd else "FB" if frame.bitrate_switch else "FD")
+    data = frame.data.hex(" ").upper()
+    if frame.is_remote_frame:
+        data = "" if has_types else "RTR"
+    fields = {"N": f"{number}" if has_types else f"{number})", "O": f"{(frame.timestamp - START) * 1000:.3f}", "T": kind,
+              "B": str(frame.channel + 1), "I": f"{frame.arbitration_id:0{8 if frame.is_extended_id else 4}X}",
+              "d": "Rx", "r": "-", "R": "-", "l": str(len(frame.data)), "L": str(frame.dlc), "D": data}
+    return " ".join(fields[column] for column in TRC_COLUMNS[version]).rstrip()
+
+
+def write_trc(folder):
+    days = START / 86400 + 25569  # since 1899-12-30
+    for version, columns in TRC_COLUMNS.items():
+        head = [f";$FILEVERSION={version}", f";$STARTTIME={days:.14f}"]
+        if version >= "2":
+            head.append(";$COLUMNS=" + ",".join(columns))
+        lines = [trc_line(number, frame, version) for number, frame in enumerate(frames(with_fd=version >= "2"), 1)
+                 if not frame.is_error_frame]
+        (folder / f"version{version}.trc").write_text("\r\n".join(head + lines) + "\r\n")
+
+
+def write_captures(folder):
+    """A capture for each link type, and all of them in one with an interface for each."""
+    from scapy.utils import RawPcapWriter
+
+    draw = random.Random(4)
+    packets = {
+        227: [struct.pack(">IBBBB", frame.arbitration_id | frame.is_extended_id << 31, len(frame.data),
+                          4 * frame.is_fd, 0, 0) + frame.data for frame in frames(with_kinds=False)],
+        212: [struct.pack(">B3xBBBB", 1, 4 * 16 + 1, index, 0, 0) + draw.randbytes(4) for index in range(40)],
+        210: [struct.pack(">BBHBBB", 1 + 128 * (index % 2), 0, 0x2000 + 50 * index, 2 * (index % 30), 0, index % 64) +
+              draw.randbytes(2 * (index % 30)) for index in range(40)],
+        1: [draw.randbytes(60 + index) for index in range(40)],
+    }
+    names = []
+    for link_type, payloads in packets.items():
+        for snapshot in (65535, 40):
+            names.append(folder / f"link{link_type}-{snapshot}.pcap")
+            with RawPcapWriter(str(names[-1]), linktype=link_type, nano=snapshot == 40, endianness="<>"[snapshot == 40],
+                               snaplen=snapshot) as writer:
+                writer.write_header(None)
+                for index, payload in enumerate(payloads):
+                    writer.write_packet(payload[:snapshot], sec=int(START) + index, usec=index * 1000,
+                                        wirelen=len(payload))
+    subprocess.run(["mergecap", "-I", "none", "-w", folder / "interfaces.pcapng", *names], check=True)
+    subprocess.run(["mergecap", "-F", "nsecpcap", "-w", folder / "again.pcap", names[0]], check=True)
+
+
+def write_can_utils(folder):
+    """The candump log in the other forms that can-utils turn it to; without remote frames, which they drop."""
+    log = folder / "data.log"
+    lines = (folder / "fd.log").read_text().splitlines(keepends=True)
+    log.write_text("".join(line for line in lines if "#R" not in line and " 20000080#" not in line))
+    with open(folder / "data.log.screen", "w") as screen:
+        subprocess.run(["log2long"], stdin=open(log), stdout=screen, check=True)
+    subprocess.run(["log2asc", "-I", log, "-O", folder / "data.log.asc", "can0", "can1"], check=True)
 
 
 def can_rows():
@@ -127,4 +195,7 @@ def write_asammdf(folder):
 def write_all(folder):
     folder.mkdir(parents=True, exist_ok=True)
     write_python_can(folder)
+    write_trc(folder)
+    write_captures(folder)
+    write_can_utils(folder)
     write_asammdf(folder)

@@ -114,13 +114,17 @@ class NearMatches {
             if (!message.isParameterGroup) {
                 enter(Difference::Width, matchOf(message) ^ extendedFlag, channelOf(message), file);
             }
-            if (message.channel && came[*message.channel]) { // other ones are said to be absent
+            // one that has frames is where it belongs, and that no frame came on its channel is said
+            // elsewhere
+            if (message.channel && came[*message.channel] && decoder->statistics().channels.none()) {
                 enter(Difference::Channel, matchOf(message), anyChannel, file);
             }
         }
         for (const UnknownMessage& message : statistics.unknownMessages.of(SignalKind::Can)) {
             count(message);
         }
+        countChannels(catalog, statistics, SignalKind::Lin);
+        countChannels(catalog, statistics, SignalKind::FlexRay);
     }
 
     /// By file, then as the differences are named.
@@ -170,6 +174,25 @@ class NearMatches {
         }
         for (const auto& match : found) {
             counts[match] += message.count;
+        }
+    }
+
+    /// Of a kind whose definitions always have a channel, by frame identifier or slot.
+    void countChannels(const Catalog& catalog, const ReplayStatistics& statistics, SignalKind kind) {
+        std::unordered_map<std::uint32_t, std::set<std::string_view>> unseen;
+        for (const std::size_t signal : catalog.group(kind).members) {
+            const MessageDefinition& message = *catalog.origin(signal).message;
+            if (!catalog.isSeen(signal)) {
+                unseen[message.id].insert(fileOf(message.place));
+            }
+        }
+        for (const UnknownMessage& message : statistics.unknownMessages.of(kind)) {
+            const auto entry = unseen.find(message.identifier);
+            if (entry != unseen.end()) {
+                for (const std::string_view file : entry->second) {
+                    counts[{file, Difference::Channel}] += message.count;
+                }
+            }
         }
     }
 

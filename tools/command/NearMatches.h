@@ -24,6 +24,7 @@ void printMisplaced(std::ostream& out, const Catalog& catalog, const ReplayStati
 
 /// For each definition file, says how many of the frames without a definition it would decode if the source
 /// address (the last 8 of 29 bits), the width of the identifier or the channel were ignored, in a line each.
+/// The channel counts only where the definition got no frame on its own; of LIN and FlexRay it alone does.
 /// Takes linear time, at the end of a run.
 void printNearMatches(std::ostream& out, const Catalog& catalog, const ReplayStatistics& statistics);
 

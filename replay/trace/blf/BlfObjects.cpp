@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 
 namespace rksignal {
 namespace {
 
 constexpr const char* objectTooShort = "object is shorter than its type";
+constexpr std::size_t classicBytes = 8; // of a CAN frame at most
 constexpr const char* frameTooLong = "frame is longer than its object";
 
 std::uint16_t load16(std::span<const std::uint8_t> bytes, std::size_t offset) {
@@ -129,7 +131,7 @@ BlfObjects::Content BlfObjects::takeCan(std::uint32_t id, bool isFd, std::size_t
     if (can.canId > (isExtended ? 0x1FFFFFFFU : 0x7FFU)) {
         return fail("identifier of more than 11 or 29 bits");
     }
-    if (length > (isFd ? can.payload.size() : 8)) {
+    if (length > (isFd ? can.payload.size() : classicBytes)) {
         return fail("CAN frame with too many bytes");
     }
     if (length > data.size()) {
@@ -138,7 +140,11 @@ BlfObjects::Content BlfObjects::takeCan(std::uint32_t id, bool isFd, std::size_t
     can.frameFormat = (isExtended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard) |
                       (isFd ? CANExtTraceMessage::FdStandard : CANExtTraceMessage::Standard);
     can.length = static_cast<std::uint8_t>(length);
-    std::copy_n(data.begin(), length, can.payload.begin());
+    if (length <= classicBytes && data.size() >= classicBytes) { // in one step
+        std::memcpy(can.payload.data(), data.data(), classicBytes);
+    } else {
+        std::copy_n(data.begin(), length, can.payload.begin());
+    }
     return &can;
 }
 
@@ -156,7 +162,7 @@ BlfObjects::Content BlfObjects::readCan(Bytes /*object*/, Bytes body) {
     if ((body[2] & canRemoteFlag) != 0) {
         return PassedMessage::Remote;
     }
-    const std::size_t length = std::min<std::size_t>(body[3], 8); // a code up to 15 means 8 bytes
+    const std::size_t length = std::min<std::size_t>(body[3], classicBytes); // a code up to 15 means 8 bytes
     return takeCan(load32(body, 4), false, length, body.subspan(dataAt));
 }
 

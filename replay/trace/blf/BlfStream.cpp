@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <new>
 #include <utility>
-#include <zlib.h>
 
 namespace rksignal {
 namespace {
@@ -37,19 +35,10 @@ std::uint64_t systemTime(const std::uint8_t* fields) {
 
 } // namespace
 
-void BlfStream::Close::operator()(z_stream_s* stream) const {
-    inflateEnd(stream);
-    delete stream; // NOLINT(cppcoreguidelines-owning-memory)
-}
-
-BlfStream::BlfStream(InputFile& file) : file(file), buffer(blfBlockSize(file)), inflater(new z_stream_s{}) {
-    if (inflateInit(inflater.get()) != Z_OK) {
-        throw std::bad_alloc();
-    }
+BlfStream::BlfStream(InputFile& file)
+    : file(file), buffer(blfBlockSize(file)), inflater(Inflater::Format::Zlib) {
     readHead();
 }
-
-BlfStream::~BlfStream() = default;
 
 void BlfStream::readHead() {
     constexpr std::uint32_t longestHead = 65536;
@@ -218,7 +207,7 @@ void BlfStream::openContainer(std::size_t headLength, std::uint32_t length) {
     padding = blfPadding;
     part = method == blf::methodPlain ? Part::Plain : Part::Deflated;
     if (part == Part::Deflated) {
-        inflateReset(inflater.get());
+        inflater.reset();
     }
 }
 
@@ -241,26 +230,19 @@ std::size_t BlfStream::copy(std::uint8_t* to, std::size_t size) {
 
 /// The same.
 std::size_t BlfStream::inflateTo(std::uint8_t* to, std::size_t size) {
-    if (left > 0 && !has(1)) {
-        endInside();
-        return 0;
-    }
-    const auto offered = static_cast<unsigned>(std::min<std::uint64_t>(end - at, left));
-    inflater->next_in = buffer.data() + at;
-    inflater->avail_in = offered;
-    inflater->next_out = to;
-    inflater->avail_out = static_cast<unsigned>(size);
-    const int status = inflate(inflater.get(), Z_NO_FLUSH);
-    const unsigned used = offered - inflater->avail_in;
-    take(used);
-    left -= used;
-    if (status == Z_STREAM_END) {
+    const auto offered = static_cast<std::size_t>(std::min<std::uint64_t>(end - at, left));
+    const auto progress = inflater.inflate({buffer.data() + at, offered}, {to, size});
+    take(progress.taken);
+    left -= progress.taken;
+    if (progress.status == Inflater::Status::End) {
         part = Part::Between;
         padding = left + blfPadding; // bytes that the container has more than its content are nothing to miss
-    } else if (status != Z_OK || (offered == 0 && inflater->avail_out == size)) {
+    } else if (progress.status == Inflater::Status::Damaged || (progress.given == 0 && left == 0)) {
         breakHere(0); // the bytes up to the next mark are counted there
+    } else if (progress.given == 0 && !has(1)) {
+        endInside();
     }
-    return size - inflater->avail_out;
+    return progress.given;
 }
 
 } // namespace rksignal

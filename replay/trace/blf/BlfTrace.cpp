@@ -4,6 +4,7 @@
 #include "trace/blf/BlfFormat.h"
 
 #include <algorithm>
+#include <cstring>
 #include <sstream>
 #include <string_view>
 
@@ -19,7 +20,7 @@ BlfTrace::BlfTrace(std::unique_ptr<InputFile> file)
     : TraceSource(std::move(file)), stream(input()), buffer(windowSize) {}
 
 bool BlfTrace::next() {
-    while (findObject()) {
+    while (isNextAdjacent() || findObject()) {
         if (readObject()) {
             return true;
         }
@@ -58,6 +59,16 @@ std::uint64_t BlfTrace::skip(std::uint64_t count) {
     }
     at += static_cast<std::size_t>(count);
     return 0;
+}
+
+/// Goes to the next object if its head is in the buffer, directly behind the last one: so are nearly all.
+bool BlfTrace::isNextAdjacent() {
+    if (end - at < blf::baseHeadLength || done > end - at - blf::baseHeadLength ||
+        std::memcmp(object() + done, blf::objectMark.data(), blf::objectMark.size()) != 0) {
+        return false;
+    }
+    at += static_cast<std::size_t>(std::exchange(done, 0));
+    return true;
 }
 
 /// Goes behind the last object and to the head of the next one. \return false at the end

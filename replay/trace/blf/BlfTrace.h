@@ -27,6 +27,7 @@ class BlfTrace : public TraceSource {
     void deliver(MessageSink& sink, std::uint64_t time) override { deliverContent(content, sink, time); }
     void completeReport() override;
 
+    bool isNextAdjacent();
     bool findObject();
     bool fill(std::size_t count);
     std::uint64_t skip(std::uint64_t count);

@@ -6,7 +6,6 @@
 #include <map>
 #include <span>
 #include <string>
-#include <type_traits>
 
 namespace rksignal {
 namespace {
@@ -40,7 +39,7 @@ bool CaptureTrace::next() {
 }
 
 /// \return nothing if the packet cannot be understood
-std::optional<PacketReader::Content> CaptureTrace::read() {
+std::optional<FrameContent> CaptureTrace::read() {
     if (!packets.timestamp()) {
         return countMalformed("no time stamp, or an impossible one");
     }
@@ -99,7 +98,7 @@ std::optional<std::uint8_t> CaptureTrace::numberAmongItsKind(std::string_view bu
     return count <= maxChannel ? std::optional(static_cast<std::uint8_t>(count)) : std::nullopt;
 }
 
-std::optional<PacketReader::Content> CaptureTrace::countMalformed(const char* reason) {
+std::optional<FrameContent> CaptureTrace::countMalformed(const char* reason) {
     if (found.damagedPackets++ == 0) {
         firstMalformed = "packet " + std::to_string(packets.number()) + ": " + reason;
     }
@@ -151,16 +150,7 @@ void CaptureTrace::reportInterfaces() {
 }
 
 void CaptureTrace::deliver(MessageSink& sink, std::uint64_t time) {
-    std::visit(
-        [&sink, time](auto message) {
-            if constexpr (std::is_pointer_v<decltype(message)>) {
-                message->timestamp = time;
-                sink.receive(*message);
-            } else {
-                sink.pass(message, time);
-            }
-        },
-        content);
+    deliverContent(content, sink, time);
 }
 
 } // namespace rksignal

@@ -38,8 +38,8 @@ class CaptureTrace : public TraceSource {
     Source& sourceOfPacket();
     std::optional<std::uint8_t> channelOf(const PacketInterface& interface, const PacketReader::Link& link);
     std::optional<std::uint8_t> numberAmongItsKind(std::string_view bus) const;
-    std::optional<PacketReader::Content> read();
-    std::optional<PacketReader::Content> countMalformed(const char* reason);
+    std::optional<FrameContent> read();
+    std::optional<FrameContent> countMalformed(const char* reason);
     void completeReport() override;
     void reportInterfaces();
 
@@ -47,7 +47,7 @@ class CaptureTrace : public TraceSource {
     PacketFile packets;
     PacketReader reader;
     std::vector<Source> sources; ///< as packets.interfaces()
-    PacketReader::Content content;
+    FrameContent content;
     std::string firstMalformed; ///< its number and what is wrong with it
 };
 

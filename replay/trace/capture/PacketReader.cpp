@@ -40,32 +40,32 @@ std::string_view PacketReader::busOf(const Link& link) {
     return link.bus;
 }
 
-std::optional<PacketReader::Content> PacketReader::read(const Link& link, std::uint8_t channelOfPacket,
-                                                        bool isBigEndian, Bytes packet) {
+std::optional<FrameContent> PacketReader::read(const Link& link, std::uint8_t channelOfPacket,
+                                               bool isBigEndian, Bytes packet) {
     channel = channelOfPacket;
     isHostBigEndian = isBigEndian;
     return (this->*link.layer)(packet);
 }
 
-std::optional<PacketReader::Content> PacketReader::fail(const char* why) {
+std::optional<FrameContent> PacketReader::fail(const char* why) {
     reason = why;
     return std::nullopt;
 }
 
-std::optional<PacketReader::Content> PacketReader::readEthernet(Bytes packet) {
+std::optional<FrameContent> PacketReader::readEthernet(Bytes packet) {
     ethernet.channel = channel;
     ethernet.frame.assign(packet.begin(), packet.end());
     return &ethernet;
 }
 
-std::optional<PacketReader::Content> PacketReader::readCan(Bytes packet) {
+std::optional<FrameContent> PacketReader::readCan(Bytes packet) {
     return packet.size() < sizeof(std::uint32_t) ? fail(tooShort)
                                                  : readCanFrame(bigEndian<4>(packet.data()), packet);
 }
 
 /// Packets of all interfaces together. Their head replaces that of the frame, so only CAN frames are whole.
 template <std::size_t headLength, std::size_t protocolAt>
-std::optional<PacketReader::Content> PacketReader::readCooked(Bytes packet) {
+std::optional<FrameContent> PacketReader::readCooked(Bytes packet) {
     constexpr unsigned firstCan = 0x0C; // CAN, CAN FD, CAN XL
     constexpr unsigned lastCan = 0x0E;
     if (packet.size() < headLength + sizeof(std::uint32_t)) {
@@ -80,7 +80,7 @@ std::optional<PacketReader::Content> PacketReader::readCooked(Bytes packet) {
 }
 
 /// Identifier and flags (4 bytes), length, CAN FD flags, two more bytes, data.
-std::optional<PacketReader::Content> PacketReader::readCanFrame(std::uint32_t id, Bytes packet) {
+std::optional<FrameContent> PacketReader::readCanFrame(std::uint32_t id, Bytes packet) {
     constexpr std::uint32_t extendedFlag = 0x80000000;
     constexpr std::uint32_t remoteFlag = 0x40000000;
     constexpr std::uint32_t errorFlag = 0x20000000;
@@ -122,7 +122,7 @@ std::optional<PacketReader::Content> PacketReader::readCanFrame(std::uint32_t id
 
 /// Revision of the format, three more bytes, a byte of length, message type and checksum type, protected
 /// identifier, checksum, error bits, data.
-std::optional<PacketReader::Content> PacketReader::readLin(Bytes packet) {
+std::optional<FrameContent> PacketReader::readLin(Bytes packet) {
     constexpr std::size_t headLength = 8;
     constexpr std::size_t maxBytes = 8;
     constexpr std::uint8_t overflowBit = 0x20; // frames before this one were lost
@@ -156,7 +156,7 @@ std::optional<PacketReader::Content> PacketReader::readLin(Bytes packet) {
 }
 
 /// A byte of channel and type, error bits, the five bytes of the frame's head (ISO 17458-2), data.
-std::optional<PacketReader::Content> PacketReader::readFlexRay(Bytes packet) {
+std::optional<FrameContent> PacketReader::readFlexRay(Bytes packet) {
     constexpr std::size_t headLength = 7;
     constexpr std::uint8_t channelB = 0x80;
     constexpr std::uint8_t frameType = 1;

@@ -5,33 +5,25 @@
 /// |---|---|
 /// | Ethernet (1) | frames from the destination address on |
 /// | CAN (227) | classic, CAN FD and CAN XL frames as SocketCAN has them, the identifier big endian |
-/// | Linux cooked (113, 276) | the same behind a head of 16 or 20 bytes, the identifier in the recorder's
-/// byte order | | LIN (212) | frames with their checksum and error bits | | FlexRay (210) | frames with their
-/// head and error bits, symbols |
+/// | Linux cooked (113, 276) | the same behind 16 or 20 bytes; identifiers in the recorder's byte order |
+/// | LIN (212) | frames with their checksum and error bits |
+/// | FlexRay (210) | frames with their head and error bits, symbols |
 ///
 /// The layouts are those of https://www.tcpdump.org/linktypes.html.
 #pragma once
 
-#include "rktrace/CANExtTraceMessage.h"
-#include "rktrace/FlexRayExtTraceMessage.h"
-#include "rktrace/LINTraceMessage.h"
-#include "rktrace/MIITraceMessage.h"
-#include "trace/MessageSink.h"
+#include "trace/FrameContent.h"
 
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string_view>
-#include <variant>
 
 namespace rksignal {
 
 class PacketReader {
   public:
     using Bytes = std::span<const std::uint8_t>;
-    /// A message, which belongs to the reader and is good until the next packet; its time is not set.
-    using Content = std::variant<PassedMessage, CANExtTraceMessage*, LINTraceMessage*,
-                                 FlexRayExtTraceMessage*, MIITraceMessage*>;
 
     struct Link; ///< how packets of a link type are read
 
@@ -44,23 +36,23 @@ class PacketReader {
     /// FlexRay channel B the next one. `isBigEndian`: the byte order of the machine that recorded it.
     /// Allocates only when a message grows.
     /// \return nothing if it cannot be understood: malformed() says why
-    std::optional<Content> read(const Link& link, std::uint8_t channel, bool isBigEndian, Bytes packet);
+    std::optional<FrameContent> read(const Link& link, std::uint8_t channel, bool isBigEndian, Bytes packet);
 
     const char* malformed() const { return reason; }    ///< a text with static lifetime
     std::uint64_t dropped() const { return overflows; } ///< frames that the recorder says it lost, at least
 
   private:
-    using Layer = std::optional<Content> (PacketReader::*)(Bytes packet);
+    using Layer = std::optional<FrameContent> (PacketReader::*)(Bytes packet);
     static const Link links[];
 
-    std::optional<Content> readEthernet(Bytes packet);
-    std::optional<Content> readCan(Bytes packet);
+    std::optional<FrameContent> readEthernet(Bytes packet);
+    std::optional<FrameContent> readCan(Bytes packet);
     template <std::size_t headLength, std::size_t protocolAt>
-    std::optional<Content> readCooked(Bytes packet);
-    std::optional<Content> readCanFrame(std::uint32_t id, Bytes packet);
-    std::optional<Content> readLin(Bytes packet);
-    std::optional<Content> readFlexRay(Bytes packet);
-    std::optional<Content> fail(const char* why);
+    std::optional<FrameContent> readCooked(Bytes packet);
+    std::optional<FrameContent> readCanFrame(std::uint32_t id, Bytes packet);
+    std::optional<FrameContent> readLin(Bytes packet);
+    std::optional<FrameContent> readFlexRay(Bytes packet);
+    std::optional<FrameContent> fail(const char* why);
 
     std::uint8_t channel = 0;     ///< of the packet
     bool isHostBigEndian = false; ///< of the machine that recorded it

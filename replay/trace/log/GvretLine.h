@@ -21,7 +21,7 @@ class GvretLog : public LineLog {
     Line read(std::string_view line) override;
     const char* note() const override {
         return hasNegativeTimes
-                   ? "the log has no date: its times count from 1970-01-01, negative ones are that"
+                   ? "the log has no date: its times count from 1970-01-01, negative ones count as that"
                    : countedFrom1970;
     }
 

@@ -33,8 +33,9 @@ bool takeOneOf(std::string_view& text, std::string_view characters) {
     return isThere;
 }
 
-/// What stands behind the seconds: decimals behind `.` or `,`; behind `:` up to three digits are a number of
-/// milliseconds, without leading zeros, and more are decimals.
+/// What stands behind the seconds: decimals behind `.` or `,`, among which TRC logs put another point behind
+/// the milliseconds (`10.165.5`); behind `:` up to three digits are a number of milliseconds, without leading
+/// zeros, and more are decimals.
 std::optional<std::uint64_t> secondFraction(std::string_view text) {
     constexpr std::uint64_t millisecond = nanosecondsPerSecond / 1000;
     if (text.size() <= 4 && takeOneOf(text, ":")) {
@@ -42,7 +43,12 @@ std::optional<std::uint64_t> secondFraction(std::string_view text) {
         return milliseconds ? std::optional(*milliseconds * millisecond) : std::nullopt;
     }
     std::size_t end = 0;
-    const std::uint64_t fraction = takeOneOf(text, ".,:") ? decimals(text, end) : 0;
+    std::uint64_t fraction = takeOneOf(text, ".,:") ? decimals(text, end) : 0;
+    constexpr std::size_t ofMilliseconds = 3;
+    if (end == ofMilliseconds && text.substr(end).starts_with('.')) {
+        text.remove_prefix(end + 1);
+        fraction += decimals(text, end) / 1000;
+    }
     return end == text.size() ? std::optional(fraction) : std::nullopt;
 }
 

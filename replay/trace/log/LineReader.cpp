@@ -1,5 +1,7 @@
 #include "trace/log/LineReader.h"
 
+#include "text/TextEncoding.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -89,9 +91,9 @@ std::string_view LineReader::give(const char* first, const char* last) {
     if (last != first && last[-1] == '\r') {
         --last;
     }
-    auto length = static_cast<std::size_t>(last - first);
-    overlong = length > maxLength;
-    return {first, overlong ? maxLength : length};
+    const std::string_view line(first, last);
+    overlong = line.size() > maxLength;
+    return number == 1 ? withoutByteOrderMark(line.substr(0, maxLength)) : line.substr(0, maxLength);
 }
 
 } // namespace rksignal

@@ -39,13 +39,12 @@ std::optional<std::uint64_t> MdfFrames::announced(const MdfLayout& layout, const
     return std::nullopt;
 }
 
-std::optional<MdfFrames::Content> MdfFrames::fail(const char* why) {
+std::optional<FrameContent> MdfFrames::fail(const char* why) {
     reason = why;
     return std::nullopt;
 }
 
-std::optional<MdfFrames::Content> MdfFrames::read(const MdfLayout& layout, const std::uint8_t* record,
-                                                  Bytes data) {
+std::optional<FrameContent> MdfFrames::read(const MdfLayout& layout, const std::uint8_t* record, Bytes data) {
     if (layout.event == MdfEvent::Passed) {
         return layout.passed;
     }
@@ -72,8 +71,8 @@ std::optional<MdfFrames::Content> MdfFrames::read(const MdfLayout& layout, const
 }
 
 /// Bit 31 of the identifier says that it has 29 bits, or a member does. Without either, its value tells.
-std::optional<MdfFrames::Content> MdfFrames::readCan(const MdfLayout& layout, const std::uint8_t* record,
-                                                     Bytes data) {
+std::optional<FrameContent> MdfFrames::readCan(const MdfLayout& layout, const std::uint8_t* record,
+                                               Bytes data) {
     constexpr std::uint64_t extendedBit = 0x80000000;
     constexpr std::uint64_t maxStandard = 0x7FF;
     constexpr std::uint64_t maxExtended = 0x1FFFFFFF;
@@ -101,8 +100,8 @@ std::optional<MdfFrames::Content> MdfFrames::readCan(const MdfLayout& layout, co
     return &can;
 }
 
-std::optional<MdfFrames::Content> MdfFrames::readLin(const MdfLayout& layout, const std::uint8_t* record,
-                                                     Bytes data) {
+std::optional<FrameContent> MdfFrames::readLin(const MdfLayout& layout, const std::uint8_t* record,
+                                               Bytes data) {
     const std::uint64_t id = layout[MdfMember::Id].of(record);
     if (id > 255 || data.size() > classicBytes) {
         return fail(id > 255 ? "LIN identifier above 255" : "LIN frame of more than 8 bytes");
@@ -113,8 +112,8 @@ std::optional<MdfFrames::Content> MdfFrames::readLin(const MdfLayout& layout, co
     return &lin;
 }
 
-std::optional<MdfFrames::Content> MdfFrames::readFlexRay(const MdfLayout& layout, const std::uint8_t* record,
-                                                         Bytes data) {
+std::optional<FrameContent> MdfFrames::readFlexRay(const MdfLayout& layout, const std::uint8_t* record,
+                                                   Bytes data) {
     constexpr std::uint64_t maxSlot = 2047;
     constexpr std::uint64_t maxCycle = 63;
     constexpr std::size_t maxBytes = 254;
@@ -133,8 +132,8 @@ std::optional<MdfFrames::Content> MdfFrames::readFlexRay(const MdfLayout& layout
 }
 
 /// Where the addresses are members, the data bytes begin behind them.
-std::optional<MdfFrames::Content> MdfFrames::readEthernet(const MdfLayout& layout, const std::uint8_t* record,
-                                                          Bytes data) {
+std::optional<FrameContent> MdfFrames::readEthernet(const MdfLayout& layout, const std::uint8_t* record,
+                                                    Bytes data) {
     const MdfField& destination = layout[MdfMember::Destination];
     const MdfField& source = layout[MdfMember::Source];
     const MdfField& type = layout[MdfMember::EtherType];

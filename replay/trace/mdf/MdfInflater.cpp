@@ -1,27 +1,43 @@
 #include "trace/mdf/MdfInflater.h"
 
 #include <algorithm>
-#include <new>
+#include <array>
+#include <cstring>
 #include <utility>
-#include <zlib.h>
 
 namespace rksignal {
 namespace {
 
 constexpr std::size_t inputSize = 32768;
+constexpr std::size_t squareSide = 8;
+
+/// Makes columns of 8 by 8 bytes rows: halves of the square change places, then those of its quarters, then
+/// neighbours. The distances are those from one column to the next and from one row to the next.
+void transpose(const std::uint8_t* from, std::size_t fromDistance, std::uint8_t* to, std::size_t toDistance) {
+    std::array<std::uint64_t, squareSide> words{};
+    for (std::size_t i = 0; i < squareSide; ++i) {
+        std::memcpy(&words[i], from + i * fromDistance, squareSide);
+    }
+    const auto exchange = [&words](std::size_t distance, std::uint64_t mask) {
+        for (std::size_t i = 0; i < squareSide; ++i) {
+            if ((i & distance) == 0) {
+                const std::uint64_t change = (words[i] >> (8 * distance) ^ words[i + distance]) & mask;
+                words[i] ^= change << (8 * distance);
+                words[i + distance] ^= change;
+            }
+        }
+    };
+    exchange(4, 0x00000000FFFFFFFF);
+    exchange(2, 0x0000FFFF0000FFFF);
+    exchange(1, 0x00FF00FF00FF00FF);
+    for (std::size_t i = 0; i < squareSide; ++i) {
+        std::memcpy(to + i * toDistance, &words[i], squareSide);
+    }
+}
 
 } // namespace
 
-void MdfInflater::Close::operator()(z_stream_s* stream) const {
-    inflateEnd(stream);
-    delete stream;
-}
-
-MdfInflater::MdfInflater(MdfFile& file) : file(file), stream(new z_stream_s{}), input(inputSize) {
-    if (inflateInit(stream.get()) != Z_OK) {
-        throw std::bad_alloc();
-    }
-}
+MdfInflater::MdfInflater(MdfFile& file) : file(file), inflater(Inflater::Format::Zlib), input(inputSize) {}
 
 bool MdfInflater::fail(const std::string& why) {
     reason = "compressed block at offset " + std::to_string(address) + ": " + why;
@@ -40,8 +56,8 @@ bool MdfInflater::open(const MdfBlock& block) {
     columns = taken = 0;
     whole.clear();
     reason.clear();
-    inflateReset(stream.get());
-    stream->avail_in = 0;
+    inflater.reset();
+    compressed = {};
     const auto kind = block.data<std::uint8_t>(2);
     if (kind > 1) {
         return fail("compression of kind " + std::to_string(kind) + " is not supported");
@@ -59,28 +75,28 @@ bool MdfInflater::refill() {
     const std::size_t count = file.read(next, input.data(), std::min<std::uint64_t>(input.size(), stored));
     next += count;
     stored -= count;
-    stream->next_in = input.data();
-    stream->avail_in = static_cast<unsigned>(count);
+    compressed = {input.data(), count};
     return count > 0 || fail("the data end too early");
 }
 
 std::size_t MdfInflater::inflateTo(std::uint8_t* to, std::size_t size) {
-    constexpr std::size_t step = 1U << 30; // zlib counts with 32 bits
-    const auto wanted = static_cast<unsigned>(std::min({std::uint64_t{step}, std::uint64_t{size}, left}));
-    stream->next_out = to;
-    stream->avail_out = wanted;
-    while (stream->avail_out == wanted && wanted > 0) {
-        if (stream->avail_in == 0 && !refill()) {
-            return 0;
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, left));
+    std::size_t given = 0;
+    while (given == 0 && wanted > 0) {
+        const auto progress = inflater.inflate(compressed, {to, wanted});
+        compressed = compressed.subspan(progress.taken);
+        given = progress.given;
+        left -= given;
+        if (progress.status == Inflater::Status::Damaged) {
+            fail(std::string("the data cannot be inflated: ") + inflater.damage());
+            break;
         }
-        const int status = inflate(stream.get(), Z_NO_FLUSH);
-        if (status != Z_OK && (status != Z_STREAM_END || stream->avail_out == wanted)) {
-            fail(status == Z_STREAM_END ? "the data end too early" : "the data cannot be inflated");
-            return 0;
+        if (given == 0 && (progress.status == Inflater::Status::End || !refill())) {
+            fail("the data end too early");
+            break;
         }
     }
-    left -= wanted - stream->avail_out;
-    return wanted - stream->avail_out;
+    return given;
 }
 
 /// Grows with what is there, whatever the block says.
@@ -112,20 +128,59 @@ bool MdfInflater::inflateAll() {
 /// The rows, whose first bytes lie together, behind them all second bytes, and so on. What fills no row comes
 /// last, as it is.
 std::size_t MdfInflater::gather(std::uint8_t* to, std::size_t size) {
-    const std::uint64_t rows = whole.size() / columns;
+    const std::uint64_t inRows = whole.size() - whole.size() % columns;
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(size, left));
-    std::uint64_t row = taken / columns;
-    std::uint64_t column = taken % columns;
-    for (std::size_t i = 0; i < count; ++i) {
-        to[i] = row < rows ? whole[column * rows + row] : whole[row * columns + column];
-        if (++column == columns) {
-            column = 0;
-            ++row;
+    std::size_t done = 0;
+    while (done < count) {
+        const std::size_t wanted = count - done;
+        if (taken < inRows) {
+            const bool isWhole = taken % columns == 0 && wanted >= columns;
+            done += isWhole ? gatherRows(to + done, wanted / columns) : gatherRow(to + done, wanted);
+        } else {
+            std::copy_n(whole.begin() + static_cast<std::ptrdiff_t>(taken), wanted, to + done);
+            taken += wanted;
+            done = count;
         }
     }
-    taken += count;
     left -= count;
     return count;
+}
+
+/// Part of a row. \return its number of bytes
+std::size_t MdfInflater::gatherRow(std::uint8_t* to, std::size_t size) {
+    const std::size_t rows = whole.size() / columns;
+    const std::size_t row = taken / columns;
+    const std::size_t first = taken % columns;
+    const std::size_t count = std::min(size, columns - first);
+    for (std::size_t i = 0; i < count; ++i) {
+        to[i] = whole[(first + i) * rows + row];
+    }
+    taken += count;
+    return count;
+}
+
+/// At most so many rows, as many as the first-level cache holds. \return their number of bytes
+std::size_t MdfInflater::gatherRows(std::uint8_t* to, std::size_t most) {
+    constexpr std::size_t together = 64;
+    const std::size_t rows = whole.size() / columns;
+    const std::size_t row = taken / columns;
+    const std::size_t count = std::min({most, rows - row, together});
+    for (std::size_t column = 0; column < columns;) {
+        const std::uint8_t* const from = whole.data() + column * rows + row;
+        const std::size_t squares = columns - column < squareSide ? 0 : count / squareSide;
+        for (std::size_t i = 0; i < squares; ++i) {
+            transpose(from + i * squareSide, rows, to + i * squareSide * columns + column, columns);
+        }
+        const std::size_t width = columns - column < squareSide ? 1 : squareSide;
+        for (std::size_t i = squares * squareSide; i < count; ++i) {
+            for (std::size_t k = 0; k < width; ++k) {
+                to[i * columns + column + k] = from[k * rows + i];
+            }
+        }
+        column += width;
+    }
+    taken += count * columns;
+    return count * columns;
 }
 
 } // namespace rksignal

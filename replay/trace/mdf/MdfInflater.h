@@ -2,14 +2,13 @@
 /// The content of a compressed data block of an MDF 4 file (DZ: "deflate", "transposition + deflate").
 #pragma once
 
+#include "file/Inflater.h"
 #include "trace/mdf/MdfBlocks.h"
 
 #include <cstdint>
-#include <memory>
+#include <span>
 #include <string>
 #include <vector>
-
-struct z_stream_s;
 
 namespace rksignal {
 
@@ -33,26 +32,26 @@ class MdfInflater {
     const std::string& failure() const { return reason; } ///< empty if all went well
 
   private:
-    struct Close {
-        void operator()(z_stream_s* stream) const;
-    };
     std::size_t inflateTo(std::uint8_t* to, std::size_t size);
     bool refill();
     bool inflateAll();
     std::size_t gather(std::uint8_t* to, std::size_t size);
+    std::size_t gatherRow(std::uint8_t* to, std::size_t size);
+    std::size_t gatherRows(std::uint8_t* to, std::size_t most);
     bool fail(const std::string& why);
 
     MdfFile& file;
-    std::unique_ptr<z_stream_s, Close> stream;
-    std::vector<std::uint8_t> input; ///< compressed bytes
-    std::uint64_t address = 0;       ///< of the block
-    std::uint64_t next = 0;          ///< compressed bytes: offset in the file
-    std::uint64_t stored = 0;        ///< compressed bytes that are left in the file
-    std::uint64_t left = 0;          ///< inflated bytes that are to come
-    std::vector<std::uint8_t> whole; ///< a transposed block
-    std::uint64_t reserved = 0;      ///< room for it
-    std::uint64_t columns = 0;       ///< bytes of a row of it; 0: it is not transposed
-    std::uint64_t taken = 0;         ///< bytes of it that were read
+    Inflater inflater;
+    std::vector<std::uint8_t> input;          ///< compressed bytes
+    std::span<const std::uint8_t> compressed; ///< those of them that are still to be inflated
+    std::uint64_t address = 0;                ///< of the block
+    std::uint64_t next = 0;                   ///< compressed bytes: offset in the file
+    std::uint64_t stored = 0;                 ///< compressed bytes that are left in the file
+    std::uint64_t left = 0;                   ///< inflated bytes that are to come
+    std::vector<std::uint8_t> whole;          ///< a transposed block
+    std::uint64_t reserved = 0;               ///< room for it
+    std::uint64_t columns = 0;                ///< bytes of a row of it; 0: it is not transposed
+    std::uint64_t taken = 0;                  ///< bytes of it that were read
     std::string reason;
 };
 

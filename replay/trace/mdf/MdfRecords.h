@@ -25,7 +25,7 @@ class MdfRecords {
     /// Goes on to the next event. \return false at the end
     bool next();
     std::uint64_t timestamp() const { return time; } ///< nanoseconds since 1970-01-01 UTC
-    const MdfFrames::Content& content() const { return message; }
+    const FrameContent& content() const { return message; }
 
     std::uint64_t malformed() const { return malformedRecords; }
     const std::string& firstMalformed() const { return firstReason; }
@@ -81,7 +81,7 @@ class MdfRecords {
     std::size_t firstWaiting = 0;
     std::vector<std::uint8_t> waitingBytes; ///< their records, with MdfField::slack
     MdfFrames frames;
-    MdfFrames::Content message;
+    FrameContent message;
     std::uint64_t time = 0;
     std::uint64_t malformedRecords = 0;
     std::string firstReason;

@@ -4,9 +4,7 @@
 #include "text/Error.h"
 
 #include <algorithm>
-#include <type_traits>
 #include <utility>
-#include <variant>
 
 namespace rksignal {
 
@@ -94,16 +92,7 @@ bool MdfTrace::takeEarliest() {
 }
 
 void MdfTrace::deliver(MessageSink& sink, std::uint64_t time) {
-    std::visit(
-        [&sink, time](auto message) {
-            if constexpr (std::is_pointer_v<decltype(message)>) {
-                message->timestamp = time;
-                sink.receive(*message);
-            } else {
-                sink.pass(message, time);
-            }
-        },
-        inputs[current].records->content());
+    deliverContent(inputs[current].records->content(), sink, time);
 }
 
 void MdfTrace::completeReport() {

@@ -84,6 +84,12 @@ TEST_F(PackedTraces, AreReadAsTheirContent) {
         {"xz -c a > t; xz -c b >> t", both + " t"},
         {"bzip2 -c a > t; bzip2 -c b >> t", both + " t"},
         {"lz4 -qc a > t; lz4 -qc b >> t", both + " t"},
+        {"xz -c a > t; echo what is behind the end >> t",
+         "5 frames up to 9: t\nt: damaged; what stands before is "
+         "used"},
+        {"xz -c --lzma2=preset=6,dict=256MiB a > t",
+         "0 frames up to 0: t\nt: takes 257 MB to decompress, at most 136 MB are allowed: compress it with "
+         "xz -9 or less"},
         {"gzip -c a | xz -c > t", "5 frames up to 9: t"},
         {"tar -cf t b a", both + " t/b t/a"},
         {"tar -czf t b a", both + " t/b t/a"},

@@ -1,12 +1,10 @@
 /// \file
 /// MF4 files, built block by block as ASAM MDF 4.1 lays them out, read as a client does.
-#include "trace/Trace.h"
+#include "support/FrameListing.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <iomanip>
-#include <sstream>
 #include <vector>
 #include <zlib.h>
 
@@ -106,52 +104,10 @@ std::string canRecord(U64 time, U32 id, char byte) {
     return canHead(time, 1, id, 8) + std::string(8, byte);
 }
 
-struct Listing : MessageSink {
-    using MessageSink::receive;
-    void receive(const CANExtTraceMessage& frame) override {
-        text << frame.timestamp << " can " << int{frame.channel} << ' ' << frame.canId << ' '
-             << frame.frameFormat << ' ';
-        print({frame.payload.data(), frame.length});
-    }
-    void receive(const LINTraceMessage& frame) override {
-        text << frame.timestamp << " lin " << int{frame.channel} << ' ' << int{frame.protectedId} << ' ';
-        print(frame.data);
-    }
-    void receive(const MIITraceMessage& frame) override {
-        text << frame.timestamp << " ethernet " << int{frame.channel} << ' ';
-        print(frame.frame);
-    }
-    void pass(PassedMessage kind, std::uint64_t time) override {
-        text << time << " passed " << static_cast<int>(kind) << '\n';
-    }
-    void print(std::span<const U8> bytes) {
-        for (const U8 byte : bytes) {
-            text << std::hex << std::setw(2) << std::setfill('0') << int{byte} << std::dec;
-        }
-        text << '\n';
-    }
-    std::ostringstream text;
-};
-
 /// `text` with the offset of a block in place of `@`.
 std::string at(U64 offset, std::string text) {
     const std::size_t mark = text.find('@');
     return mark != text.npos ? text.replace(mark, 1, std::to_string(offset)) : text;
-}
-
-std::string list(const std::string& file) {
-    Listing listing;
-    try {
-        Trace trace;
-        trace.addMemory(std::span(reinterpret_cast<const U8*>(file.data()), file.size()), "t");
-        trace.run(listing);
-        for (const Remark& remark : trace.report(0).remarks) {
-            listing.text << remark << '\n';
-        }
-    } catch (const Error& error) {
-        listing.text << error.what() << '\n';
-    }
-    return listing.text.str();
 }
 
 const Channel fixedBytes = {"CAN_DataFrame.DataBytes", 0, 0, 10, 0, 14, 64};
@@ -190,16 +146,14 @@ TEST(Mdf, UnsortedRecordsWaitForTheirDataBytes) {
         pack(U64{22}) + pack(U16{0x103}) + "?";
     file.dataGroup(can, file.block("DT", {}, records), 2);
     EXPECT_EQ(
-        list(file.done(noon)),
-        "1709208000000001000 can 3 291 0 1122\n"
-        "1709208002500000000 passed 1\n"
-        "1709208000000002000 can 3 305419896 3 5a5a5a5a5a5a5a5a5a5a5a5a\n"
-        "1709208000250000000 lin 5 60 aabb\n"
-        "1709208000000003000 can 3 1 0 \n"
-        "1709208000000004000 can 3 2 0 11\n"
+        listFrames(file.done(noon)),
+        "1709208000000001000 can 3 123 - 1122\n1709208002500000000 - - - error -\n"
+        "1709208000000002000 can 3 12345678 fd 5A5A5A5A5A5A5A5A5A5A5A5A\n"
+        "1709208000250000000 lin 5 3C - AABB\n1709208000000003000 can 3 001 - -\n"
+        "1709208000000004000 can 3 002 - 11\n"
         "t: measured channels are not read: channel groups with them: 1\n"
-        "t: not understood further: the record 180 bytes behind the start of its data has the "
-        "number 259, which no channel group has\n"
+        "t: not understood further: the record 180 bytes behind the start of its data has the number 259, "
+        "which no channel group has\n"
         "t: malformed records: 1, the first is record 5 of CAN_DataFrame: its data bytes are missing\n");
 }
 
@@ -229,9 +183,9 @@ TEST(Mdf, DataBlocksOfAllKindsHoldTheSame) {
         blocks.insert(blocks.begin(), next);
         return file.block("DL", blocks, pack(U32{0}, count) + std::string(8 * count, '\0'));
     };
-    const std::string all = "1709208000000001000 can 1 291 0 6161616161616161\n"
-                            "1709208000000002000 can 1 291 0 6262626262626262\n"
-                            "1709208000000003000 can 1 291 0 6363636363636363\n";
+    const std::string all = "1709208000000001000 can 1 123 - 6161616161616161\n"
+                            "1709208000000002000 can 1 123 - 6262626262626262\n"
+                            "1709208000000003000 can 1 123 - 6363636363636363\n";
     const std::string cut =
         "t: not understood further: the record 66 bytes behind the start of its data is cut off\n";
     const struct {
@@ -275,7 +229,7 @@ TEST(Mdf, DataBlocksOfAllKindsHoldTheSame) {
         const U64 can = file.canGroup(0, 0, rowLength, fixedBytes);
         const U64 address = data(file);
         file.dataGroup(can, address, 0);
-        EXPECT_EQ(list(file.done(noon)), at(address, expected)) << name;
+        EXPECT_EQ(listFrames(file.done(noon)), at(address, expected)) << name;
     }
 }
 
@@ -289,9 +243,9 @@ TEST(Mdf, UnfinishedDataGoOnToTheEndOfTheFile) {
     for (const char byte : {'a', 'b'}) {
         bytes += pack(U8{1}) + canHead(10, 3, 0x123, 1) + pack(U64{0}) + pack(U8{2}, U32{1}) + byte;
     }
-    const std::string both = "1709208000000001000 can 3 291 0 61\n1709208000000001000 can 3 291 0 62\n";
-    EXPECT_EQ(list(bytes), both);
-    EXPECT_EQ(list(bytes + "\x01\x02"),
+    const std::string both = "1709208000000001000 can 3 123 - 61\n1709208000000001000 can 3 123 - 62\n";
+    EXPECT_EQ(listFrames(bytes), both);
+    EXPECT_EQ(listFrames(bytes + "\x01\x02"),
               both +
                   "t: not understood further: the record 58 bytes behind the start of its data is cut off\n");
 }
@@ -320,13 +274,12 @@ TEST(Mdf, DataGroupsAreMergedByTime) {
                    file.block("DT", {}, addresses + pack(U16{2}, U64{0}) + addresses + pack(U16{2}, U64{6})),
                    0);
     // 13:30 in a zone of one and a half hours
-    EXPECT_EQ(list(file.done(noon + 5'400'000'000'000, 3, 90)),
-              "1709208000000000000 ethernet 0 746172676574736f7572636508006869\n"
-              "1709208000000001000 passed 3\n"
-              "1709208000000001000 can 1 1 0 6161616161616161\n"
-              "1709208000000002000 can 1 1 0 6161616161616161\n"
-              "t: malformed records: 2, the first is record 2 of CAN_DataFrame: "
-              "standard identifier is above 7FF\n");
+    EXPECT_EQ(listFrames(file.done(noon + 5'400'000'000'000, 3, 90)),
+              "1709208000000000000 ethernet 0 - - 746172676574736F7572636508006869\n"
+              "1709208000000001000 - - - truncated -\n1709208000000001000 can 1 001 - 6161616161616161\n"
+              "1709208000000002000 can 1 001 - 6161616161616161\n"
+              "t: malformed records: 2, the first is record 2 of CAN_DataFrame: standard identifier is above "
+              "7FF\n");
 }
 
 TEST(Mdf, FilesWithoutReadableFramesAreRefusedByName) {
@@ -352,7 +305,7 @@ TEST(Mdf, FilesWithoutReadableFramesAreRefusedByName) {
         {circle, "t: the links of the CN block at offset " + std::to_string(channel) + " form a circle\n"},
     };
     for (const auto& [content, expected] : rows) {
-        EXPECT_EQ(list(content), at(content.find("##CG"), expected));
+        EXPECT_EQ(listFrames(content), at(content.find("##CG"), expected));
     }
 }
 

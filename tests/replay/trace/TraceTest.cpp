@@ -1,43 +1,16 @@
 /// \file
 /// Traces as a client opens them: formats by content, times, damage, stopping.
-#include "trace/Trace.h"
 #include "rktrace/TraceRecord.h"
+#include "support/FrameListing.h"
 
 #include <gtest/gtest.h>
 
-#include <iomanip>
 #include <sstream>
 #include <thread>
 #include <unistd.h>
 
 namespace rksignal {
 namespace {
-
-/// Writes what it gets as `TIME can CHANNEL ID LENGTH`.
-struct Listing : MessageSink {
-    using MessageSink::receive;
-    void receive(const CANExtTraceMessage& frame) override {
-        text << frame.timestamp << " can " << int{frame.channel} << ' ' << frame.canId << ' '
-             << int{frame.length} << '\n';
-    }
-    void receive(const GPSTraceMessage& message) override { text << message.timestamp << " gps\n"; }
-
-    std::ostringstream text;
-};
-
-std::string list(const std::string& content) {
-    Trace trace;
-    trace.addMemory(std::span(reinterpret_cast<const std::uint8_t*>(content.data()), content.size()), "t");
-    Listing listing;
-    trace.run(listing);
-    for (const Remark& remark : trace.report(0).remarks) {
-        listing.text << remark << '\n';
-    }
-    for (const Remark& remark : trace.channels().remarks()) {
-        listing.text << remark << '\n';
-    }
-    return listing.text.str();
-}
 
 /// A record file with one sound CAN frame and one that names more data than a frame has.
 std::string impossibleRecord() {
@@ -61,37 +34,38 @@ TEST(Trace, ListsMessagesAndDamage) {
     } rows[] = {
         {"the times of an ASC log count from the trigger block",
          head + "Begin Triggerblock Mon May 18 10:00:02.000 2026\n0.5" + frame + "End TriggerBlock\n",
-         "1779098402500000000 can 1 100 1\n"},
+         "1779098402500000000 can 1 064 - 10\n"},
         {"a trigger block without a date", head + "Begin TriggerBlock\n0.5" + frame,
-         "1779098400500000000 can 1 100 1\n"},
+         "1779098400500000000 can 1 064 - 10\n"},
         {"an ASC log of a far year", "date Mon May 18 10:00:00 2550\n0.5" + frame,
-         "18314935200500000000 can 1 100 1\n"},
+         "18314935200500000000 can 1 064 - 10\n"},
         {"an ASC log of a year beyond 64 bits", "date Mon May 18 10:00:00 2555\n",
          "t:1: date is beyond 64 bits of nanoseconds\n"},
         {"a time of an ASC log beyond 64 bits",
          "date Mon May 18 10:00:00 2550\n131808873" + frame + "131808874" + frame,
-         "18446744073000000000 can 1 100 1\nt:3: time is beyond 64 bits of nanoseconds\n"},
+         "18446744073000000000 can 1 064 - 10\nt:3: time is beyond 64 bits of nanoseconds\n"},
         {"the log of a GPS receiver that begins with a comment",
          "# receiver 3\r\n\r\n$GPRMC,093005,A,4807.5,N,01134.5,E,30,0,150726,,*2A\r\n",
-         "1784107805000000000 gps\n"},
+         "1784107805000000000 gps - - - -\n"},
         {"a sentence directly behind binary bytes of a receiver, and a frame of them alone",
          "\xB5\x62\x01\x07$\n\xB5\x62$GP\x80$GPRMC,093005,A,4807.5,N,01134.5,E,30,0,150726,,*2A\r\n",
-         "1784107805000000000 gps\n"},
+         "1784107805000000000 gps - - - -\n"},
         {"the date of ZDA, also on the other side of midnight",
          "$GPGGA,235959,4807.5,N,01134.5,E,1,08,1,500,M,,M,,*5D\r\n$GPZDA,000000,16,07,2026,00,00*4E\r\n"
          "$GPGGA,000000,4807.5,N,01134.5,E,1,08,1,500,M,,M,,*5C\r\n",
-         "1784159999000000000 gps\n1784160000000000000 gps\n"},
+         "1784159999000000000 gps - - - -\n1784160000000000000 gps - - - -\n"},
         {"a log of a receiver without a date", "$GPGGA,235959,4807.5,N,01134.5,E,1,08,1,500,M,,M,,*5D\r\n",
-         "t: no sentence gives a date (RMC, ZDA); messages without a time, not decoded: 1\n"},
+         "0 - - - other -\nt: no sentence gives a date (RMC, ZDA); messages without a time, not decoded: "
+         "1\n"},
         {"a record with an impossible content", impossibleRecord(),
-         "5 can 0 2 1\nt: records with an impossible content: 1, the first is record 2\n"},
+         "5 can 0 002 - 00\nt: records with an impossible content: 1, the first is record 2\n"},
         {"an interface name that a terminal would obey",
          "(1.0) c\x9B"
          "31m 123#11\n",
-         "1000000000 can 0 291 1\nc\\x9B31m: interface c\\x9B31m counts as channel 0\n"},
+         "1000000000 can 0 123 - 11\nc\\x9B31m: interface c\\x9B31m counts as channel 0\n"},
     };
     for (const auto& [name, content, expected] : rows) {
-        EXPECT_EQ(list(content), expected) << name;
+        EXPECT_EQ(listFrames(content), expected) << name;
     }
 }
 
@@ -117,9 +91,8 @@ TEST(Trace, AStopEndsTheReadingOfASilentPipe) {
     Trace trace;
     trace.addDescriptor(ends[0], "pipe");
     close(ends[0]);
-    Listing listing;
     std::thread other([&trace] { trace.stop(); });
-    trace.run(listing);
+    listFrames(trace);
     other.join();
     close(ends[1]);
     EXPECT_FALSE(trace.next());
@@ -133,9 +106,9 @@ TEST(Trace, AllThatIsWholeIsReadBeforeAStop) {
     const struct {
         std::string content, expected;
     } rows[] = {
-        {"(1.0) can0 123#11\n(2.0) can0 123#1", "1000000000 can 0 291 1\n"},
+        {"(1.0) can0 123#11\n(2.0) can0 123#1", "1000000000 can 0 123 - 11\n"},
         {damaged + damaged.substr(8, 30),
-         "5 can 0 2 1\n5 can 0 2 1\nt: 6 bytes damaged from offset " + offset +
+         "5 can 0 002 - 00\n5 can 0 002 - 00\nt: 6 bytes damaged from offset " + offset +
              "\nt: records with an impossible content: 2, the first is record 2\n"},
     };
     for (const auto& [content, expected] : rows) {
@@ -149,12 +122,7 @@ TEST(Trace, AllThatIsWholeIsReadBeforeAStop) {
                 trace.stop();
             }
         });
-        Listing listing;
-        trace.run(listing);
-        for (const Remark& remark : trace.report(0).remarks) {
-            listing.text << remark << '\n';
-        }
-        EXPECT_EQ(listing.text.str(), expected);
+        EXPECT_EQ(listFrames(trace), expected);
         EXPECT_EQ(trace.addDescriptor(ends[0], "late"), 1U) << "counts as empty instead of waiting";
         EXPECT_FALSE(trace.next());
         close(ends[0]);
