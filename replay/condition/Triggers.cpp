@@ -40,6 +40,17 @@ struct Triggers::State {
         }
     }
 
+    /// Calls `use` with the index of each of these signals that conditions use.
+    template <class Use>
+    void forEachUsed(std::span<const unsigned long> ids, Use use) {
+        for (const unsigned long id : ids) {
+            const std::size_t signal = catalog.indexOf(id);
+            if (triggers.uses(signal)) {
+                use(signal);
+            }
+        }
+    }
+
     void restartClock(std::uint64_t timestamp);
     void passMoments(std::uint64_t end);
     void expire(std::uint64_t end);
@@ -155,11 +166,7 @@ void Triggers::signalsAdded() {
 
 void Triggers::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     State& all = *state;
-    for (const unsigned long id : ids) {
-        const std::size_t signal = all.catalog.indexOf(id);
-        if (!all.triggers.uses(signal)) {
-            continue;
-        }
+    all.forEachUsed(ids, [&all](std::size_t signal) {
         if (all.timeouts) {
             all.timeouts->written(signal, all.now);
         }
@@ -167,7 +174,7 @@ void Triggers::written(const MessageInfo& message, std::span<const unsigned long
             all.known[signal] = true;
             all.triggers.touch(signal);
         }
-    }
+    });
     for (ValueSink* const sink : all.valueSinks) {
         sink->written(message, ids);
     }
@@ -175,17 +182,13 @@ void Triggers::written(const MessageInfo& message, std::span<const unsigned long
 
 void Triggers::withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) {
     State& all = *state;
-    for (const unsigned long id : ids) {
-        const std::size_t signal = all.catalog.indexOf(id);
-        if (!all.triggers.uses(signal)) {
-            continue;
-        }
+    all.forEachUsed(ids, [&all](std::size_t signal) {
         if (all.timeouts) {
             all.timeouts->withdraw(signal);
         }
         all.known[signal] = false;
         all.triggers.touch(signal);
-    }
+    });
     for (ValueSink* const sink : all.valueSinks) {
         sink->withdrawn(message, ids);
     }

@@ -2,11 +2,8 @@
 /// The fixture of the CAN tests, and short ways to write definitions and frames.
 #pragma once
 
-#include "bus/CANSignal.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
-
-#include <gmock/gmock.h>
 
 #include <memory>
 #include <vector>
@@ -58,16 +55,9 @@ inline std::unique_ptr<CANExtTraceMessage> frame(const std::vector<std::uint8_t>
     return message;
 }
 
-/// Also looks that no frame is left in use.
 class CANTest : public SignalTest {
   protected:
     using Ids = std::vector<unsigned long>;
-
-    void TearDown() override {
-        SignalTest::TearDown();
-        EXPECT_THAT(CANSignal::canContainer, IsEmpty());
-        CANSignal::canContainer.clear();
-    }
 
     static Ids decode(const CANExtTraceMessage& message, std::uint8_t tslId = 0,
                       SignalStorage* storage = nullptr) {

@@ -23,11 +23,6 @@ Octets container(std::uint32_t identifier, std::uint32_t length, std::size_t hea
     return octets;
 }
 
-Octets operator+(Octets left, const Octets& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
 } // namespace
 
 TEST_F(EthernetTest, HashesFramesAndMasksAddresses) {

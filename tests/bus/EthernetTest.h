@@ -2,28 +2,16 @@
 /// The fixture of the Ethernet tests, and short ways to write definitions.
 #pragma once
 
-#include "bus/EthernetSignal.h"
 #include "support/CapturedOutput.h"
 #include "support/EthernetFrame.h"
 #include "support/SignalTest.h"
-
-#include <gmock/gmock.h>
 
 #include <sstream>
 #include <string>
 #include <vector>
 
-/// Also looks that the class-wide tables are empty in the end.
 class EthernetTest : public SignalTest {
   protected:
-    void TearDown() override {
-        SignalTest::TearDown();
-        EXPECT_TRUE(EthernetSignal::ethernetFrames.empty());
-        EXPECT_TRUE(EthernetSignal::positiveList.empty());
-        EXPECT_TRUE(EthernetSignal::negativeList.empty());
-        EXPECT_THAT(EthernetSignal::channelsInUse, testing::Each(false));
-    }
-
     /// An unsigned byte on channel 0.
     static ethernetSignalDef_t definition(const std::string& instance, const ethernetPosition_t& position) {
         auto def = byteDefinition<ethernetSignalDef_t>(instance);

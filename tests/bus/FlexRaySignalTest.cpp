@@ -1,11 +1,8 @@
 /// \file
 /// FlexRay signals: where they are filed, what frames and records reach them, and their texts.
-#include "bus/FlexRaySignal.h"
 #include "rktrace/TraceRecord.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
-
-#include <gmock/gmock.h>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -44,11 +41,6 @@ std::vector<unsigned long> decode(const FlexRayExtTraceMessage& message) {
 
 class FlexRayTest : public SignalTest {
   protected:
-    void TearDown() override {
-        SignalTest::TearDown();
-        EXPECT_TRUE(FlexRaySignal::flexrayFrames.empty());
-        EXPECT_TRUE(BaseSignal::defSignalStorage.flexRaySignals.empty());
-    }
     CapturedOutput output;
 };
 

@@ -1,11 +1,8 @@
 // LIN signals: their frames, their messages and their texts.
 
-#include "bus/LINSignal.h"
 #include "bus/LINKey.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
-
-#include <gmock/gmock.h>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -29,14 +26,7 @@ std::vector<unsigned long> decode(const LINTraceMessage& message, std::uint8_t t
 
 static_assert(lin::frameKey(1, 2, 0x3C) == 0x400000000001023C);
 
-class LINSignalTest : public SignalTest {
-  protected:
-    void TearDown() override {
-        SignalTest::TearDown();
-        EXPECT_TRUE(LINSignal::linContainer.empty());
-        EXPECT_TRUE(BaseSignal::defSignalStorage.linSignals.empty());
-    }
-};
+using LINSignalTest = SignalTest;
 
 TEST_F(LINSignalTest, FramesReachTheSignalsOfTheirIdentifier) {
     EXPECT_THAT(decode({.timestamp = 7, .data = {1}, .protectedId = 0xC5}), IsEmpty());

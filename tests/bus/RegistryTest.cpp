@@ -1,10 +1,6 @@
 /// \file
 /// What the classes of bus signals do alike: an identifier that is taken, and a registry that has lost a
 /// signal.
-#include "bus/CANSignal.h"
-#include "bus/EthernetSignal.h"
-#include "bus/FlexRaySignal.h"
-#include "bus/LINSignal.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
 

@@ -1,15 +1,10 @@
 /// \file
 /// Storages that stand alone: what is built, decoded and destroyed in one is not seen in another, whatever
 /// thread it belongs to.
-#include "bus/CANSignal.h"
-#include "bus/EthernetSignal.h"
-#include "bus/FlexRaySignal.h"
-#include "bus/LINSignal.h"
 #include "input/AnalogSignal.h"
 #include "input/DigitalSignal.h"
 #include "input/GPSSignal.h"
 #include "input/KeyboardSignal.h"
-#include "input/LoggerStatusSignal.h"
 #include "support/EthernetFrame.h"
 #include "support/SignalTest.h"
 
@@ -137,11 +132,7 @@ class StandAloneStorage : public SignalTest {
   protected:
     /// The class-wide tables hold no signal of a storage that stands alone.
     static void expectClassWideTablesEmpty() {
-        EXPECT_TRUE(CANSignal::canContainer.empty() && LINSignal::linContainer.empty());
-        EXPECT_TRUE(FlexRaySignal::flexrayFrames.empty() && InputSignal::inputContainer.empty());
-        EXPECT_TRUE(EthernetSignal::ethernetFrames.empty() && EthernetSignal::positiveList.empty());
-        EXPECT_TRUE(EthernetSignal::negativeList.empty() && !EthernetSignal::channelsInUse[0]);
-        EXPECT_TRUE(LoggerStatusSignal::allInstancesLoggerStatusSignals.empty());
+        expectNoSignals();
         EXPECT_EQ(GPSSignal::gpsStatus, 0);
     }
 };

@@ -2,11 +2,8 @@
 /// The fixture of the tests of input signals.
 #pragma once
 
-#include "input/InputSignal.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
-
-#include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
@@ -14,15 +11,8 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Also looks that no input is left in use.
 class InputTest : public SignalTest {
   protected:
-    void TearDown() override {
-        SignalTest::TearDown();
-        EXPECT_TRUE(InputSignal::inputContainer.empty());
-        EXPECT_TRUE(BaseSignal::defSignalStorage.inputSignals.empty());
-    }
-
     /// A definition of 64 bits.
     static inputSignalDef_t wide(const std::string& instance, signalValue_t type = signalValue_t::Unsigned) {
         auto definition = byteDefinition<inputSignalDef_t>(instance);

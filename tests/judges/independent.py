@@ -79,9 +79,7 @@ def read_python_can(path):
         else:
             reading.add(at, "can", channel, can_id(frame.arbitration_id, frame.is_extended_id),
                         "fd" if frame.is_fd else "-", frame.data)
-    if ending == ".trc":
-        reading.is_absolute = bool(reader.start_time)
-    elif ending == ".asc":
+    if ending in (".trc", ".asc"):
         reading.is_absolute = bool(reader.start_time)
     return reading
 

@@ -2,8 +2,8 @@
 """Compares the frames that the replay library reads with those that independent readers do.
 
   judge.py list FILE                          the lines of the independent reader, in the form of list_frames
-  judge.py compare [--judge tshark] FILE...   both, and what differs; the exit status is 1 if anything does
-  judge.py table FOLDER...                    a table over all files that an independent reader knows
+  judge.py compare [--judge tshark] FILE...   a table of what differs; the exit status is 1 if anything does. A folder
+                                              stands for all its files that an independent reader knows
   judge.py write FOLDER                       small files of all formats, written by the independent tools
 
 Run it with the Python of build/judges, which scripts/judges makes. The environment variable LIST_FRAMES names the
@@ -119,42 +119,28 @@ def compare(path, judge=None):
     return Comparison(reading.judge, len(judged), len(ours), len(differences), first)
 
 
-def compare_files(paths, judge):
-    all_equal = True
-    for path in paths:
-        result = compare(path, judge)
-        if result is None:
-            print(f"{path}: no judge reads such files")
-            all_equal = False
-            continue
-        print(f"{path}: {result.judge} {result.judged} frames, ours {result.ours}, different {result.different}")
-        if result.first:
-            print("  " + result.first)
-        all_equal = all_equal and result.different == 0 and result.judged > 0
-    return 0 if all_equal else 1
-
-
-def table(folders):
+def compare_all(paths, judge):
+    """Prints a row a file, also of a file that one of both cannot read. Files of a folder that no judge knows have none."""
     print("| file | judge | frames of the judge | ours | different | |\n|---|---|---|---|---|---|")
-    differences = 0
-    for folder in folders:
-        for path in sorted(pathlib.Path(folder).rglob("*")):
-            if not path.is_file():
-                continue
+    failures = 0
+    for path in map(pathlib.Path, paths):
+        for file in sorted(filter(pathlib.Path.is_file, path.rglob("*"))) if path.is_dir() else [path]:
+            name = file.relative_to(path) if path.is_dir() else file
             try:
-                result = compare(path)
-                if result is None:
-                    continue
-                expected, why = EXPLAINED.get(str(path.relative_to(folder)), (0, ""))
-                is_explained = result.different == expected
-                print(f"| {path.relative_to(folder)} | {result.judge} | {result.judged} | {result.ours} "
-                      f"| {result.different} | {why if is_explained else result.first[:120]} |")
-                differences += not is_explained
-            except Exception as error:  # a file that one of both cannot read is a row, too
+                result = compare(file, judge)
+                if result is not None:
+                    expected, why = EXPLAINED.get(str(name), (0, ""))
+                    is_explained = result.different == expected and (result.judged > 0 or path.is_dir())
+                    print(f"| {name} | {result.judge} | {result.judged} | {result.ours} | {result.different} "
+                          f"| {why if is_explained else result.first[:120]} |")
+                    failures += not is_explained
+                elif not path.is_dir():
+                    raise RuntimeError("no judge reads such files")
+            except Exception as error:
                 text = str(error).replace("\n", " ")[:120] or type(error).__name__
-                print(f"| {path.relative_to(folder)} | | | | | {text} |")
-                differences += 1
-    return 0 if differences == 0 else 1
+                print(f"| {name} | | | | | {text} |")
+                failures += 1
+    return 0 if failures == 0 else 1
 
 
 def list_frames(path):
@@ -174,15 +160,12 @@ def main():
     compare_command = commands.add_parser("compare")
     compare_command.add_argument("--judge", choices=["tshark"], help="instead of the one of the file's ending")
     compare_command.add_argument("file", nargs="+")
-    commands.add_parser("table").add_argument("folder", nargs="+")
     commands.add_parser("write").add_argument("folder")
     arguments = parser.parse_args()
     if arguments.command == "list":
         return list_frames(arguments.file)
     if arguments.command == "compare":
-        return compare_files(arguments.file, arguments.judge)
-    if arguments.command == "table":
-        return table(arguments.folder)
+        return compare_all(arguments.file, arguments.judge)
     import samples
 
     samples.write_all(pathlib.Path(arguments.folder))

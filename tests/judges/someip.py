@@ -49,14 +49,10 @@ def envelopes(protocol):
     ether = Ether(src="02:00:00:00:00:01", dst="02:00:00:00:00:02")
     ip = IP(src="10.0.0.1", dst="10.0.0.2")
     ip6 = IPv6(src="fd00::1", dst="fd00::2")
-    return [
-        ether / ip / ports,
-        ether / Dot1Q(vlan=5) / ip / ports,
-        ether / Dot1AD(vlan=6) / Dot1Q(vlan=5) / ip / ports,
-        ether / Dot1Q(vlan=7) / Dot1Q(vlan=6) / Dot1Q(vlan=5) / ip / ports,
-        ether / ip6 / ports,
-        ether / Dot1Q(vlan=5) / ip6 / IPv6ExtHdrHopByHop() / IPv6ExtHdrDestOpt() / ports,
-    ]
+    layers = [ip, Dot1Q(vlan=5) / ip, Dot1AD(vlan=6) / Dot1Q(vlan=5) / ip,
+              Dot1Q(vlan=7) / Dot1Q(vlan=6) / Dot1Q(vlan=5) / ip, ip6,
+              Dot1Q(vlan=5) / ip6 / IPv6ExtHdrHopByHop() / IPv6ExtHdrDestOpt()]
+    return [ether / each / ports for each in layers]
 
 
 def datagrams(random_):
@@ -86,20 +82,17 @@ def streams(random_):
         sequence = 0xFFFFFF00 + number
         envelope[TCP].sport = 1000 + number
         start = envelope.copy()
-        start[TCP].flags = "S"
-        start[TCP].seq = sequence
+        start[TCP].flags, start[TCP].seq = "S", sequence
         frames.append(start)
         sequence += 1
-        stream = b"".join(
-            (cookie if i % 7 == 0 else b"") + message(random_, random_.choice((0x3000, 0x3001)), random_.randrange(1, 60))
-            for i in range(40)
-        )
+        stream = b"".join((cookie if i % 7 == 0 else b"") +
+                          message(random_, random_.choice((0x3000, 0x3001)), random_.randrange(1, 60))
+                          for i in range(40))
         cut = []
         while stream:
             size = random_.choice((1, 5, 16, 17, 60, 100, 200))
             part = envelope.copy() / Raw(stream[:size])
-            part[TCP].seq = sequence % 2**32
-            part[TCP].flags = "PA"
+            part[TCP].flags, part[TCP].seq = "PA", sequence % 2**32
             cut.append(part)
             sequence += len(stream[:size])
             stream = stream[size:]
@@ -137,22 +130,10 @@ def dissect(path):
 
 def decode(program, folder, path, identifiers, *options):
     """The same as `rksignal decode` has them, by definitions of each byte, and the summary."""
-    signals = [
-        {
-            "instance": f"{identifier}.{byte}",
-            "bits": 8,
-            "positions": [
-                {
-                    "ethSignalType": "SOME/IP",
-                    "startBit": 8 * byte,
-                    "serviceId": identifier >> 16,
-                    "methodEventId": identifier & 0xFFFF,
-                }
-            ],
-        }
-        for identifier in sorted(identifiers)
-        for byte in range(MAX_BYTES)
-    ]
+    signals = [{"instance": f"{identifier}.{byte}", "bits": 8,
+                "positions": [{"ethSignalType": "SOME/IP", "startBit": 8 * byte, "serviceId": identifier >> 16,
+                               "methodEventId": identifier & 0xFFFF}]}
+               for identifier in sorted(identifiers) for byte in range(MAX_BYTES)]
     definitions = folder / "bytes.json"
     definitions.write_text(json.dumps({"ethernet": signals}))
     command = [program, "decode", *options, "--signals", definitions, path]

@@ -14,6 +14,11 @@ inline void append(Octets& octets, std::uint64_t number, int count) {
         octets.push_back(static_cast<std::uint8_t>(number >> shift));
 }
 
+inline Octets operator+(Octets left, const Octets& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
 /// An IPv4 packet from 10.0.0.1 to 10.0.0.2 in a frame from 02:00:00:00:00:01 to 02:00:00:00:00:02.
 struct FrameText {
     std::uint16_t sourcePort = 1000, destinationPort = 2000;

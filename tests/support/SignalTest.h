@@ -2,24 +2,41 @@
 /// The fixture of tests that build signals.
 #pragma once
 
-#include "signal/BaseSignal.h"
+#include "bus/CANSignal.h"
+#include "bus/EthernetSignal.h"
+#include "bus/FlexRaySignal.h"
+#include "bus/LINSignal.h"
+#include "input/LoggerStatusSignal.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
 
 /// Every test starts with the class-wide switches and the running number of identifiers as a program starts
-/// with them, and must have taken its signals out of the default registry when it ends.
+/// with them, and must have taken its signals out of the default registry and all class-wide tables when it
+/// ends.
 class SignalTest : public testing::Test {
   protected:
     void SetUp() override { resetSwitches(); }
 
     void TearDown() override {
         resetSwitches();
-        EXPECT_TRUE(BaseSignal::defSignalStorage.instancesByName.empty());
-        EXPECT_TRUE(BaseSignal::defSignalStorage.instancesById.empty());
+        expectNoSignals();
         BaseSignal::defSignalStorage = SignalStorage();
+    }
+
+    static void expectNoSignals() {
+        const SignalStorage& storage = BaseSignal::defSignalStorage;
+        EXPECT_TRUE(storage.instancesByName.empty() && storage.instancesById.empty());
+        EXPECT_TRUE(storage.canSignals.empty() && CANSignal::canContainer.empty());
+        EXPECT_TRUE(storage.linSignals.empty() && LINSignal::linContainer.empty());
+        EXPECT_TRUE(storage.flexRaySignals.empty() && FlexRaySignal::flexrayFrames.empty());
+        EXPECT_TRUE(storage.ethernetSignals.empty() && EthernetSignal::ethernetFrames.empty());
+        EXPECT_TRUE(EthernetSignal::positiveList.empty() && EthernetSignal::negativeList.empty());
+        EXPECT_THAT(EthernetSignal::channelsInUse, testing::Each(false));
+        EXPECT_TRUE(storage.inputSignals.empty() && InputSignal::inputContainer.empty());
+        EXPECT_TRUE(LoggerStatusSignal::allInstancesLoggerStatusSignals.empty());
     }
 
     static void resetSwitches() {

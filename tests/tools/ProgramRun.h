@@ -21,6 +21,9 @@ inline std::string contentOf(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/// The first line of the rows of values.
+inline const std::string valueHeader = "time,channel,bus,instance,value,unit,raw,text\n";
+
 struct ProgramResult {
     int status;           ///< with which it ended
     std::string output;   ///< its standard output

@@ -1,5 +1,7 @@
 #include "convert/TraceWriter.h"
 
+#include "definition/Definition.h"
+
 #include <cstddef>
 
 namespace rksignal {
@@ -23,11 +25,9 @@ void TraceWriter::pass(PassedMessage kind, std::uint64_t /*timestamp*/) {
 }
 
 bool isWellFormed(const CANExtTraceMessage& frame) {
-    constexpr std::uint32_t maxStandardId = 0x7FF;
-    constexpr std::uint32_t maxExtendedId = 0x1FFFFFFF;
     constexpr std::size_t classicBytes = 8;
     return frame.frameFormat <= CANExtTraceMessage::FdExtended &&
-           frame.canId <= (frame.isExtended() ? maxExtendedId : maxStandardId) &&
+           frame.canId <= (frame.isExtended() ? greatestExtendedId : greatestStandardId) &&
            frame.length <= (frame.isFd() ? frame.payload.size() : classicBytes);
 }
 

@@ -9,8 +9,6 @@ namespace rksignal {
 namespace {
 
 constexpr std::uint32_t extendedFlag = 0x80000000;
-constexpr std::uint32_t greatestExtendedId = 0x1FFFFFFF;
-constexpr std::uint32_t greatestStandardId = 0x7FF;
 /// The message of this identifier is none: editors keep signals there that belong to no message.
 constexpr std::uint32_t independentSignalsId = 0xC0000000;
 

@@ -20,8 +20,6 @@ using InputRow = SignalRow<inputSignalDef_t>;
 constexpr std::uint64_t max8 = std::numeric_limits<std::uint8_t>::max();
 constexpr std::uint64_t max16 = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint64_t max32 = std::numeric_limits<std::uint32_t>::max();
-constexpr std::uint64_t maxStandardId = 0x7FF;
-constexpr std::uint64_t maxExtendedId = 0x1FFFFFFF;
 constexpr std::uint64_t maxPduId = 0xFFFFFF;
 constexpr std::uint64_t lastLinId = 63;
 constexpr unsigned classicBytes = 8;
@@ -177,7 +175,7 @@ std::string checkIdentifier(std::uint32_t id, bool extended, bool j1939) {
     if (j1939 && !extended) {
         return "expected extended to be true of a parameter group of J1939";
     }
-    return id <= maxStandardId || extended
+    return id <= greatestStandardId || extended
                ? ""
                : "expected an 11-bit msgId unless extended is true, found " + std::to_string(id);
 }
@@ -291,7 +289,7 @@ const DefinitionKind<canSignalDef_t>& canKind() {
         SignalKind::Can,
         withFields<Row>(
             common,
-            {required(field<Row>("msgId", &Row::msgId, IdentifierCodec{maxExtendedId}, msgIdText)),
+            {required(field<Row>("msgId", &Row::msgId, IdentifierCodec{greatestExtendedId}, msgIdText)),
              field<Row>("extended", &Row::extended, FlagCodec{}, extendedText),
              field<Row>("canFD", &Row::canFD, FlagCodec{}, canFdText),
              field<Row>("j1939", &Row::j1939, FlagCodec{}, j1939Text),
@@ -390,7 +388,7 @@ const DefinitionKind<inputSignalDef_t>& inputKind(SignalKind kind) {
 const Fields<MessageDefinition>& messageFields() {
     using Message = MessageDefinition;
     static const Fields<Message> fields = {
-        required(field<Message>("msgId", &Message::id, IdentifierCodec{maxExtendedId}, msgIdText)),
+        required(field<Message>("msgId", &Message::id, IdentifierCodec{greatestExtendedId}, msgIdText)),
         field<Message>("extended", &Message::extended, FlagCodec{}, extendedText),
         field<Message>("canFD", &Message::canFd, FlagCodec{}, canFdText),
         field<Message>("j1939", &Message::isParameterGroup, FlagCodec{}, j1939Text),

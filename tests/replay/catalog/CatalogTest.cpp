@@ -1,6 +1,7 @@
 /// \file
 /// Which signals of a frame get a value, and what is said about definitions that are added.
 #include "catalog/Catalog.h"
+#include "replay/CandumpFrame.h"
 
 #include <gtest/gtest.h>
 
@@ -13,23 +14,9 @@
 namespace rksignal {
 namespace {
 
-/// `#0102` or, for CAN FD, `##0102`, of identifier 1 on channel 0.
-CANExtTraceMessage frameOf(const std::string& text, std::uint64_t time) {
-    CANExtTraceMessage frame;
-    const std::string digits = text.substr(text.find_last_of('#') + 1);
-    frame.timestamp = time;
-    frame.canId = 1;
-    frame.frameFormat =
-        text.starts_with("##") ? CANExtTraceMessage::FdStandard : CANExtTraceMessage::Standard;
-    frame.length = static_cast<std::uint8_t>(digits.size() / 2);
-    for (std::size_t i = 0; i < frame.length; ++i) {
-        frame.payload[i] = static_cast<std::uint8_t>(std::stoul(digits.substr(2 * i, 2), nullptr, 16));
-    }
-    return frame;
-}
-
-/// Decodes the frames, whose times count from 1, by every definition of the catalog.
-/// \return `time:signal=raw ` in the order of decoding, `?` for a frame that is not one of the definitions
+/// Decodes the frames of identifier 1 on channel 0, `#0102` or, for CAN FD, `##0102`, whose times count from
+/// 1, by every definition of the catalog. \return `time:signal=raw ` in the order of decoding, `?` for a
+/// frame that is not one of the definitions
 std::string decoded(Catalog& catalog, const std::string& frames) {
     std::istringstream texts(frames);
     std::ostringstream out;
@@ -37,7 +24,8 @@ std::string decoded(Catalog& catalog, const std::string& frames) {
     std::map<unsigned long, std::uint64_t> times;
     std::uint64_t time = 0;
     for (std::string text; texts >> text;) {
-        const CANExtTraceMessage frame = frameOf(text, ++time);
+        const std::string data = text.starts_with("##") ? "##0" + text.substr(2) : text;
+        const CANExtTraceMessage frame = frameOf("001" + data, ++time);
         for (const auto decoders : catalog.decodersOf(0, 1, false)) {
             for (MessageDecoder* const decoder : decoders) {
                 out << (decoder->decode(frame, ids) ? "" : "? ");
@@ -189,7 +177,7 @@ TEST(Catalog, GrowsLinearly) {
     Catalog chained;
     chained.addDbcText(chain + links, "chain");
     std::vector<unsigned long> ids;
-    chained.decoders()[0]->decode(frameOf("#00", 1), ids);
+    chained.decoders()[0]->decode(frameOf("001#00", 1), ids);
     EXPECT_EQ(ids.size(), 20'000U);
 }
 

@@ -46,11 +46,6 @@ struct Rows : ValueSink {
     std::string text;
 };
 
-Octets operator+(Octets left, const Octets& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
 Octets message(int method, const Octets& data, int counted = 8, int type = 2, int session = 1) {
     Octets text;
     append(text, 0x10000U + static_cast<unsigned>(method), 4);

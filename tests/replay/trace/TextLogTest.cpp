@@ -43,11 +43,11 @@ TEST(TextLog, Asc) {
              "active\n",
          "100000000 - - - remote -\n200000000 - - - error -\n300000000 - - - other -\n"
          "400000000 - - - other -\n"},
-        {"LIN: a wake-up frame is no error",
-         head + "0.1 Li 3c Tx 2 01 02 checksum = ab\n0.2 L2 WakeupFrame 0 1\n0.3 L2 3c CSErr Rx 1 01\n0.4 L3 "
-                "SyncErr\n",
+        {"LIN: a wake-up frame is no error, a short one is malformed",
+         head + "0.1 Li 3c Tx 2 01 02 checksum = ab CSM = enhanced\n0.2 L2 WakeupFrame 0 1\n"
+                "0.3 L2 3c CSErr Rx 1 01\n0.4 L3 SyncErr\n0.5 Li 3c Rx 2 07\n",
          "100000000 lin 1 3C - 0102\n200000000 - - - other -\n300000000 - - - error -\n"
-         "400000000 - - - error -\n"},
+         "400000000 - - - error -\nt:7: fewer data bytes than announced\n"},
         {"FlexRay frames of channel A and B, and a null frame",
          head + "0.1 Fr RMSG 0 12 1 1 d2 1d Tx 0 304802 5 20 440 x 2 2 02 df 0 0 0\n"
                 "0.2 Fr RMSG 0 12 1 2 d2 1d Rx 0 304802 5 20 440 x 2 2 02 df 0 0 0\n"

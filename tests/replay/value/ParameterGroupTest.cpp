@@ -2,6 +2,7 @@
 /// Parameter groups of SAE J1939: which definition decodes a frame, senders, and messages of several frames.
 #include "condition/Condition.h"
 #include "definition/json/DefinitionText.h"
+#include "replay/CandumpFrame.h"
 #include "value/Replay.h"
 
 #include <gtest/gtest.h>
@@ -46,28 +47,15 @@ struct Values : ValueSink {
     std::ostringstream text;
 };
 
-/// `MILLISECONDS ID#DATA`, with 8 digits for an identifier of 29 bits.
-CANExtTraceMessage frameOf(const std::string& time, const std::string& text) {
-    CANExtTraceMessage frame;
-    const std::size_t mark = text.find('#');
-    frame.timestamp = std::stoull(time) * 1'000'000;
-    frame.canId = static_cast<std::uint32_t>(std::stoul(text.substr(0, mark), nullptr, 16));
-    frame.frameFormat = mark == 8 ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard;
-    frame.length = static_cast<std::uint8_t>((text.size() - mark - 1) / 2);
-    for (std::size_t i = 0; i < frame.length; ++i) {
-        frame.payload[i] =
-            static_cast<std::uint8_t>(std::stoul(text.substr(mark + 1 + 2 * i, 2), nullptr, 16));
-    }
-    return frame;
-}
-
-/// The values in their order, then `| UNKNOWN FRAMES; MESSAGES PUT TOGETHER, INCOMPLETE, LOST, STRAY, OPEN`.
+/// Replays frames, each behind its time in milliseconds.
+/// \return the values in their order, then `| UNKNOWN FRAMES; MESSAGES PUT TOGETHER, INCOMPLETE, LOST, STRAY,
+/// OPEN`.
 std::string replayed(Catalog& catalog, const std::string& frames) {
     Values values(catalog);
     Replay replay(catalog, values);
     std::istringstream words(frames);
     for (std::string time, text; words >> time >> text;) {
-        replay.receive(frameOf(time, text));
+        replay.receive(frameOf(text, std::stoull(time) * 1'000'000));
     }
     const TransportStatistics& transport = replay.statistics().transport;
     values.text << "| " << replay.statistics().unknown[0] << "; " << transport.messages << ' '

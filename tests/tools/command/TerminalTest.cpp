@@ -112,9 +112,8 @@ constexpr const char* unfinished = "(1.0) can0 001#05\n(2.0) can0 001#06\n(3.0) 
 TEST_F(Interrupted, CommandsConcludeAsAtTheEndOfTheTrace) {
     const std::string summary = "2 frames read: 2 decoded, 0 unknown, 0 remote, 0 error\n";
     const std::string rows = "1.000000,0,can,Motor.Speed,5,,5,\n2.000000,0,can,Motor.Speed,6,,6,\n";
-    const std::string header = "time,channel,bus,instance,value,unit,raw,text\n";
     EXPECT_EQ(run("decode --dbc a.dbc - -o out.csv", unfinished, {SIGINT}), 130);
-    EXPECT_EQ(folder.read("out.csv"), header + rows);
+    EXPECT_EQ(folder.read("out.csv"), valueHeader + rows);
     EXPECT_EQ(messages, summary);
     EXPECT_EQ(run("decode --dbc a.dbc - --last --format csv", unfinished, {SIGTERM}), 130);
     EXPECT_EQ(folder.read("rows"),
@@ -122,7 +121,7 @@ TEST_F(Interrupted, CommandsConcludeAsAtTheEndOfTheTrace) {
     EXPECT_EQ(
         run("trigger --dbc a.dbc - --when 'x=Motor.Speed == 5' --window 1,5 --to w", unfinished, {SIGHUP}),
         130);
-    EXPECT_EQ(folder.read("w/x-1.csv"), header + rows);
+    EXPECT_EQ(folder.read("w/x-1.csv"), valueHeader + rows);
     EXPECT_EQ(messages,
               summary + "x: evaluations 2, true 1, false 1, unknown 0, firings 1\nwindows written to w: 1\n");
     EXPECT_EQ(run("convert - out.rktrace", unfinished, {SIGINT}), 130);
@@ -130,7 +129,7 @@ TEST_F(Interrupted, CommandsConcludeAsAtTheEndOfTheTrace) {
     const std::string records = folder.read("out.rktrace");
     EXPECT_EQ(run("decode --dbc a.dbc - -q", records + records.substr(records.size() - 20, 9), {SIGINT}),
               130);
-    EXPECT_EQ(folder.read("rows"), header + rows) << "of records";
+    EXPECT_EQ(folder.read("rows"), valueHeader + rows) << "of records";
     EXPECT_EQ(messages, "") << "the record that is not complete is no damage";
 }
 

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
+
 namespace rksignal {
 namespace {
 
@@ -93,20 +95,16 @@ not understood: lines (1)
 
 TEST(ConvertTrace, SaysWhatCandumpLogsDoNotHold) {
     const TemporaryFolder folder;
-    folder.write("a.rktrace", RecordFile()
-                                  .add(CANExtTraceMessage{.timestamp = 1, .length = 9, .canId = 1})
-                                  .add(CANExtTraceMessage{.timestamp = 1, .canId = 0x800})
-                                  .add(CANExtTraceMessage{.timestamp = 2,
-                                                          .channel = 255,
-                                                          .frameFormat = CANExtTraceMessage::FdExtended,
-                                                          .length = 3,
-                                                          .canId = 0x1FFFFFFF,
-                                                          .payload = {0xAB, 0, 1}})
-                                  .add(LINTraceMessage())
-                                  .add(LINTraceMessage())
-                                  .add(GPSTraceMessage())
-                                  .add(KeyboardMessage())
-                                  .bytes());
+    folder.write("a.rktrace",
+                 RecordFile()
+                     .add(CANExtTraceMessage{.timestamp = 1, .length = 9, .canId = 1})
+                     .add(canFrame(1, 0, 0, 0x800, {}))
+                     .add(canFrame(2, 255, CANExtTraceMessage::FdExtended, 0x1FFFFFFF, {0xAB, 0, 1}))
+                     .add(LINTraceMessage())
+                     .add(LINTraceMessage())
+                     .add(GPSTraceMessage())
+                     .add(KeyboardMessage())
+                     .bytes());
     EXPECT_EQ(
         folder.run("rksignal convert a.rktrace a.log; rksignal convert -q a.rktrace b.rktrace").messages,
         "messages converted: 1\nnot held by the output: LIN frames (2), GPS messages (1), "
@@ -118,24 +116,13 @@ TEST(ConvertTrace, SaysWhatCandumpLogsDoNotHold) {
 /// The lines are those that python-can reads back as the same frames.
 TEST(ConvertTrace, AscLogsHoldCanAndLin) {
     const TemporaryFolder folder;
-    folder.write(
-        "a.rktrace",
-        RecordFile()
-            .add(CANExtTraceMessage{.timestamp = 1'700'000'000'250'500'000,
-                                    .channel = 2,
-                                    .frameFormat = CANExtTraceMessage::Extended,
-                                    .length = 2,
-                                    .canId = 0x18FEF100,
-                                    .payload = {0xAB, 1}})
-            .add(CANExtTraceMessage{.timestamp = 1'700'000'001'250'000'001,
-                                    .channel = 1,
-                                    .frameFormat = CANExtTraceMessage::FdStandard,
-                                    .length = 12,
-                                    .canId = 0x7,
-                                    .payload = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}})
-            .add(LINTraceMessage{
-                .timestamp = 1'600'000'000'000'000'000, .data = {0xFE}, .channel = 3, .protectedId = 0xC1})
-            .bytes());
+    folder.write("a.rktrace", RecordFile()
+                                  .add(canFrame(1'700'000'000'250'500'000, 2, CANExtTraceMessage::Extended,
+                                                0x18FEF100, {0xAB, 1}))
+                                  .add(canFrame(1'700'000'001'250'000'001, 1, CANExtTraceMessage::FdStandard,
+                                                7, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}))
+                                  .add(LINTraceMessage{1'600'000'000'000'000'000, {0xFE}, 3, 0xC1})
+                                  .bytes());
     EXPECT_EQ(folder.run("rksignal convert a.rktrace a.asc").status, 0);
     EXPECT_EQ(folder.read("a.asc"), R"(date Tue Nov 14 22:13:20.250 2023
 base hex  timestamps absolute
@@ -154,25 +141,13 @@ TEST(ConvertTrace, BlfFilesAndCapturesHoldFramesOfAllBuses) {
     const TemporaryFolder folder;
     RecordFile records;
     for (std::uint8_t i = 0; i < 250; ++i) { // more than one container
+        std::vector<std::uint8_t> data(i % 9 == 8 && i % 4 > 1 ? 64 : i % 9);
+        std::iota(data.begin(), data.end(), i);
+        records.add(canFrame(1'700'000'000'123'456'789U + i, i, i % 4U, 0x700U + i, data));
+        records.add(LINTraceMessage{1'700'000'000'223'456'789, {i, 2}, 3, 60});
         records.add(
-            CANExtTraceMessage{.timestamp = 1'700'000'000'123'456'789U + i,
-                               .channel = i,
-                               .frameFormat = i % 4U,
-                               .length = static_cast<std::uint8_t>(i % 9 == 8 && i % 4 > 1 ? 64 : i % 9),
-                               .canId = 0x700U + i,
-                               .payload = {i, 1, 2, 3, 4, 5, 6, 7, 8}});
-        records.add(LINTraceMessage{
-            .timestamp = 1'700'000'000'223'456'789, .data = {i, 2}, .channel = 3, .protectedId = 60});
-        records.add(FlexRayExtTraceMessage{.timestamp = 1'700'000'000'323'456'789,
-                                           .frameKind = 0,
-                                           .channel = 4,
-                                           .data = {i, 1, 2, 3},
-                                           .slot = 2047,
-                                           .cycle = 63,
-                                           .payload = {i, 1, 2, 3}});
-        records.add(MIITraceMessage{.timestamp = 1'700'000'000'423'456'789,
-                                    .frame = std::vector<std::uint8_t>(i * 9U, i),
-                                    .channel = 5});
+            FlexRayExtTraceMessage{1'700'000'000'323'456'789, 0, 4, {i, 1, 2, 3}, 2047, 63, {i, 1, 2, 3}});
+        records.add(MIITraceMessage{1'700'000'000'423'456'789, std::vector<std::uint8_t>(i * 9U, i), 5});
     }
     records.add(MIITraceMessage{.timestamp = 1'700'000'000'123'000'000, .frame = {1, 2, 3}, .channel = 6});
     folder.write("a.rktrace", records.bytes());

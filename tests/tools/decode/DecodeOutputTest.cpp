@@ -100,6 +100,9 @@ on several channels, decoded as one (--dbc CHANNEL=FILE keeps them apart): B
 interfaces can2 and vcan2 are both channel 2; --channel NAME=N tells them apart
 interface can256 counts as channel 1
 )");
+    EXPECT_NE(folder.run("rksignal convert -q t.log t.pcapng; rksignal decode --dbc any.dbc t.pcapng")
+                  .messages.find("\nt.pcapng: interface 0 can0 (can) is channel 0: 1 packet\n"),
+              std::string::npos);
 }
 
 /// Lines may be empty, end with CR LF or without an end, and have 8192 bytes. There can be 256 interfaces.

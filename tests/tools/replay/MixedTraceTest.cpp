@@ -25,8 +25,6 @@ constexpr const char* definitions = R"({
 "gps": [{"instance": "GPS.Status"}, {"instance": "GPS.Latitude"}, {"instance": "GPS.Time"}]
 })";
 
-const std::string header = "time,channel,bus,instance,value,unit,raw,text\n";
-
 std::string sentence(const std::string& content) {
     unsigned sum = 0;
     for (const char character : content) {
@@ -39,20 +37,13 @@ std::string sentence(const std::string& content) {
 
 constexpr std::uint64_t second = 1'000'000'000;
 
-CANExtTraceMessage can(std::uint64_t time, std::uint8_t channel, std::uint32_t format, std::uint32_t id,
-                       std::initializer_list<std::uint8_t> data) {
-    CANExtTraceMessage frame{time, channel, format, static_cast<std::uint8_t>(data.size()), id, {}};
-    std::copy(data.begin(), data.end(), frame.payload.begin());
-    return frame;
-}
-
 /// A message of each kind, a second apart, and some that nobody asked for.
 std::string drive() {
     RecordFile file;
-    file.add(can(1 * second, 1, 0, 0x100, {0x10, 0x27}))
-        .add(can(1 * second, 0, 0, 0x100, {0x10, 0x27}))
-        .add(can(2 * second, 5, 2, 0x101, {9}))
-        .add(can(3 * second, 5, 2, 0x200, {0, 0, 7, 1, 42}))
+    file.add(canFrame(1 * second, 1, 0, 0x100, {0x10, 0x27}))
+        .add(canFrame(1 * second, 0, 0, 0x100, {0x10, 0x27}))
+        .add(canFrame(2 * second, 5, 2, 0x101, {9}))
+        .add(canFrame(3 * second, 5, 2, 0x200, {0, 0, 7, 1, 42}))
         .add(LINTraceMessage{4 * second, {1, 2}, 1, 0x3C})
         .add(LINTraceMessage{4 * second, {1, 2}, 0, 0x3C})
         .add(LINTraceMessage{4 * second, {1, 2}, 1, 0x3B})
@@ -81,7 +72,7 @@ struct MixedTrace : testing::Test {
 
 TEST_F(MixedTrace, EveryKindOfRecordIsDecoded) {
     const ProgramResult result = folder.run("rksignal decode --signals all.json drive.rktrace");
-    EXPECT_EQ(result.output, header + R"(1.000000,1,can,Motor.Speed,10000,rpm,10000,
+    EXPECT_EQ(result.output, valueHeader + R"(1.000000,1,can,Motor.Speed,10000,rpm,10000,
 2.000000,5,can,Motor.Load,9,,9,
 3.000000,5,can,Pdu.Value,42,,42,
 4.000000,1,lin,Seat.One,1,,1,
@@ -124,7 +115,7 @@ TEST_F(MixedTrace, DamageCostsOnlyWhatItHits) {
     const ProgramResult result =
         folder.run("rksignal decode --signals all.json --only 'Motor.*' damaged.rktrace");
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.output, header + "2.000000,5,can,Motor.Load,9,,9,\n");
+    EXPECT_EQ(result.output, valueHeader + "2.000000,5,can,Motor.Load,9,,9,\n");
     EXPECT_NE(result.messages.find("17 messages read"), std::string::npos) << result.messages;
     EXPECT_NE(result.messages.find("bytes damaged from offset 8\n"), std::string::npos) << result.messages;
 }
@@ -183,10 +174,10 @@ TEST_F(MixedTrace, SentencesOfOneTimeAreAMessage) {
                                 sentence("GPRMC,000002,V,,,,,,,010126,,") + "\r\nnonsense\r\n" +
                                 "$GPRMC,000003,A,4808.2,N,01134.5,E,0,0,010126,,"); // cut, and no checksum
     const ProgramResult result = folder.run("rksignal decode --signals gps.json --gps gps.txt");
-    EXPECT_EQ(result.output, header + "1767225599.500000,,gps,GPS.Status,1,,1,Active\n"
-                                      "1767225599.500000,,gps,GPS.Satellites,5,,5,\n"
-                                      "1767225600.000000,,gps,GPS.Satellites,5,,5,\n"
-                                      "1767225602.000000,,gps,GPS.Status,0,,0,Void\n");
+    EXPECT_EQ(result.output, valueHeader + "1767225599.500000,,gps,GPS.Status,1,,1,Active\n"
+                                           "1767225599.500000,,gps,GPS.Satellites,5,,5,\n"
+                                           "1767225600.000000,,gps,GPS.Satellites,5,,5,\n"
+                                           "1767225602.000000,,gps,GPS.Status,0,,0,Void\n");
     EXPECT_EQ(result.messages, R"(4 messages read: 3 decoded, 0 unknown, 0 remote, 0 error, 1 of other kinds
   gps: 3 decoded, 0 unknown
 3 malformed lines:
@@ -195,34 +186,6 @@ TEST_F(MixedTrace, SentencesOfOneTimeAreAMessage) {
   gps.txt:10: not a whole sentence of NMEA 0183 with the right checksum
 )");
     EXPECT_EQ(folder.run("rksignal decode -q --signals gps.json - < gps.txt").output, result.output);
-}
-
-TEST_F(MixedTrace, AscLogsHaveHeadersAndSeveralBuses) {
-    const std::string events =
-        "0.5 Li 3c Rx 2 07 08 checksum = ab CSM = enhanced\n"
-        " 1.25 1  100             Rx   d 2 10 11\n"
-        "0.5 L2 3c Tx 1 09\n0.5 Li 3c CSErr\n0.5 1 ErrorFrame\n1.5 Start of measurement\n"
-        "0.5 Li 3c Rx 2 07\nnonsense\n";
-    const std::string summary = "5 messages read: 2 decoded, 1 unknown, 0 remote, 2 error\n";
-    const struct {
-        const char* name;
-        std::string header, expected;
-    } rows[] = {
-        {"absolute, hexadecimal",
-         "date Fri Dec 26 10:00:00.250 pm 2025\nbase hex  timestamps absolute\nno internal events logged\n",
-         "1766786400.750000,1,lin,Seat.One,7,,7,\n1766786400.750000,1,lin,Seat.Two,8,,8,\n"
-         "1766786401.500000,1,can,Motor.Speed,4368,rpm,4368,\n"},
-        {"relative", "date Fre Dez 26 22:00:00 2025\nbase hex timestamps relative\n",
-         "1766786400.500000,1,lin,Seat.One,7,,7,\n1766786400.500000,1,lin,Seat.Two,8,,8,\n"
-         "1766786401.750000,1,can,Motor.Speed,4368,rpm,4368,\n"},
-    };
-    for (const auto& [name, head, expected] : rows) {
-        folder.write("t.asc", head + events);
-        const ProgramResult result = folder.run("rksignal decode --signals all.json t.asc");
-        EXPECT_EQ(result.output, header + expected) << name;
-        EXPECT_EQ(result.messages.substr(0, summary.size()), summary) << name;
-        EXPECT_NE(result.messages.find("2 malformed lines:"), std::string::npos) << name;
-    }
 }
 
 } // namespace

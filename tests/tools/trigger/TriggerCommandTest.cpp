@@ -30,7 +30,6 @@ constexpr const char* drive = "(100.000000) can0 100#E02E\n"
 
 const std::string fast = "--when 'fast=Engine.Speed >= 3000 && Gear.Lever == 2' ";
 const std::string rows = "time,channel,bus,condition,signals\n";
-const std::string values = "time,channel,bus,instance,value,unit,raw,text\n";
 
 struct TriggerCommand : testing::Test {
     ProgramResult trigger(const std::string& arguments, const std::string& trace = drive) {
@@ -109,12 +108,13 @@ TEST_F(TriggerCommand, OverlappingWindowsHaveAFileEachAndAClockSetBackEndsThem) 
         "100.010000,0,can,Gear.Lever,2,,2,Drive\n100.020000,1,can,Engine.Speed,3000.25,rpm,12001,\n"
         "100.030000,0,can,Engine.Speed,3000.25,rpm,12001,\n100.040000,0,can,Mux.Selector,0,,0,\n"
         "100.040000,0,can,Mux.Left,5,,5,\n101.000000,0,can,Engine.Speed,0,rpm,0,\n";
-    EXPECT_EQ(folder.read("w/fast-1.csv"), values + "100.000000,0,can,Engine.Speed,3000,rpm,12000,\n" + both);
-    EXPECT_EQ(folder.read("w/fast-2.csv"), values + both);
-    EXPECT_EQ(folder.read("w/fast-4.csv"), values + "9.000000,0,can,Gear.Lever,2,,2,Drive\n");
+    EXPECT_EQ(folder.read("w/fast-1.csv"),
+              valueHeader + "100.000000,0,can,Engine.Speed,3000,rpm,12000,\n" + both);
+    EXPECT_EQ(folder.read("w/fast-2.csv"), valueHeader + both);
+    EXPECT_EQ(folder.read("w/fast-4.csv"), valueHeader + "9.000000,0,can,Gear.Lever,2,,2,Drive\n");
     EXPECT_EQ(
         folder.read("w/fast-5.csv"),
-        values +
+        valueHeader +
             "10.000000,0,can,Engine.Speed,3000,rpm,12000,\n10.500000,0,can,Engine.Speed,3000,rpm,12000,\n");
 }
 

@@ -17,7 +17,7 @@ import subprocess
 import sys
 import time
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+ROOT = pathlib.Path(__file__).resolve().parents[1]
 SECONDS = 20
 MEGABYTES = 256
 EXTREMES = [b"\0\0\0\0", b"\xff\xff\xff\xff", b"\xff\xff\xff\x7f", b"\0\0\0\x80", b"\x01\0\0\0", b"\0\0\0\0\0\0\0\x80",
