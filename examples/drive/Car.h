@@ -43,10 +43,10 @@ enum class EngineState : std::uint8_t { Off, Cranking, Idling, Pulling, Overrun 
 /// One stretch of the drive, in which the driver wants the same all the time and the road stays the same.
 struct Phase {
     double seconds;
-    double speed;             ///< km/h that the driver aims at, forwards or backwards as the lever says
-    double steeringWheel = 0; ///< degrees, positive to the left
-    Ignition ignition = Ignition::On;
-    Lever lever = Lever::Drive;
+    double speed;         ///< km/h that the driver aims at, forwards or backwards as the lever says
+    double steeringWheel; ///< degrees, positive to the left
+    Ignition ignition;
+    Lever lever;
     Turn turn = Turn::Off;
     bool driverDoorOpen = false;
     bool highBeam = false;
