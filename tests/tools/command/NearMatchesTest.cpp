@@ -37,5 +37,18 @@ never seen: 3 of 4 messages: A, B, D
 )");
 }
 
+/// Frame 10 is defined on channel 2, where it comes, frame 11 on channel 0.
+TEST(NearMatches, OfLinAreSaidForTheChannel) {
+    const TemporaryFolder folder;
+    folder.write("lin.json", R"({"lin": [{"instance": "A", "msgId": 16, "bits": 8, "channel": 2},
+        {"instance": "B", "msgId": 17, "bits": 8}]})");
+    folder.write("t.asc",
+                 "date 07.10.2021\nbase hex timestamps absolute\n0.1 L2 10 Rx 1 aa\n0.2 L3 10 Rx 1 aa\n"
+                 "0.3 L1 11 Rx 1 aa\n0.4 L2 11 Rx 1 aa\n");
+    const std::string messages = folder.run("rksignal decode --last --signals lin.json t.asc").messages;
+    EXPECT_TRUE(messages.ends_with("\n2 frames would match lin.json if the channel were ignored\n"))
+        << messages;
+}
+
 } // namespace
 } // namespace rksignal

@@ -102,7 +102,6 @@ unknown lin: channel 0 3C (1), channel 1 3B (1)
 unknown digital: 7 (1), 9 (1)
 unknown analog: 4 (1)
 unknown keyboard: 15 (1)
-1 frame would match all.json if the channel were ignored
 )");
     EXPECT_EQ(folder.run("rksignal decode -q --signals all.json --last --only 'GPS.*' drive.rktrace").output,
               "instance    value  unit  raw  text  channel  bus       time  count\n"
