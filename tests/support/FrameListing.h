@@ -21,6 +21,7 @@
 #include <sstream>
 #include <string>
 #include <unistd.h>
+#include <utility>
 
 namespace rksignal {
 
@@ -100,11 +101,15 @@ inline std::string listFrames(const std::string& content) {
     }
 }
 
-/// Adds a pipe that stays open, and must have room for the content. \return its end for writing
-inline int addPipe(Trace& trace, const std::string& content) {
+/// Adds a pipe with this content, for which it must have room. \return its end for writing, or -1 if it is
+/// closed: an archive is read to its end when it is added
+inline int addPipe(Trace& trace, const std::string& content, bool isOpen = true) {
     int ends[2];
     if (pipe(ends) != 0 || write(ends[1], content.data(), content.size()) < 0) {
         throw Error("no pipe");
+    }
+    if (!isOpen) {
+        close(std::exchange(ends[1], -1));
     }
     trace.addDescriptor(ends[0], "t");
     close(ends[0]);
@@ -114,7 +119,7 @@ inline int addPipe(Trace& trace, const std::string& content) {
 /// As listFrames(content), read from a pipe.
 inline std::string listPiped(const std::string& content) {
     Trace trace;
-    close(addPipe(trace, content));
+    addPipe(trace, content, false);
     return listFrames(trace);
 }
 
