@@ -61,7 +61,9 @@ void addDefinitionArguments(CLI::App& command, DefinitionOptions& options) {
     command.add_option("--signals", options.signalFiles, "Definitions of signals of all kinds")
         ->type_name("FILE.json")
         ->allow_extra_args(false);
-    command.add_option("--channel", options.channels, "Channel number of an interface; can0 is 0 by itself")
+    command
+        .add_option("--channel", options.channels,
+                    "Channel of an interface: its name, FILE, or FILE:INTERFACE")
         ->type_name("NAME=N")
         ->allow_extra_args(false);
 }

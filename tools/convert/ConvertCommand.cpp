@@ -157,7 +157,9 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
     CLI::Option* const output = command.add_option(
         "OUTPUT", options->output, "A file; its ending says the format: .json, " + outputEndings());
     input->excludes(schema);
-    command.add_option("--channel", options->channels, "Channel number of an interface; can0 is 0 by itself")
+    command
+        .add_option("--channel", options->channels,
+                    "Channel of an interface: its name, FILE, or FILE:INTERFACE")
         ->type_name("NAME=N")
         ->allow_extra_args(false);
     command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary, only errors");
