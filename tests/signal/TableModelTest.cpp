@@ -99,7 +99,7 @@ TEST(FrameTable, RandomOperationsAsOnAMap) {
 TEST(IdTable, RandomOperationsAsOnAMap) {
     for (const unsigned range : {20U, 1'000U})
         expectMap<IdTable<List>>([range](unsigned round, std::uint64_t random) -> std::uint64_t {
-            return random % 3 == 0 ? random / 3 % range : round % 4'000 * (1 + range % 7);
+            return random % 3 == 0 ? random / 3 % range : std::uint64_t{round % 4'000} * (1 + range % 7);
         });
     IdTable<List> table{}, copy;
     table[1], table[70], table[7];

@@ -66,32 +66,47 @@ constexpr TypeName otherTypes[] = {{3, "CAN_OVERLOAD"},
                                    {128, "TRIGGER_CONDITION"},
                                    {129, "CAN_SETTING_CHANGED"}};
 
+bool isError(std::uint32_t type) {
+    constexpr std::uint32_t errors[] = {
+        blf::CanError,        blf::CanErrorExt,      blf::CanFdError64,    blf::LinCrcError,
+        blf::LinReceiveError, blf::LinSendError,     blf::LinSlaveTimeout, blf::LinSyncError,
+        blf::LinSendError2,   blf::LinSyncError2,    blf::LinCrcError2,    blf::LinReceiveError2,
+        blf::LinSlowResponse, blf::LinSlowResponse2, blf::FlexRayError,    blf::EthernetReceiveError,
+        blf::EthernetErrorEx};
+    return std::find(std::begin(errors), std::end(errors), type) != std::end(errors);
+}
+
 } // namespace
 
+/// \return null if objects of the type are only counted
 BlfObjects::Read BlfObjects::readerOf(std::uint32_t type) {
-    static constexpr auto readers = [] {
-        std::array<Read, blf::EthernetErrorEx + 1> table{};
-        table[blf::CanMessage] = table[blf::CanMessage2] = &BlfObjects::readCan;
-        table[blf::CanFdMessage] = &BlfObjects::readCanFd;
-        table[blf::CanFdMessage64] = &BlfObjects::readCanFd64;
-        table[blf::LinMessage] = &BlfObjects::readLin;
-        table[blf::LinMessage2] = &BlfObjects::readLin2;
-        table[blf::FlexRayData] = &BlfObjects::readFlexRayData;
-        table[blf::FlexRayMessage] = &BlfObjects::readFlexRayMessage;
-        table[blf::FlexRayReceived] = &BlfObjects::readFlexRayReceived<44>;
-        table[blf::FlexRayReceivedEx] = &BlfObjects::readFlexRayReceived<84>;
-        table[blf::EthernetFrame] = &BlfObjects::readEthernet;
-        table[blf::EthernetFrameEx] = &BlfObjects::readEthernetEx;
-        for (const std::uint32_t error :
-             {blf::CanError, blf::CanErrorExt, blf::CanFdError64, blf::LinCrcError, blf::LinReceiveError,
-              blf::LinSendError, blf::LinSlaveTimeout, blf::LinSyncError, blf::LinSendError2,
-              blf::LinSyncError2, blf::LinCrcError2, blf::LinReceiveError2, blf::LinSlowResponse,
-              blf::LinSlowResponse2, blf::FlexRayError, blf::EthernetReceiveError, blf::EthernetErrorEx}) {
-            table[error] = &BlfObjects::readError;
-        }
-        return table;
-    }();
-    return type < readers.size() ? readers[type] : nullptr;
+    switch (type) {
+    case blf::CanMessage:
+    case blf::CanMessage2:
+        return &BlfObjects::readCan;
+    case blf::CanFdMessage:
+        return &BlfObjects::readCanFd;
+    case blf::CanFdMessage64:
+        return &BlfObjects::readCanFd64;
+    case blf::LinMessage:
+        return &BlfObjects::readLin;
+    case blf::LinMessage2:
+        return &BlfObjects::readLin2;
+    case blf::FlexRayData:
+        return &BlfObjects::readFlexRayData;
+    case blf::FlexRayMessage:
+        return &BlfObjects::readFlexRayMessage;
+    case blf::FlexRayReceived:
+        return &BlfObjects::readFlexRayReceived<44>;
+    case blf::FlexRayReceivedEx:
+        return &BlfObjects::readFlexRayReceived<84>;
+    case blf::EthernetFrame:
+        return &BlfObjects::readEthernet;
+    case blf::EthernetFrameEx:
+        return &BlfObjects::readEthernetEx;
+    default:
+        return isError(type) ? &BlfObjects::readError : nullptr;
+    }
 }
 
 bool BlfObjects::isFrame(std::uint32_t type) {
@@ -105,7 +120,8 @@ std::string BlfObjects::typeName(std::uint32_t type) {
 }
 
 BlfObjects::Content BlfObjects::read(std::uint32_t type, Bytes object, std::size_t headLength) {
-    return (this->*readerOf(type))(object, object.subspan(headLength));
+    const Read reader = readerOf(type);
+    return reader != nullptr ? (this->*reader)(object, object.subspan(headLength)) : PassedMessage::Other;
 }
 
 BlfObjects::Content BlfObjects::fail(const char* why) {

@@ -208,7 +208,7 @@ TEST(ConditionCheck, NothingSaidIsContradicted) {
     std::mt19937_64 random(7);
     unsigned decided = 0;
     for (unsigned i = 0; i < 4000; ++i) {
-        const std::string expression = RandomExpression(i, names).boolean(1 + i % 4).text;
+        const std::string expression = RandomExpression(i, names).boolean(1 + static_cast<int>(i % 4)).text;
         const auto condition = signals.compile(expression);
         ASSERT_NE(condition, nullptr) << expression << '\n' << signals.messages;
         const std::string said = signals.messages + expression;

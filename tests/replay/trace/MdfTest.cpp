@@ -181,7 +181,7 @@ TEST(Mdf, DataBlocksOfAllKindsHoldTheSame) {
     const auto dl = [](File& file, U64 next, std::vector<U64> blocks) {
         const auto count = static_cast<U32>(blocks.size());
         blocks.insert(blocks.begin(), next);
-        return file.block("DL", blocks, pack(U32{0}, count) + std::string(8 * count, '\0'));
+        return file.block("DL", blocks, pack(U32{0}, count) + std::string(std::size_t{8} * count, '\0'));
     };
     const std::string all = "1709208000000001000 can 1 123 - 6161616161616161\n"
                             "1709208000000002000 can 1 123 - 6262626262626262\n"
@@ -252,7 +252,7 @@ TEST(Mdf, UnfinishedDataGoOnToTheEndOfTheFile) {
 
 TEST(Mdf, DataGroupsAreMergedByTime) {
     File file;
-    for (const U64 time : {20, 10}) {
+    for (const U64 time : {U64{20}, U64{10}}) {
         const U64 can = file.canGroup(0, 0, 22, fixedBytes);
         file.dataGroup(can, file.block("DT", {}, canRecord(time, 1, 'a') + canRecord(time + 15, 0x800, 'b')),
                        0);

@@ -147,7 +147,8 @@ TEST(ConvertTrace, BlfFilesAndCapturesHoldFramesOfAllBuses) {
         records.add(LINTraceMessage{1'700'000'000'223'456'789, {i, 2}, 3, 60});
         records.add(
             FlexRayExtTraceMessage{1'700'000'000'323'456'789, 0, 4, {i, 1, 2, 3}, 2047, 63, {i, 1, 2, 3}});
-        records.add(MIITraceMessage{1'700'000'000'423'456'789, std::vector<std::uint8_t>(i * 9U, i), 5});
+        records.add(
+            MIITraceMessage{1'700'000'000'423'456'789, std::vector<std::uint8_t>(std::size_t{i} * 9, i), 5});
     }
     records.add(MIITraceMessage{.timestamp = 1'700'000'000'123'000'000, .frame = {1, 2, 3}, .channel = 6});
     folder.write("a.rktrace", records.bytes());
