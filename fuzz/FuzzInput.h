@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 /// Takes values from the front of the input; zeros when it has run out.
@@ -17,7 +16,7 @@ class FuzzInput {
     Value take() {
         Value value{};
         const std::size_t count = std::min(size, sizeof value);
-        std::memcpy(&value, data, count);
+        std::copy_n(data, count, reinterpret_cast<std::uint8_t*>(&value)); // `data` may be null, of no bytes
         data += count;
         size -= count;
         return value;
