@@ -48,8 +48,10 @@ struct SignalDefinition {
     std::optional<Multiplexing> multiplexing; ///< of CAN signals
     double minimum = 0;                       ///< physical, finite; equal to the maximum: not given
     double maximum = 0;
-    std::vector<std::string> receivers; ///< names of nodes
-    std::string place;                  ///< `FILE:LINE` or `FILE#/can/3`
+    std::optional<std::uint64_t> initial; ///< raw word that is sent until there is a value
+    std::optional<std::uint64_t> invalid; ///< raw word that says that the sender has no value
+    std::vector<std::string> receivers;   ///< names of nodes
+    std::string place;                    ///< `FILE:LINE` or `FILE#/can/3`
 
     RKREPLAY_EXPORT const baseSignalDef_t& common() const;
     baseSignalDef_t& common() { return const_cast<baseSignalDef_t&>(std::as_const(*this).common()); }
@@ -58,22 +60,29 @@ struct SignalDefinition {
     canSignalDef_t& can() { return std::get<canSignalDef_t>(record); }
 };
 
-/// One message: a frame, or a PDU in one. The signals of an input, or of Ethernet, whose positions name their
-/// frames themselves, are one message of their kind.
+/// How the header of a PDU in a container is laid out (AUTOSAR SoAd, IPduM), big endian.
+enum class PduHeader : std::uint8_t {
+    Short, ///< 24 bits of identifier, 8 of length
+    Long,  ///< 32 bits of each
+};
+
+/// One message: a frame, or a PDU in one. Those of FlexRay and Ethernet group the signals of a PDU; where it
+/// lies is said by the positions of each signal. The signals of an input are one message of its kind.
 struct MessageDefinition {
     SignalKind kind = SignalKind::Can;
     std::optional<std::uint8_t> channel; ///< none: frames of all channels
-    std::uint32_t id = 0;                ///< of CAN (11 bits, or 29 if `extended`) or LIN; slot of FlexRay
+    std::uint32_t id = 0; ///< of CAN (11 bits, or 29 if `extended`) or LIN; slot of FlexRay; 0 of others
     bool extended = false;
     bool canFd = false;
     bool isParameterGroup = false; ///< of SAE J1939: frames are matched by parameter group and source address
-    std::optional<std::uint32_t> pduId;    ///< of the PDU in the frame that holds the signals
-    std::uint16_t length = 0;              ///< bytes; 0: unknown
-    std::string name;                      ///< not checked for being unique
-    std::string sender;                    ///< name of a node
-    std::string comment;                   ///< may have several lines, separated by \n
-    std::optional<double> cycleTime;       ///< milliseconds
-    std::vector<SignalDefinition> signals; ///< in the order of the file
+    std::optional<std::uint32_t> pduId;     ///< of CAN FD: of the PDU in the frame that holds the signals
+    PduHeader pduHeader = PduHeader::Short; ///< of that PDU
+    std::uint16_t length = 0;               ///< bytes; 0: unknown
+    std::string name;                       ///< not checked for being unique
+    std::string sender;                     ///< name of a node
+    std::string comment;                    ///< may have several lines, separated by \n
+    std::optional<double> cycleTime;        ///< milliseconds
+    std::vector<SignalDefinition> signals;  ///< in the order of the file
     std::string place;
 };
 
