@@ -94,6 +94,8 @@ struct DefinitionFile {
     RemarkList remarks;                      ///< what was assumed, left out or not understood
     bool choosesInstances = false; ///< the instance names are the file's own, not made from those of messages
                                    ///< and signals: a name that is taken is an error, and gets no other
+    std::vector<std::string> clusters = {}; ///< the names of all that the file has, read or not; none in
+                                            ///< files of one bus
 };
 
 /// The first value that selects a signal, as far as the 16 bits of the record's `mux` hold it.
