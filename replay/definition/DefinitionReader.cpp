@@ -1,5 +1,6 @@
 #include "definition/DefinitionReader.h"
 
+#include "definition/arxml/ArxmlFile.h"
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/JsonDefinitions.h"
 #include "file/ContentKind.h"
@@ -46,6 +47,14 @@ DefinitionFile readJson(Input& input, const std::vector<ClusterChoice>& /*cluste
     return file;
 }
 
+DefinitionFile readArxmlInput(Input& input, const std::vector<ClusterChoice>& clusters) {
+    std::vector<ArxmlText> texts;
+    for (Input::Text& each : input.texts) {
+        texts.push_back({std::move(each.text), each.path});
+    }
+    return parseArxml(std::move(texts), input.channel, clusters);
+}
+
 /// How a format is read, and what ContentKind.h calls it. Null: it is not read as definitions.
 struct FormatReader {
     DefinitionFormat format;
@@ -62,7 +71,7 @@ constexpr FormatReader readers[] = {
     {DefinitionFormat::Ldf, "an LDF file", nullptr},
     {DefinitionFormat::Kcd, "a KCD file", nullptr},
     {DefinitionFormat::Sym, "a SYM file", nullptr},
-    {DefinitionFormat::Arxml, "an ARXML file", nullptr},
+    {DefinitionFormat::Arxml, "an ARXML file", readArxmlInput},
 };
 
 const FormatReader& readerOf(DefinitionFormat format) {
