@@ -20,6 +20,8 @@ class DefinitionNotes {
     void guess(unsigned line, std::string text) { add(line, Severity::Note, std::move(text)); }
     void dropped(unsigned line, std::string text) { add(line, Severity::Warning, std::move(text)); }
     void error(unsigned line, std::string text) { add(line, Severity::Error, std::move(text)); }
+    /// For what adds remarks of its own.
+    RemarkList& list() { return remarks; }
     /// All remarks by line; those of one line in the order they were added. Leaves none.
     RemarkList take() {
         remarks.sortByLine();

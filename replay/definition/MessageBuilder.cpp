@@ -1,7 +1,10 @@
 #include "definition/MessageBuilder.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <limits>
+#include <map>
 #include <utility>
 
 namespace rksignal {
@@ -19,6 +22,18 @@ std::uint64_t endByte(const FieldLayout& layout) {
 
 bool isFloating(signalValue_t type) {
     return type == signalValue_t::Float || type == signalValue_t::Double;
+}
+
+std::pair<double, double> rawRange(const FieldLayout& layout) {
+    const int bits = static_cast<int>(layout.bits);
+    switch (layout.type) {
+    case signalValue_t::Unsigned:
+        return {0, std::ldexp(1.0, bits) - 1};
+    case signalValue_t::Signed:
+        return {-std::ldexp(1.0, bits - 1), std::ldexp(1.0, bits - 1) - 1};
+    default:
+        return {-std::numeric_limits<float>::max(), std::numeric_limits<float>::max()};
+    }
 }
 
 void completeRecord(SignalDefinition& signal, const MessageDefinition& message) {
@@ -152,9 +167,22 @@ std::optional<std::size_t> MessageBuilder::add(SignalDefinition signal, const Fi
         }
         record.valueDescriptions = std::move(texts);
     }
+    takeRange(layout, signal);
     signal.place = notes.placeOf(line);
     definition.signals.push_back(std::move(signal));
     return definition.signals.size() - 1;
+}
+
+void MessageBuilder::takeRange(const FieldLayout& layout, SignalDefinition& signal) {
+    if (!layout.minimum && !layout.maximum) {
+        return;
+    }
+    const auto [least, greatest] = rawRange(layout);
+    const baseSignalDef_t& record = signal.common();
+    const double first = least * record.scale + record.offset;
+    const double last = greatest * record.scale + record.offset;
+    signal.minimum = layout.minimum.value_or(std::min(first, last));
+    signal.maximum = layout.maximum.value_or(std::max(first, last));
 }
 
 MessageDefinition MessageBuilder::take() {

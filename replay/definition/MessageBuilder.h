@@ -21,6 +21,8 @@ struct FieldLayout {
     std::uint64_t bits = 0;
     bool bigEndian = false;
     signalValue_t type = signalValue_t::Unsigned;
+    /// Physical, as far as the file gives them. If it gives one, the other is that of the raw values.
+    std::optional<double> minimum, maximum;
 };
 
 /// The start bit of a big endian signal in formats that count from the most significant bit of the first
@@ -58,6 +60,7 @@ class MessageBuilder {
   private:
     void checkFrame(unsigned line);
     const char* whyDropped(const FieldLayout& layout) const;
+    static void takeRange(const FieldLayout& layout, SignalDefinition& signal);
 
     MessageDefinition definition;
     DefinitionNotes& notes;
