@@ -43,9 +43,7 @@ class KcdBusReader {
     std::uint64_t integerOf(pugi::xml_node element, const char* name, std::uint64_t otherwise);
     std::optional<double> numberOf(pugi::xml_node element, const char* name);
     void noteBadNumber(pugi::xml_node element, const char* name);
-    unsigned lineOf(pugi::xml_node element) const {
-        return static_cast<unsigned>(document.lineOf(element));
-    }
+    unsigned lineOf(pugi::xml_node element) const { return static_cast<unsigned>(document.lineOf(element)); }
 
     const XmlDocument& document;
     const KcdNodes& nodes;
