@@ -3,6 +3,7 @@
 #include "definition/arxml/ArxmlFile.h"
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/JsonDefinitions.h"
+#include "definition/kcd/KcdFile.h"
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
 
@@ -69,7 +70,10 @@ constexpr FormatReader readers[] = {
      }},
     {DefinitionFormat::Json, "a JSON file", readJson},
     {DefinitionFormat::Ldf, "an LDF file", nullptr},
-    {DefinitionFormat::Kcd, "a KCD file", nullptr},
+    {DefinitionFormat::Kcd, "a KCD file",
+     [](Input& input, const std::vector<ClusterChoice>& clusters) {
+         return parseKcd(std::move(input.single().text), input.single().path, input.channel, clusters);
+     }},
     {DefinitionFormat::Sym, "a SYM file", nullptr},
     {DefinitionFormat::Arxml, "an ARXML file", readArxmlInput},
 };
