@@ -47,7 +47,7 @@ void takeFaster(std::optional<double>& cycleTime, const std::optional<double>& o
 class ArxmlPduReader::Frame {
   public:
     Frame(ArxmlPduReader& reader, const std::string& owner)
-        : model(reader.model), reader(reader), owner(owner) {}
+        : model(reader.model), reader(reader), owner(owner), message(owner) {}
 
     void place(pugi::xml_node element, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed,
                unsigned depth = 0) {
@@ -168,8 +168,8 @@ class ArxmlPduReader::Frame {
         const std::uint32_t authenticatorBits =
             arxmlCount(authentication ? authentication : properties, {"AUTH-INFO-TX-LENGTH"});
         std::uint64_t bit = (std::uint64_t{payloadLength} + headerBytes(secured)) * 8;
-        addRaw(secured, owner + "_Freshness", bit, freshnessBits, pdu);
-        addRaw(secured, owner + "_Authenticator", bit + freshnessBits, authenticatorBits, pdu);
+        addRaw(secured, message + "_Freshness", bit, freshnessBits, pdu);
+        addRaw(secured, message + "_Authenticator", bit + freshnessBits, authenticatorBits, pdu);
     }
 
     /// Adds `bits` bits from the `first` one on, counted from the most significant of each byte, as signals
@@ -348,8 +348,10 @@ class ArxmlPduReader::Frame {
                                   "there is no identifier for its header in a container; not decoded");
                     continue;
                 }
+                message = arxmlName(contained);
                 placed.push_back({read(contained, depth + 1), offset, static_cast<std::uint32_t>(*id),
                                   isLong ? PduHeader::Long : PduHeader::Short});
+                message = owner;
             }
         }
     }
@@ -368,7 +370,8 @@ class ArxmlPduReader::Frame {
 
     ArxmlModel& model;
     ArxmlPduReader& reader;
-    const std::string& owner;
+    const std::string& owner; ///< names multiplexers
+    std::string message;      ///< names freshness values and authenticators
     unsigned selectors = 0;
     unsigned parts = 0;
 };
