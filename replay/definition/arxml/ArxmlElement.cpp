@@ -63,8 +63,13 @@ int takeBase(std::string_view& digits) {
 
 } // namespace
 
+/// The name stands first by the schema; an element without one may have any number of children.
 std::string_view arxmlName(pugi::xml_node element) {
-    return element.child("SHORT-NAME").child_value();
+    pugi::xml_node child = element.first_child();
+    while (child && child.type() != pugi::node_element) {
+        child = child.next_sibling();
+    }
+    return std::string_view(child.name()) == "SHORT-NAME" ? child.child_value() : "";
 }
 
 pugi::xml_node arxmlChild(pugi::xml_node parent, std::initializer_list<const char*> tags) {

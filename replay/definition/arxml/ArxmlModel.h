@@ -77,7 +77,7 @@ class ArxmlModel {
     std::unordered_set<std::uint64_t> said; ///< hashes of remarks
 };
 
-/// The SHORT-NAME of an element; empty if it has none.
+/// The SHORT-NAME of an element, its first child; empty if it has none.
 std::string_view arxmlName(pugi::xml_node element);
 /// The text of the first child of one of these names; empty if there is none.
 std::string_view arxmlText(pugi::xml_node parent, std::initializer_list<const char*> tags);
