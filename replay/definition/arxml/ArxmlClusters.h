@@ -29,6 +29,8 @@ struct ArxmlReading {
 /// Each adds the messages of one cluster.
 void readArxmlCan(ArxmlReading& reading, pugi::xml_node cluster);
 void readArxmlLin(ArxmlReading& reading, pugi::xml_node cluster);
+void readArxmlFlexRay(ArxmlReading& reading, pugi::xml_node cluster);
+void readArxmlEthernet(ArxmlReading& reading, pugi::xml_node cluster);
 
 /// The physical channels of a cluster, of its first variant.
 std::vector<pugi::xml_node> arxmlChannels(ArxmlModel& model, pugi::xml_node cluster);
