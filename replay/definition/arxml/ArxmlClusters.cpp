@@ -109,6 +109,8 @@ DefinitionFile parseArxml(std::vector<ArxmlText> texts, std::optional<std::uint8
         readerOf(cluster)->read(reading, cluster);
     }
     if (choices.empty()) {
+        ArxmlReading reading{model, pdus, nodes, file.messages, channel};
+        readArxmlDeployments(reading);
         noteSeveral(model, clusters);
     }
     file.remarks = model.takeRemarks();

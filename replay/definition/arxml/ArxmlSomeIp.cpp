@@ -13,6 +13,17 @@ std::uint32_t bytesOf(pugi::xml_node parent, const char* tag) {
 
 } // namespace
 
+SomeIpLayout readSomeIpLayout(pugi::xml_node properties) {
+    SomeIpLayout layout;
+    layout.isBigEndian = arxmlText(properties, {"BYTE-ORDER"}) != "MOST-SIGNIFICANT-BYTE-LAST";
+    layout.arrayLengthBytes = std::max(bytesOf(properties, "SIZE-OF-ARRAY-LENGTH-FIELDS"),
+                                       bytesOf(properties, "SIZE-OF-ARRAY-LENGTH-FIELD"));
+    layout.structLengthBytes = std::max(bytesOf(properties, "SIZE-OF-STRUCT-LENGTH-FIELDS"),
+                                        bytesOf(properties, "SIZE-OF-STRUCT-LENGTH-FIELD"));
+    layout.isTagged = properties.child("TLV-DATA-ID-DEFINITION-REFS");
+    return layout;
+}
+
 ArxmlSomeIp::ArxmlSomeIp(ArxmlModel& model) : model(model) {
     for (const pugi::xml_node system : model.elementsOf({"SYSTEM-MAPPING"})) {
         for (const pugi::xml_node mapping : system.child("DATA-MAPPINGS").children()) {
@@ -54,14 +65,14 @@ std::optional<SomeIpLayout> ArxmlSomeIp::layoutOf(pugi::xml_node iSignal) {
     if (!layout) {
         return std::nullopt;
     }
-    layout->headerBytes = otherHeaders;
     const pugi::xml_node properties = arxmlVariant(
         arxmlAt(iSignal, {"TRANSFORMATION-I-SIGNAL-PROPSS", "SOMEIP-TRANSFORMATION-I-SIGNAL-PROPS"}));
-    layout->arrayLengthBytes = bytesOf(properties, "SIZE-OF-ARRAY-LENGTH-FIELDS");
-    layout->structLengthBytes = bytesOf(properties, "SIZE-OF-STRUCT-LENGTH-FIELDS");
-    if (properties.child("TLV-DATA-ID-DEFINITION-REFS")) {
+    const bool isBigEndian = layout->isBigEndian;
+    layout = readSomeIpLayout(properties);
+    layout->isBigEndian = isBigEndian;
+    layout->headerBytes = otherHeaders;
+    if (layout->isTagged) {
         model.leftOut(iSignal, "serialized with tags (TLV), not decoded");
-        layout->isTagged = true;
     }
     return layout;
 }

@@ -15,6 +15,9 @@
 
 namespace rksignal {
 
+/// By the properties of a serialized I-SIGNAL or of an element of a service interface.
+SomeIpLayout readSomeIpLayout(pugi::xml_node properties);
+
 /// Finds out what the data types of the model become in messages.
 class ArxmlSomeIp {
   public:
