@@ -3,6 +3,7 @@
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/JsonDefinitions.h"
 #include "definition/kcd/KcdFile.h"
+#include "definition/sym/SymFile.h"
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
 
@@ -65,7 +66,10 @@ constexpr FormatReader readers[] = {
      [](Input& input, const std::vector<ClusterChoice>& clusters) {
          return parseKcd(std::move(input.single().text), input.single().path, input.channel, clusters);
      }},
-    {DefinitionFormat::Sym, "a SYM file", nullptr},
+    {DefinitionFormat::Sym, "a SYM file",
+     [](Input& input, const std::vector<ClusterChoice>& /*clusters*/) {
+         return parseSym(std::move(input.single().text), input.single().path, input.channel);
+     }},
     {DefinitionFormat::Arxml, "an ARXML file", nullptr},
 };
 
