@@ -3,6 +3,7 @@
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/JsonDefinitions.h"
 #include "definition/kcd/KcdFile.h"
+#include "definition/ldf/LdfFile.h"
 #include "definition/sym/SymFile.h"
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
@@ -61,7 +62,10 @@ constexpr FormatReader readers[] = {
          return parseDbc(std::move(input.single().text), input.single().path, input.channel);
      }},
     {DefinitionFormat::Json, "a JSON file", readJson},
-    {DefinitionFormat::Ldf, "an LDF file", nullptr},
+    {DefinitionFormat::Ldf, "an LDF file",
+     [](Input& input, const std::vector<ClusterChoice>& /*clusters*/) {
+         return parseLdf(std::move(input.single().text), input.single().path, input.channel);
+     }},
     {DefinitionFormat::Kcd, "a KCD file",
      [](Input& input, const std::vector<ClusterChoice>& clusters) {
          return parseKcd(std::move(input.single().text), input.single().path, input.channel, clusters);

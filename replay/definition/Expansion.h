@@ -4,9 +4,7 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <map>
-#include <string>
+#include <string_view>
 
 namespace rksignal {
 
@@ -23,15 +21,9 @@ class Expansion {
         left -= bytes;
         return true;
     }
-    /// The memory that a table takes, roughly.
-    static std::size_t sizeOf(const std::map<std::uint64_t, std::string>& texts) {
-        constexpr std::size_t node = 80;
-        std::size_t bytes = 0;
-        for (const auto& [value, text] : texts) {
-            bytes += node + text.size();
-        }
-        return bytes;
-    }
+    static constexpr std::size_t object = 512; ///< what a message or a signal takes, roughly
+    /// What an entry of a table takes, roughly.
+    static constexpr std::size_t entry(std::string_view text) { return 80 + text.size(); }
 
   private:
     std::size_t left = mostBytes;

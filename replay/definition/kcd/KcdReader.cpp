@@ -187,9 +187,8 @@ void KcdBusReader::readLabels(pugi::xml_node set, SignalDefinition& signal) {
 
 void KcdBusReader::addLabel(pugi::xml_node label, std::uint64_t first, std::uint64_t last,
                             SignalDefinition& signal) {
-    constexpr std::size_t node = 80;
     const std::string text = nameOf(label);
-    if (last - first >= mostLabelled || !labels.take((last - first + 1) * (node + text.size()))) {
+    if (last - first >= mostLabelled || !labels.take((last - first + 1) * Expansion::entry(text))) {
         return notes.dropped(lineOf(label), "label " + text + " of signal " + signal.common().signal +
                                                 " dropped: it is for too many values");
     }

@@ -11,7 +11,6 @@ namespace rksignal {
 namespace {
 
 constexpr std::size_t mostMessages = 256; ///< of one symbol
-constexpr std::size_t objectSize = 512;   ///< of a message or a signal, roughly
 constexpr std::uint16_t classicBytes = 8;
 
 auto placeIn(const FieldLayout& layout) {
@@ -69,13 +68,7 @@ class SymSymbol {
     }
 
     /// The memory that a message takes, roughly.
-    std::size_t size() const {
-        std::size_t bytes = objectSize;
-        for (const Member& member : members) {
-            bytes += objectSize + Expansion::sizeOf(member.variable->signal.common().valueDescriptions);
-        }
-        return bytes;
-    }
+    std::size_t size() const { return bytes; }
 
   private:
     struct Member {
@@ -124,6 +117,7 @@ class SymSymbol {
             values.insert(values.end(), member.values.begin(), member.values.end());
             return;
         }
+        bytes += member.variable->bytes;
         members.push_back(std::move(member));
     }
 
@@ -163,6 +157,7 @@ class SymSymbol {
     DefinitionNotes unheard{notes.filePath()}; ///< the same of further identifiers
     MessageDefinition message;
     bool isFirst = true;
+    std::size_t bytes = Expansion::object;
     std::vector<Selector> selectors;
     std::vector<Member> members;
     std::unordered_map<std::string, std::size_t> byName; ///< the first member of a name

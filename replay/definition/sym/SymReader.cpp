@@ -125,7 +125,7 @@ void SymReader::readEnum(const SymStatement& statement) {
         return noteWrong(statement, "Name(0=\"text\", ...)");
     }
     const std::vector<std::string> names = symWords(rest.substr(0, open));
-    Texts& texts = enums[names.empty() ? "" : names.front()];
+    Enum& made = enums[names.empty() ? "" : names.front()];
     std::string_view values = rest.substr(open + 1, close - open - 1);
     while (true) {
         values.remove_prefix(std::min(values.find_first_not_of(" \t\r,"), values.size()));
@@ -139,7 +139,9 @@ void SymReader::readEnum(const SymStatement& statement) {
         if (end == values.npos || sign > quote || !value) {
             return noteWrong(statement, "Name(0=\"text\", ...)");
         }
-        texts[*value] = unescaped(values.substr(quote + 1, end - quote - 1));
+        std::string text = unescaped(values.substr(quote + 1, end - quote - 1));
+        made.bytes += Expansion::entry(text);
+        made.texts[*value] = std::move(text);
         values.remove_prefix(end + 1);
     }
 }
@@ -310,7 +312,7 @@ bool SymReader::readType(std::string_view type, SymVariable& variable, unsigned 
                               std::string(type));
         return false;
     }
-    takeTexts(texts->second, variable.signal.common(), line);
+    takeTexts(texts->second, variable, line);
     return true;
 }
 
@@ -340,7 +342,7 @@ void SymReader::applyOption(std::string_view name, std::string_view value, SymVa
             return notes.dropped(line, "signal " + record.signal + " has no value texts: there is no Enum " +
                                            std::string(value));
         }
-        takeTexts(texts->second, record, line);
+        takeTexts(texts->second, variable, line);
     } else if (name != "p" && name != "spn" && name != "s") {
         applyNumber(name, value, variable, line);
     }
@@ -371,11 +373,13 @@ void SymReader::applyNumber(std::string_view name, std::string_view value, SymVa
     }
 }
 
-void SymReader::takeTexts(const Texts& texts, baseSignalDef_t& record, unsigned line) {
-    if (!expansion.take(Expansion::sizeOf(texts))) {
+void SymReader::takeTexts(const Enum& source, SymVariable& variable, unsigned line) {
+    baseSignalDef_t& record = variable.signal.common();
+    if (!expansion.take(source.bytes)) {
         return notes.dropped(line, "signal " + record.signal + " has no value texts: the file has too many");
     }
-    record.valueDescriptions = texts;
+    record.valueDescriptions = source.texts;
+    variable.bytes = Expansion::object + source.bytes;
 }
 
 void SymReader::noteWrong(const SymStatement& statement, const char* expected) {

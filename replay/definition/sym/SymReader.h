@@ -23,6 +23,7 @@ struct SymVariable {
     SignalDefinition signal;
     FieldLayout layout;
     std::optional<double> initial; ///< physical
+    std::size_t bytes = Expansion::object;
     unsigned line = 0;
 };
 
@@ -60,7 +61,10 @@ class SymReader {
                                         std::optional<std::uint8_t> channel);
 
   private:
-    using Texts = std::map<std::uint64_t, std::string>;
+    struct Enum {
+        std::map<std::uint64_t, std::string> texts;
+        std::size_t bytes = 0; ///< of them, for Expansion
+    };
 
     void readDeclarations(const std::vector<SymStatement>& statements);
     void readSymbols(const std::vector<SymStatement>& statements);
@@ -75,11 +79,11 @@ class SymReader {
     void applyOption(std::string_view name, std::string_view value, SymVariable& variable, unsigned line);
     void applyNumber(std::string_view name, std::string_view value, SymVariable& variable, unsigned line);
 
-    void takeTexts(const Texts& texts, baseSignalDef_t& record, unsigned line);
+    void takeTexts(const Enum& source, SymVariable& variable, unsigned line);
     void noteWrong(const SymStatement& statement, const char* expected);
 
     DefinitionNotes& notes;
-    std::unordered_map<std::string, Texts> enums;
+    std::unordered_map<std::string, Enum> enums;
     std::unordered_map<std::string, SymVariable> signals; ///< of the section {SIGNALS}
     std::vector<SymBlock> blocks;
     Expansion expansion;
