@@ -1,5 +1,6 @@
 #include "definition/DefinitionReader.h"
 
+#include "definition/arxml/ArxmlFile.h"
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/JsonDefinitions.h"
 #include "definition/kcd/KcdFile.h"
@@ -49,7 +50,15 @@ DefinitionFile readJson(Input& input, const std::vector<ClusterChoice>& /*cluste
     return file;
 }
 
-/// How a format is read, and what ContentKind.h calls it. Null: it is not read as definitions.
+DefinitionFile readArxmlInput(Input& input, const std::vector<ClusterChoice>& clusters) {
+    std::vector<ArxmlText> texts;
+    for (Input::Text& each : input.texts) {
+        texts.push_back({std::move(each.text), each.path});
+    }
+    return parseArxml(std::move(texts), input.channel, clusters);
+}
+
+/// How a format is read, and what ContentKind.h calls it.
 struct FormatReader {
     DefinitionFormat format;
     std::string_view name;
@@ -74,7 +83,7 @@ constexpr FormatReader readers[] = {
      [](Input& input, const std::vector<ClusterChoice>& /*clusters*/) {
          return parseSym(std::move(input.single().text), input.single().path, input.channel);
      }},
-    {DefinitionFormat::Arxml, "an ARXML file", nullptr},
+    {DefinitionFormat::Arxml, "an ARXML file", readArxmlInput},
 };
 
 const FormatReader& readerOf(DefinitionFormat format) {
@@ -118,15 +127,6 @@ void addInput(const DefinitionSource& source, std::vector<Input>& inputs) {
     });
     Input& input = others != inputs.end() ? *others : inputs.emplace_back(Input{format, source.channel, {}});
     input.texts.push_back(std::move(text));
-}
-
-DefinitionFile readInput(Input& input, const std::vector<ClusterChoice>& clusters) {
-    const FormatReader& reader = readerOf(input.format);
-    if (reader.read == nullptr) {
-        throw Error(input.single().path + " is " + std::string(reader.name) +
-                    ", which is not read as definitions");
-    }
-    return reader.read(input, clusters);
 }
 
 /// Calls `read`. \throws Error if the memory does not suffice
@@ -193,7 +193,8 @@ std::vector<DefinitionFile> readDefinitions(std::span<const DefinitionSource> so
     }
     std::vector<DefinitionFile> files;
     for (Input& input : inputs) {
-        files.push_back(namingFile(input.single().path, [&] { return readInput(input, settings.clusters); }));
+        files.push_back(namingFile(input.single().path,
+                                   [&] { return readerOf(input.format).read(input, settings.clusters); }));
         input.texts.clear();
     }
     checkClusters(files, settings.clusters);
