@@ -108,6 +108,10 @@ DefinitionFile parseArxml(std::vector<ArxmlText> texts, std::optional<std::uint8
                              choice != nullptr && choice->channel ? choice->channel : channel};
         readerOf(cluster)->read(reading, cluster);
     }
+    if (clusters.empty()) {
+        ArxmlReading reading{model, pdus, nodes, file.messages, channel};
+        readArxmlEcuConfiguration(reading);
+    }
     if (choices.empty()) {
         ArxmlReading reading{model, pdus, nodes, file.messages, channel};
         readArxmlDeployments(reading);
