@@ -6,8 +6,9 @@
 namespace rksignal {
 namespace {
 
-std::uint32_t bytesOf(pugi::xml_node parent, const char* tag) {
-    constexpr std::uint64_t most = 64;
+/// A length, bounded so that sums of some cannot overflow.
+std::uint32_t lengthOf(pugi::xml_node parent, const char* tag) {
+    constexpr std::uint64_t most = 0xFFFF;
     return static_cast<std::uint32_t>(std::min(arxmlUnsigned(arxmlText(parent, {tag})).value_or(0), most));
 }
 
@@ -16,10 +17,10 @@ std::uint32_t bytesOf(pugi::xml_node parent, const char* tag) {
 SomeIpLayout readSomeIpLayout(pugi::xml_node properties) {
     SomeIpLayout layout;
     layout.isBigEndian = arxmlText(properties, {"BYTE-ORDER"}) != "MOST-SIGNIFICANT-BYTE-LAST";
-    layout.arrayLengthBytes = std::max(bytesOf(properties, "SIZE-OF-ARRAY-LENGTH-FIELDS"),
-                                       bytesOf(properties, "SIZE-OF-ARRAY-LENGTH-FIELD"));
-    layout.structLengthBytes = std::max(bytesOf(properties, "SIZE-OF-STRUCT-LENGTH-FIELDS"),
-                                        bytesOf(properties, "SIZE-OF-STRUCT-LENGTH-FIELD"));
+    layout.arrayLengthBytes = std::max(lengthOf(properties, "SIZE-OF-ARRAY-LENGTH-FIELDS"),
+                                       lengthOf(properties, "SIZE-OF-ARRAY-LENGTH-FIELD"));
+    layout.structLengthBytes = std::max(lengthOf(properties, "SIZE-OF-STRUCT-LENGTH-FIELDS"),
+                                        lengthOf(properties, "SIZE-OF-STRUCT-LENGTH-FIELD"));
     layout.isTagged = properties.child("TLV-DATA-ID-DEFINITION-REFS");
     return layout;
 }
@@ -53,7 +54,7 @@ std::optional<SomeIpLayout> ArxmlSomeIp::layoutOf(pugi::xml_node iSignal) {
         for (const pugi::xml_node reference : transformation.child("TRANSFORMER-CHAIN-REFS").children()) {
             const pugi::xml_node technology = model.follow(reference);
             if (arxmlText(technology, {"PROTOCOL"}) != "SOMEIP") {
-                otherHeaders += bytesOf(technology.child("BUFFER-PROPERTIES"), "HEADER-LENGTH") / 8;
+                otherHeaders += lengthOf(technology.child("BUFFER-PROPERTIES"), "HEADER-LENGTH") / 8;
                 continue;
             }
             const pugi::xml_node description =

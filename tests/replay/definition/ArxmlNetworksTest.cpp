@@ -128,8 +128,8 @@ FLEXRAY-FRAME(SHORT-NAME=I PDU-TO-FRAME-MAPPINGS(PDU-TO-FRAME-MAPPING(SHORT-NAME
          "",
          {},
          "M.M_selector1 8l [5s 0/1 @184]\n"
-         "/x/s0: frame without a valid slot and cycle, not decoded\n"
-         "/x/s5: frame without a valid slot and cycle, not decoded\n"
+         "/x/c/s0: frame without a valid slot and cycle, not decoded\n"
+         "/x/c/s5: frame without a valid slot and cycle, not decoded\n"
          "/x/P: in a container with long headers, or not at the start of a frame of FlexRay; not decoded "
          "there\n"
          "/x/A: A: multiplexed signals are decoded of CAN only\n"},
@@ -150,7 +150,7 @@ NETWORK-ENDPOINT(SHORT-NAME=E NETWORK-ENDPOINT-ADDRESSES(IPV-4-CONFIGURATION(IPV
 NETWORK-ENDPOINT(SHORT-NAME=F NETWORK-ENDPOINT-ADDRESSES(IPV-6-CONFIGURATION()))
 PDU-TRIGGERINGS(PDU-TRIGGERING(SHORT-NAME=P I-PDU-REF=/x/P I-PDU-PORT-REFS(I-PDU-PORT-REF=/x/E/o))
  PDU-TRIGGERING(SHORT-NAME=L I-PDU-REF=/x/Long I-PDU-PORT-REFS(I-PDU-PORT-REF=/x/E/i))
- PDU-TRIGGERING(SHORT-NAME=Q I-PDU-REF=/x/Q) PDU-TRIGGERING(SHORT-NAME=S I-PDU-REF=/x/S))
+ PDU-TRIGGERING(SHORT-NAME=Q I-PDU-REF=/x/Q))
 SO-AD-CONFIG(CONNECTION-BUNDLES(SOCKET-CONNECTION-BUNDLE(SERVER-PORT-REF=/x/c/n/f BUNDLED-CONNECTIONS(
   SOCKET-CONNECTION(CLIENT-PORT-REF=/x/c/n/e PDUS()" +
            identifiers + R"()))))
@@ -161,13 +161,13 @@ SO-AD-CONFIG(CONNECTION-BUNDLES(SOCKET-CONNECTION-BUNDLE(SERVER-PORT-REF=/x/c/n/
     TP-CONFIGURATION(UDP-TP(UDP-TP-PORT(PORT-NUMBER=2000)))))
   SOCKET-ADDRESS(SHORT-NAME=g APPLICATION-ENDPOINT(NETWORK-ENDPOINT-REF=/x/c/n/E
     TP-CONFIGURATION(TCP-TP(TCP-TP-PORT(PORT-NUMBER=3000)))))" +
-           statics + R"()))))))
+           statics + R"())))))
 ECU(SHORT-NAME=E I-PDU-PORT(SHORT-NAME=o COMMUNICATION-DIRECTION=OUT) I-PDU-PORT(SHORT-NAME=i COMMUNICATION-DIRECTION=IN)))" +
            more;
 }
 
 std::string over(const std::string& triggering, const std::string& header = "") {
-    return "SOCKET-CONNECTION-IPDU-IDENTIFIER(" + header + " PDU-TRIGGERING-REF=/x/c/n/" + triggering + ")";
+    return "SOCKET-CONNECTION-IPDU-IDENTIFIER(" + header + " PDU-TRIGGERING-REF=/x/" + triggering + ")";
 }
 
 TEST(ArxmlEthernet, PutsPdusIntoDatagrams) {
@@ -177,16 +177,16 @@ TEST(ArxmlEthernet, PutsPdusIntoDatagrams) {
         const char* name;
         std::string description, expected;
     } rows[] = {
-        {"a header, and its sender", ethernet(over("P", "HEADER-ID=7")),
+        {"a header, and its sender", ethernet(over("c/n/P", "HEADER-ID=7")),
          "P.A 8l [IPDU 7 10.0.0.1:1000>0.0.0.0:2000/17 v5 @0]\nP.W 16b [IPDU 7 10.0.0.1:1000>0.0.0.0:2000/17 "
          "v5 @15]\n" +
              ipv6},
-        {"no header, and an unknown sender", ethernet(over("Q")),
+        {"no header, and an unknown sender", ethernet(over("c/n/Q")),
          "Q.A 8l [DEFAULT 0 0.0.0.0:2000>10.0.0.1:1000/17 v5 @0] [DEFAULT 0 10.0.0.1:1000>0.0.0.0:2000/17 v5 "
          "@0]\n" +
              ipv6 + "/x/A: its update bit is not looked at\n"},
         {"a container takes the place of headers, but not in one",
-         ethernet(over("L") + over("L", "HEADER-ID=8")),
+         ethernet(over("c/n/L") + over("c/n/L", "HEADER-ID=8")),
          "P.A 8l [IPDU 65537 0.0.0.0:2000>10.0.0.1:1000/17 v5 @0]\nP.W 16b [IPDU 65537 "
          "0.0.0.0:2000>10.0.0.1:1000/17 v5 @15]\n" +
              ipv6 +
@@ -230,11 +230,12 @@ INTERFACE(SHORT-NAME=I VARIABLE-DATA-PROTOTYPE(SHORT-NAME=E TYPE-TREF=/x/S)))";
 
 TEST(ArxmlSomeIp, LaysOutStructures) {
     const std::string serialized = R"(
-I-SIGNAL-I-PDU(SHORT-NAME=S I-SIGNAL-TO-PDU-MAPPINGS(I-SIGNAL-TO-I-PDU-MAPPING(SHORT-NAME=s I-SIGNAL-REF=/x/G)))
-I-SIGNAL(SHORT-NAME=G SYSTEM-SIGNAL-REF=/x/G DATA-TRANSFORMATIONS(X(DATA-TRANSFORMATION-REF=/x/c))
+TRIGGERINGS(SHORT-NAME=n PDU-TRIGGERING(SHORT-NAME=N I-PDU-REF=/x/N))
+I-SIGNAL-I-PDU(SHORT-NAME=N I-SIGNAL-TO-PDU-MAPPINGS(I-SIGNAL-TO-I-PDU-MAPPING(SHORT-NAME=s I-SIGNAL-REF=/x/G)))
+I-SIGNAL(SHORT-NAME=G SYSTEM-SIGNAL-REF=/x/G DATA-TRANSFORMATIONS(X(DATA-TRANSFORMATION-REF=/x/d))
   TRANSFORMATION-I-SIGNAL-PROPSS(SOMEIP-TRANSFORMATION-I-SIGNAL-PROPS(SOMEIP-TRANSFORMATION-I-SIGNAL-PROPS-VARIANTS(
     SOMEIP-TRANSFORMATION-I-SIGNAL-PROPS-CONDITIONAL(SIZE-OF-ARRAY-LENGTH-FIELDS=4 SIZE-OF-STRUCT-LENGTH-FIELDS=2)))))
-DATA-TRANSFORMATION(SHORT-NAME=c TRANSFORMER-CHAIN-REFS(TRANSFORMER-CHAIN-REF=/x/s TRANSFORMER-CHAIN-REF=/x/e2e))
+DATA-TRANSFORMATION(SHORT-NAME=d TRANSFORMER-CHAIN-REFS(TRANSFORMER-CHAIN-REF=/x/s TRANSFORMER-CHAIN-REF=/x/e2e))
 TRANSFORMATION-TECHNOLOGY(SHORT-NAME=s PROTOCOL=SOMEIP BUFFER-PROPERTIES(HEADER-LENGTH=64)
   TRANSFORMATION-DESCRIPTIONS(SOMEIP-TRANSFORMATION-DESCRIPTION(BYTE-ORDER=MOST-SIGNIFICANT-BYTE-LAST)))
 TRANSFORMATION-TECHNOLOGY(SHORT-NAME=e2e PROTOCOL=E2E BUFFER-PROPERTIES(HEADER-LENGTH=96))
@@ -260,7 +261,7 @@ SOMEIP-SERVICE-INTERFACE-DEPLOYMENT(SHORT-NAME=d SERVICE-INTERFACE-ID=0x2101 MET
              "/x/d: its methods are not decoded: call and answer have one identifier\n"},
         // 12 bytes of E2E, 2 and a byte; 4 of the array, 2 and 6 bytes, 2 and 6 bytes
         {"lengths, a protected header and least significant bytes first",
-         ethernet(over("S", "HEADER-ID=0x21018002")) + serialized + types("CATEGORY=STRING"),
+         ethernet(over("n/N", "HEADER-ID=0x21018002")) + serialized + types("CATEGORY=STRING"),
          [] {
              std::string text;
              for (const auto& [name, bit] : {std::pair{"b 8l", 112},
@@ -268,14 +269,14 @@ SOMEIP-SERVICE-INTERFACE-DEPLOYMENT(SHORT-NAME=d SERVICE-INTERFACE-ID=0x2101 MET
                                              {"a_0_f 32l", 184},
                                              {"a_1_w 16l", 232},
                                              {"a_1_f 32l", 248}}) {
-                 text += "S." + std::string(name) + " [SOME/IP 553746434 0.0.0.0:2000>10.0.0.1:1000/17 v5 @" +
+                 text += "N." + std::string(name) + " [SOME/IP 553746434 0.0.0.0:2000>10.0.0.1:1000/17 v5 @" +
                          std::to_string(bit) + "] [SOME/IP 553746434 10.0.0.1:1000>0.0.0.0:2000/17 v5 @" +
                          std::to_string(bit) + "]\n";
              }
              return text;
          }() +
              "/x/c/n/F: its IPv6 address is not compared: frames from and to any address are decoded\n"
-             "/x/S/l: values of variable size; it and what follows it in S is not decoded\n"},
+             "/x/S/l: values of variable size; it and what follows it in N is not decoded\n"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(shown<ethernetSignalDef_t>(row.description), row.expected) << row.name;
