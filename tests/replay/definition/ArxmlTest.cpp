@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace rksignal {
+namespace rksignal::arxmltest {
 namespace {
 
 /// Elements written a line each as `A/B@KEY=VALUE text`, children further in: the text is the SHORT-NAME of
@@ -388,4 +388,4 @@ TEST(Arxml, FilesAreReadTogetherAndClustersChosen) {
 }
 
 } // namespace
-} // namespace rksignal
+} // namespace rksignal::arxmltest
