@@ -37,8 +37,8 @@ struct BusBits {
 /// frame switches: it is taken that it does.
 RKREPLAY_EXPORT BusBits canBits(const CANExtTraceMessage& frame);
 
-/// The bits of a LIN frame: 34 of the header, 10 a data byte and 10 of the checksum (LIN 2.2A, 2.3.2), without
-/// the time that nodes let pass between bytes.
+/// The bits of a LIN frame: 34 of the header, 10 a data byte and 10 of the checksum (LIN 2.2A, 2.3.2),
+/// without the time that nodes let pass between bytes.
 RKREPLAY_EXPORT BusBits linBits(std::size_t dataBytes);
 
 } // namespace rksignal

@@ -10,9 +10,8 @@ constexpr unsigned precision = 7; // bits: a bucket is 1/128 wide
 
 std::uint64_t bucketKey(std::uint64_t interval) {
     constexpr std::uint64_t firstLinear = std::uint64_t{2} << precision;
-    const auto shift = interval < firstLinear
-                           ? 0U
-                           : static_cast<unsigned>(std::bit_width(interval)) - precision - 1;
+    const auto shift =
+        interval < firstLinear ? 0U : static_cast<unsigned>(std::bit_width(interval)) - precision - 1;
     return (std::uint64_t{shift} << precision) + (interval >> shift);
 }
 
@@ -48,8 +47,9 @@ void IntervalSketch::enter(std::uint64_t interval) {
 }
 
 void IntervalSketch::insert(std::uint64_t key) {
-    const auto at = std::lower_bound(buckets.begin(), buckets.end(), key,
-                                     [](const Bucket& bucket, std::uint64_t wanted) { return bucket.key < wanted; });
+    const auto at =
+        std::lower_bound(buckets.begin(), buckets.end(), key,
+                         [](const Bucket& bucket, std::uint64_t wanted) { return bucket.key < wanted; });
     latest = static_cast<std::size_t>(at - buckets.begin());
     if (at != buckets.end() && at->key == key) {
         ++at->count;
@@ -85,8 +85,8 @@ std::uint64_t IntervalSketch::percentile(unsigned percent) const {
         return 0;
     }
     // Without overflow, whatever the count: hundreds and the rest apart.
-    const std::uint64_t rank = std::max<std::uint64_t>(
-        1, total / 100 * percent + (total % 100 * percent + 99) / 100);
+    const std::uint64_t rank =
+        std::max<std::uint64_t>(1, total / 100 * percent + (total % 100 * percent + 99) / 100);
     if (total <= exactIntervals) {
         std::vector<std::uint64_t> sorted = exact;
         const auto at = sorted.begin() + static_cast<std::ptrdiff_t>(rank - 1);
