@@ -236,6 +236,12 @@ void Catalog::addJsonText(std::string_view text, const std::string& name) {
     add(parseJsonDefinitions(text, name));
 }
 
+void Catalog::addDefinitions(std::span<const DefinitionSource> sources, const DefinitionSettings& settings) {
+    for (DefinitionFile& file : readDefinitions(sources, settings)) {
+        add(std::move(file));
+    }
+}
+
 void Catalog::add(DefinitionFile&& file) {
     FileAdder(*this, std::move(file)).add();
 }

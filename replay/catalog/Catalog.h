@@ -6,6 +6,7 @@
 #include "catalog/MessageDecoder.h"
 #include "catalog/ParameterGroup.h"
 #include "definition/Definition.h"
+#include "definition/DefinitionReader.h"
 #include "definition/FreeNames.h"
 #include "signal/FrameTable.h"
 #include "text/Export.h"
@@ -82,6 +83,10 @@ class RKREPLAY_EXPORT Catalog {
     void addJson(const std::string& path);
     /// The same of text that is there already; `name` is what remarks call it.
     void addJsonText(std::string_view text, const std::string& name);
+
+    /// Adds files of any format, recognised by their content. See readDefinitions(). \throws Error,
+    /// RemarkError if a file cannot be used: then nothing is added
+    void addDefinitions(std::span<const DefinitionSource> sources, const DefinitionSettings& settings = {});
 
     /// Adds what a reader has made of a file of any format.
     void add(DefinitionFile&& file);

@@ -129,7 +129,7 @@ std::optional<std::string_view> textKind(std::string_view head) {
 } // namespace
 
 std::string_view contentKind(std::string_view head) {
-    if (head.empty()) {
+    if (head.find_first_not_of(" \t\r\n") == head.npos) {
         return "an empty file";
     }
     if (const auto kind = beginning(binaryKinds, head)) {
@@ -154,6 +154,20 @@ bool isDbcStatement(std::string_view line) {
     const std::size_t next = line.find_first_not_of(" \t\r", wordEnd);
     return isDbcKeyword(line.substr(first, wordEnd - first)) &&
            (next == line.npos || line[next] == '"' || line[next] == ':' || isDigit(line[next]));
+}
+
+bool holdsDbcStatement(std::string_view text) {
+    constexpr std::size_t headSize = 65536;
+    constexpr const char* blanks = " \t\r\n";
+    const std::string_view head = withoutByteOrderMark(text).substr(0, headSize);
+    std::size_t at = head.find_first_not_of(blanks);
+    while (at < head.size()) {
+        if (isDbcKeyword(head.substr(at, head.find_first_of(" \t\r\n:\"", at) - at))) {
+            return true;
+        }
+        at = head.find_first_not_of(blanks, std::min(head.find('\n', at), head.size()));
+    }
+    return false;
 }
 
 } // namespace rksignal

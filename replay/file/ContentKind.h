@@ -17,4 +17,7 @@ std::string_view contentKind(std::string_view head);
 /// Whether the line starts a statement of a DBC file, as `VERSION ""`, `NS_ :` or `BO_ 291 Engine: 8 X`.
 bool isDbcStatement(std::string_view line);
 
+/// Whether a line of the text's first 64 KB begins with a word of a DBC file.
+bool holdsDbcStatement(std::string_view text);
+
 } // namespace rksignal

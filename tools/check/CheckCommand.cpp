@@ -1,9 +1,7 @@
 #include "check/CheckCommand.h"
 
 #include "command/DefinitionArguments.h"
-#include "command/FileEnding.h"
 #include "command/UsageError.h"
-#include "definition/dbc/DbcDetection.h"
 #include "output/OutputBuffer.h"
 
 #include <CLI/CLI.hpp>
@@ -12,10 +10,6 @@
 
 namespace rksignal {
 namespace {
-
-bool isDbcFile(const std::string& path) {
-    return path != "-" && (hasEnding(path, ".dbc") || isDbcText(path));
-}
 
 /// A number of things: `1 error`, `2 errors`, `no errors`.
 std::string quantity(std::size_t number, const std::string& thing) {
@@ -33,7 +27,7 @@ class CheckRun {
     }
 
     ExitStatus run() {
-        if (definitions.empty() && conditions.files.empty() && conditions.when.empty()) {
+        if (definitions.definitions.empty() && conditions.files.empty() && conditions.when.empty()) {
             throw UsageError("there is nothing to check");
         }
         InputSet inputs; // nothing is written
@@ -49,10 +43,7 @@ class CheckRun {
 
   private:
     std::vector<std::string>& filesLike(const std::string& path) {
-        if (isSignalFile(path)) {
-            return definitions.signalFiles;
-        }
-        return isDbcFile(path) ? definitions.definitions : conditions.files;
+        return isDefinitionFile(path) ? definitions.definitions : conditions.files;
     }
 
     void add(const std::vector<Condition>& compiled) {
@@ -85,11 +76,11 @@ class CheckRun {
 
     std::string summary(std::size_t conditionCount) const {
         std::string text;
-        if (!definitions.empty()) {
-            text =
-                quantity(definitions.definitions.size() + definitions.signalFiles.size(), "definition file") +
-                ": " + quantity(catalog.decoders().size(), "message") + ", " +
-                quantity(catalog.signals().size(), "signal") + ", " + quantity(definitionErrors(), "error");
+        if (!definitions.definitions.empty()) {
+            text = quantity(definitions.definitions.size(), "definition file") + ": " +
+                   quantity(catalog.decoders().size(), "message") + ", " +
+                   quantity(catalog.signals().size(), "signal") + ", " +
+                   quantity(definitionErrors(), "error");
         }
         if (!conditions.files.empty() || !conditions.when.empty()) {
             text += (text.empty() ? "" : "; ") + quantity(conditionCount, "condition") + ": " +
@@ -124,7 +115,7 @@ ExitStatus check(const CheckOptions& options, const Console& console) {
 void addCheckCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<CheckOptions>();
     CLI::App& command = *program.add_subcommand("check", "Check definitions and conditions without a trace");
-    command.add_option("FILE", options->files, "Definition files (.dbc, .json) and files of conditions");
+    command.add_option("FILE", options->files, "Definition files and files of conditions");
     addDefinitionArguments(command, *options);
     addConditionArguments(command, options->conditions);
     command.callback([options, &console, &status] { status = check(*options, console); });

@@ -6,7 +6,8 @@
 #include "trace/TraceFormat.h"
 
 #include <CLI/CLI.hpp>
-#include <new>
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <unistd.h>
 
@@ -24,20 +25,14 @@ std::uint8_t channelNumber(std::string_view text, const std::string& argument) {
     throw UsageError(argument + ": the channel is not a number from 0 to 255");
 }
 
-/// \throws UsageError if the file is a trace: read as definitions it would be an error in every line
-void refuseTrace(const std::string& path) {
+/// \throws UsageError if the file is a trace: read as definitions it would be an error in every line. If it
+/// is a pattern
+void refuseOthers(const std::string& path) {
+    if (path.find_first_of("*?[") != path.npos && access(path.c_str(), F_OK) != 0) {
+        throw UsageError(path + ": no such file of definitions; --only takes patterns");
+    }
     if (const auto format = path != "-" ? detectTrace(path) : std::nullopt) {
         throw UsageError(path + " is " + formatName(*format) + ", not a file of definitions");
-    }
-}
-
-/// Calls `load`. \throws UsageError if the memory does not suffice
-template <class Load>
-void namingFile(const std::string& path, Load&& load) {
-    try {
-        load();
-    } catch (const std::bad_alloc&) {
-        throw UsageError(path + ": too large for the memory");
     }
 }
 
@@ -52,14 +47,42 @@ std::uint8_t boundChannel(std::string_view name, const std::string& argument, Ch
     return *channel;
 }
 
+/// An argument of the form `[CHANNEL=]NAME`.
+ClusterChoice clusterChoice(const std::string& argument, ChannelMap& channels) {
+    const std::size_t equals = argument.find('=');
+    const std::string name = argument.substr(equals + 1); // npos + 1 is 0
+    if (name.empty() || equals == 0) {
+        throw UsageError("--cluster " + argument + ": not of the form NAME or CHANNEL=NAME");
+    }
+    if (equals == argument.npos) {
+        return {name, std::nullopt};
+    }
+    return {name,
+            boundChannel(std::string_view(argument).substr(0, equals), "--cluster " + argument, channels)};
+}
+
+constexpr std::string_view formats = "DBC, JSON, LDF, KCD, SYM, ARXML";
+
 } // namespace
 
 void addDefinitionArguments(CLI::App& command, DefinitionOptions& options) {
-    command.add_option("--dbc", options.definitions, "Signal definitions, for one channel or for all")
-        ->type_name("[CHANNEL=]FILE")
-        ->allow_extra_args(false);
-    command.add_option("--signals", options.signalFiles, "Definitions of signals of all kinds")
-        ->type_name("FILE.json")
+    const auto add = [&](const std::string& name,
+                         const std::string& description) { // they are called in order
+        command
+            .add_option_function<std::vector<std::string>>(
+                name,
+                [&options](const std::vector<std::string>& files) {
+                    options.definitions.insert(options.definitions.end(), files.begin(), files.end());
+                },
+                description)
+            ->type_name("[CHANNEL=]FILE")
+            ->allow_extra_args(false);
+    };
+    add("--dbc", "As --definitions");
+    add("--definitions", "Definitions of signals (" + std::string(formats) + "), for one channel or for all");
+    add("--signals", "As --definitions");
+    command.add_option("--cluster", options.clusters, "Read only these clusters of ARXML and KCD files")
+        ->type_name("[CHANNEL=]NAME")
         ->allow_extra_args(false);
     command
         .add_option("--channel", options.channels,
@@ -68,8 +91,11 @@ void addDefinitionArguments(CLI::App& command, DefinitionOptions& options) {
         ->allow_extra_args(false);
 }
 
-bool isSignalFile(std::string_view path) {
-    return hasEnding(path, ".json");
+bool isDefinitionFile(const std::string& path) {
+    constexpr const char* endings[] = {".dbc", ".json", ".ldf", ".kcd", ".sym", ".arxml"};
+    return std::any_of(std::begin(endings), std::end(endings),
+                       [&path](const char* ending) { return hasEnding(path, ending); }) ||
+           (path != "-" && detectDefinitions(path));
 }
 
 void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels) {
@@ -87,7 +113,7 @@ void assignChannels(const std::vector<std::string>& arguments, ChannelMap& chann
     }
 }
 
-DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelMap& channels) {
+DefinitionSource parseDefinitionArgument(const std::string& argument, ChannelMap& channels) {
     const std::size_t equals = argument.find('=');
     const bool isPath =
         equals == argument.npos || argument.find('/') < equals || access(argument.c_str(), F_OK) == 0;
@@ -104,21 +130,17 @@ DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelM
 void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog,
                      InputSet& inputs) {
     assignChannels(options.channels, channels);
+    std::vector<DefinitionSource> sources;
     for (const std::string& argument : options.definitions) {
-        const DefinitionArgument file = parseDefinitionArgument(argument, channels);
-        refuseTrace(file.path);
-        inputs.add(file.path);
-        namingFile(file.path, [&] { catalog.addDbc(file.path, file.channel); });
+        DefinitionSource& source = sources.emplace_back(parseDefinitionArgument(argument, channels));
+        refuseOthers(source.path);
+        inputs.add(source.path);
     }
-    for (const std::string& path : options.signalFiles) {
-        if (!isSignalFile(path)) {
-            throw UsageError("--signals " + path + ": the name of a definition file ends in .json" +
-                             (path.find_first_of("*?[") != path.npos ? "; --only takes patterns" : ""));
-        }
-        refuseTrace(path);
-        inputs.add(path);
-        namingFile(path, [&] { catalog.addJson(path); });
+    DefinitionSettings settings;
+    for (const std::string& argument : options.clusters) {
+        settings.clusters.push_back(clusterChoice(argument, channels));
     }
+    catalog.addDefinitions(sources, settings);
 }
 
 } // namespace rksignal

@@ -3,13 +3,11 @@
 #pragma once
 
 #include "catalog/Catalog.h"
+#include "definition/DefinitionReader.h"
 #include "output/InputSet.h"
 #include "trace/ChannelMap.h"
 
-#include <cstdint>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace CLI {
@@ -21,33 +19,25 @@ namespace rksignal {
 /// What a command gets its definitions from.
 struct DefinitionOptions {
     std::vector<std::string> definitions; ///< `[CHANNEL=]FILE`, CHANNEL a number or an interface name
-    std::vector<std::string> signalFiles; ///< of definitions of all kinds
+    std::vector<std::string> clusters;    ///< `[CHANNEL=]NAME`
     std::vector<std::string> channels;    ///< `NAME=N`
-
-    bool empty() const { return definitions.empty() && signalFiles.empty(); }
 };
 
-/// Adds `--dbc`, `--signals` and `--channel`. `options` must outlive `command`.
+/// Adds `--definitions` and its shorter names `--dbc` and `--signals`, `--cluster` and `--channel`. Files of
+/// `--dbc` come first, those of `--signals` last. `options` must outlive `command`.
 void addDefinitionArguments(CLI::App& command, DefinitionOptions& options);
 
-/// Whether the name is that of a definition file of all kinds, by its end `.json`.
-bool isSignalFile(std::string_view path);
+/// Whether the file is one of definitions, by the end of its name or by its content. \throws Error
+bool isDefinitionFile(const std::string& path);
 
 /// Enters arguments of the form `NAME=N`. \throws UsageError
 void assignChannels(const std::vector<std::string>& arguments, ChannelMap& channels);
 
-/// An argument of the form `[CHANNEL=]FILE`.
-struct DefinitionArgument {
-    std::string path;
-    std::optional<std::uint8_t> channel;
-};
+/// Takes an argument `[CHANNEL=]FILE` apart. CHANNEL is a channel number or an interface name. An argument
+/// that is the name of a file, or has a `/` before its first `=`, has no CHANNEL. \throws UsageError
+DefinitionSource parseDefinitionArgument(const std::string& argument, ChannelMap& channels);
 
-/// Takes an argument apart. CHANNEL is a channel number or an interface name. An argument that is the name
-/// of a file, or has a `/` before its first `=`, has no CHANNEL. \throws UsageError
-DefinitionArgument parseDefinitionArgument(const std::string& argument, ChannelMap& channels);
-
-/// Reads all files, DBC files first, after the channels, and enters them in `inputs`. \throws UsageError,
-/// Error
+/// Reads all files in their order, after the channels, and enters them in `inputs`. \throws UsageError, Error
 void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog,
                      InputSet& inputs);
 

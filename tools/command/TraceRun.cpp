@@ -35,16 +35,14 @@ std::map<std::string, std::int64_t> parseShifts(const TraceOptions& options) {
 
 /// The first definition file, and whether there are others.
 std::string nameFiles(const DefinitionOptions& options) {
-    const auto& files = options.definitions.empty() ? options.signalFiles : options.definitions;
-    const bool isAlone = options.definitions.size() + options.signalFiles.size() == 1;
-    return files.front() + (isAlone ? "" : " and the others");
+    return options.definitions.front() + (options.definitions.size() == 1 ? "" : " and the others");
 }
 
 } // namespace
 
 TraceRun::TraceRun(const TraceOptions& options, const Console& console) : options(options), console(console) {
-    if (options.empty()) {
-        throw UsageError("there are no definitions: --dbc or --signals gives them");
+    if (options.definitions.empty()) {
+        throw UsageError("there are no definitions: --definitions gives them");
     }
     loadDefinitions(options, traces.channels(), signals, files);
     printNotes();

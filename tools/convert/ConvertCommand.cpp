@@ -39,7 +39,7 @@ std::size_t countSignals(const Catalog& catalog) {
 }
 
 ExitStatus convertDefinitions(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
-    const DefinitionArgument input = parseDefinitionArgument(options.input, channels);
+    const DefinitionSource input = parseDefinitionArgument(options.input, channels);
     InputSet inputs;
     inputs.add(input.path);
     Catalog catalog;

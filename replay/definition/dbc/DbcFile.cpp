@@ -28,18 +28,9 @@ std::string toUtf8(std::string text, DbcNotes& notes) {
 
 /// \throws Error if no line of the text's head begins with a word of a DBC file
 void expectDbc(std::string_view text, const std::string& path) {
-    constexpr std::size_t headSize = 65536;
-    constexpr const char* blanks = " \t\r\n";
-    const std::string_view head = withoutByteOrderMark(text).substr(0, headSize);
-    std::size_t at = head.find_first_not_of(blanks);
-    const bool isBlank = at == head.npos;
-    while (at < head.size()) {
-        if (isDbcKeyword(head.substr(at, head.find_first_of(" \t\r\n:\"", at) - at))) {
-            return;
-        }
-        at = head.find_first_not_of(blanks, std::min(head.find('\n', at), head.size()));
+    if (!holdsDbcStatement(text)) {
+        throw Error(path + " is " + std::string(contentKind(text)) + ", not a DBC file");
     }
-    throw Error(path + " is " + std::string(contentKind(isBlank ? "" : head)) + ", not a DBC file");
 }
 
 } // namespace

@@ -22,12 +22,13 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
     const std::string help = "Run with --help for more information.\n";
     const std::pair<std::string, std::string> rows[] = {
         {"rksignal encode", "A subcommand is required\n" + help},
-        {"rksignal decode t.log", "rksignal: there are no definitions: --dbc or --signals gives them\n"},
+        {"rksignal decode t.log", "rksignal: there are no definitions: --definitions gives them\n"},
         {"rksignal decode --dbc a.dbc", "rksignal: there is no trace\n"},
         {"$decode absent.log", "rksignal: cannot open absent.log: No such file or directory\n"},
         {"$decode .", "rksignal: cannot open .: Is a directory\n"},
         {"$decode --dbc absent.dbc", "rksignal: cannot open absent.dbc: No such file or directory\n"},
-        {"rksignal decode t.log --dbc /dev/null", "rksignal: /dev/null is an empty file, not a DBC file\n"},
+        {"rksignal decode t.log --dbc /dev/null",
+         "rksignal: /dev/null is an empty file, not a file of definitions\n"},
         {"$decode --dbc 256=a.dbc", "rksignal: 256=a.dbc: the channel is not a number from 0 to 255\n"},
         {"$decode --dbc =a.dbc", "rksignal: =a.dbc: no channel before '='\n"},
         {"$decode --channel can0", "rksignal: --channel can0: not of the form NAME=N\n"},
@@ -35,7 +36,7 @@ TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
         {"$decode --channel a=1 --channel a=2",
          "rksignal: --channel a=2: the interface has a channel already\n"},
         {"$decode --signals 'motor.*'",
-         "rksignal: --signals motor.*: the name of a definition file ends in .json; --only takes patterns\n"},
+         "rksignal: motor.*: no such file of definitions; --only takes patterns\n"},
         {"$decode --only 'motor.*'", "rksignal: --only motor.* matches no signal; close are Motor.Speed\n"},
         {"$decode -o no/out", "rksignal: cannot write no/out: No such file or directory\n"},
     };
