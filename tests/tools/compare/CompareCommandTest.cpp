@@ -11,7 +11,7 @@ TEST(CompareCommand, ComparesTraces) {
     TemporaryFolder folder;
     folder.write("a.dbc", "BO_ 256 M: 2 X\n SG_ A : 0|8@1+ (0.5,0) [0|0] \"\" X\n");
     folder.write("a.log",
-                 "(1.000) can0 100#0102\n(1.010) can0 100#0102\n(1.020) can0 100#0102\n(1.1) can1 7F#\n");
+                 "(1.000) can0 100#0102\n(1.010) can0 100#0102\n(1.020) can0 100#0102\n(1.1) can1 07F#\n");
     folder.write("b.log", "(5.000) can0 100#0302\n(5.020) can0 100#010204\n(5.040) can0 100#0102\n");
     const ProgramResult result = folder.run("rksignal compare --dbc a.dbc a.log b.log");
     EXPECT_EQ(result.status, 1);
@@ -23,11 +23,12 @@ TEST(CompareCommand, ComparesTraces) {
     EXPECT_EQ(result.messages, "differences: 5\n");
     EXPECT_EQ(
         folder
-            .run("rksignal compare --from +0.015 --for 0.01 --dbc a.dbc --tolerance 50 -q --format json "
+            .run("rksignal compare --from +0.015 --for 0.01 --dbc a.dbc --tolerance 20 -q --format json "
                  "a.log b.log")
             .output,
         R"({"kind":"traces","left":"a.log","right":"b.log","differences":[)"
-        R"({"object":"can 0 100","property":"longest","left":2,"right":3}]})"
+        R"({"object":"can 0 100","property":"shortest","left":2,"right":3},)"
+              R"({"object":"can 0 100","property":"longest","left":2,"right":3}]})"
         "\n");
     EXPECT_EQ(folder.run("rksignal compare a.log a.log").status, 0);
     folder.write("bad.log", "(1.0) can0 200#0\n");
