@@ -55,12 +55,12 @@ std::string identifierText(const MessageDefinition& message) {
 }
 
 const char* whyNotDecodable(const canSignalDef_t& record, bool isParameterGroup) {
-    constexpr unsigned classicBytes = 8;
     const bitfield::ByteRange bytes = bitfield::byteRange(record.startbit, record.bits, record.endian);
     if (bytes.numBytes > bitfield::maxRangeBytes) {
         return "touches more than 8 bytes";
     }
-    if (!record.canFD && !isParameterGroup && unsigned{bytes.startByte} + bytes.numBytes > classicBytes) {
+    if (!record.canFD && !isParameterGroup &&
+        unsigned{bytes.startByte} + bytes.numBytes > longestClassicFrame) {
         return "reaches beyond the 8 bytes of a classic frame";
     }
     return nullptr;

@@ -107,10 +107,19 @@ RKREPLAY_EXPORT std::optional<std::size_t> firstMultiplexer(const MessageDefinit
 /// Identifiers of CAN as traces show them: 3 digits, or 8 for an extended one.
 RKREPLAY_EXPORT std::string identifierText(const MessageDefinition& message);
 
-/// In bytes, what a message of CAN can have: 64 in a frame, 1785 as a parameter group of SAE J1939, which may
-/// come in several frames.
+/// In bytes, what a message of CAN can have: 8 in a classic frame, 64 in one of CAN FD, 1785 as a parameter
+/// group of SAE J1939, which may come in several frames.
+constexpr std::uint16_t longestClassicFrame = mostCanBytes(false);
 constexpr std::uint16_t longestFrame = mostCanBytes(true);
 constexpr std::uint16_t longestParameterGroup = 1785;
+
+/// Of LIN (ISO 17987).
+constexpr std::uint32_t greatestLinId = 63;
+constexpr std::uint16_t longestLinFrame = 8;
+
+/// Of FlexRay (ISO 17458).
+constexpr std::uint16_t greatestSlot = 2047;
+constexpr std::uint8_t communicationCycles = 64;
 
 /// Why a signal of CAN cannot be decoded, or null: it touches 9 bytes, or it lies beyond the first 8 bytes of
 /// a classic frame that is no parameter group.

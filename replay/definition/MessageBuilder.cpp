@@ -10,8 +10,6 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint32_t greatestLinId = 63;
-constexpr std::uint16_t longestLinFrame = 8;
 constexpr std::uint64_t widestSignal = 64;
 
 /// Bytes of a message up to the end of a signal. REQUIRES: the layout is one that fits into a message.

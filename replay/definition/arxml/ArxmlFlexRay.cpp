@@ -17,8 +17,6 @@ namespace rksignal {
 namespace {
 
 constexpr std::uint32_t longestFlexRayFrame = 254; ///< bytes
-constexpr std::uint16_t greatestSlot = 2047;
-constexpr std::uint64_t cycleCount = 64;
 
 /// When a frame is sent.
 struct FrameTiming {
@@ -98,9 +96,9 @@ class FlexRayClusterReader {
         const auto slot = arxmlUnsigned(arxmlText(timing, {"SLOT-ID"}));
         const auto counter = descendantNumber(timing, "CYCLE-COUNTER");
         const auto base = counter ? counter : descendantNumber(timing, "BASE-CYCLE");
-        const auto repetition = counter ? cycleCount : descendantNumber(timing, "CYCLE-REPETITION");
-        if (!slot || *slot == 0 || *slot > greatestSlot || base.value_or(0) >= cycleCount ||
-            repetition.value_or(1) == 0 || repetition.value_or(1) > cycleCount) {
+        const auto repetition = counter ? communicationCycles : descendantNumber(timing, "CYCLE-REPETITION");
+        if (!slot || *slot == 0 || *slot > greatestSlot || base.value_or(0) >= communicationCycles ||
+            repetition.value_or(1) == 0 || repetition.value_or(1) > communicationCycles) {
             model.leftOut(triggering, "frame without a valid slot and cycle, not decoded");
             return std::nullopt;
         }

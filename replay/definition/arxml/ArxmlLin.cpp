@@ -7,9 +7,6 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint64_t greatestLinId = 63;
-constexpr std::size_t longestLinFrame = 8;
-
 /// The signals of one PDU that lie in the 8 bytes of the frame.
 void addLinSignals(ArxmlReading& reading, const ArxmlPlacedPdu& placed, MessageDefinition& message) {
     describeArxmlMessage(reading, placed.pdu, message);

@@ -21,14 +21,10 @@ constexpr std::uint64_t max8 = std::numeric_limits<std::uint8_t>::max();
 constexpr std::uint64_t max16 = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint64_t max32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t maxPduId = 0xFFFFFF;
-constexpr std::uint64_t lastLinId = 63;
-constexpr unsigned classicBytes = 8;
 constexpr std::uint64_t lastClassicBit = 63;
 constexpr unsigned lastFdBit = 511;
 constexpr std::uint64_t lastGroupBit = 8 * longestParameterGroup - 1;
 constexpr std::uint64_t lastFlexRayBit = 2031; // of 254 bytes
-constexpr std::uint64_t lastSlot = 2047;
-constexpr std::uint64_t lastCycle = 63;
 constexpr std::uint64_t lastVlanId = 4095;
 
 // What messages and their signals say in the same words.
@@ -168,7 +164,7 @@ std::string checkEnd(const baseSignalDef_t& record, unsigned length) {
 /// For fields that lie in one word of 8 bytes.
 template <class Record>
 std::string checkWord(const Record& record) {
-    return checkEnd(record, classicBytes);
+    return checkEnd(record, longestClassicFrame);
 }
 
 std::string checkIdentifier(std::uint32_t id, bool extended, bool j1939) {
@@ -211,7 +207,7 @@ std::string checkCan(const CanRow& row) {
         return "expected a field that touches at most 8 bytes, found " + shownField(row.bits, row.startbit);
     }
     if (!row.canFD) {
-        return checkEnd(row, row.j1939 ? longestParameterGroup : classicBytes);
+        return checkEnd(row, row.j1939 ? longestParameterGroup : longestClassicFrame);
     }
     return row.startbit <= lastFdBit ? checkCommon(row)
                                      : "expected a startbit of at most 511 in a CAN FD frame, found " +
@@ -310,8 +306,9 @@ const DefinitionKind<linSignalDef_t>& linKind() {
     using Record = SignalRow<linSignalDef_t>;
     static const DefinitionKind<linSignalDef_t> kind = {
         SignalKind::Lin,
-        withFields<Record>({}, {required(field<Record>("msgId", &Record::msgId, IdentifierCodec{lastLinId},
-                                                       "Identifier of the frame, without parity"))}),
+        withFields<Record>({},
+                           {required(field<Record>("msgId", &Record::msgId, IdentifierCodec{greatestLinId},
+                                                   "Identifier of the frame, without parity"))}),
         plainDefaults<Record>, checkWord<Record>};
     return kind;
 }
@@ -325,9 +322,11 @@ const DefinitionKind<flexRaySignalDef_t>& flexRayKind() {
               "startBit", &Position::startBit, IntegerCodec{0, lastFlexRayBit},
               "As startbit elsewhere, counted from the start of the payload or of the PDU's data"),
           required(field<Position>("type", &Position::type, segments, "Segment of the communication cycle")),
-          required(field<Position>("slot", &Position::slot, IntegerCodec{1, lastSlot}, "Slot of the frame")),
-          field<Position>("baseCycle", &Position::baseCycle, IntegerCodec{0, lastCycle}, "First cycle"),
-          field<Position>("repetition", &Position::repetition, IntegerCodec{1, lastCycle + 1},
+          required(
+              field<Position>("slot", &Position::slot, IntegerCodec{1, greatestSlot}, "Slot of the frame")),
+          field<Position>("baseCycle", &Position::baseCycle, IntegerCodec{0, communicationCycles - 1},
+                          "First cycle"),
+          field<Position>("repetition", &Position::repetition, IntegerCodec{1, communicationCycles},
                           "Every how many cycles from there"),
           field<Position>("updateBit", &Position::updateBit, IntegerCodec{0, lastFlexRayBit},
                           "Bit of the payload that is 1 when the field has been updated"),

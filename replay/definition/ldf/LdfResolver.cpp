@@ -9,8 +9,6 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint64_t lastLinId = 63;
-
 /// Bytes of a frame without a length (LIN 1.3, 2.1): identifiers from 32 and from 48 on have more.
 std::uint64_t defaultLength(std::uint64_t id) {
     return id < 32 ? 2 : id < 48 ? 4 : 8;
@@ -153,7 +151,7 @@ MessageBuilder LdfResolver::frameBuilder(std::string_view name, std::uint64_t id
     message.kind = SignalKind::Lin;
     message.channel = channel;
     message.name = name;
-    message.id = static_cast<std::uint32_t>(std::min<std::uint64_t>(id, lastLinId + 1));
+    message.id = static_cast<std::uint32_t>(std::min<std::uint64_t>(id, greatestLinId + 1));
     if (const auto time = cycleTimes.find(name); time != cycleTimes.end() && time->second > 0) {
         message.cycleTime = time->second;
     }
@@ -227,7 +225,7 @@ void LdfResolver::addEventFrame(const LdfEventFrame& frame) {
     record.signal = "ProtectedId";
     for (const std::string_view name : frame.frames) {
         const auto carried = frames.find(name);
-        if (carried == frames.end() || carried->second->id > lastLinId) {
+        if (carried == frames.end() || carried->second->id > greatestLinId) {
             notes.error(frame.line, "event-triggered frame " + std::string(frame.name) +
                                         " carries a frame that is not defined: " + std::string(name));
             continue;
