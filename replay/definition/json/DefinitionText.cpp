@@ -2,6 +2,7 @@
 
 #include "definition/json/DefinitionKinds.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -194,6 +195,15 @@ std::string definitionText(const std::vector<MessageDefinition>& messages) {
     put("messages", writeMessages(messages));
     forEachKind([&](const auto& kind) { put(kindName(kind.kind), writeSignals(kind, messages)); });
     return document.dump(2) + '\n';
+}
+
+std::size_t messagesPutTogether(const std::vector<MessageDefinition>& messages) {
+    const auto count = static_cast<std::size_t>(
+        std::count_if(messages.begin(), messages.end(),
+                      [](const MessageDefinition& message) { return hasMessages(message.kind); }));
+    Identities identities = identitiesOf(messages);
+    std::erase_if(identities, [](const auto& entry) { return !hasMessages(std::get<0>(entry.first)); });
+    return count - identities.size();
 }
 
 std::string definitionSchema() {
