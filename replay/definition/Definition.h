@@ -13,6 +13,7 @@
 #include "input/InputSignal.h"
 #include "text/Export.h"
 #include "text/Remark.h"
+#include "trace/CanFrame.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -106,13 +107,9 @@ RKREPLAY_EXPORT std::optional<std::size_t> firstMultiplexer(const MessageDefinit
 /// Identifiers of CAN as traces show them: 3 digits, or 8 for an extended one.
 RKREPLAY_EXPORT std::string identifierText(const MessageDefinition& message);
 
-/// Of CAN, with 11 and with 29 bits.
-constexpr std::uint32_t greatestStandardId = 0x7FF;
-constexpr std::uint32_t greatestExtendedId = 0x1FFFFFFF;
-
 /// In bytes, what a message of CAN can have: 64 in a frame, 1785 as a parameter group of SAE J1939, which may
 /// come in several frames.
-constexpr std::uint16_t longestFrame = 64;
+constexpr std::uint16_t longestFrame = mostCanBytes(true);
 constexpr std::uint16_t longestParameterGroup = 1785;
 
 /// Why a signal of CAN cannot be decoded, or null: it touches 9 bytes, or it lies beyond the first 8 bytes of

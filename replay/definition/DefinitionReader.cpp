@@ -1,7 +1,9 @@
 #include "definition/DefinitionReader.h"
 
+#include "definition/arxml/ArxmlFile.h"
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/JsonDefinitions.h"
+#include "definition/kcd/KcdFile.h"
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
 
@@ -46,6 +48,14 @@ DefinitionFile readJson(Input& input, const std::vector<ClusterChoice>& /*cluste
     return file;
 }
 
+DefinitionFile readArxmlInput(Input& input, const std::vector<ClusterChoice>& clusters) {
+    std::vector<ArxmlText> texts;
+    for (Input::Text& each : input.texts) {
+        texts.push_back({std::move(each.text), each.path});
+    }
+    return parseArxml(std::move(texts), input.channel, clusters);
+}
+
 /// How a format is read, and what ContentKind.h calls it. Null: it is not read as definitions.
 struct FormatReader {
     DefinitionFormat format;
@@ -60,9 +70,12 @@ constexpr FormatReader readers[] = {
      }},
     {DefinitionFormat::Json, "a JSON file", readJson},
     {DefinitionFormat::Ldf, "an LDF file", nullptr},
-    {DefinitionFormat::Kcd, "a KCD file", nullptr},
+    {DefinitionFormat::Kcd, "a KCD file",
+     [](Input& input, const std::vector<ClusterChoice>& clusters) {
+         return parseKcd(std::move(input.single().text), input.single().path, input.channel, clusters);
+     }},
     {DefinitionFormat::Sym, "a SYM file", nullptr},
-    {DefinitionFormat::Arxml, "an ARXML file", nullptr},
+    {DefinitionFormat::Arxml, "an ARXML file", readArxmlInput},
 };
 
 const FormatReader& readerOf(DefinitionFormat format) {

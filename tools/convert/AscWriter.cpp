@@ -1,8 +1,8 @@
 #include "convert/AscWriter.h"
 
 #include "convert/LineText.h"
+#include "trace/CanFrame.h"
 
-#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cstdio>
@@ -35,15 +35,6 @@ std::string dateText(std::uint64_t timestamp) {
 
 char* writeNumber(char* out, unsigned number, int base = 10) {
     return std::to_chars(out, out + 8, number, base).ptr;
-}
-
-/// The smallest length code of a CAN FD frame (ISO 11898-1) with room for so many bytes.
-unsigned lengthCode(std::size_t bytes) {
-    constexpr std::uint8_t lengths[] = {12, 16, 20, 24, 32, 48, 64};
-    return bytes <= 8
-               ? static_cast<unsigned>(bytes)
-               : 9 + static_cast<unsigned>(std::lower_bound(std::begin(lengths), std::end(lengths), bytes) -
-                                           std::begin(lengths));
 }
 
 } // namespace
@@ -93,7 +84,7 @@ void AscWriter::receive(const CANExtTraceMessage& frame) {
     if (frame.isFd()) {
         at = writeNumber(writeText(at, "CANFD   "), frame.channel);
         at = writeIdentifier(writeText(at, " Rx   "));
-        at = writeNumber(writeText(at, "   0 0 "), lengthCode(frame.length), 16);
+        at = writeNumber(writeText(at, "   0 0 "), codeOfCanLength(frame.length), 16);
         at = writeNumber(writeText(at, " "), frame.length);
     } else {
         at = writeText(writeNumber(at, frame.channel), "  ");

@@ -1,7 +1,8 @@
 #include "convert/BlfWriter.h"
 
+#include "trace/CanFrame.h"
+
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <new>
 #include <zlib.h>
@@ -56,13 +57,6 @@ void appendSystemTime(std::string& bytes, std::uint64_t time) {
     append(bytes, static_cast<std::uint16_t>(clock.minutes().count()));
     append(bytes, static_cast<std::uint16_t>(clock.seconds().count()));
     append(bytes, static_cast<std::uint16_t>(clock.subseconds().count()));
-}
-
-/// The code of a CAN FD frame with at least so many bytes (ISO 11898-1).
-std::uint8_t lengthCode(std::uint8_t length) {
-    constexpr std::array<std::uint8_t, 16> lengths = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
-    return static_cast<std::uint8_t>(std::lower_bound(lengths.begin(), lengths.end(), length) -
-                                     lengths.begin());
 }
 
 } // namespace
@@ -125,7 +119,7 @@ void BlfWriter::receive(const CANExtTraceMessage& frame) {
                 frame.timestamp);
     append(content, std::uint16_t{frame.channel});
     append(content, std::uint8_t{0});
-    append(content, lengthCode(frame.length));
+    append(content, codeOfCanLength(frame.length));
     append(content, frame.canId | (frame.isExtended() ? extendedFlag : 0));
     if (frame.isFd()) {
         appendZeros(content, 5);

@@ -1,6 +1,6 @@
 #include "convert/TraceWriter.h"
 
-#include "definition/Definition.h"
+#include "trace/CanFrame.h"
 
 #include <cstddef>
 
@@ -25,10 +25,8 @@ void TraceWriter::pass(PassedMessage kind, std::uint64_t /*timestamp*/) {
 }
 
 bool isWellFormed(const CANExtTraceMessage& frame) {
-    constexpr std::size_t classicBytes = 8;
     return frame.frameFormat <= CANExtTraceMessage::FdExtended &&
-           frame.canId <= (frame.isExtended() ? greatestExtendedId : greatestStandardId) &&
-           frame.length <= (frame.isFd() ? frame.payload.size() : classicBytes);
+           frame.canId <= greatestCanId(frame.isExtended()) && frame.length <= mostCanBytes(frame.isFd());
 }
 
 } // namespace rksignal

@@ -48,6 +48,9 @@ class TriggerRun {
                    {timeout, moments, [this](std::uint64_t moment) { explanations->explainAll(moment); }}) {}
 
     TriggerStatus replay() {
+        if (options.conditions.print) {
+            return print();
+        }
         openWindows();
         OutputFile file(options.output, console.output, run.inputs());
         OutputBuffer out(file);
@@ -61,6 +64,17 @@ class TriggerRun {
     }
 
   private:
+    TriggerStatus print() {
+        OutputFile file(options.output, console.output, run.inputs());
+        OutputBuffer out(file);
+        for (std::size_t i = 0; i < triggers.size(); ++i) {
+            out.append(printedCondition(triggers.condition(i)));
+        }
+        out.finish();
+        file.complete();
+        return Fired;
+    }
+
     bool writesText() const { return options.explain || !options.moments.empty(); }
 
     std::vector<Condition> loadConditions() {

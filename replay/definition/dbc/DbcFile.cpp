@@ -7,7 +7,6 @@
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
 #include "text/DbcWords.h"
-#include "text/TextEncoding.h"
 
 #include <algorithm>
 #include <utility>
@@ -15,16 +14,6 @@
 namespace rksignal {
 
 namespace {
-
-std::string toUtf8(std::string text, DbcNotes& notes) {
-    const std::optional<std::size_t> invalid = findInvalidUtf8(text);
-    if (!invalid)
-        return text;
-    const auto line =
-        1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(*invalid), '\n');
-    notes.guess(static_cast<unsigned>(line), "text is not UTF-8; the file is taken as Windows-1252");
-    return windows1252ToUtf8(text);
-}
 
 /// \throws Error if no line of the text's head begins with a word of a DBC file
 void expectDbc(std::string_view text, const std::string& path) {
@@ -36,8 +25,8 @@ void expectDbc(std::string_view text, const std::string& path) {
 } // namespace
 
 DefinitionFile parseDbc(std::string text, std::string path, std::optional<std::uint8_t> channel) {
-    DbcNotes notes(path);
-    const std::string utf8 = toUtf8(std::move(text), notes);
+    DefinitionNotes notes(path);
+    const std::string utf8 = utf8Text(std::move(text), notes);
     DbcStatements statements = DbcParser(withoutByteOrderMark(utf8), notes).read();
     std::vector<MessageDefinition> messages = DbcResolver(statements, notes).resolve(channel);
     return {std::move(path), std::move(messages), notes.take(), /*choosesInstances=*/false};

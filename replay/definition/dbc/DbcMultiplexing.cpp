@@ -10,7 +10,7 @@ namespace {
 
 class MultiplexResolver {
   public:
-    MultiplexResolver(DbcMessageStatement& message, DbcNotes& notes)
+    MultiplexResolver(DbcMessageStatement& message, DefinitionNotes& notes)
         : message(message), signals(message.signals), notes(notes), states(signals.size(), State::Unknown) {}
 
     void resolve() {
@@ -84,14 +84,14 @@ class MultiplexResolver {
 
     DbcMessageStatement& message;
     std::vector<DbcSignalStatement>& signals;
-    DbcNotes& notes;
+    DefinitionNotes& notes;
     std::vector<State> states;
     std::vector<std::size_t> roots;
 };
 
 } // namespace
 
-void resolveMultiplexing(DbcMessageStatement& message, DbcNotes& notes) {
+void resolveMultiplexing(DbcMessageStatement& message, DefinitionNotes& notes) {
     MultiplexResolver(message, notes).resolve();
 }
 

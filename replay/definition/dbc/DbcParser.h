@@ -2,8 +2,8 @@
 /// Reads the statements of DBC text. Each is checked for itself here; what it refers to is found later.
 #pragma once
 
+#include "definition/DefinitionNotes.h"
 #include "definition/dbc/DbcLexer.h"
-#include "definition/dbc/DbcNotes.h"
 #include "definition/dbc/DbcStatements.h"
 
 #include <set>
@@ -18,7 +18,7 @@ namespace rksignal {
 class DbcParser {
   public:
     /// `text` must outlive the statements that are read from it.
-    DbcParser(std::string_view text, DbcNotes& notes) : lexer(text), notes(notes) {}
+    DbcParser(std::string_view text, DefinitionNotes& notes) : lexer(text), notes(notes) {}
 
     DbcStatements read();
 
@@ -69,7 +69,7 @@ class DbcParser {
     void readProtocol();
 
     DbcLexer lexer;
-    DbcNotes& notes;
+    DefinitionNotes& notes;
     DbcStatements statements;
     std::string_view keyword;                ///< of the current statement
     std::set<std::string_view> unknownWords; ///< already noted

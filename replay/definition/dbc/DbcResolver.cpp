@@ -2,21 +2,12 @@
 /// Applies the statements of a DBC file to the messages and signals they name.
 #include "definition/dbc/DbcResolver.h"
 
+#include "definition/MessageBuilder.h"
 #include "text/DbcWords.h"
-
-#include <bit>
 
 namespace rksignal {
 
 namespace {
-
-/// A value of a table as the raw word that the signal has then.
-std::uint64_t rawWord(signalValue_t type, std::uint64_t value) {
-    const auto number = static_cast<std::int64_t>(value);
-    if (type == signalValue_t::Float)
-        return std::bit_cast<std::uint32_t>(static_cast<float>(number));
-    return type == signalValue_t::Double ? std::bit_cast<std::uint64_t>(static_cast<double>(number)) : value;
-}
 
 /// Fills what the record says besides the signal's own lines.
 void completeRecord(canSignalDef_t& record, const MessageDefinition& message) {

@@ -3,7 +3,7 @@
 /// about, and leaves out what cannot be decoded.
 #pragma once
 
-#include "definition/dbc/DbcNotes.h"
+#include "definition/DefinitionNotes.h"
 #include "definition/dbc/DbcStatements.h"
 
 #include <string>
@@ -19,7 +19,7 @@ std::string describeDbcObject(const DbcReference& object);
 class DbcResolver {
   public:
     /// Both must outlive the resolver, and so must the text that `statements` refers to.
-    DbcResolver(DbcStatements& statements, DbcNotes& notes) : statements(statements), notes(notes) {}
+    DbcResolver(DbcStatements& statements, DefinitionNotes& notes) : statements(statements), notes(notes) {}
 
     /// The messages in use. Consumes the statements; called once.
     std::vector<MessageDefinition> resolve(std::optional<std::uint8_t> channel);
@@ -94,7 +94,7 @@ class DbcResolver {
     MessageDefinition finish(DbcMessageStatement& statement);
 
     DbcStatements& statements;
-    DbcNotes& notes;
+    DefinitionNotes& notes;
     std::unordered_map<std::uint32_t, std::size_t> messagesById;
     std::unordered_map<SignalKey, std::size_t, SignalKeyHash> signalsByName;
     std::unordered_map<std::string_view, std::size_t> tablesByName;

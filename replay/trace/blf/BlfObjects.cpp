@@ -1,5 +1,6 @@
 #include "trace/blf/BlfObjects.h"
 
+#include "trace/CanFrame.h"
 #include "trace/blf/BlfFormat.h"
 
 #include <algorithm>
@@ -144,10 +145,10 @@ BlfObjects::Content BlfObjects::takeCan(std::uint32_t id, bool isFd, std::size_t
     constexpr std::uint32_t extendedFlag = 0x80000000;
     const bool isExtended = (id & extendedFlag) != 0;
     can.canId = id & ~extendedFlag;
-    if (can.canId > (isExtended ? 0x1FFFFFFFU : 0x7FFU)) {
+    if (can.canId > greatestCanId(isExtended)) {
         return fail("identifier of more than 11 or 29 bits");
     }
-    if (length > (isFd ? can.payload.size() : classicBytes)) {
+    if (length > mostCanBytes(isFd)) {
         return fail("CAN frame with too many bytes");
     }
     if (length > data.size()) {

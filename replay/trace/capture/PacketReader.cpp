@@ -1,6 +1,7 @@
 #include "trace/capture/PacketReader.h"
 
 #include "rkutil/ByteOrder.h"
+#include "trace/CanFrame.h"
 
 #include <algorithm>
 #include <iterator>
@@ -114,7 +115,7 @@ std::optional<FrameContent> PacketReader::readCanFrame(std::uint32_t id, Bytes p
     can.channel = channel;
     can.frameFormat = (extended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard) |
                       (fd ? CANExtTraceMessage::FdStandard : CANExtTraceMessage::Standard);
-    can.canId = id & (extended ? 0x1FFFFFFFU : 0x7FFU);
+    can.canId = id & greatestCanId(extended);
     can.length = length;
     std::copy_n(packet.begin() + headLength, length, can.payload.begin());
     return &can;

@@ -138,7 +138,7 @@ LineLog::Line AscLog::readCan(std::uint8_t channel, LineWords words) {
     }
     const auto code = parseLengthCode(words.next());
     if (!sameWord(kind, "d") || !code ||
-        !setCan(channel, identifier->id, identifier->isExtended, false, lengthOfCode(*code, false))) {
+        !setCan(channel, identifier->id, identifier->isExtended, false, canLengthOfCode(*code, false))) {
         return malformed("not a classic CAN frame");
     }
     return words.bytes(can.payload.data(), can.length, base) ? Line::Can : malformed(tooFewBytes);

@@ -1,5 +1,6 @@
 #include "trace/log/CandumpLine.h"
 
+#include "trace/CanFrame.h"
 #include "trace/log/Seconds.h"
 
 #include <algorithm>
@@ -12,8 +13,6 @@ namespace rksignal {
 namespace {
 
 constexpr std::uint32_t errorFlag = 0x20000000; // of an 8-digit identifier
-constexpr std::uint32_t maxStandardId = 0x7FF;
-constexpr std::uint32_t maxExtendedId = 0x1FFFFFFF;
 
 /// The value of a hexadecimal digit by character, -1 for any other character.
 constexpr std::array<std::int8_t, 256> hexValues = [] {
@@ -174,14 +173,14 @@ class LineParser {
     const char* standardIdentifier(std::uint32_t value) {
         result.kind = CandumpLine::Kind::Data;
         result.frame.frameFormat = CANExtTraceMessage::Standard;
-        return value <= maxStandardId ? nullptr : "standard identifier is above 7FF";
+        return value <= greatestStandardId ? nullptr : "standard identifier is above 7FF";
     }
 
     const char* extendedIdentifier(std::uint32_t value) {
         const bool isError = (value & errorFlag) != 0;
         result.kind = isError ? CandumpLine::Kind::Error : CandumpLine::Kind::Data;
         result.frame.frameFormat = CANExtTraceMessage::Extended;
-        return (value & ~errorFlag) <= maxExtendedId ? nullptr : "extended identifier is above 1FFFFFFF";
+        return (value & ~errorFlag) <= greatestExtendedId ? nullptr : "extended identifier is above 1FFFFFFF";
     }
 
     /// 5 digits (virtual network and priority), then `FLAGS:TYPE:ACCEPTANCE#DATA`, which is not read.

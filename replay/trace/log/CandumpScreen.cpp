@@ -1,5 +1,6 @@
 #include "trace/log/CandumpScreen.h"
 
+#include "trace/CanFrame.h"
 #include "trace/log/LineDate.h"
 
 namespace rksignal {
@@ -160,8 +161,8 @@ const char* CandumpScreen::readFrame(std::string_view identifier, LineWords word
     frame.canId = *id;
     frame.frameFormat = (isExtended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard) |
                         (isFd ? CANExtTraceMessage::FdStandard : CANExtTraceMessage::Standard);
-    if ((isExtended ? *id & ~errorFlag : *id) > (isExtended ? 0x1FFFFFFFU : 0x7FFU) ||
-        length->bytes > (isFd ? frame.payload.size() : 8)) {
+    if ((isExtended ? *id & ~errorFlag : *id) > greatestCanId(isExtended) ||
+        length->bytes > mostCanBytes(isFd)) {
         return "identifier or length is too large";
     }
     frame.length = static_cast<std::uint8_t>(length->bytes);

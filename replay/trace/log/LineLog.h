@@ -5,6 +5,7 @@
 #include "rktrace/CANExtTraceMessage.h"
 #include "rktrace/FlexRayExtTraceMessage.h"
 #include "rktrace/LINTraceMessage.h"
+#include "trace/CanFrame.h"
 
 #include <cstdint>
 #include <string_view>
@@ -57,19 +58,10 @@ class LineLog {
         can.frameFormat = (isExtended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard) |
                           (isFd ? CANExtTraceMessage::FdStandard : CANExtTraceMessage::Standard);
         can.length = static_cast<std::uint8_t>(length);
-        return id <= (isExtended ? 0x1FFFFFFFU : 0x7FFU) && length <= (isFd ? can.payload.size() : 8);
+        return id <= greatestCanId(isExtended) && length <= mostCanBytes(isFd);
     }
 
     static constexpr const char* countedFrom1970 = "the log has no date: its times count from 1970-01-01";
 };
-
-/// The length in bytes that a length code of a CAN frame stands for (ISO 11898-1), 0 to 15.
-constexpr std::size_t lengthOfCode(std::size_t code, bool isFd) {
-    constexpr std::uint8_t fdLengths[] = {12, 16, 20, 24, 32, 48, 64};
-    if (code <= 8 || !isFd) {
-        return code < 8 ? code : 8;
-    }
-    return fdLengths[code < 16 ? code - 9 : 6];
-}
 
 } // namespace rksignal

@@ -125,7 +125,7 @@ LineLog::Line TrcLog::readFrame(const Frame& frame, LineWords data) {
     }
     constexpr std::size_t lastCode = 15; // above it stands a length all the same
     const std::size_t length = frame.isLengthCode && frame.length <= lastCode
-                                   ? lengthOfCode(frame.length, frame.isFd)
+                                   ? canLengthOfCode(frame.length, frame.isFd)
                                    : frame.length;
     if (!id || !setCan(frame.channel, *id, frame.identifier.size() > 4, frame.isFd, length)) {
         return malformed("not a CAN frame");

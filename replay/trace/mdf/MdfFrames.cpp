@@ -1,22 +1,13 @@
 #include "trace/mdf/MdfFrames.h"
 
+#include "trace/CanFrame.h"
+
 #include <algorithm>
-#include <array>
 
 namespace rksignal {
 namespace {
 
 constexpr std::uint64_t classicBytes = 8;
-constexpr std::uint64_t fdBytes = 64;
-
-/// ISO 11898-1: the number of bytes that a length code stands for.
-std::uint64_t canLength(std::uint64_t code, bool isFd) {
-    constexpr std::array<std::uint8_t, 7> longer = {12, 16, 20, 24, 32, 48, 64};
-    if (code <= classicBytes || !isFd) {
-        return std::min(code, classicBytes);
-    }
-    return longer[std::min<std::uint64_t>(code - classicBytes - 1, longer.size() - 1)];
-}
 
 void append(std::vector<std::uint8_t>& to, std::uint64_t number, unsigned bytes) {
     while (bytes > 0) {
@@ -31,7 +22,7 @@ std::optional<std::uint64_t> MdfFrames::announced(const MdfLayout& layout, const
         return layout[MdfMember::DataLength].of(record);
     }
     if (layout.event == MdfEvent::CanFrame && layout[MdfMember::Dlc].exists) {
-        return canLength(layout[MdfMember::Dlc].of(record), layout[MdfMember::Edl].of(record) != 0);
+        return canLengthOfCode(layout[MdfMember::Dlc].of(record), layout[MdfMember::Edl].of(record) != 0);
     }
     if (layout.event == MdfEvent::FlexRayFrame && layout[MdfMember::PayloadLength].exists) {
         return 2 * layout[MdfMember::PayloadLength].of(record);
@@ -74,21 +65,19 @@ std::optional<FrameContent> MdfFrames::read(const MdfLayout& layout, const std::
 std::optional<FrameContent> MdfFrames::readCan(const MdfLayout& layout, const std::uint8_t* record,
                                                Bytes data) {
     constexpr std::uint64_t extendedBit = 0x80000000;
-    constexpr std::uint64_t maxStandard = 0x7FF;
-    constexpr std::uint64_t maxExtended = 0x1FFFFFFF;
     const MdfField& id = layout[MdfMember::Id];
     const MdfField& edl = layout[MdfMember::Edl];
     const std::uint64_t word = id.of(record);
     const std::uint64_t number = word & ~extendedBit;
     const bool isTold = layout[MdfMember::Ide].exists || (id.mask & extendedBit) != 0;
     const bool isExtended = (word & extendedBit) != 0 || layout[MdfMember::Ide].of(record) != 0 ||
-                            (!isTold && number > maxStandard);
+                            (!isTold && number > greatestStandardId);
     const bool isFd = edl.of(record) != 0 || (!edl.exists && data.size() > classicBytes);
-    if (number > (isExtended ? maxExtended : maxStandard)) {
+    if (number > greatestCanId(isExtended)) {
         return fail(isExtended ? "extended identifier is above 1FFFFFFF"
                                : "standard identifier is above 7FF");
     }
-    if (data.size() > (isFd ? fdBytes : classicBytes)) {
+    if (data.size() > mostCanBytes(isFd)) {
         return fail(isFd ? "CAN FD frame of more than 64 bytes" : "classic CAN frame of more than 8 bytes");
     }
     can.channel = channel;

@@ -1,0 +1,84 @@
+/// \file
+/// LIN clusters: unconditional frames with their identifiers.
+#include "definition/arxml/ArxmlClusters.h"
+
+#include <string_view>
+
+namespace rksignal {
+namespace {
+
+constexpr std::uint64_t greatestLinId = 63;
+constexpr std::size_t longestLinFrame = 8;
+
+/// The signals of one PDU that lie in the 8 bytes of the frame.
+void addLinSignals(ArxmlReading& reading, const ArxmlPlacedPdu& placed, MessageDefinition& message) {
+    describeArxmlMessage(reading, placed.pdu, message);
+    for (const ArxmlSignal& signal : placed.pdu.signals) {
+        if (signal.multiplexing) {
+            reading.model.leftOut(placed.pdu.element, "multiplexed signals of LIN are not decoded");
+            continue;
+        }
+        linSignalDef_t record;
+        record.msgId = message.id;
+        auto added = arxmlSignal(reading, message, placed.pdu, signal, placed.offset, longestLinFrame,
+                                 std::move(record));
+        if (added) {
+            added->common().multiplexer = 0;
+            message.signals.push_back(std::move(*added));
+        }
+    }
+}
+
+void readLinFrame(ArxmlReading& reading, pugi::xml_node triggering) {
+    const pugi::xml_node frame = reading.model.target(triggering, {"FRAME-REF"});
+    if (!frame) {
+        return;
+    }
+    if (std::string_view(frame.name()) != "LIN-UNCONDITIONAL-FRAME" &&
+        std::string_view(frame.name()) != "FRAME") {
+        return reading.model.note(triggering, std::string(frame.name()) + " is not decoded by itself");
+    }
+    const auto id = arxmlUnsigned(arxmlText(triggering, {"IDENTIFIER"}));
+    const auto length = arxmlUnsigned(arxmlText(frame, {"FRAME-LENGTH"})).value_or(0);
+    if (!id || *id > greatestLinId || length > longestLinFrame) {
+        return reading.model.leftOut(triggering,
+                                     "IDENTIFIER or FRAME-LENGTH is none of LIN; the frame is not decoded");
+    }
+    MessageDefinition message = startArxmlMessage(reading, SignalKind::Lin, frame);
+    message.id = static_cast<std::uint32_t>(*id);
+    message.length = static_cast<std::uint16_t>(length);
+    const ArxmlNodes::Ends ends = reading.nodes.ofTriggering(triggering);
+    message.sender = ends.senders.empty() ? "" : ends.senders.front();
+    std::vector<ArxmlPlacedPdu> placed;
+    for (const pugi::xml_node mapping :
+         frame.child("PDU-TO-FRAME-MAPPINGS").children("PDU-TO-FRAME-MAPPING")) {
+        const auto start = arxmlUnsigned(arxmlText(mapping, {"START-POSITION"})).value_or(0);
+        const pugi::xml_node pdu = reading.model.target(mapping, {"PDU-REF"});
+        if (pdu && start / 8 < longestLinFrame) {
+            reading.pdus.place(pdu, static_cast<std::uint32_t>(start / 8), message.name, placed);
+        }
+    }
+    for (const ArxmlPlacedPdu& each : placed) {
+        if (each.headerId) {
+            reading.model.leftOut(each.pdu.element, "PDUs with headers are not decoded in LIN frames");
+        } else {
+            addLinSignals(reading, each, message);
+        }
+    }
+    for (SignalDefinition& signal : message.signals) {
+        addArxmlNodes(signal.receivers, ends.receivers);
+    }
+    reading.messages.push_back(std::move(message));
+}
+
+} // namespace
+
+void readArxmlLin(ArxmlReading& reading, pugi::xml_node cluster) {
+    for (const pugi::xml_node channel : arxmlChannels(reading.model, cluster)) {
+        for (const pugi::xml_node triggering : arxmlFrameTriggerings(channel, "LIN-FRAME-TRIGGERING")) {
+            readLinFrame(reading, triggering);
+        }
+    }
+}
+
+} // namespace rksignal

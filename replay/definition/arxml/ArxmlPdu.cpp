@@ -1,0 +1,392 @@
+#include "definition/arxml/ArxmlPdu.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <utility>
+
+namespace rksignal {
+namespace {
+
+bool is(pugi::xml_node pdu, std::string_view tag) {
+    return tag == pdu.name();
+}
+
+std::uint32_t arxmlCount(pugi::xml_node parent, std::initializer_list<const char*> tags) {
+    const auto number = arxmlUnsigned(arxmlText(parent, tags));
+    return static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(number.value_or(0), std::numeric_limits<std::uint32_t>::max()));
+}
+
+/// Of the transmission mode "true", else of any other.
+std::optional<double> readCycleTime(pugi::xml_node pdu) {
+    const pugi::xml_node timing = arxmlChild(
+        arxmlChild(pdu, {"I-PDU-TIMING-SPECIFICATIONS", "I-PDU-TIMING-SPECIFICATION"}), {"I-PDU-TIMING"});
+    const pugi::xml_node modes = arxmlChild(timing ? timing : pdu.child("I-PDU-TIMING-SPECIFICATION"),
+                                            {"TRANSMISSION-MODE-DECLARATION"});
+    pugi::xml_node cyclic =
+        arxmlChild(modes, {"TRANSMISSION-MODE-TRUE-TIMING", "TRANSMISSION-MODE-FALSE-TIMING"})
+            .child("CYCLIC-TIMING");
+    cyclic = cyclic ? cyclic : pdu.child("I-PDU-TIMING-SPECIFICATION").child("CYCLIC-TIMING");
+    const auto seconds =
+        arxmlNumber(arxmlText(arxmlChild(cyclic, {"TIME-PERIOD", "REPEATING-TIME"}), {"VALUE"}));
+    return seconds && *seconds > 0 && *seconds < std::numeric_limits<std::uint32_t>::max()
+               ? std::optional(*seconds * 1000)
+               : std::nullopt;
+}
+
+void takeFaster(std::optional<double>& cycleTime, const std::optional<double>& other) {
+    if (other && (!cycleTime || *other < *cycleTime)) {
+        cycleTime = other;
+    }
+}
+
+} // namespace
+
+/// Reads the PDUs of one frame: its multiplexers are counted.
+class ArxmlPduReader::Frame {
+  public:
+    Frame(ArxmlPduReader& reader, const std::string& owner)
+        : model(reader.model), reader(reader), owner(owner), message(owner) {}
+
+    void place(pugi::xml_node element, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed,
+               unsigned depth = 0) {
+        const pugi::xml_node payload = is(element, "SECURED-I-PDU") ? payloadOf(element) : element;
+        if (!is(payload, "CONTAINER-I-PDU")) {
+            placed.push_back({read(element, depth), offset, {}, {}});
+            return;
+        }
+        if (!enter(element, depth)) {
+            return;
+        }
+        placeContained(payload, offset + headerBytes(element), placed, depth);
+        if (is(element, "SECURED-I-PDU")) {
+            ArxmlPdu footer = start(element);
+            addFooter(element, arxmlCount(payload, {"LENGTH"}), footer);
+            placed.push_back({std::move(footer), offset, {}, {}});
+        }
+    }
+
+  private:
+    /// Whether one more PDU is read: a PDU that holds itself is not read without end.
+    bool enter(pugi::xml_node element, unsigned depth) {
+        constexpr unsigned deepest = 8;
+        constexpr unsigned mostParts = 16384;
+        if (depth <= deepest && parts < mostParts) {
+            ++parts;
+            return true;
+        }
+        model.leftOut(element,
+                      depth > deepest
+                          ? "PDUs in more than " + std::to_string(deepest) + " others are not decoded"
+                          : "more than " + std::to_string(mostParts) + " PDUs in one frame; not decoded");
+        return false;
+    }
+
+    ArxmlPdu start(pugi::xml_node element) const {
+        return {element,
+                std::string(arxmlName(element)),
+                arxmlComment(element),
+                arxmlCount(element, {"LENGTH"}),
+                readCycleTime(element),
+                {},
+                {element}};
+    }
+
+    ArxmlPdu read(pugi::xml_node element, unsigned depth) {
+        ArxmlPdu pdu = start(element);
+        if (!enter(element, depth)) {
+            return pdu;
+        }
+        if (is(element, "MULTIPLEXED-I-PDU")) {
+            readMultiplexed(element, pdu, depth);
+        } else if (is(element, "SECURED-I-PDU")) {
+            readSecured(element, pdu, depth);
+        } else if (is(element, "CONTAINER-I-PDU")) {
+            model.leftOut(element, "a container within this PDU is not decoded");
+        } else {
+            readPlain(element, pdu);
+        }
+        return pdu;
+    }
+
+    void readPlain(pugi::xml_node element, ArxmlPdu& pdu) {
+        bool hasMappings = false;
+        for (const char* list :
+             {"I-SIGNAL-TO-PDU-MAPPINGS", "I-SIGNAL-TO-I-PDU-MAPPINGS", "SIGNAL-TO-PDU-MAPPINGS"}) {
+            for (const pugi::xml_node mapping : element.child(list).children("I-SIGNAL-TO-I-PDU-MAPPING")) {
+                hasMappings = true;
+                if (auto signal = readArxmlSignal(model, mapping)) {
+                    pdu.signals.push_back(std::move(*signal));
+                }
+            }
+        }
+        const bool isOfSignals =
+            is(element, "I-SIGNAL-I-PDU") || is(element, "SIGNAL-I-PDU") || is(element, "NM-PDU");
+        if (!hasMappings && !isOfSignals) {
+            model.note(element, std::string(element.name()) + " has no signals; its content is not decoded");
+        }
+    }
+
+    pugi::xml_node payloadOf(pugi::xml_node secured) {
+        return model.target(model.target(secured, {"PAYLOAD-REF"}), {"I-PDU-REF"});
+    }
+
+    /// What stands before the payload of a secured PDU.
+    static std::uint32_t headerBytes(pugi::xml_node secured) {
+        const std::string_view header = arxmlText(secured, {"USE-SECURED-PDU-HEADER"});
+        return header == "SECURED-PDU-HEADER-08-BIT"   ? 1
+               : header == "SECURED-PDU-HEADER-16-BIT" ? 2
+               : header == "SECURED-PDU-HEADER-32-BIT" ? 4
+                                                       : 0;
+    }
+
+    void readSecured(pugi::xml_node element, ArxmlPdu& pdu, unsigned depth) {
+        const pugi::xml_node payload = payloadOf(element);
+        std::uint32_t payloadLength = 0;
+        if (arxmlText(element, {"USE-AS-CRYPTOGRAPHIC-I-PDU"}) == "true") {
+            model.note(element,
+                       "cryptographic PDU without its payload: only freshness and authenticator are decoded");
+        } else if (payload) {
+            ArxmlPdu inner = read(payload, depth + 1);
+            payloadLength = inner.length;
+            pdu.comment = pdu.comment.empty() ? inner.comment : pdu.comment;
+            takeFaster(pdu.cycleTime, inner.cycleTime);
+            add(pdu, std::move(inner), headerBytes(element), {});
+        }
+        addFooter(element, payloadLength, pdu);
+    }
+
+    /// Freshness value and authenticator stand behind the payload, without gaps, the most significant bits
+    /// first (AUTOSAR SWS SecureOnboardCommunication, Secured I-PDU).
+    void addFooter(pugi::xml_node secured, std::uint32_t payloadLength, ArxmlPdu& pdu) {
+        const pugi::xml_node freshness = model.target(secured, {"FRESHNESS-PROPS-REF"});
+        const pugi::xml_node authentication = model.target(secured, {"AUTHENTICATION-PROPS-REF"});
+        const pugi::xml_node properties = secured.child("SECURE-COMMUNICATION-PROPS"); // until AUTOSAR 4.3
+        const std::uint32_t freshnessBits =
+            arxmlCount(freshness ? freshness : properties, {"FRESHNESS-VALUE-TX-LENGTH"});
+        const std::uint32_t authenticatorBits =
+            arxmlCount(authentication ? authentication : properties, {"AUTH-INFO-TX-LENGTH"});
+        std::uint64_t bit = (std::uint64_t{payloadLength} + headerBytes(secured)) * 8;
+        addRaw(secured, message + "_Freshness", bit, freshnessBits, pdu);
+        addRaw(secured, message + "_Authenticator", bit + freshnessBits, authenticatorBits, pdu);
+    }
+
+    /// Adds `bits` bits from the `first` one on, counted from the most significant of each byte, as signals
+    /// that touch up to 8 bytes: NAME, NAME_2, NAME_3 ...
+    void addRaw(pugi::xml_node secured, const std::string& name, std::uint64_t first, std::uint32_t bits,
+                ArxmlPdu& pdu) {
+        constexpr unsigned mostPieces = 64;
+        for (unsigned piece = 1; bits > 0; ++piece) {
+            const auto startBit = movedStartBit(7 - first % 8, first / 8);
+            if (!startBit || piece > mostPieces) {
+                return model.leftOut(secured, name + " is too long, and not decoded to its end");
+            }
+            const auto width = std::min<std::uint32_t>(bits, 64 - static_cast<std::uint32_t>(first % 8));
+            ArxmlSignal signal;
+            signal.common.signal = piece == 1 ? name : name + "_" + std::to_string(piece);
+            signal.common.startbit = *startBit;
+            signal.common.bits = static_cast<std::uint8_t>(width);
+            signal.common.endian = true;
+            signal.place = model.placeOf(secured);
+            pdu.signals.push_back(std::move(signal));
+            first += width;
+            bits -= width;
+        }
+    }
+
+    /// Moves what `part` has to `pdu`. Its signals are present for `selection`, those that have a multiplexer
+    /// of their own for that.
+    void add(ArxmlPdu& pdu, ArxmlPdu part, std::uint32_t bytes,
+             const std::optional<Multiplexing>& selection) {
+        const std::size_t base = pdu.signals.size();
+        for (ArxmlSignal& signal : part.signals) {
+            const auto startBit = movedStartBit(signal.common.startbit, bytes);
+            if (!startBit) {
+                pdu.signals.resize(base);
+                return model.leftOut(part.element, "PDU that ends beyond 8 KB, not decoded");
+            }
+            signal.common.startbit = *startBit;
+            if (signal.updateBit) {
+                *signal.updateBit += bytes * 8;
+            }
+            if (signal.multiplexing) {
+                *signal.multiplexing->multiplexer += base;
+            } else {
+                signal.multiplexing = selection;
+            }
+            pdu.signals.push_back(std::move(signal));
+        }
+        pdu.parts.insert(pdu.parts.end(), part.parts.begin(), part.parts.end());
+    }
+
+    /// The selector's index in the signals of `pdu`; nothing if the PDU has none.
+    std::optional<std::size_t> addSelector(pugi::xml_node element, ArxmlPdu& pdu) {
+        const auto start = arxmlUnsigned(arxmlText(element, {"SELECTOR-FIELD-START-POSITION"}));
+        const std::uint32_t bits = arxmlCount(element, {"SELECTOR-FIELD-LENGTH"});
+        const auto startBit = movedStartBit(start.value_or(~std::uint64_t{0}), 0);
+        if (!startBit || bits == 0 || bits > 64) {
+            model.leftOut(element, "there is no usable selector field; the dynamic part is not decoded");
+            return std::nullopt;
+        }
+        ArxmlSignal selector;
+        selector.common.signal = owner + "_selector" + std::to_string(++selectors);
+        selector.common.startbit = *startBit;
+        selector.common.bits = static_cast<std::uint8_t>(bits);
+        selector.common.endian = isArxmlBigEndian(arxmlText(element, {"SELECTOR-FIELD-BYTE-ORDER"}));
+        selector.common.multiplexer = 1;
+        selector.place = model.placeOf(element);
+        pdu.signals.push_back(std::move(selector));
+        return pdu.signals.size() - 1;
+    }
+
+    void readMultiplexed(pugi::xml_node element, ArxmlPdu& pdu, unsigned depth) {
+        const auto selector = addSelector(element, pdu);
+        for (const char* list : {"DYNAMIC-PARTS", "DYNAMIC-PART"}) {
+            const pugi::xml_node parts = element.child(list);
+            const bool isSingle = parts.child("DYNAMIC-PART-ALTERNATIVES");
+            for (const pugi::xml_node part :
+                 isSingle ? element.children(list) : parts.children("DYNAMIC-PART")) {
+                if (selector) {
+                    addAlternatives(part, *selector, pdu, depth);
+                }
+            }
+        }
+        for (const char* list : {"STATIC-PARTS", "STATIC-PART"}) {
+            const pugi::xml_node parts = element.child(list);
+            const bool isSingle = parts.child("I-PDU-REF");
+            for (const pugi::xml_node part :
+                 isSingle ? element.children(list) : parts.children("STATIC-PART")) {
+                if (const pugi::xml_node target = model.target(part, {"I-PDU-REF"})) {
+                    ArxmlPdu inner = read(target, depth + 1);
+                    takeFaster(pdu.cycleTime, inner.cycleTime);
+                    add(pdu, std::move(inner), 0, {});
+                }
+            }
+        }
+    }
+
+    /// Alternatives of the same PDU are one, for several values of the selector.
+    void addAlternatives(pugi::xml_node part, std::size_t selector, ArxmlPdu& pdu, unsigned depth) {
+        std::vector<std::pair<pugi::xml_node, std::vector<ValueRange>>> alternatives;
+        for (const pugi::xml_node each :
+             part.child("DYNAMIC-PART-ALTERNATIVES").children("DYNAMIC-PART-ALTERNATIVE")) {
+            const pugi::xml_node target = model.target(each, {"I-PDU-REF"});
+            const auto code = arxmlUnsigned(arxmlText(each, {"SELECTOR-FIELD-CODE"}));
+            if (!target) {
+                continue;
+            }
+            if (!code) {
+                model.leftOut(target, "alternative without SELECTOR-FIELD-CODE, not decoded");
+                continue;
+            }
+            if (arxmlText(each, {"INITIAL-DYNAMIC-PART"}) == "true") {
+                pdu.signals[selector].initial = *code;
+            }
+            const auto known = std::find_if(alternatives.begin(), alternatives.end(),
+                                            [&](const auto& other) { return other.first == target; });
+            if (known == alternatives.end()) {
+                alternatives.push_back({target, {{*code, *code}}});
+            } else {
+                known->second.emplace_back(*code, *code);
+            }
+        }
+        for (auto& [target, ranges] : alternatives) {
+            ArxmlPdu inner = read(target, depth + 1);
+            takeFaster(pdu.cycleTime, inner.cycleTime);
+            mergeSelector(inner, pdu.signals[selector]);
+            add(pdu, std::move(inner), 0, Multiplexing{selector, std::move(ranges)});
+        }
+    }
+
+    /// Alternatives repeat the selector as a signal, which knows its texts.
+    void mergeSelector(ArxmlPdu& alternative, ArxmlSignal& selector) {
+        for (std::size_t i = 0; i < alternative.signals.size(); ++i) {
+            ArxmlSignal& signal = alternative.signals[i];
+            const baseSignalDef_t& record = signal.common;
+            if (record.startbit != selector.common.startbit || record.bits != selector.common.bits ||
+                signal.multiplexing || record.multiplexer != 0) {
+                continue;
+            }
+            selector.common.valueDescriptions.insert(record.valueDescriptions.begin(),
+                                                     record.valueDescriptions.end());
+            selector.common.comment = record.comment;
+            selector.invalid = signal.invalid;
+            selector.element = signal.element;
+            alternative.signals.erase(alternative.signals.begin() + static_cast<std::ptrdiff_t>(i));
+            for (ArxmlSignal& other : alternative.signals) {
+                if (other.multiplexing && *other.multiplexing->multiplexer > i) {
+                    --*other.multiplexing->multiplexer;
+                }
+            }
+            return;
+        }
+    }
+
+    void placeContained(pugi::xml_node container, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed,
+                        unsigned depth) {
+        const std::string_view type = arxmlText(container, {"HEADER-TYPE"});
+        if (type != "NO-HEADER" && !reader.hasBigEndianHeaders) {
+            return model.leftOut(container, "headers with the least significant byte first are not decoded");
+        }
+        for (const pugi::xml_node reference :
+             container.child("CONTAINED-PDU-TRIGGERING-REFS").children("CONTAINED-PDU-TRIGGERING-REF")) {
+            const pugi::xml_node contained = model.target(model.follow(reference), {"I-PDU-REF"});
+            if (!contained) {
+                continue;
+            }
+            const pugi::xml_node properties = contained.child("CONTAINED-I-PDU-PROPS");
+            if (type == "NO-HEADER") {
+                placeStatic(contained, properties, offset, placed, depth);
+            } else {
+                const bool isLong = type == "LONG-HEADER";
+                const auto id = arxmlUnsigned(
+                    arxmlText(properties, {isLong ? "HEADER-ID-LONG-HEADER" : "HEADER-ID-SHORT-HEADER"}));
+                constexpr std::uint64_t shortIds = 1 << 24, longIds = std::uint64_t{1} << 32;
+                if (!id || *id >= (isLong ? longIds : shortIds)) {
+                    model.leftOut(contained,
+                                  "there is no identifier for its header in a container; not decoded");
+                    continue;
+                }
+                message = arxmlName(contained);
+                placed.push_back({read(contained, depth + 1), offset, static_cast<std::uint32_t>(*id),
+                                  isLong ? PduHeader::Long : PduHeader::Short});
+                message = owner;
+            }
+        }
+    }
+
+    void placeStatic(pugi::xml_node contained, pugi::xml_node properties, std::uint32_t offset,
+                     std::vector<ArxmlPlacedPdu>& placed, unsigned depth) {
+        const auto at = arxmlUnsigned(arxmlText(properties, {"OFFSET"}));
+        if (!at || *at > std::numeric_limits<std::uint16_t>::max()) {
+            return model.leftOut(contained, "there is no OFFSET for its place in a container; not decoded");
+        }
+        if (properties.child("UPDATE-INDICATION-BIT-POSITION")) {
+            model.note(contained, "its update bit is not looked at");
+        }
+        place(contained, offset + static_cast<std::uint32_t>(*at), placed, depth + 1);
+    }
+
+    ArxmlModel& model;
+    ArxmlPduReader& reader;
+    const std::string& owner; ///< names multiplexers
+    std::string message;      ///< names freshness values and authenticators
+    unsigned selectors = 0;
+    unsigned parts = 0;
+};
+
+ArxmlPduReader::ArxmlPduReader(ArxmlModel& model) : model(model), hasBigEndianHeaders(true) {
+    for (const pugi::xml_node system : model.elementsOf({"SYSTEM"})) {
+        hasBigEndianHeaders =
+            hasBigEndianHeaders &&
+            arxmlText(system, {"CONTAINER-I-PDU-HEADER-BYTE-ORDER"}) != "MOST-SIGNIFICANT-BYTE-LAST";
+    }
+}
+
+void ArxmlPduReader::place(pugi::xml_node pdu, std::uint32_t offset, const std::string& owner,
+                           std::vector<ArxmlPlacedPdu>& placed) {
+    Frame(*this, owner).place(pdu, offset, placed);
+}
+
+} // namespace rksignal
