@@ -45,7 +45,6 @@ std::uint32_t rawIdOf(const MessageDefinition& message) {
     return message.id | (message.extended ? extendedFlag : 0);
 }
 
-/// As numbered by the attribute's definition.
 int frameFormatOf(const MessageDefinition& message) {
     constexpr int parameterGroup = 3;
     constexpr int firstFd = 14;
@@ -53,16 +52,19 @@ int frameFormatOf(const MessageDefinition& message) {
                                     : (message.canFd ? firstFd : 0) + (message.extended ? 1 : 0);
 }
 
-/// A backslash at the end would hide the quote that ends the text.
 std::string quoted(std::string_view text) {
     std::string result = "\"";
     for (const char character : text) {
-        result += character == '"' ? "\\\"" : std::string(1, character);
+        if (character == '"') {
+            result += '\\';
+        } else if (character == '\n' && result.back() == '\r') {
+            result += '\r'; // readers take the one before it for a part of the line end
+        }
+        result += character;
     }
-    return result + (text.ends_with('\\') ? " \"" : "\"");
+    return result + (canBeQuoted(text) ? "\"" : " \"");
 }
 
-/// The whole number that a raw word stands for; none if it is no whole number.
 std::optional<std::int64_t> wholeValue(signalValue_t type, std::uint64_t raw) {
     if (type != signalValue_t::Float && type != signalValue_t::Double) {
         return static_cast<std::int64_t>(raw);
@@ -74,7 +76,6 @@ std::optional<std::int64_t> wholeValue(signalValue_t type, std::uint64_t raw) {
     return isWhole ? std::optional(static_cast<std::int64_t>(value)) : std::nullopt;
 }
 
-/// The name that is the signal's behind that of its message.
 std::string nameIn(const MessageDefinition& message, const SignalDefinition& signal) {
     const std::string& instance = signal.common().instance;
     const std::string prefix = message.name + ".";
@@ -111,7 +112,6 @@ std::vector<bool> multiplexersOf(const MessageDefinition& message) {
     return is;
 }
 
-/// Whether `m0`, `m1` in the lines of signals do not say it all: they are about the one multiplexer.
 bool hasExtendedMultiplexing(const MessageDefinition& message, const std::vector<bool>& multiplexers) {
     const auto isPlain = [](const SignalDefinition& signal) {
         return !signal.multiplexing ||

@@ -22,6 +22,11 @@ std::uint32_t rawIdOf(const MessageDefinition& message);
 /// As numbered by the definition of `VFrameFormat`.
 int frameFormatOf(const MessageDefinition& message);
 
+/// A backslash at the end would hide the quote that ends the text.
+inline bool canBeQuoted(std::string_view text) {
+    return !text.ends_with('\\');
+}
+/// The text between quotes, with a blank behind it if it cannot be quoted otherwise.
 std::string quoted(std::string_view text);
 
 /// The whole number that a raw word stands for, as VAL_ has it; none if it stands for no whole number.

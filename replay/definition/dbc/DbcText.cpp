@@ -24,7 +24,8 @@ class DbcWriter {
             if (const char* const reason = whyNotHeld(message)) {
                 lose(reason, true);
             } else {
-                ++sharing[rawIdOf(message)];
+                Shared& shared = sharing.try_emplace(rawIdOf(message), Shared{&message, 0}).first->second;
+                ++shared.count;
             }
         }
         for (const MessageDefinition& message : messages) {
@@ -49,6 +50,12 @@ class DbcWriter {
     }
 
   private:
+    /// The messages of one identifier.
+    struct Shared {
+        const MessageDefinition* first;
+        std::size_t count;
+    };
+
     static const char* whyNotHeld(const MessageDefinition& message) {
         switch (message.kind) {
         case SignalKind::Can:
@@ -64,20 +71,29 @@ class DbcWriter {
         }
     }
 
+    std::string text(const std::string& content) {
+        lose("texts that end with a backslash, which get a blank", !canBeQuoted(content));
+        return quoted(content);
+    }
+
     void lose(const char* what, bool isLost) { lost[what] += isLost ? 1U : 0U; }
 
     void write(const MessageDefinition& message) {
         ++messageCount;
         const std::string id = std::to_string(rawIdOf(message));
         const std::string name = messageNames.add(message.name);
-        const bool isFirst = signalNames.try_emplace(rawIdOf(message)).second;
+        signalNames.try_emplace(rawIdOf(message));
         frames += "BO_ " + id + " " + name + ": " + std::to_string(message.length) + " " +
                   node(message.sender) + "\n";
-        if (isFirst) {
-            writeAttributes(message, id, name);
-        } else {
-            lose("attributes of messages that share an identifier", true);
+        const Shared& shared = sharing.at(rawIdOf(message));
+        if (shared.first == &message) {
+            writeAttributes(message, id);
         }
+        lose("attributes of messages that share an identifier", !haveSameAttributes(*shared.first, message));
+        if (name != message.name && shared.count == 1) {
+            attributes += "BA_ \"SystemMessageLongSymbol\" BO_ " + id + " " + text(message.name) + ";\n";
+        }
+        lose("names that are taken", name != message.name && shared.count > 1);
         lose("channels of messages", message.channel.has_value());
         lose("classic frames of more than 8 bytes",
              message.length > 8 && !message.canFd && !message.isParameterGroup);
@@ -86,10 +102,10 @@ class DbcWriter {
     }
 
     /// What stands outside of the message's own lines, and is about all messages of its identifier.
-    void writeAttributes(const MessageDefinition& message, const std::string& id, const std::string& name) {
+    void writeAttributes(const MessageDefinition& message, const std::string& id) {
         const std::string object = " BO_ " + id + " ";
         if (!message.comment.empty()) {
-            comments += "CM_" + object + quoted(message.comment) + ";\n";
+            comments += "CM_" + object + text(message.comment) + ";\n";
         }
         const auto add = [&](const char* attribute, const std::string& value) {
             attributes += std::string("BA_ \"") + attribute + "\"" + object + value + ";\n";
@@ -100,26 +116,34 @@ class DbcWriter {
         if (const int format = frameFormatOf(message); format != 0) {
             add("VFrameFormat", std::to_string(format));
         }
-        if (name != message.name && sharing.at(rawIdOf(message)) == 1) {
-            add("SystemMessageLongSymbol", quoted(message.name));
-        } else if (name != message.name) {
-            lose("names that are taken", true);
-        }
     }
 
-    void writeSignals(const MessageDefinition& message, const std::string& id) {
+    static bool haveSameAttributes(const MessageDefinition& left, const MessageDefinition& right) {
+        return left.comment == right.comment && left.cycleTime == right.cycleTime &&
+               dbc::frameFormatOf(left) == dbc::frameFormatOf(right);
+    }
+
+    /// The short names of the signals. A long name that another signal of the message has, or that is no
+    /// plain text, is not kept.
+    std::vector<std::string> nameSignals(const MessageDefinition& message, const std::string& id) {
         std::vector<std::string> names;
         std::unordered_set<std::string> longNames;
         for (const SignalDefinition& signal : message.signals) {
             const std::string longName = nameIn(message, signal);
-            const std::string name = names.emplace_back(signalNames.at(rawIdOf(message)).add(longName));
-            const bool isTaken = !longNames.insert(longName).second || longName.find('"') != longName.npos;
-            lose("names that are taken", isTaken);
-            if (name != longName && !isTaken && !longName.empty()) {
+            const std::string& name = names.emplace_back(signalNames.at(rawIdOf(message)).add(longName));
+            const bool isKept = longNames.insert(longName).second && !longName.empty() &&
+                                longName.find('"') == longName.npos && canBeQuoted(longName);
+            lose("names that are taken", !isKept && name != longName);
+            if (isKept && name != longName) {
                 attributes +=
-                    "BA_ \"SystemSignalLongSymbol\" SG_ " + id + " " + name + " " + quoted(longName) + ";\n";
+                    "BA_ \"SystemSignalLongSymbol\" SG_ " + id + " " + name + " " + text(longName) + ";\n";
             }
         }
+        return names;
+    }
+
+    void writeSignals(const MessageDefinition& message, const std::string& id) {
+        const std::vector<std::string> names = nameSignals(message, id);
         const std::vector<bool> multiplexers = multiplexersOf(message);
         const bool isExtended = hasExtendedMultiplexing(message, multiplexers);
         for (std::size_t i = 0; i < names.size(); ++i) {
@@ -156,20 +180,21 @@ class DbcWriter {
     /// The statements about a signal; `object` is its identifier and name.
     void writeTexts(const SignalDefinition& signal, const std::string& object) {
         const canSignalDef_t& record = signal.can();
+        lose("texts that end with a backslash, which get a blank", !canBeQuoted(record.unit));
         lose("initial values", signal.initial.has_value());
         lose("invalid values", signal.invalid.has_value());
         if (!record.comment.empty()) {
-            comments += "CM_ SG_ " + object + " " + quoted(record.comment) + ";\n";
+            comments += "CM_ SG_ " + object + " " + text(record.comment) + ";\n";
         }
         if (record.type == signalValue_t::Float || record.type == signalValue_t::Double) {
             valueTypes +=
                 "SIG_VALTYPE_ " + object + " : " + (record.type == signalValue_t::Float ? "1" : "2") + ";\n";
         }
         std::string texts;
-        for (const auto& [raw, text] : record.valueDescriptions) {
+        for (const auto& [raw, description] : record.valueDescriptions) {
             const auto value = wholeValue(record.type, raw);
             lose("texts of values that are no whole numbers", !value);
-            texts += value ? " " + std::to_string(*value) + " " + quoted(text) : "";
+            texts += value ? " " + std::to_string(*value) + " " + text(description) : "";
         }
         values += texts.empty() ? "" : "VAL_ " + object + texts + " ;\n";
     }
@@ -183,15 +208,14 @@ class DbcWriter {
         if (isNew) {
             entry->second = nodeNames.emplace_back(shortNodes.add(name));
             if (entry->second != name) {
-                attributes +=
-                    "BA_ \"SystemNodeLongSymbol\" BU_ " + entry->second + " " + quoted(name) + ";\n";
+                attributes += "BA_ \"SystemNodeLongSymbol\" BU_ " + entry->second + " " + text(name) + ";\n";
             }
         }
         return entry->second;
     }
 
     std::map<std::string, std::uint64_t> lost;
-    std::unordered_map<std::uint32_t, std::size_t> sharing;  ///< how many messages have an identifier
+    std::unordered_map<std::uint32_t, Shared> sharing;
     std::unordered_map<std::uint32_t, DbcNames> signalNames; ///< by identifier, by which statements refer
     DbcNames messageNames;
     DbcNames shortNodes;

@@ -175,7 +175,7 @@ TEST_F(MixedTrace, DefinitionsWithoutAChannelAreForFramesOfAll) {
     EXPECT_EQ(
         folder.run("rksignal trigger -q --signals any.json all.rktrace --edge --when 'x=L + F + E == 6'")
             .output,
-        "time,channel,bus,condition,signals\n1.000000,0,ethernet,x,L=1 (0) F=2 (0) E=3 (0)\n");
+        "time,channel,bus,condition,signals\n1.000000,0,ethernet,x,E=3 (0); F=2 (0); L=1 (0)\n");
     EXPECT_EQ(folder.run("rksignal decode all.rktrace --dbc 5=bound.json").messages,
               "rksignal: bound.json#/lin/0: names its channel itself, so that bound.json cannot be bound to "
               "channel 5\n");
