@@ -4,6 +4,7 @@
 
 #include "text/ParseNumber.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -119,6 +120,12 @@ std::optional<std::uint64_t> arxmlUnsigned(std::string_view text) {
     return number && *number >= 0 && *number < limit && std::trunc(*number) == *number
                ? std::optional(static_cast<std::uint64_t>(*number))
                : std::nullopt;
+}
+
+std::uint32_t arxmlCount(pugi::xml_node parent, std::initializer_list<const char*> tags) {
+    const auto number = arxmlUnsigned(arxmlText(parent, tags));
+    return static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(number.value_or(0), std::numeric_limits<std::uint32_t>::max()));
 }
 
 std::optional<double> arxmlNumber(std::string_view text) {
