@@ -36,4 +36,16 @@ std::string DbcNames::add(const std::string& wanted) {
     return name;
 }
 
+std::vector<std::string> DbcNames::add(const std::vector<std::string>& wanted) {
+    std::vector<std::string> found(wanted.size());
+    for (const bool fits : {true, false}) {
+        for (std::size_t i = 0; i < wanted.size(); ++i) {
+            if ((identifierOf(wanted[i]) == wanted[i]) == fits) {
+                found[i] = add(wanted[i]);
+            }
+        }
+    }
+    return found;
+}
+
 } // namespace rksignal

@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 namespace rksignal {
 
@@ -14,6 +15,8 @@ class DbcNames {
     /// `wanted`, as far as the format allows it: other characters become `_`, what is too long is cut, and
     /// what is taken gets a number.
     std::string add(const std::string& wanted);
+    /// The same of several; those that are as the format has them get their names first. In their order.
+    std::vector<std::string> add(const std::vector<std::string>& wanted);
 
   private:
     std::unordered_set<std::string> names;

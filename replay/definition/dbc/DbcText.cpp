@@ -126,11 +126,15 @@ class DbcWriter {
     /// The short names of the signals. A long name that another signal of the message has, or that is no
     /// plain text, is not kept.
     std::vector<std::string> nameSignals(const MessageDefinition& message, const std::string& id) {
-        std::vector<std::string> names;
-        std::unordered_set<std::string> longNames;
+        std::vector<std::string> wanted;
         for (const SignalDefinition& signal : message.signals) {
-            const std::string longName = nameIn(message, signal);
-            const std::string& name = names.emplace_back(signalNames.at(rawIdOf(message)).add(longName));
+            wanted.push_back(nameIn(message, signal));
+        }
+        std::vector<std::string> names = signalNames.at(rawIdOf(message)).add(wanted);
+        std::unordered_set<std::string> longNames;
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            const std::string& longName = wanted[i];
+            const std::string& name = names[i];
             const bool isKept = longNames.insert(longName).second && !longName.empty() &&
                                 longName.find('"') == longName.npos && canBeQuoted(longName);
             lose("names that are taken", !isKept && name != longName);
@@ -181,6 +185,7 @@ class DbcWriter {
     void writeTexts(const SignalDefinition& signal, const std::string& object) {
         const canSignalDef_t& record = signal.can();
         lose("texts that end with a backslash, which get a blank", !canBeQuoted(record.unit));
+        lose("user-defined names", !record.udn.empty());
         lose("initial values", signal.initial.has_value());
         lose("invalid values", signal.invalid.has_value());
         if (!record.comment.empty()) {

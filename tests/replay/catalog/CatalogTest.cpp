@@ -115,9 +115,8 @@ TEST(Catalog, PdusAreFoundInCanFdFrames) {
     longHeaders.addJsonText(R"({"can": [{"instance": "B", "msgId": 1, "canFD": true, "pduId": "0xB0000001",
         "pduHeader": "long", "bits": 8}]})",
                             "t.json");
-    EXPECT_EQ(
-        decoded(longHeaders, "##00000000A0000000111B00000010000000122 ##0B0000001FFFFFFFF33 ##0B0000001"),
-        "1:B=34 2:B=51 ? ");
+    EXPECT_EQ(decoded(longHeaders, "##0000000A0000000111B00000010000000122 ##B0000001FFFFFFFF33 ##B0000001"),
+              "1:B=34 2:B=51 ? ");
 }
 
 TEST(Catalog, RemarksSayWhatIsNotDecodedAndWhatGotAnotherName) {

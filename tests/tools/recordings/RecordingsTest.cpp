@@ -217,6 +217,7 @@ std::vector<MessageDefinition> framesOf(const std::vector<MessageDefinition>& me
             for (SignalDefinition& signal : frames.emplace_back(message).signals) {
                 signal.initial.reset();
                 signal.invalid.reset();
+                signal.common().udn.clear();
             }
         }
     }
