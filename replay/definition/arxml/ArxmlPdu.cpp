@@ -287,29 +287,33 @@ class ArxmlPduReader::Frame {
             if (!contained) {
                 continue;
             }
-            const pugi::xml_node properties = contained.child("CONTAINED-I-PDU-PROPS");
+            message = arxmlName(contained);
             if (type == "NO-HEADER") {
-                placeStatic(contained, properties, offset, placed);
+                placeStatic(contained, offset, placed);
             } else {
-                const bool isLong = type == "LONG-HEADER";
-                const auto id = arxmlUnsigned(
-                    arxmlText(properties, {isLong ? "HEADER-ID-LONG-HEADER" : "HEADER-ID-SHORT-HEADER"}));
-                constexpr std::uint64_t shortIds = 1 << 24, longIds = std::uint64_t{1} << 32;
-                if (!id || *id >= (isLong ? longIds : shortIds)) {
-                    model.leftOut(contained,
-                                  "there is no identifier for its header in a container; not decoded");
-                    continue;
-                }
-                message = arxmlName(contained);
-                placed.push_back({read(contained), offset, static_cast<std::uint32_t>(*id),
-                                  isLong ? PduHeader::Long : PduHeader::Short});
-                message = owner;
+                placeDynamic(contained, type == "LONG-HEADER" ? PduHeader::Long : PduHeader::Short, offset,
+                             placed);
             }
         }
+        message = owner;
     }
 
-    void placeStatic(pugi::xml_node contained, pugi::xml_node properties, std::uint32_t offset,
-                     std::vector<ArxmlPlacedPdu>& placed) {
+    void placeDynamic(pugi::xml_node contained, PduHeader header, std::uint32_t offset,
+                      std::vector<ArxmlPlacedPdu>& placed) {
+        const bool isLong = header == PduHeader::Long;
+        const auto id =
+            arxmlUnsigned(arxmlText(contained.child("CONTAINED-I-PDU-PROPS"),
+                                    {isLong ? "HEADER-ID-LONG-HEADER" : "HEADER-ID-SHORT-HEADER"}));
+        constexpr std::uint64_t shortIds = 1 << 24, longIds = std::uint64_t{1} << 32;
+        if (!id || *id >= (isLong ? longIds : shortIds)) {
+            return model.leftOut(contained,
+                                 "there is no identifier for its header in a container; not decoded");
+        }
+        placed.push_back({read(contained), offset, static_cast<std::uint32_t>(*id), header});
+    }
+
+    void placeStatic(pugi::xml_node contained, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed) {
+        const pugi::xml_node properties = contained.child("CONTAINED-I-PDU-PROPS");
         const auto at = arxmlUnsigned(arxmlText(properties, {"OFFSET"}));
         if (!at || *at > std::numeric_limits<std::uint16_t>::max()) {
             return model.leftOut(contained, "there is no OFFSET for its place in a container; not decoded");
