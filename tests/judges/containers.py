@@ -30,6 +30,10 @@ def bits_of(start, bits, big):
     return [bit // 8 * 8 + 7 - bit % 8 for bit in range(start + bits - 1, start - 1, -1)]
 
 
+def whole(text):
+    return int(text, 8) if text[0] == "0" and text.isdigit() else int(text, 0)
+
+
 def raw_of(data, start, bits, big):
     text = "".join(f"{byte:08b}" for byte in data)
     return int("".join(text[bit] for bit in bits_of(start, bits, big)), 2)
@@ -58,7 +62,7 @@ class Description:
 
     def signals(self, pdu, at, frame, message, when=()):
         """Those of a PDU whose first byte is number `at`."""
-        number = lambda name: int(pdu.findtext(name), 0)
+        number = lambda name: whole(pdu.findtext(name))
         if pdu.tag == "MULTIPLEXED-I-PDU":
             big = (pdu.findtext("SELECTOR-FIELD-BYTE-ORDER") or "").endswith("FIRST")
             selector = (8 * at + number("SELECTOR-FIELD-START-POSITION"), number("SELECTOR-FIELD-LENGTH"), big)
@@ -66,7 +70,7 @@ class Description:
             yield Signal(f"{frame['name']}_selector{frame['selectors']}", *selector, False, 1, 0, when)
             codes = collections.defaultdict(list)
             for alternative in pdu.iter("DYNAMIC-PART-ALTERNATIVE"):
-                codes[self.target(alternative, "I-PDU-REF")].append(int(alternative.findtext("SELECTOR-FIELD-CODE"), 0))
+                codes[self.target(alternative, "I-PDU-REF")].append(whole(alternative.findtext("SELECTOR-FIELD-CODE")))
             for part, values in codes.items():
                 for signal in self.signals(part, at, frame, message, (*when, (*selector, values))):
                     if signal[1:3] != selector[:2]:
@@ -76,7 +80,7 @@ class Description:
         elif pdu.tag == "SECURED-I-PDU":
             payload = self.target(self.target(pdu, "PAYLOAD-REF"), "I-PDU-REF")
             yield from self.signals(payload, at, frame, message, when)
-            first = 8 * (at + int(payload.findtext("LENGTH")))
+            first = 8 * (at + whole(payload.findtext("LENGTH")))
             for name, reference, length in (("Freshness", "FRESHNESS", "FRESHNESS-VALUE"),
                                             ("Authenticator", "AUTHENTICATION", "AUTH-INFO")):
                 bits = int(self.target(pdu, reference + "-PROPS-REF").findtext(length + "-TX-LENGTH"))
@@ -99,7 +103,7 @@ class Description:
                 if encoding == "IEEE754":
                     continue  # left to the other judge
                 length = signal.findtext("LENGTH") or system.findtext("LENGTH")
-                yield Signal(signal.findtext("SHORT-NAME"), 8 * at + int(start, 0), int(length),
+                yield Signal(signal.findtext("SHORT-NAME"), 8 * at + whole(start), whole(length),
                              (mapping.findtext("PACKING-BYTE-ORDER") or "").endswith("FIRST"),
                              encoding in ("2C", "1C", "SM"), *self.line(signal, system), when)
 
@@ -122,10 +126,10 @@ class Description:
             frame = {"name": name, "selectors": 0}
             fixed = []
             has_header = False
-            identity = (int(triggering.findtext("IDENTIFIER"), 0), triggering.findtext("CAN-ADDRESSING-MODE") == "EXTENDED")
+            identity = (whole(triggering.findtext("IDENTIFIER")), triggering.findtext("CAN-ADDRESSING-MODE") == "EXTENDED")
             for mapping in element.iter("PDU-TO-FRAME-MAPPING"):
                 pdu = self.target(mapping, "PDU-REF")
-                at = int(mapping.findtext("START-POSITION") or 0, 0) // 8
+                at = whole(mapping.findtext("START-POSITION") or "0") // 8
                 header = pdu.findtext("HEADER-TYPE")
                 if pdu.tag != "CONTAINER-I-PDU":
                     taken = {signal.name for signal in fixed}
@@ -143,10 +147,10 @@ class Description:
                     identifier = properties.findtext("HEADER-ID-" + header) if properties is not None else None
                     if identifier is not None:
                         own = contained.findtext("SHORT-NAME")
-                        yield (*identity, header, int(identifier, 0), int(contained.findtext("LENGTH")), own,
+                        yield (*identity, header, whole(identifier), whole(contained.findtext("LENGTH")), own,
                                list(self.signals(contained, 0, frame, own)))
             if fixed or not has_header:
-                yield (*identity, None, None, int(element.findtext("FRAME-LENGTH")), name, fixed)
+                yield (*identity, None, None, whole(element.findtext("FRAME-LENGTH")), name, fixed)
 
 
 def expected_rows(data, message, signals):

@@ -39,11 +39,11 @@ void takeFaster(std::optional<double>& cycleTime, const std::optional<double>& o
 
 } // namespace
 
-/// Reads the PDUs of one frame: its multiplexers are counted.
+/// Reads one PDU of a frame, in which multiplexers are counted.
 class ArxmlPduReader::Frame {
   public:
-    Frame(ArxmlPduReader& reader, const std::string& owner)
-        : model(reader.model), reader(reader), owner(owner), message(owner) {}
+    Frame(ArxmlPduReader& reader, const std::string& owner, unsigned selectors)
+        : model(reader.model), reader(reader), owner(owner), message(owner), selectors(selectors) {}
 
     void place(pugi::xml_node element, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed) {
         const pugi::xml_node payload =
@@ -328,7 +328,7 @@ class ArxmlPduReader::Frame {
     ArxmlPduReader& reader;
     const std::string& owner; ///< names multiplexers
     std::string message;      ///< names freshness values and authenticators
-    unsigned selectors = 0;
+    unsigned selectors;       ///< number of multiplexers so far
     unsigned parts = 0;
     std::vector<pugi::xml_node> open; ///< the PDUs that are being read
 };
@@ -343,7 +343,13 @@ ArxmlPduReader::ArxmlPduReader(ArxmlModel& model) : model(model), hasBigEndianHe
 
 void ArxmlPduReader::place(pugi::xml_node pdu, std::uint32_t offset, const std::string& owner,
                            std::vector<ArxmlPlacedPdu>& placed) {
-    Frame(*this, owner).place(pdu, offset, placed);
+    unsigned selectors = 0;
+    for (const ArxmlPlacedPdu& each : placed) {
+        selectors += static_cast<unsigned>(
+            std::count_if(each.pdu.signals.begin(), each.pdu.signals.end(),
+                          [](const ArxmlSignal& signal) { return signal.common.multiplexer != 0; }));
+    }
+    Frame(*this, owner, selectors).place(pdu, offset, placed);
 }
 
 } // namespace rksignal
