@@ -75,12 +75,12 @@ class ArxmlPduReader::Frame {
             model.leftOut(element, "PDU that holds itself, not decoded");
             return false;
         }
-        if (open.size() >= deepest || parts >= mostParts || reader.signalsAndTexts >= mostSignals) {
+        if (open.size() >= deepest || partsRead >= mostParts || reader.signalsAndTexts >= mostSignals) {
             model.leftOut(element,
                           "not decoded: too many PDUs in one another, in a frame, or signals in all");
             return false;
         }
-        ++parts;
+        ++partsRead;
         open.push_back(element);
         return true;
     }
@@ -329,7 +329,7 @@ class ArxmlPduReader::Frame {
     const std::string& owner; ///< names multiplexers
     std::string message;      ///< names freshness values and authenticators
     unsigned selectors;       ///< number of multiplexers so far
-    unsigned parts = 0;
+    unsigned partsRead = 0;
     std::vector<pugi::xml_node> open; ///< the PDUs that are being read
 };
 
