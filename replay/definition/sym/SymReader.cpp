@@ -228,7 +228,9 @@ void SymReader::readMultiplexer(const SymStatement& statement, SymBlock& block) 
     const auto values = words.size() < 3 ? std::nullopt : symRange(words[2]);
     if (!values || !readPlace(words[1], multiplexer.layout)) {
         block.isUnreadable = true; // its variables would appear in all frames
-        return noteWrong(statement, "Name start,bits value");
+        return notes.error(statement.line, "Mux of symbol " + block.name +
+                                               " ignored, and its variables with it: expected Name "
+                                               "start,bits value");
     }
     multiplexer.name = words[0];
     multiplexer.values = *values;
