@@ -11,7 +11,7 @@ namespace rksignal {
 namespace {
 
 constexpr std::size_t mostMessages = 256; ///< of one symbol
-constexpr std::uint16_t classicBytes = 8;
+constexpr std::uint16_t classicSymBytes = 8;
 
 auto placeIn(const FieldLayout& layout) {
     return std::tie(layout.startbit, layout.bits, layout.bigEndian);
@@ -51,7 +51,7 @@ class SymSymbol {
         for (const SymBlock* const block : blocks) {
             message.length = std::max(message.length, block->length);
         }
-        message.canFd = isFd || message.length > classicBytes;
+        message.canFd = isFd || message.length > classicSymBytes;
         return true;
     }
 

@@ -33,7 +33,7 @@ std::optional<ValueRange> symRange(std::string_view text) {
 }
 
 /// `start,bits`
-bool readPlace(std::string_view text, FieldLayout& layout) {
+bool readSymPlace(std::string_view text, FieldLayout& layout) {
     const std::size_t comma = text.find(',');
     const auto start = symInteger(text.substr(0, comma));
     const auto bits = comma == text.npos ? std::nullopt : symInteger(text.substr(comma + 1));
@@ -226,7 +226,7 @@ void SymReader::readMultiplexer(const SymStatement& statement, SymBlock& block) 
     const std::vector<std::string> words = symWords(statement.rest);
     SymMultiplexer multiplexer;
     const auto values = words.size() < 3 ? std::nullopt : symRange(words[2]);
-    if (!values || !readPlace(words[1], multiplexer.layout)) {
+    if (!values || !readSymPlace(words[1], multiplexer.layout)) {
         block.isUnreadable = true; // its variables would appear in all frames
         return notes.error(statement.line, "Mux of symbol " + block.name +
                                                " ignored, and its variables with it: expected Name "
@@ -271,7 +271,7 @@ std::optional<SymVariable> SymReader::readVariable(const SymStatement& statement
             return std::nullopt;
         }
         if (hasPlace) {
-            used += words.size() > used && readPlace(words[used], variable.layout) ? 1 : words.size();
+            used += words.size() > used && readSymPlace(words[used], variable.layout) ? 1 : words.size();
         } else if (const auto bits = words.size() > used ? symInteger(words[used]) : std::nullopt) {
             variable.layout.bits = *bits;
             ++used;
