@@ -78,15 +78,17 @@ std::vector<MessageDefinition> SymReader::read(const std::vector<SymStatement>& 
     std::map<std::pair<std::string, std::string>, std::size_t> last; // by section and name
     std::vector<std::vector<SymBlock*>> symbols;
     for (SymBlock& block : blocks) {
-        const auto [known, isNew] = last.try_emplace({block.section, block.name}, symbols.size());
-        const bool goesOn = !isNew && (block.ids.empty() || block.ids == symbols[known->second].front()->ids);
+        const std::pair key{block.section, block.name};
+        const auto known = last.find(key);
+        const bool goesOn =
+            known != last.end() && (block.ids.empty() || block.ids == symbols[known->second].front()->ids);
         if (goesOn) {
             symbols[known->second].push_back(&block);
-        } else if (block.ids.empty() && !block.isUnreadable) {
-            notes.error(block.line, "symbol " + block.name + " dropped: it has no ID");
-        } else {
-            known->second = symbols.size();
+        } else if (!block.ids.empty()) {
+            last[key] = symbols.size();
             symbols.push_back({&block});
+        } else if (!block.isUnreadable) {
+            notes.error(block.line, "symbol " + block.name + " dropped: it has no ID");
         }
     }
     std::vector<MessageDefinition> messages;

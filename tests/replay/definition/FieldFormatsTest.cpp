@@ -147,6 +147,7 @@ Enum=Open(0="a"
 {SEND}
 [NoId]
 Var=A unsigned 0,8
+[NoId]
 [Rtr]
 ID=1h
 Type=RTR
@@ -167,16 +168,17 @@ Var=A unsigned 8,8
 [Wide]
 ID=ZZh)",
          "1 expected {SECTION}, [Symbol] or Key=value\n3 the enumeration is not closed\n"
-         "5 symbol NoId dropped: it has no ID\n7 symbol Rtr dropped: it is of type RTR\n"
-         "12 Len ignored: expected a number up to 64\n13 signal A dropped: there is no type nothing\n"
-         "14 Var ignored: expected Name type start,bits\n"
-         "15 signal C of message Bad dropped: it is wider than 64 bits\n16 /q of signal D ignored: unknown\n"
-         "16 /f of signal D ignored: \"x\" is no number\n"
-         "16 signal D has no value texts: there is no Enum None\n"
-         "17 signal E of symbol Bad dropped: no Sig of section {SIGNALS} defines it\n"
-         "18 Key ignored: it is no known key of a symbol\n19 a bracket is not closed\n"
-         "22 Mux of symbol Mux ignored, and its variables with it: expected Name start,bits value\n"
-         "25 ID ignored: expected an identifier with its digits and h\n",
+         "5 symbol NoId dropped: it has no ID\n7 symbol NoId dropped: it has no ID\n8 symbol Rtr dropped: it "
+         "is of type RTR\n"
+         "13 Len ignored: expected a number up to 64\n14 signal A dropped: there is no type nothing\n"
+         "15 Var ignored: expected Name type start,bits\n"
+         "16 signal C of message Bad dropped: it is wider than 64 bits\n17 /q of signal D ignored: unknown\n"
+         "17 /f of signal D ignored: \"x\" is no number\n"
+         "17 signal D has no value texts: there is no Enum None\n"
+         "18 signal E of symbol Bad dropped: no Sig of section {SIGNALS} defines it\n"
+         "19 Key ignored: it is no known key of a symbol\n20 a bracket is not closed\n"
+         "23 Mux of symbol Mux ignored, and its variables with it: expected Name start,bits value\n"
+         "26 ID ignored: expected an identifier with its digits and h\n",
          "Bad@3 2 [8]\n D ...\nMux@3 3 [8]\n"},
     };
     for (const FieldRow& row : rows) {
