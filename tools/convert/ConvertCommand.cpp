@@ -3,10 +3,14 @@
 #include "command/DefinitionArguments.h"
 #include "command/FileEnding.h"
 #include "command/Interruption.h"
+#include "command/TimeOptions.h"
 #include "command/UsageError.h"
+#include "convert/FrameIds.h"
+#include "convert/FrameSelector.h"
 #include "convert/OutputFormat.h"
 #include "definition/json/DefinitionText.h"
 #include "output/OutputFile.h"
+#include "output/WindowSummary.h"
 #include "trace/Trace.h"
 
 #include <CLI/CLI.hpp>
@@ -14,6 +18,7 @@
 #include <memory>
 #include <numeric>
 #include <ostream>
+#include <utility>
 
 namespace rksignal {
 namespace {
@@ -97,20 +102,43 @@ void report(const Trace& trace, const TraceWriter& writer, bool quiet, std::ostr
     }
 }
 
+/// The messages that `--only` chooses.
+std::vector<MessageDefinition> loadSelection(const ConvertOptions& options, ChannelMap& channels,
+                                             Catalog& catalog, InputSet& inputs) {
+    if (options.patterns.empty() != options.definitions.empty()) {
+        throw UsageError(options.patterns.empty() ? "--definitions is of no use without --only"
+                                                  : "--only needs --definitions");
+    }
+    DefinitionOptions definitions = options;
+    definitions.channels.clear(); // they are assigned already
+    loadDefinitions(definitions, channels, catalog, inputs);
+    return selectMessages(catalog, options.patterns);
+}
+
 ExitStatus convertTrace(const ConvertOptions& options, const OutputFormat& format, Trace& trace,
                         const Console& console) {
     InputSet inputs;
     inputs.add(options.input);
+    const FrameIds ids(options.ids);
+    Catalog catalog;
+    std::vector<MessageDefinition> messages = loadSelection(options, trace.channels(), catalog, inputs);
     const Interruption interruption(trace);
+    trace.setWindow(parseTimeWindow(options.time));
     trace.addFile(options.input);
     if (trace.isStopped()) {
         return Interrupted; // before there was anything to convert
     }
     OutputFile file(options.output, -1, inputs);
     const auto writer = format.makeWriter(file);
-    trace.run(*writer);
+    FrameSelector selector(*writer, ids, std::move(messages));
+    const bool selects = !ids.empty() || !options.patterns.empty();
+    trace.run(selects ? static_cast<MessageSink&>(selector) : *writer);
     writer->finish();
     report(trace, *writer, options.quiet, console.messages);
+    if (selects && !options.quiet) {
+        console.messages << "messages left out by --ids and --only: " << selector.leftOut() << '\n';
+    }
+    printWindow(console.messages, trace, {}, options.quiet);
     const bool isWhole = trace.isSound() && sum(writer->lost()) == 0;
     const bool holdsNothing = writer->written() == 0 && (!isWhole || file.replacesFile());
     if (holdsNothing) {
@@ -150,6 +178,7 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<ConvertOptions>();
     CLI::App& command =
         *program.add_subcommand("convert", "Convert a DBC file to JSON, or a trace to another format");
+    command.footer("Example:\n  rksignal convert --from +10s --for 5s --ids 1A0,200-2FF drive.blf cut.log");
     CLI::Option* const schema =
         command.add_flag("--schema", options->schema, "Print the JSON Schema of definition files instead");
     CLI::Option* const input =
@@ -157,11 +186,19 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
     CLI::Option* const output = command.add_option(
         "OUTPUT", options->output, "A file; its ending says the format: .json, " + outputEndings());
     input->excludes(schema);
+    addWindowArguments(command, options->time);
     command
-        .add_option("--channel", options->channels,
-                    "Channel of an interface: its name, FILE, or FILE:INTERFACE")
-        ->type_name("NAME=N")
+        .add_option(
+            "--ids", options->ids,
+            "Only frames with these identifiers: 1A0, 18FEF100, 100-1FF, lin:3C, flexray:41, ethernet")
+        ->type_name("LIST")
         ->allow_extra_args(false);
+    command
+        .add_option("--only", options->patterns,
+                    "Only frames of messages and signals whose name matches; needs --definitions")
+        ->type_name("GLOB")
+        ->allow_extra_args(false);
+    addDefinitionArguments(command, *options);
     command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary, only errors");
     command.callback([options, &console, &status, output] {
         if (output->empty() && !options->schema) {
