@@ -16,7 +16,7 @@ class App;
 namespace rksignal {
 
 struct ConvertOptions : DefinitionOptions {
-    std::string input;                 ///< `[CHANNEL=]FILE.dbc`, or a trace
+    std::vector<std::string> inputs;   ///< `[CHANNEL=]FILE` of definitions, or one trace; never empty
     std::string output;                ///< a file; its ending says what is written
     TimeOptions time;                  ///< the window that is converted of a trace
     std::vector<std::string> ids;      ///< identifiers of frames that are converted
@@ -25,7 +25,7 @@ struct ConvertOptions : DefinitionOptions {
     bool schema = false; ///< writes the schema of definition files instead
 };
 
-/// Converts one file. The output is there in full or not at all.
+/// Converts one trace, or files of definitions into one. The output is there in full or not at all.
 /// \return Clean, or Damaged if a part of the input could not be understood, or values are lost
 /// \throws UsageError, Error, std::system_error
 ExitStatus convert(const ConvertOptions& options, const Console& console);

@@ -153,7 +153,8 @@ class FlexRayClusterReader {
                                placed);
             const auto update = arxmlUnsigned(arxmlText(mapping, {"UPDATE-INDICATION-BIT-POSITION"}));
             for (ArxmlPlacedPdu& each : placed) {
-                if (isDecodable(each)) {
+                const std::size_t size = 1 + each.pdu.signals.size() * positionsOfSignal;
+                if (isDecodable(each) && model.takeRepeated(mapping, size)) {
                     known->second.push_back({std::move(each), updateBitOf(update)});
                 }
             }
