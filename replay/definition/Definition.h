@@ -120,6 +120,10 @@ constexpr std::uint16_t longestLinFrame = 8;
 /// Of FlexRay (ISO 17458).
 constexpr std::uint16_t greatestSlot = 2047;
 constexpr std::uint8_t communicationCycles = 64;
+constexpr std::uint16_t longestFlexRayFrame = 254;
+
+/// In bits.
+constexpr std::uint8_t widestSignal = 64;
 
 /// Why a signal of CAN cannot be decoded, or null: it touches 9 bytes, or it lies beyond the first 8 bytes of
 /// a classic frame that is no parameter group.

@@ -10,8 +10,6 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint64_t widestSignal = 64;
-
 /// Bytes of a message up to the end of a signal. REQUIRES: the layout is one that fits into a message.
 std::uint64_t endByte(const FieldLayout& layout) {
     const std::uint64_t first = layout.bigEndian ? fromSawtooth(layout.startbit) : layout.startbit;

@@ -16,8 +16,6 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t longestFlexRayFrame = 254; ///< bytes
-
 /// When a frame is sent.
 struct FrameTiming {
     std::uint16_t slot = 0;
@@ -81,7 +79,7 @@ class FlexRayClusterReader {
 
     void readChannel(pugi::xml_node physicalChannel, std::size_t side) {
         for (const pugi::xml_node triggering :
-             arxmlFrameTriggerings(physicalChannel, "FLEXRAY-FRAME-TRIGGERING")) {
+             arxmlFrameTriggerings(reading.model, physicalChannel, "FLEXRAY-FRAME-TRIGGERING")) {
             const pugi::xml_node frame = model.target(triggering, {"FRAME-REF"});
             const pugi::xml_node timings =
                 arxmlChild(triggering, {"ABSOLUTELY-SCHEDULED-TIMINGS", "ABSOLUTELY-SCHEDULED-TIMINGSS"});

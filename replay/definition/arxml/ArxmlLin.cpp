@@ -63,7 +63,8 @@ void readLinFrame(ArxmlReading& reading, pugi::xml_node triggering) {
 
 void readArxmlLin(ArxmlReading& reading, pugi::xml_node cluster) {
     for (const pugi::xml_node channel : arxmlChannels(reading.model, cluster)) {
-        for (const pugi::xml_node triggering : arxmlFrameTriggerings(channel, "LIN-FRAME-TRIGGERING")) {
+        for (const pugi::xml_node triggering :
+             arxmlFrameTriggerings(reading.model, channel, "LIN-FRAME-TRIGGERING")) {
             readLinFrame(reading, triggering);
         }
     }

@@ -11,8 +11,6 @@
 namespace rksignal {
 namespace {
 
-constexpr unsigned widestSignal = 64;
-
 /// The SW-DATA-DEF-PROPS of an element, of AUTOSAR 4 the first variant.
 pugi::xml_node dataProps(pugi::xml_node properties) {
     const pugi::xml_node variant =

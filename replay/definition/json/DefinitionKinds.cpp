@@ -467,8 +467,6 @@ MessageFields fieldsOf(SignalKind kind, std::uint64_t longest, MessageFields own
 } // namespace
 
 const Fields<MessageDefinition>& messageFields(SignalKind kind) {
-    constexpr std::uint64_t longestLinFrame = 8;
-    constexpr std::uint64_t longestFlexRayFrame = 254;
     static const MessageFields fields[] = {
         fieldsOf(SignalKind::Can, longestParameterGroup, canMessageFields()),
         fieldsOf(SignalKind::Lin, longestLinFrame, {messageIdField({greatestLinId}, linIdText)}),

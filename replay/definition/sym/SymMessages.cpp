@@ -81,14 +81,15 @@ class SymSymbol {
     };
 
     void collect(const SymBlock& block) {
+        if (block.isUnreadable) {
+            return;
+        }
         std::optional<std::size_t> multiplexer;
         std::vector<ValueRange> values;
         if (block.multiplexer) {
             multiplexer = selectorFor(*block.multiplexer);
             values.push_back(block.multiplexer->values);
             selectors[*multiplexer].texts[values.front().first] = block.multiplexer->name;
-        } else if (block.isUnreadable) {
-            return;
         }
         for (const SymVariable& variable : block.variables) {
             addMember({&variable, multiplexer, values});
