@@ -83,7 +83,7 @@ class FlexRayClusterReader {
 
     void readChannel(pugi::xml_node physicalChannel, std::size_t side) {
         for (const pugi::xml_node triggering :
-             arxmlFrameTriggerings(physicalChannel, "FLEXRAY-FRAME-TRIGGERING")) {
+             arxmlFrameTriggerings(reading.model, physicalChannel, "FLEXRAY-FRAME-TRIGGERING")) {
             const pugi::xml_node frame = model.target(triggering, {"FRAME-REF"});
             const pugi::xml_node timings =
                 arxmlChild(triggering, {"ABSOLUTELY-SCHEDULED-TIMINGS", "ABSOLUTELY-SCHEDULED-TIMINGSS"});
