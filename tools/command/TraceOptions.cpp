@@ -14,6 +14,8 @@ void addTraceArguments(CLI::App& command, TraceOptions& options) {
         ->allow_extra_args(false);
     command.add_flag("--strict", options.strict,
                      "Decode Ethernet frames by the rules of the library alone, as the logger does");
+    addWindowArguments(command, options.time);
+    addTimeStyleArgument(command, options.time);
     addDefinitionArguments(command, options);
 }
 

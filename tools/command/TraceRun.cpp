@@ -6,6 +6,7 @@
 #include "command/SecondsArgument.h"
 #include "command/UsageError.h"
 #include "output/ReplaySummary.h"
+#include "output/WindowSummary.h"
 
 #include <algorithm>
 #include <ostream>
@@ -64,6 +65,7 @@ void TraceRun::openTraces() {
         throw UsageError("there is no trace");
     }
     shifts = parseShifts(options);
+    traces.setWindow(parseTimeWindow(options.time));
     interruption.emplace(traces);
     for (const std::string& path : options.traces) {
         addTrace(path, std::nullopt);
@@ -77,6 +79,16 @@ void TraceRun::addTrace(const std::string& path, std::optional<TraceFormat> form
     const auto shift = shifts.find(path);
     traces.addFile(path, {shift != shifts.end() ? shift->second : 0, format});
     files.add(path);
+}
+
+TimeFormat TraceRun::times() {
+    const bool isRelative = options.time.style == TimeStyle::Relative;
+    return {options.time.style, isRelative ? traces.start().value_or(0) : 0};
+}
+
+std::uint64_t TraceRun::momentOf(const std::string& option, const std::string& text) {
+    const Moment moment = parseMomentArgument(option, text);
+    return moment.at(moment.isRelative ? traces.start().value_or(0) : 0);
 }
 
 ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows) {
@@ -115,6 +127,7 @@ void TraceRun::summarise(const ReplayStatistics& statistics) const {
         printMisplaced(console.messages, signals, statistics, traces.channels());
         printNearMatches(console.messages, signals, statistics);
     }
+    printWindow(console.messages, traces, {options.time.style, traces.windowReport().first}, options.quiet);
     for (const std::string& name : absentInterfaces(signals, statistics, traces.channels())) {
         console.messages << "warning: the options name an interface " << name << ", which no trace has\n";
     }

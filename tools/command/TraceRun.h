@@ -30,6 +30,12 @@ class TraceRun {
     Catalog& catalog() { return signals; }
     SignalStorage& storage() { return signals.storage(); }
 
+    /// How times are shown; for relative ones the first message is read. \throws Error if that fails
+    TimeFormat times();
+    /// What a moment of `option` is, in nanoseconds since 1970-01-01 UTC; for relative ones the first message
+    /// is read. \throws UsageError, Error
+    std::uint64_t momentOf(const std::string& option, const std::string& text);
+
     /// All that is read. The command adds what it reads itself.
     InputSet& inputs() { return files; }
 

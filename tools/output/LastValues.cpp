@@ -32,7 +32,8 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-TableRow tableRow(BaseSignal& signal, std::uint64_t count, const MessageOrigin& origin) {
+TableRow tableRow(BaseSignal& signal, std::uint64_t count, const MessageOrigin& origin,
+                  const TimeFormat& times) {
     const ValueSample sample = ValueSample::of(signal);
     return {oneLine(signal.def.instance),
             doubleText(sample.value),
@@ -41,7 +42,7 @@ TableRow tableRow(BaseSignal& signal, std::uint64_t count, const MessageOrigin& 
             oneLine(signal.getValueDescription(sample.raw)),
             origin.channel ? std::to_string(*origin.channel) : "",
             std::string(kindName(origin.kind)),
-            timeText(sample.timestamp),
+            timeText(sample.timestamp, times),
             std::to_string(count)};
 }
 
@@ -60,8 +61,8 @@ void writeTableRow(const TableRow& row, const std::array<std::size_t, columnCoun
 
 } // namespace
 
-LastValues::LastValues(const Catalog& catalog, std::vector<bool> selected)
-    : catalog(catalog), selected(std::move(selected)), tallies(catalog.signals().size()) {}
+LastValues::LastValues(const Catalog& catalog, std::vector<bool> selected, const TimeFormat& times)
+    : catalog(catalog), selected(std::move(selected)), times(times), tallies(catalog.signals().size()) {}
 
 void LastValues::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     for (const unsigned long id : ids) {
@@ -91,7 +92,7 @@ void LastValues::forEachSeen(Function&& function) const {
 }
 
 void LastValues::writeRows(const RowSyntax& syntax, OutputBuffer& out) const {
-    RowFormat format(syntax, out);
+    RowFormat format(syntax, out, times);
     out.append(syntax.countHeader);
     forEachSeen([&](BaseSignal& signal, const Tally& tally) {
         const ValueSample sample = ValueSample::of(signal);
@@ -104,7 +105,7 @@ void LastValues::writeTable(OutputBuffer& out) const {
     std::vector<TableRow> rows{
         {"instance", "value", "unit", "raw", "text", "channel", "bus", "time", "count"}};
     forEachSeen([&](BaseSignal& signal, const Tally& tally) {
-        rows.push_back(tableRow(signal, tally.count, tally.origin));
+        rows.push_back(tableRow(signal, tally.count, tally.origin, times));
     });
     std::array<std::size_t, columnCount> widths{};
     for (const TableRow& row : rows) {
