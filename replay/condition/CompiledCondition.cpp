@@ -1,9 +1,8 @@
 #include "condition/CompiledCondition.h"
 
-#include "text/ClosestNames.h"
+#include "condition/ConditionLanguage.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace rksignal {
@@ -36,11 +35,7 @@ std::string closeTo(const std::string& name, const SignalStorage& storage) {
     if (name == "true" || name == "false") {
         return std::string("; the word is ") + (name == "true" ? "active" : "void");
     }
-    std::vector<std::string_view> known;
-    for (const auto& entry : storage.instancesByName) {
-        known.emplace_back(entry.first);
-    }
-    return closestNames(name, known);
+    return closeSignals(name, storage);
 }
 
 Remark missingName(const std::string& name, const ConditionText& text, const SignalStorage& storage,
@@ -60,8 +55,13 @@ std::unique_ptr<CompiledCondition> CompiledCondition::compile(const ConditionTex
         remarks.add({text.origin, Severity::Error, "there is no expression"});
         return nullptr;
     }
-    auto parser = std::make_unique<ExpParser>(text.expression.c_str(), options.edgeTrigger, &storage,
-                                              ExpErrors::Collect);
+    std::optional<std::string> translation =
+        translateExpression(text.expression, text.origin, storage, remarks);
+    if (!translation) {
+        return nullptr;
+    }
+    auto parser =
+        std::make_unique<ExpParser>(translation->c_str(), options.edgeTrigger, &storage, ExpErrors::Collect);
     if (!parser->isUsable()) {
         remarks.add({text.origin, Severity::Error, syntaxMessage(parser->errors().back())});
         return nullptr;
@@ -72,12 +72,14 @@ std::unique_ptr<CompiledCondition> CompiledCondition::compile(const ConditionTex
     if (!parser->errors().empty() && !options.allowUnknown) {
         return nullptr;
     }
-    return std::unique_ptr<CompiledCondition>(new CompiledCondition(text, std::move(parser)));
+    return std::unique_ptr<CompiledCondition>(
+        new CompiledCondition(text, std::move(*translation), std::move(parser)));
 }
 
-CompiledCondition::CompiledCondition(ConditionText text, std::unique_ptr<ExpParser> parser)
-    : source(std::move(text)), program(std::move(parser)), expressionTree(*program),
-      values(program->program.size()) {}
+CompiledCondition::CompiledCondition(ConditionText text, std::string translation,
+                                     std::unique_ptr<ExpParser> parser)
+    : source(std::move(text)), translated(std::move(translation)), program(std::move(parser)),
+      expressionTree(*program), values(program->program.size()) {}
 
 std::span<const double> CompiledCondition::evaluate() {
     ExpParser& machine = *program;

@@ -22,6 +22,8 @@ class CompiledCondition {
                                                       const ConditionOptions& options, RemarkList& remarks);
 
     const ConditionText& text() const { return source; }
+    /// The expression in the language of librksignal, see ConditionLanguage.h.
+    const std::string& translation() const { return translated; }
     const ExpressionTree& tree() const { return expressionTree; }
 
     /// Evaluates and gives the signals: `getExpResult`, `getTrigger`, `signals`.
@@ -33,9 +35,10 @@ class CompiledCondition {
     std::span<const double> evaluate();
 
   private:
-    CompiledCondition(ConditionText text, std::unique_ptr<ExpParser> parser);
+    CompiledCondition(ConditionText text, std::string translation, std::unique_ptr<ExpParser> parser);
 
     ConditionText source;
+    std::string translated;
     std::unique_ptr<ExpParser> program;
     ExpressionTree expressionTree;
     std::vector<double> values;

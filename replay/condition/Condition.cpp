@@ -73,6 +73,10 @@ const std::string& Condition::origin() const {
     return state->text.origin;
 }
 
+const std::string& Condition::translation() const {
+    return state->compiled->translation();
+}
+
 std::span<BaseSignal* const> Condition::signals() const {
     return state->signals;
 }

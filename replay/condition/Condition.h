@@ -24,8 +24,10 @@ struct ConditionOptions {
 /// Says why a signal has no value now, e.g. `never seen`.
 using UnknownReason = std::function<std::string(BaseSignal&)>;
 
-/// A condition, compiled once and evaluated as often as need be. It reads the signals as they are at that
-/// moment. Never throws, whatever the text: what is wrong with it stands in remarks().
+/// A condition: an expression as ExpParser has it, which may also compare a signal with a text of its value
+/// table (`Gear.Current == "Sixth"`) and hold hexadecimal numbers (`0x1F`). Compiled once and evaluated as
+/// often as need be. It reads the signals as they are at that moment. Never throws, whatever the text: what
+/// is wrong with it stands in remarks().
 ///
 ///     rksignal::Condition fast("fast = Vehicle.Speed > 50 && Gear.Current == 6", catalog);
 ///     if (!fast.isUsable()) {
@@ -38,9 +40,9 @@ using UnknownReason = std::function<std::string(BaseSignal&)>;
 /// `ExpParser::debug` and `expdebug`, which must not change meanwhile.
 class RKREPLAY_EXPORT Condition {
   public:
-    /// Compiles `[NAME=]EXPRESSION`, the expression as ExpParser has it. Names may be those of instances for
-    /// senders, see Catalog::addSources(). Takes time in proportion to the
-    /// length; with a name that no signal has also to the number of signals.
+    /// Compiles `[NAME=]EXPRESSION`. Names may be those of instances for senders, see Catalog::addSources().
+    /// Takes time in proportion to the length; with a name that no signal has also to the number of signals,
+    /// with texts also to the sizes of the value tables.
     Condition(const std::string& text, Catalog& catalog, const ConditionOptions& options = {});
     /// The same over any signals, with a text that says where it comes from.
     Condition(const ConditionText& text, SignalStorage& signals, const ConditionOptions& options = {});
@@ -57,6 +59,9 @@ class RKREPLAY_EXPORT Condition {
     const std::string& name() const;       ///< as given; without one, the expression
     const std::string& expression() const; ///< as given
     const std::string& origin() const;     ///< where it stands, as the places of the remarks
+    /// The expression as librksignal, and so a logger, takes it: with numbers in place of the texts of value
+    /// tables and of hexadecimal numbers. REQUIRES: isUsable()
+    const std::string& translation() const;
 
     /// The signals that it reads, each once. REQUIRES here and below: isUsable().
     std::span<BaseSignal* const> signals() const;

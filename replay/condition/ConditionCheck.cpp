@@ -66,7 +66,7 @@ class Check {
             checkOperands(node);
         }
         checkWhole();
-        if (mixesOrWithAnd(condition.text().expression)) {
+        if (mixesOrWithAnd(condition.translation())) {
             warn("'&&' follows '||' without parentheses; both bind equally, so this is '" +
                  tree.text(tree.root()) + "'");
         }

@@ -87,7 +87,11 @@ std::uint64_t SignalRange::rawAt(std::uint64_t rank) const {
 }
 
 double SignalRange::valueAt(std::uint64_t rank) {
-    probe.slot->raw = rawAt(rank);
+    return valueOf(rawAt(rank));
+}
+
+double SignalRange::valueOf(std::uint64_t raw) {
+    probe.slot->raw = raw;
     return probe.physical();
 }
 

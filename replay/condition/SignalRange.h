@@ -27,6 +27,8 @@ class SignalRange {
     /// The raw value that stands for `number`, if there is exactly one. REQUIRES: as around()
     std::optional<std::uint64_t> rawOf(double number);
 
+    double valueOf(std::uint64_t raw);
+
     bool isFinite() const; ///< scale and offset are
 
   private:

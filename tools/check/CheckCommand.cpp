@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <ostream>
 #include <sstream>
 
 namespace rksignal {
@@ -20,7 +21,7 @@ std::string quantity(std::size_t number, const std::string& thing) {
 class CheckRun {
   public:
     CheckRun(const CheckOptions& options, const Console& console)
-        : definitions(options), conditions(options.conditions), out(console.output) {
+        : definitions(options), conditions(options.conditions), console(console), out(console.output) {
         for (const std::string& path : options.files) {
             filesLike(path).push_back(path);
         }
@@ -33,10 +34,15 @@ class CheckRun {
         InputSet inputs; // nothing is written
         loadDefinitions(definitions, channels, catalog, inputs);
         const std::vector<ConditionText> texts = readConditions(conditions, remarks);
-        add(compileConditions(texts, catalog, conditions.options));
-        write(catalog.remarks().kept());
-        writeRemarks();
-        write(std::vector{summary(texts.size())});
+        const std::vector<Condition> compiled = compileConditions(texts, catalog, conditions.options);
+        add(compiled);
+        const std::string report = reportText(texts.size());
+        if (conditions.print) {
+            console.messages << report;
+            print(compiled);
+        } else {
+            out.append(report);
+        }
         out.finish(); // a reader that has gone has seen enough
         return conclude();
     }
@@ -54,24 +60,25 @@ class CheckRun {
         }
     }
 
-    template <typename Line>
-    void write(const std::vector<Line>& lines) {
-        std::ostringstream text;
-        for (const Line& line : lines) {
-            text << line << '\n';
+    void print(const std::vector<Condition>& compiled) {
+        for (const Condition& condition : compiled) {
+            out.append(printedCondition(condition));
         }
-        out.append(text.str());
     }
 
-    void writeRemarks() {
+    std::string reportText(std::size_t conditionCount) const {
         std::ostringstream text;
+        for (const Remark& remark : catalog.remarks().kept()) {
+            text << remark << '\n';
+        }
         for (const Remark& remark : remarks) {
             printWithSeverity(text, remark);
         }
         if (remarks.omitted() > 0) {
             text << "and " << remarks.omitted() << " more remarks about conditions\n";
         }
-        out.append(text.str());
+        text << summary(conditionCount) << '\n';
+        return text.str();
     }
 
     std::string summary(std::size_t conditionCount) const {
@@ -100,6 +107,7 @@ class CheckRun {
 
     DefinitionOptions definitions;
     ConditionArguments conditions;
+    const Console& console;
     Catalog catalog;
     ChannelMap channels;
     RemarkList remarks;

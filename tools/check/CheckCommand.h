@@ -21,7 +21,7 @@ struct CheckOptions : DefinitionOptions {
 };
 
 /// Reads the definitions, then the conditions, and writes what there is to say, and a summary, to
-/// `Console::output`.
+/// `Console::output`. To print conditions, these go to `Console::output` and the rest to `Console::messages`.
 /// \return Clean, or Damaged if a line of a definition file could not be understood or a condition has an
 /// error or a warning
 /// \throws UsageError, Error, std::system_error

@@ -18,6 +18,8 @@ void addConditionArguments(CLI::App& command, ConditionArguments& arguments) {
         ->allow_extra_args(false);
     command.add_flag("--allow-unknown", arguments.options.allowUnknown,
                      "A name that no signal has counts as 0 instead of being an error");
+    command.add_flag("--print", arguments.print,
+                     "Only write the conditions in the form that the logger takes");
 }
 
 std::vector<ConditionText> readConditions(const ConditionArguments& arguments, RemarkList& remarks) {
@@ -31,6 +33,14 @@ std::vector<ConditionText> readConditions(const ConditionArguments& arguments, R
         }
     }
     return conditions;
+}
+
+std::string printedCondition(const Condition& condition) {
+    if (!condition.isUsable()) {
+        return {};
+    }
+    const bool isNamed = condition.name() != condition.expression();
+    return (isNamed ? condition.name() + " = " : "") + condition.translation() + '\n';
 }
 
 void printWithSeverity(std::ostream& out, const Remark& remark) {

@@ -49,6 +49,9 @@ class TriggerRun {
                     times}) {}
 
     TriggerStatus replay() {
+        if (options.conditions.print) {
+            return print();
+        }
         openWindows();
         OutputFile file(options.output, console.output, run.inputs());
         OutputBuffer out(file);
@@ -62,6 +65,17 @@ class TriggerRun {
     }
 
   private:
+    TriggerStatus print() {
+        OutputFile file(options.output, console.output, run.inputs());
+        OutputBuffer out(file);
+        for (std::size_t i = 0; i < triggers.size(); ++i) {
+            out.append(printedCondition(triggers.condition(i)));
+        }
+        out.finish();
+        file.complete();
+        return Fired;
+    }
+
     bool writesText() const { return options.explain || !options.moments.empty(); }
 
     std::vector<Condition> loadConditions() {

@@ -112,6 +112,10 @@ DefinitionFile parseArxml(std::vector<ArxmlText> texts, std::optional<std::uint8
             model.leftOut(cluster, std::string(cluster.name()) + " is not decoded");
         }
     }
+    if (clusters.empty()) {
+        ArxmlReading reading{model, pdus, nodes, file.messages, channel};
+        readArxmlEcuConfiguration(reading);
+    }
     if (choices.empty()) {
         noteSeveral(model, clusters);
     }

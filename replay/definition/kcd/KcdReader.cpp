@@ -187,13 +187,13 @@ void KcdBusReader::readLabels(pugi::xml_node set, SignalDefinition& signal) {
 
 void KcdBusReader::addLabel(pugi::xml_node label, std::uint64_t first, std::uint64_t last,
                             SignalDefinition& signal) {
-    if (last - first >= mostLabelled) {
-        return notes.dropped(lineOf(label), "label " + nameOf(label) + " of signal " +
-                                                signal.common().signal + " dropped: it is for more than " +
-                                                std::to_string(mostLabelled) + " values");
+    const std::string text = nameOf(label);
+    if (last - first >= mostLabelled || !labels.take((last - first + 1) * Expansion::entry(text))) {
+        return notes.dropped(lineOf(label), "label " + text + " of signal " + signal.common().signal +
+                                                " dropped: it is for too many values");
     }
     for (std::uint64_t i = 0; i <= last - first; ++i) {
-        signal.common().valueDescriptions[first + i] = nameOf(label);
+        signal.common().valueDescriptions[first + i] = text;
     }
 }
 

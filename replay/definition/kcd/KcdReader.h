@@ -3,6 +3,7 @@
 #pragma once
 
 #include "definition/DefinitionNotes.h"
+#include "definition/Expansion.h"
 #include "definition/MessageBuilder.h"
 #include "definition/xml/XmlDocument.h"
 
@@ -48,6 +49,7 @@ class KcdBusReader {
     const XmlDocument& document;
     const KcdNodes& nodes;
     DefinitionNotes& notes;
+    Expansion labels;
 };
 
 } // namespace rksignal

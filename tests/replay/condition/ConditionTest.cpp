@@ -31,7 +31,9 @@ struct VehicleSignals {
         add({"Fixed", Unsigned, 8, 0, 7});
         add({"Positive", Unsigned, 4, 1, 1});
         add({"Lever", Unsigned, 4, 1, 0}).valueDescriptions = {{0, "P"}, {1, "R"}, {2, "D"}};
-        add({"Level", Unsigned, 8, 1, 0}).valueDescriptions = {{254, "wet"}, {255, "bad"}};
+        add({"Level", Unsigned, 8, 1, 0}).valueDescriptions = {{253, "not dry"}, {254, "wet"}, {255, "bad"}};
+        add({"Twice", Signed, 8, -0.5, 2}).valueDescriptions = {
+            {2, "x"}, {0xFFFFFFFFFFFFFFFE, "x"}, {4, "\"q"}};
     }
 
     baseSignalDef_t& add(const std::tuple<const char*, signalValue_t, std::uint8_t, double, double>& row) {
@@ -105,6 +107,20 @@ TEST(Condition, ErrorsAreSaidInOneLine) {
         {std::string(128, 'n') + " > 1", "name of 128 characters or more at the start"},
         {"Sped > 3 && Sped", "there is no signal Sped; close are Speed"},
         {"Count == true", "there is no signal true; the word is active"},
+        {"Lever == \"N\"", "Lever has no text \"N\"; its texts are \"P\" (0), \"R\" (1), \"D\" (2)"},
+        {"Count == \"N\"", "Count has no texts, and not \"N\""},
+        {"Twice == \"x\"",
+         "several values of Twice have the text \"x\"; its texts are \"x\" (1), \"\\\"q\" (0), \"x\" (3)"},
+        {"Level + Lever == 'D'", "the text \"D\" is not compared with a signal; write SIGNAL == \"D\""},
+        {"\"D\" < Levr", "there is no signal Levr; close are Lever, Level"},
+        {"Lever == \"D", "the quote before D is not closed"},
+        {"Wide > 0xFg", "0xFg is not a hexadecimal number of at most 16 digits"},
+        {"Lever = d AND not Count => 3 or Level===not dry",
+         "'=' is written ==, 'd' is written \"D\", 'AND' is written &&, 'not' is written !, '=>' is written "
+         ">=, "
+         "'or' is written ||, '===' is written ==, 'not dry' is written \"not dry\"; write 'Lever == \"D\" "
+         "&& "
+         "!Count >= 3 || Level==\"not dry\"'"},
     };
     VehicleSignals signals;
     testing::internal::CaptureStderr();
@@ -113,6 +129,21 @@ TEST(Condition, ErrorsAreSaidInOneLine) {
         EXPECT_EQ(signals.messages, "here: error: " + message + "\n");
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(Condition, TextsAndHexadecimalNumbersBecomeNumbers) {
+    const char* const cases[][2] = {
+        {"Lever==\"D\" && 'R' != Lever", "Lever==2 && 1 != Lever"},
+        {"Twice >= \"\\\"q\"||Wide!=0xFFFFFFFFFFFFFFFF", "Twice >= 0||Wide!=18446744073709551615"},
+        {" # \"a\"\n-0X1f*Count>1e1", " # \"a\"\n-31*Count>1e1"},
+        {"Level == active || Level == Lever", "Level == active || Level == Lever"},
+    };
+    VehicleSignals signals;
+    for (const auto& [expression, translation] : cases) {
+        const auto condition = signals.compile(expression);
+        ASSERT_NE(condition, nullptr) << expression << ": " << signals.messages;
+        EXPECT_EQ(condition->translation(), translation);
+    }
 }
 
 TEST(Explanation, ListsEverySubExpression) {

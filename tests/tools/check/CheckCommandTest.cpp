@@ -52,5 +52,14 @@ TEST_F(CheckCommand, StatusTellsWhetherThereWasSomethingToSay) {
     EXPECT_EQ(check("absent").status, 2);
 }
 
+TEST_F(CheckCommand, PrintsWhatALoggerTakes) {
+    folder.write("t.dbc",
+                 "BO_ 1 G: 1 X\n SG_ Gear : 0|4@1+ (1,-1) [0|0] \"\" X\nVAL_ 1 Gear 7 \"Sixth\" ;\n");
+    const ProgramResult result =
+        check("t.dbc --print --when 'top = G.Gear == \"Sixth\"' --when 'G.Gear>0x2' --when 'G.Gear = Sixth'");
+    EXPECT_EQ(result.output, "top = G.Gear == 6\nG.Gear>2\n");
+    EXPECT_EQ(result.status, 1); // of the last condition
+}
+
 } // namespace
 } // namespace rksignal
