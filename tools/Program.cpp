@@ -4,6 +4,7 @@
 #include "convert/ConvertCommand.h"
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
+#include "export/ExportCommand.h"
 #include "output/OutputBuffer.h"
 #include "trigger/TriggerCommand.h"
 
@@ -39,6 +40,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     program.require_subcommand(1);
     int status = Clean;
     addDecodeCommand(program, console, status);
+    addExportCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
