@@ -6,7 +6,7 @@
 namespace rksignal {
 namespace {
 
-constexpr unsigned precision = 7; // bits: a bucket is 1/128 wide
+constexpr unsigned precision = 10; // bits: a bucket is at most 1/1024 wide
 
 std::uint64_t bucketKey(std::uint64_t interval) {
     constexpr std::uint64_t firstLinear = std::uint64_t{2} << precision;

@@ -27,11 +27,17 @@ struct TraceOptions : DefinitionOptions {
     bool quiet = false;                ///< no remarks, no progress, no summary
 };
 
-/// Adds what a replay needs: the traces, `--gps`, `--shift`, `--strict`, the window and the form of times,
-/// and what addDefinitionArguments() adds. `options` must outlive `command`, here and below.
+/// Adds how traces are read: `--gps`, `--shift`, the window and the form of times, and what
+/// addDefinitionArguments() adds. `options` must outlive `command`, here and below.
+void addTraceReadingArguments(CLI::App& command, TraceOptions& options);
+
+/// Adds what a replay needs: the traces, that, and `--strict`.
 void addTraceArguments(CLI::App& command, TraceOptions& options);
 
-/// Adds what says where and how results are written: `--format`, which is returned, `--output`, `--quiet`.
+/// Adds where results are written: `--output`, `--quiet`.
+void addResultArguments(CLI::App& command, TraceOptions& options);
+
+/// Adds that, and in which form: `--format`, which is returned.
 CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options);
 
 } // namespace rksignal
