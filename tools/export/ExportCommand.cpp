@@ -55,6 +55,9 @@ CsvSigns chosenSigns(const ExportOptions& options, const std::string& form) {
     if (form != "csv" && !(options.separator.empty() && options.decimal.empty())) {
         throw UsageError("--separator and --decimal are for CSV only");
     }
+    if (form == "mat" && options.time.style != TimeStyle::Epoch) {
+        throw UsageError("--time is not for MAT-files: their times count from `start`");
+    }
     CsvSigns signs;
     signs.decimal = options.decimal.empty() ? '.' : options.decimal.front();
     if (!options.separator.empty()) {
