@@ -33,8 +33,9 @@ class TraceRun {
     InputSet& inputs() { return input.inputs(); }
 
     /// Replays all traces into `sink` until they end or the program is interrupted. `rows` as in
-    /// TraceInput::read(). \throws Error if reading fails
-    ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows);
+    /// TraceInput::read(). `messages`, if not null, gets each message behind its values. \throws Error if
+    /// reading fails
+    ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows, MessageSink* messages = nullptr);
     bool interrupted() const { return input.interrupted(); }
 
     /// Puts the output in its place, as TraceInput::complete(). \throws std::system_error

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "Console.h"
+#include "command/DefinitionArguments.h"
+#include "command/TimeOptions.h"
 
 #include <string>
 #include <vector>
@@ -13,15 +15,17 @@ class App;
 
 namespace rksignal {
 
-struct ConvertOptions {
-    std::string input;                 ///< `[CHANNEL=]FILE.dbc`, or a trace
+struct ConvertOptions : DefinitionOptions {
+    std::vector<std::string> inputs;   ///< `[CHANNEL=]FILE` of definitions, or one trace; never empty
     std::string output;                ///< a file; its ending says what is written
-    std::vector<std::string> channels; ///< as of `--channel`
+    TimeOptions time;                  ///< the window that is converted of a trace
+    std::vector<std::string> ids;      ///< identifiers of frames that are converted
+    std::vector<std::string> patterns; ///< names of messages and signals whose frames are converted
     bool quiet = false;
     bool schema = false; ///< writes the schema of definition files instead
 };
 
-/// Converts one file. The output is there in full or not at all.
+/// Converts one trace, or files of definitions into one. The output is there in full or not at all.
 /// \return Clean, or Damaged if a part of the input could not be understood, or values are lost
 /// \throws UsageError, Error, std::system_error
 ExitStatus convert(const ConvertOptions& options, const Console& console);

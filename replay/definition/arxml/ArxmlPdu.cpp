@@ -39,11 +39,11 @@ void takeFaster(std::optional<double>& cycleTime, const std::optional<double>& o
 
 } // namespace
 
-/// Reads the PDUs of one frame: its multiplexers are counted.
+/// Reads one PDU of a frame, in which multiplexers are counted.
 class ArxmlPduReader::Frame {
   public:
-    Frame(ArxmlPduReader& reader, const std::string& owner)
-        : model(reader.model), reader(reader), owner(owner), message(owner) {}
+    Frame(ArxmlPduReader& reader, const std::string& owner, unsigned selectors)
+        : model(reader.model), reader(reader), owner(owner), message(owner), selectors(selectors) {}
 
     void place(pugi::xml_node element, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed) {
         const pugi::xml_node payload =
@@ -75,12 +75,12 @@ class ArxmlPduReader::Frame {
             model.leftOut(element, "PDU that holds itself, not decoded");
             return false;
         }
-        if (open.size() >= deepest || parts >= mostParts || reader.signalsAndTexts >= mostSignals) {
+        if (open.size() >= deepest || partsRead >= mostParts || reader.signalsAndTexts >= mostSignals) {
             model.leftOut(element,
                           "not decoded: too many PDUs in one another, in a frame, or signals in all");
             return false;
         }
-        ++parts;
+        ++partsRead;
         open.push_back(element);
         return true;
     }
@@ -287,29 +287,33 @@ class ArxmlPduReader::Frame {
             if (!contained) {
                 continue;
             }
-            const pugi::xml_node properties = contained.child("CONTAINED-I-PDU-PROPS");
+            message = arxmlName(contained);
             if (type == "NO-HEADER") {
-                placeStatic(contained, properties, offset, placed);
+                placeStatic(contained, offset, placed);
             } else {
-                const bool isLong = type == "LONG-HEADER";
-                const auto id = arxmlUnsigned(
-                    arxmlText(properties, {isLong ? "HEADER-ID-LONG-HEADER" : "HEADER-ID-SHORT-HEADER"}));
-                constexpr std::uint64_t shortIds = 1 << 24, longIds = std::uint64_t{1} << 32;
-                if (!id || *id >= (isLong ? longIds : shortIds)) {
-                    model.leftOut(contained,
-                                  "there is no identifier for its header in a container; not decoded");
-                    continue;
-                }
-                message = arxmlName(contained);
-                placed.push_back({read(contained), offset, static_cast<std::uint32_t>(*id),
-                                  isLong ? PduHeader::Long : PduHeader::Short});
-                message = owner;
+                placeDynamic(contained, type == "LONG-HEADER" ? PduHeader::Long : PduHeader::Short, offset,
+                             placed);
             }
         }
+        message = owner;
     }
 
-    void placeStatic(pugi::xml_node contained, pugi::xml_node properties, std::uint32_t offset,
-                     std::vector<ArxmlPlacedPdu>& placed) {
+    void placeDynamic(pugi::xml_node contained, PduHeader header, std::uint32_t offset,
+                      std::vector<ArxmlPlacedPdu>& placed) {
+        const bool isLong = header == PduHeader::Long;
+        const auto id =
+            arxmlUnsigned(arxmlText(contained.child("CONTAINED-I-PDU-PROPS"),
+                                    {isLong ? "HEADER-ID-LONG-HEADER" : "HEADER-ID-SHORT-HEADER"}));
+        constexpr std::uint64_t shortIds = 1 << 24, longIds = std::uint64_t{1} << 32;
+        if (!id || *id >= (isLong ? longIds : shortIds)) {
+            return model.leftOut(contained,
+                                 "there is no identifier for its header in a container; not decoded");
+        }
+        placed.push_back({read(contained), offset, static_cast<std::uint32_t>(*id), header});
+    }
+
+    void placeStatic(pugi::xml_node contained, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed) {
+        const pugi::xml_node properties = contained.child("CONTAINED-I-PDU-PROPS");
         const auto at = arxmlUnsigned(arxmlText(properties, {"OFFSET"}));
         if (!at || *at > std::numeric_limits<std::uint16_t>::max()) {
             return model.leftOut(contained, "there is no OFFSET for its place in a container; not decoded");
@@ -324,8 +328,8 @@ class ArxmlPduReader::Frame {
     ArxmlPduReader& reader;
     const std::string& owner; ///< names multiplexers
     std::string message;      ///< names freshness values and authenticators
-    unsigned selectors = 0;
-    unsigned parts = 0;
+    unsigned selectors;       ///< number of multiplexers so far
+    unsigned partsRead = 0;
     std::vector<pugi::xml_node> open; ///< the PDUs that are being read
 };
 
@@ -339,7 +343,13 @@ ArxmlPduReader::ArxmlPduReader(ArxmlModel& model) : model(model), hasBigEndianHe
 
 void ArxmlPduReader::place(pugi::xml_node pdu, std::uint32_t offset, const std::string& owner,
                            std::vector<ArxmlPlacedPdu>& placed) {
-    Frame(*this, owner).place(pdu, offset, placed);
+    unsigned selectors = 0;
+    for (const ArxmlPlacedPdu& each : placed) {
+        selectors += static_cast<unsigned>(
+            std::count_if(each.pdu.signals.begin(), each.pdu.signals.end(),
+                          [](const ArxmlSignal& signal) { return signal.common.multiplexer != 0; }));
+    }
+    Frame(*this, owner, selectors).place(pdu, offset, placed);
 }
 
 } // namespace rksignal
