@@ -4,6 +4,7 @@
 #include "convert/ConvertCommand.h"
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
+#include "list/ListCommand.h"
 #include "output/OutputBuffer.h"
 #include "trigger/TriggerCommand.h"
 
@@ -40,6 +41,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     int status = Clean;
     addDecodeCommand(program, console, status);
     addTriggerCommand(program, console, status);
+    addListCommand(program, console, status);
     addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);
