@@ -1,9 +1,11 @@
 #include "Program.h"
 
 #include "check/CheckCommand.h"
+#include "compare/CompareCommand.h"
 #include "convert/ConvertCommand.h"
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
+#include "info/InfoCommand.h"
 #include "list/ListCommand.h"
 #include "output/OutputBuffer.h"
 #include "trigger/TriggerCommand.h"
@@ -39,12 +41,14 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     program.set_version_flag("--version", "rksignal " RKSIGNAL_VERSION);
     program.require_subcommand(1);
     int status = Clean;
+    addInfoCommand(program, console, status);
     addDecodeCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addListCommand(program, console, status);
     addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);
+    addCompareCommand(program, console, status);
     try {
         parse(program, arguments, console, status);
     } catch (const std::bad_alloc&) {

@@ -19,7 +19,7 @@ void rainLight(Payload& p, const Car& car) {
     p.put({Little, 0, 0, 12, false, 10}, lux);
     p.putRaw({Little, 1, 4, 2}, car.driver.rain);
     p.putFlag(1, 6, lux < 1000);
-    p.put({Big, 2, 7, 12, false, 5}, 0.6 * lux);
+    p.put({Little, 2, 0, 12, false, 5}, 0.6 * lux);
 }
 
 /// Window switches in the driver's door.
@@ -30,9 +30,9 @@ void windows(Payload& p, const Car& car) {
 }
 
 void seat(Payload& p, const Car& car) {
-    p.put({Big, 0, 7, 12, false, 0.1}, car.seatPosition);
-    p.put({Big, 1, 3, 10, true, 0.1}, car.backrest);
-    p.put({Big, 2, 1, 2}, car.isOn() ? (21.5 - car.cabin) / 3 : 0);
+    p.put({Little, 0, 0, 12, false, 0.1}, car.seatPosition);
+    p.put({Little, 1, 4, 10, false, 0.1, -51.2}, car.backrest); // numbers of LIN have no sign
+    p.put({Little, 2, 6, 2}, car.isOn() ? (21.5 - car.cabin) / 3 : 0);
 }
 
 /// Protected identifiers (with their two parity bits), lengths and contents of the frames.

@@ -123,7 +123,8 @@ std::string Triggers::State::whyUnknown(BaseSignal& signal) const {
     if (!timeouts || !timeouts->isTimedOut(index)) {
         return last;
     }
-    const std::string text = "timed out, last seen at " + timeText(timeouts->lastWrite(index));
+    const std::string text =
+        "timed out, last seen at " + timeText(timeouts->lastWrite(index), settings.times);
     const bool isGiven = reception == Reception::Written || reception == Reception::Withdrawn;
     return isGiven ? text : text + "; " + last;
 }

@@ -5,6 +5,7 @@
 #include "catalog/Catalog.h"
 #include "condition/Condition.h"
 #include "condition/Firing.h"
+#include "text/NumberText.h"
 #include "value/ValueSink.h"
 
 #include <cstddef>
@@ -23,6 +24,7 @@ struct TriggerSettings {
     std::optional<std::uint64_t> timeout = {};
     std::vector<std::uint64_t> moments = {};               ///< ascending times at which `atMoment` is called
     std::function<void(std::uint64_t)> atMoment = nullptr; ///< before the first message behind the moment
+    TimeFormat times = {};                                 ///< in explanations
 };
 
 /// What the evaluations of a condition came to.

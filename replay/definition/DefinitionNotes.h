@@ -27,6 +27,7 @@ class DefinitionNotes {
         remarks.sortByLine();
         return std::move(remarks);
     }
+    const std::string& filePath() const { return path; }
     std::string placeOf(unsigned line) const { return path + ":" + std::to_string(line); }
 
   private:

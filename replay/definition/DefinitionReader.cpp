@@ -4,6 +4,8 @@
 #include "definition/dbc/DbcFile.h"
 #include "definition/json/JsonDefinitions.h"
 #include "definition/kcd/KcdFile.h"
+#include "definition/ldf/LdfFile.h"
+#include "definition/sym/SymFile.h"
 #include "file/ContentKind.h"
 #include "file/Unpack.h"
 
@@ -56,7 +58,7 @@ DefinitionFile readArxmlInput(Input& input, const std::vector<ClusterChoice>& cl
     return parseArxml(std::move(texts), input.channel, clusters);
 }
 
-/// How a format is read, and what ContentKind.h calls it. Null: it is not read as definitions.
+/// How a format is read, and what ContentKind.h calls it.
 struct FormatReader {
     DefinitionFormat format;
     std::string_view name;
@@ -69,12 +71,18 @@ constexpr FormatReader readers[] = {
          return parseDbc(std::move(input.single().text), input.single().path, input.channel);
      }},
     {DefinitionFormat::Json, "a JSON file", readJson},
-    {DefinitionFormat::Ldf, "an LDF file", nullptr},
+    {DefinitionFormat::Ldf, "an LDF file",
+     [](Input& input, const std::vector<ClusterChoice>& /*clusters*/) {
+         return parseLdf(std::move(input.single().text), input.single().path, input.channel);
+     }},
     {DefinitionFormat::Kcd, "a KCD file",
      [](Input& input, const std::vector<ClusterChoice>& clusters) {
          return parseKcd(std::move(input.single().text), input.single().path, input.channel, clusters);
      }},
-    {DefinitionFormat::Sym, "a SYM file", nullptr},
+    {DefinitionFormat::Sym, "a SYM file",
+     [](Input& input, const std::vector<ClusterChoice>& /*clusters*/) {
+         return parseSym(std::move(input.single().text), input.single().path, input.channel);
+     }},
     {DefinitionFormat::Arxml, "an ARXML file", readArxmlInput},
 };
 
@@ -119,15 +127,6 @@ void addInput(const DefinitionSource& source, std::vector<Input>& inputs) {
     });
     Input& input = others != inputs.end() ? *others : inputs.emplace_back(Input{format, source.channel, {}});
     input.texts.push_back(std::move(text));
-}
-
-DefinitionFile readInput(Input& input, const std::vector<ClusterChoice>& clusters) {
-    const FormatReader& reader = readerOf(input.format);
-    if (reader.read == nullptr) {
-        throw Error(input.single().path + " is " + std::string(reader.name) +
-                    ", which is not read as definitions");
-    }
-    return reader.read(input, clusters);
 }
 
 /// Calls `read`. \throws Error if the memory does not suffice
@@ -194,7 +193,8 @@ std::vector<DefinitionFile> readDefinitions(std::span<const DefinitionSource> so
     }
     std::vector<DefinitionFile> files;
     for (Input& input : inputs) {
-        files.push_back(namingFile(input.single().path, [&] { return readInput(input, settings.clusters); }));
+        files.push_back(namingFile(input.single().path,
+                                   [&] { return readerOf(input.format).read(input, settings.clusters); }));
         input.texts.clear();
     }
     checkClusters(files, settings.clusters);

@@ -1,6 +1,7 @@
 #include "text/NumberText.h"
 
 #include <charconv>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 
@@ -24,6 +25,25 @@ char* writeHex(char* out, std::uint64_t value, int digits) {
         *out++ = "0123456789abcdef"[value >> shift & 0xF];
     }
     return out;
+}
+
+/// `2023-11-14T22:13:32`
+char* writeDateAndClock(char* out, std::uint64_t second) {
+    using namespace std::chrono;
+    constexpr std::uint64_t secondsPerDay = 86'400;
+    const year_month_day date{sys_days(days(static_cast<int>(second / secondsPerDay)))};
+    const std::uint64_t ofDay = second % secondsPerDay;
+    char* at = writePadded(out, static_cast<std::uint64_t>(int{date.year()}), 4);
+    *at++ = '-';
+    at = writePadded(at, unsigned{date.month()}, 2);
+    *at++ = '-';
+    at = writePadded(at, unsigned{date.day()}, 2);
+    *at++ = 'T';
+    at = writePadded(at, ofDay / 3600, 2);
+    *at++ = ':';
+    at = writePadded(at, ofDay / 60 % 60, 2);
+    *at++ = ':';
+    return writePadded(at, ofDay % 60, 2);
 }
 
 } // namespace
@@ -67,21 +87,37 @@ char* writeRaw(char* out, std::uint64_t raw, signalValue_t type) {
 
 char* TimeText::write(char* out, std::uint64_t timestamp) {
     constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
+    if (format.style == TimeStyle::Relative) {
+        const bool isBefore = timestamp < format.start;
+        if (isBefore) {
+            *out++ = '-';
+        }
+        timestamp = isBefore ? format.start - timestamp : timestamp - format.start;
+    }
     const std::uint64_t nanoseconds = timestamp % nanosecondsPerSecond;
     if (timestamp / nanosecondsPerSecond != second) {
-        second = timestamp / nanosecondsPerSecond;
-        char* const end = std::to_chars(text, text + sizeof text, second).ptr;
-        *end = '.';
-        length = static_cast<std::size_t>(end + 1 - text);
+        enterSecond(timestamp / nanosecondsPerSecond);
     }
     std::memcpy(out, text, length);
-    return nanoseconds % 1000 == 0 ? writePadded(out + length, nanoseconds / 1000, 6)
-                                   : writePadded(out + length, nanoseconds, 9);
+    char* end = nanoseconds % 1000 == 0 ? writePadded(out + length, nanoseconds / 1000, 6)
+                                        : writePadded(out + length, nanoseconds, 9);
+    if (format.style == TimeStyle::Iso) {
+        *end++ = 'Z';
+    }
+    return end;
 }
 
-std::string timeText(std::uint64_t timestamp) {
+void TimeText::enterSecond(std::uint64_t newSecond) {
+    second = newSecond;
+    char* const end = format.style == TimeStyle::Iso ? writeDateAndClock(text, second)
+                                                     : std::to_chars(text, text + sizeof text, second).ptr;
+    *end = '.';
+    length = static_cast<std::size_t>(end + 1 - text);
+}
+
+std::string timeText(std::uint64_t timestamp, const TimeFormat& format) {
     char text[maxNumberText];
-    return {text, TimeText().write(text, timestamp)};
+    return {text, TimeText(format).write(text, timestamp)};
 }
 
 } // namespace rksignal

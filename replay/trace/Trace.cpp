@@ -127,10 +127,18 @@ struct Trace::State {
     }
 
     /// \return whether there is a message
-    bool next() {
+    bool next() { return std::exchange(isAhead, false) || advance(); }
+
+    bool advance() {
         try {
-            if (!control.isStopped()) {
-                return traces.next();
+            while (!control.isStopped() && traces.next()) {
+                isStarted = isStarted || start();
+                if (!bounds || isInWindow()) {
+                    return true;
+                }
+                if (left.endedEarly) {
+                    break;
+                }
             }
         } catch (const ReadingStopped&) { // as at the end
         }
@@ -138,10 +146,37 @@ struct Trace::State {
         return false;
     }
 
+    /// The first message has been read. \return true
+    bool start() {
+        left.first = traces.timestamp();
+        if (!window.isOpen()) {
+            bounds.emplace(window, left.first);
+        }
+        return true;
+    }
+
+    bool isInWindow() {
+        const std::uint64_t time = traces.timestamp();
+        left.last = std::max(left.last, time);
+        hasBegun = hasBegun || !bounds->isBefore(time);
+        if (bounds->holds(time)) {
+            return true;
+        }
+        ++left.outside;
+        left.endedEarly = hasBegun && bounds->isPassed(traces.turn());
+        return false;
+    }
+
     ReadControl control; // outlives the traces
     ChannelMap channels;
     TraceMerge traces;
     std::vector<TraceFormat> formats; ///< by trace
+    TimeWindow window;
+    std::optional<TimeBounds> bounds; ///< of the window, once something has been read
+    WindowReport left;
+    bool isStarted = false;
+    bool hasBegun = false; ///< a message has come that is not behind the window
+    bool isAhead = false;  ///< the next message has been read already
 };
 
 Trace::Trace() : state(std::make_unique<State>()) {}
@@ -168,6 +203,21 @@ ChannelMap& Trace::channels() {
 
 const ChannelMap& Trace::channels() const {
     return state->channels;
+}
+
+void Trace::setWindow(const TimeWindow& window) {
+    state->window = window;
+}
+
+const WindowReport& Trace::windowReport() const {
+    return state->left;
+}
+
+std::optional<std::uint64_t> Trace::start() {
+    if (!state->isStarted) {
+        state->isAhead = state->advance();
+    }
+    return state->isStarted ? std::optional(state->left.first) : std::nullopt;
 }
 
 bool Trace::next() {

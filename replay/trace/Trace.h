@@ -6,6 +6,7 @@
 #include "text/Remark.h"
 #include "trace/ChannelMap.h"
 #include "trace/MessageSink.h"
+#include "trace/TimeWindow.h"
 #include "trace/TraceFormat.h"
 
 #include <cstddef>
@@ -102,6 +103,17 @@ class RKREPLAY_EXPORT Trace {
     /// What shall hold for a trace must be assigned before it is added.
     ChannelMap& channels();
     const ChannelMap& channels() const;
+
+    /// Only messages in this window are delivered, whatever the order in which they come. Reading ends ten
+    /// seconds behind the window, once a message in or before it has come; what a clock that was set back
+    /// puts behind that place is not found. Relative moments count from start(). To be set before reading.
+    void setWindow(const TimeWindow& window);
+    /// What the window has left out so far.
+    const WindowReport& windowReport() const;
+    /// The time of the first message of all traces, also when the window leaves it out; reads it, and goes
+    /// on to the first message of the window, which next() will give. \return nothing if there is none
+    /// \throws Error if reading fails
+    std::optional<std::uint64_t> start();
 
     /// Goes on to the next message of all traces. \return false at their end, and when stopped
     /// \throws Error if reading fails

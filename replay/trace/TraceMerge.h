@@ -25,6 +25,7 @@ class TraceMerge {
     void deliver(MessageSink& sink) { inputs[current].source->handOver(sink, inputs[current].time); }
     std::size_t source() const { return current; }                   ///< of the message
     std::uint64_t timestamp() const { return inputs[current].time; } ///< of the message, shifted
+    std::uint64_t turn() const { return inputs[current].turn; }      ///< the time that it counts as having
 
     /// Completes the reports of all traces: nothing more is read.
     void conclude() {

@@ -1,25 +1,15 @@
 #include "command/SecondsArgument.h"
 
 #include "command/UsageError.h"
-#include "text/ParseNumber.h"
+#include "text/Moment.h"
 
-#include <algorithm>
 #include <limits>
 
 namespace rksignal {
-namespace {
-
-constexpr std::size_t decimals = 9;
-
-} // namespace
 
 std::uint64_t parseSeconds(const std::string& option, std::string_view text) {
-    const std::size_t point = std::min(text.find('.'), text.size());
-    std::string digits(text.substr(0, point));
-    const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
-    digits.append(fraction).append(decimals - std::min(decimals, fraction.size()), '0');
-    const auto nanoseconds = parseNumber<std::uint64_t>(digits);
-    if (point == 0 || fraction.size() > decimals || !nanoseconds) {
+    const auto nanoseconds = decimalSeconds(text);
+    if (!nanoseconds) {
         throw UsageError(option + " " + std::string(text) + ": not seconds with at most 9 decimals");
     }
     return *nanoseconds;

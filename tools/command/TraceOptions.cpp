@@ -4,17 +4,29 @@
 
 namespace rksignal {
 
-void addTraceArguments(CLI::App& command, TraceOptions& options) {
-    command.add_option("TRACE", options.traces, "Traces, merged by time; - is standard input");
+void addTraceReadingArguments(CLI::App& command, TraceOptions& options) {
     command.add_option("--gps", options.gpsLogs, "The log of a GPS receiver (NMEA 0183)")
         ->type_name("FILE")
         ->allow_extra_args(false);
     command.add_option("--shift", options.shifts, "Seconds to add to the times of a trace")
         ->type_name("FILE=SECONDS")
         ->allow_extra_args(false);
+    addWindowArguments(command, options.time);
+    addTimeStyleArgument(command, options.time);
+    addDefinitionArguments(command, options);
+}
+
+void addTraceArguments(CLI::App& command, TraceOptions& options) {
+    command.add_option("TRACE", options.traces, "Traces, merged by time; - is standard input");
+    addTraceReadingArguments(command, options);
     command.add_flag("--strict", options.strict,
                      "Decode Ethernet frames by the rules of the library alone, as the logger does");
-    addDefinitionArguments(command, options);
+}
+
+void addResultArguments(CLI::App& command, TraceOptions& options) {
+    command.add_option("-o,--output", options.output, "Write to this file instead of standard output")
+        ->type_name("FILE");
+    command.add_flag("-q,--quiet", options.quiet, "No remarks and no summary, only errors");
 }
 
 CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options) {
@@ -25,9 +37,7 @@ CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options) {
         command.add_option_function<std::string>("--format", setSyntax, "Form of the rows")
             ->type_name("FORMAT")
             ->check(CLI::IsMember({"csv", "jsonl"}));
-    command.add_option("-o,--output", options.output, "Write to this file instead of standard output")
-        ->type_name("FILE");
-    command.add_flag("-q,--quiet", options.quiet, "No remarks and no summary, only errors");
+    addResultArguments(command, options);
     return format;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "command/DefinitionArguments.h"
+#include "command/TimeOptions.h"
 #include "output/RowFormat.h"
 
 #include <string>
@@ -16,20 +17,27 @@ class Option;
 namespace rksignal {
 
 struct TraceOptions : DefinitionOptions {
-    std::vector<std::string> traces;   ///< file names, `-` for standard input
-    std::vector<std::string> gpsLogs;  ///< file names of logs of GPS receivers
-    std::vector<std::string> shifts;   ///< `FILE=SECONDS`
+    std::vector<std::string> traces;  ///< file names, `-` for standard input
+    std::vector<std::string> gpsLogs; ///< file names of logs of GPS receivers
+    std::vector<std::string> shifts;  ///< `FILE=SECONDS`
+    TimeOptions time;
     std::string output;                ///< file name; empty: `Console::output`
     const RowSyntax* syntax = nullptr; ///< form of the rows; null: what the command writes by itself
     bool strict = false;               ///< ReplaySettings::strict
     bool quiet = false;                ///< no remarks, no progress, no summary
 };
 
-/// Adds what a replay needs: the traces, `--gps`, `--shift`, `--strict`, and what addDefinitionArguments()
-/// adds. `options` must outlive `command`, here and below.
+/// Adds how traces are read: `--gps`, `--shift`, the window and the form of times, and what
+/// addDefinitionArguments() adds. `options` must outlive `command`, here and below.
+void addTraceReadingArguments(CLI::App& command, TraceOptions& options);
+
+/// Adds what a replay needs: the traces, that, and `--strict`.
 void addTraceArguments(CLI::App& command, TraceOptions& options);
 
-/// Adds what says where and how results are written: `--format`, which is returned, `--output`, `--quiet`.
+/// Adds where results are written: `--output`, `--quiet`.
+void addResultArguments(CLI::App& command, TraceOptions& options);
+
+/// Adds that, and in which form: `--format`, which is returned.
 CLI::Option* addOutputArguments(CLI::App& command, TraceOptions& options);
 
 } // namespace rksignal

@@ -4,19 +4,14 @@
 
 #include "Console.h"
 #include "catalog/Catalog.h"
-#include "command/Interruption.h"
+#include "command/TraceInput.h"
 #include "command/TraceOptions.h"
-#include "output/InputSet.h"
 #include "output/OutputBuffer.h"
 #include "output/OutputFile.h"
-#include "trace/Trace.h"
 #include "value/Replay.h"
 
 #include <cstdint>
-#include <map>
-#include <optional>
 #include <string>
-#include <vector>
 
 namespace rksignal {
 
@@ -30,18 +25,19 @@ class TraceRun {
     Catalog& catalog() { return signals; }
     SignalStorage& storage() { return signals.storage(); }
 
-    /// All that is read. The command adds what it reads itself.
-    InputSet& inputs() { return files; }
+    /// See TraceInput.
+    TimeFormat times() { return input.times(); }
+    std::uint64_t momentOf(const std::string& option, const std::string& text) {
+        return input.momentOf(option, text);
+    }
+    InputSet& inputs() { return input.inputs(); }
 
-    /// Replays all traces into `sink` until they end or the program is interrupted, with a progress bar for
-    /// who watches. `rows`, if not null, is where the sink writes meanwhile: when a trace is a pipe, it is
-    /// flushed whenever more is read; and when it is a terminal, there is no bar between the rows.
-    /// \throws Error if reading fails
+    /// Replays all traces into `sink` until they end or the program is interrupted. `rows` as in
+    /// TraceInput::read(). \throws Error if reading fails
     ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows);
-    bool interrupted() const { return traces.isStopped(); }
+    bool interrupted() const { return input.interrupted(); }
 
-    /// Puts the output in its place, unless it would replace a file and nothing in the traces could be
-    /// understood: that is said. \throws std::system_error
+    /// Puts the output in its place, as TraceInput::complete(). \throws std::system_error
     void complete(OutputFile& file, const ReplayStatistics& statistics) const;
 
     /// Prints the statistics, or, if quiet, only what makes the status an error.
@@ -53,16 +49,11 @@ class TraceRun {
 
   private:
     void printNotes() const;
-    void openTraces();
-    void addTrace(const std::string& path, std::optional<TraceFormat> format);
 
     const TraceOptions& options;
     const Console& console;
     Catalog signals;
-    std::map<std::string, std::int64_t> shifts; ///< by trace, in nanoseconds
-    Trace traces;
-    InputSet files;
-    std::optional<Interruption> interruption; ///< of `traces`
+    TraceInput input;
 };
 
 } // namespace rksignal

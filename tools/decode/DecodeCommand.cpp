@@ -21,12 +21,12 @@ std::vector<bool> selection(const DecodeOptions& options, TraceRun& run) {
 
 ReplayStatistics writeRows(const DecodeOptions& options, TraceRun& run, OutputBuffer& out) {
     const RowSyntax& syntax = options.syntax != nullptr ? *options.syntax : csvSyntax;
-    RowSink sink(run.catalog(), syntax, out, {selection(options, run), options.changedOnly});
+    RowSink sink(run.catalog(), syntax, out, {selection(options, run), options.changedOnly, run.times()});
     return run.replay(sink, &out);
 }
 
 ReplayStatistics writeLast(const DecodeOptions& options, TraceRun& run, OutputBuffer& out) {
-    LastValues sink(run.catalog(), selection(options, run));
+    LastValues sink(run.catalog(), selection(options, run), run.times());
     ReplayStatistics statistics = run.replay(sink, nullptr);
     if (options.syntax == nullptr) {
         sink.writeTable(out);

@@ -1,67 +1,36 @@
 #include "output/LastValues.h"
 
-#include <algorithm>
-#include <array>
+#include "output/TextTable.h"
+
 #include <string>
 #include <utility>
 
 namespace rksignal {
 namespace {
 
-constexpr std::size_t columnCount = 9;
-using TableRow = std::array<std::string, columnCount>;
-
-constexpr std::array<bool, columnCount> rightAligned = {false, true,  false, true, false,
-                                                        true,  false, true,  true};
-
-/// Characters, not bytes, of UTF-8 text.
-std::size_t width(const std::string& text) {
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
-}
-
 std::string rawText(std::uint64_t raw, signalValue_t type) {
     char text[maxNumberText];
     return {text, writeRaw(text, raw, type)};
 }
 
-/// A text of a definition on one line.
-std::string oneLine(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; }, ' ');
-    return text;
-}
-
-TableRow tableRow(BaseSignal& signal, std::uint64_t count, const MessageOrigin& origin) {
+std::vector<std::string> tableRow(BaseSignal& signal, std::uint64_t count, const MessageOrigin& origin,
+                                  const TimeFormat& times) {
     const ValueSample sample = ValueSample::of(signal);
-    return {oneLine(signal.def.instance),
+    return {signal.def.instance,
             doubleText(sample.value),
-            oneLine(signal.def.unit),
+            signal.def.unit,
             rawText(sample.raw, signal.def.type),
-            oneLine(signal.getValueDescription(sample.raw)),
+            signal.getValueDescription(sample.raw),
             origin.channel ? std::to_string(*origin.channel) : "",
             std::string(kindName(origin.kind)),
-            timeText(sample.timestamp),
+            timeText(sample.timestamp, times),
             std::to_string(count)};
-}
-
-void writeTableRow(const TableRow& row, const std::array<std::size_t, columnCount>& widths,
-                   OutputBuffer& out) {
-    std::string line;
-    for (std::size_t i = 0; i < columnCount; ++i) {
-        const std::string padding(widths[i] - width(row[i]), ' ');
-        line += i == 0 ? "" : "  ";
-        line += rightAligned[i] ? padding + row[i] : row[i] + padding;
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    out.append(line + '\n');
-    out.endRow();
 }
 
 } // namespace
 
-LastValues::LastValues(const Catalog& catalog, std::vector<bool> selected)
-    : catalog(catalog), selected(std::move(selected)), tallies(catalog.signals().size()) {}
+LastValues::LastValues(const Catalog& catalog, std::vector<bool> selected, const TimeFormat& times)
+    : catalog(catalog), selected(std::move(selected)), times(times), tallies(catalog.signals().size()) {}
 
 void LastValues::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     for (const unsigned long id : ids) {
@@ -91,7 +60,7 @@ void LastValues::forEachSeen(Function&& function) const {
 }
 
 void LastValues::writeRows(const RowSyntax& syntax, OutputBuffer& out) const {
-    RowFormat format(syntax, out);
+    RowFormat format(syntax, out, times);
     out.append(syntax.countHeader);
     forEachSeen([&](BaseSignal& signal, const Tally& tally) {
         const ValueSample sample = ValueSample::of(signal);
@@ -101,20 +70,19 @@ void LastValues::writeRows(const RowSyntax& syntax, OutputBuffer& out) const {
 }
 
 void LastValues::writeTable(OutputBuffer& out) const {
-    std::vector<TableRow> rows{
-        {"instance", "value", "unit", "raw", "text", "channel", "bus", "time", "count"}};
+    TextTable table({{"instance"},
+                     {"value", true},
+                     {"unit"},
+                     {"raw", true},
+                     {"text"},
+                     {"channel", true},
+                     {"bus"},
+                     {"time", true},
+                     {"count", true}});
     forEachSeen([&](BaseSignal& signal, const Tally& tally) {
-        rows.push_back(tableRow(signal, tally.count, tally.origin));
+        table.add(tableRow(signal, tally.count, tally.origin, times));
     });
-    std::array<std::size_t, columnCount> widths{};
-    for (const TableRow& row : rows) {
-        for (std::size_t i = 0; i < columnCount; ++i) {
-            widths[i] = std::max(widths[i], width(row[i]));
-        }
-    }
-    for (const TableRow& row : rows) {
-        writeTableRow(row, widths, out);
-    }
+    table.write(out);
 }
 
 } // namespace rksignal

@@ -16,7 +16,7 @@ class LastValues : public ValueSink {
   public:
     /// Signals for which `selected` (by index in Catalog::signals()) does not hold are left out, and those
     /// that the replay adds as instances of these. The catalog must be complete and outlive the sink.
-    LastValues(const Catalog& catalog, std::vector<bool> selected);
+    LastValues(const Catalog& catalog, std::vector<bool> selected, const TimeFormat& times);
 
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
     void signalsAdded() override;
@@ -38,6 +38,7 @@ class LastValues : public ValueSink {
 
     const Catalog& catalog;
     std::vector<bool> selected;
+    TimeFormat times;
     std::vector<Tally> tallies;
 };
 

@@ -227,6 +227,14 @@ void printDamage(std::ostream& out, const Trace& traces) {
     }
 }
 
+void printTraces(std::ostream& out, const Trace& traces) {
+    printInterfaces(out, traces);
+    printLost(out, traces);
+    printDamage(out, traces);
+    printNotes(out, traces);
+    printChannels(out, traces.channels());
+}
+
 void printSummary(std::ostream& out, const ReplayStatistics& statistics, const Catalog& catalog,
                   const Trace& traces) {
     printCounts(out, statistics);

@@ -72,6 +72,13 @@ void SignalCells::appendText(std::uint64_t raw, OutputBuffer& out) const {
     }
 }
 
+void appendTime(std::string& row, const RowSyntax& syntax, TimeText& time, std::uint64_t timestamp) {
+    char text[maxNumberText];
+    char* const end = time.write(text, timestamp);
+    const std::string_view quote = syntax.json && time.isText() ? "\"" : "";
+    row.append(quote).append(&text[0], end).append(quote);
+}
+
 void appendOrigin(std::string& row, const RowSyntax& syntax, const std::optional<MessageOrigin>& origin) {
     const std::string_view none = syntax.json ? "null" : "";
     const std::string_view quote = syntax.json ? "\"" : "";
@@ -98,9 +105,8 @@ ValueSample ValueSample::of(BaseSignal& signal) {
 }
 
 void RowFormat::setMessage(const MessageInfo& message) {
-    char text[maxNumberText];
     common.assign(syntax.open);
-    common.append(text, time.write(text, message.timestamp));
+    appendTime(common, syntax, time, message.timestamp);
     appendOrigin(common, syntax, message.origin);
 }
 

@@ -31,6 +31,9 @@ extern const RowSyntax csvSyntax;
 /// One JSON object a line.
 extern const RowSyntax jsonSyntax;
 
+/// Appends the time stamp of a row. A text is in quotes in JSON.
+void appendTime(std::string& row, const RowSyntax& syntax, TimeText& time, std::uint64_t timestamp);
+
 /// Appends the cells that say where a message came from: channel and bus, empty or `null` where there is
 /// none.
 void appendOrigin(std::string& row, const RowSyntax& syntax, const std::optional<MessageOrigin>& origin);
@@ -70,7 +73,8 @@ struct ValueSample {
 /// Writes rows. Allocates nothing a row.
 class RowFormat {
   public:
-    RowFormat(const RowSyntax& syntax, OutputBuffer& out) : syntax(syntax), out(out) {}
+    RowFormat(const RowSyntax& syntax, OutputBuffer& out, const TimeFormat& times)
+        : syntax(syntax), out(out), time(times) {}
 
     /// Sets what the next rows have in common. Call before write().
     void setMessage(const MessageInfo& message);

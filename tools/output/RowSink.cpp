@@ -5,7 +5,8 @@
 namespace rksignal {
 
 RowSink::RowSink(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& out, Options options)
-    : catalog(catalog), syntax(syntax), out(out), format(syntax, out), changedOnly(options.changedOnly) {
+    : catalog(catalog), syntax(syntax), out(out), format(syntax, out, options.times),
+      changedOnly(options.changedOnly) {
     for (std::size_t i = 0; i < catalog.signals().size(); ++i) {
         addColumn(i, options.selected[i]);
     }

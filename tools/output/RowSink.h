@@ -16,6 +16,7 @@ class RowSink : public ValueSink {
     struct Options {
         std::vector<bool> selected; ///< by index in Catalog::signals(); rows of other signals are left out
         bool changedOnly = false;   ///< only values whose raw value differs from the one before
+        TimeFormat times = {};
     };
 
     /// Writes the header. Everything must outlive the sink, and the catalog must be complete. What the replay

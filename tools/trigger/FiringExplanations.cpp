@@ -31,7 +31,7 @@ void FiringExplanations::explainAll(std::uint64_t timestamp) {
 }
 
 void FiringExplanations::write(const Condition& condition, std::uint64_t timestamp, std::string_view event) {
-    out.append(timeText(timestamp) + ' ' + condition.name() + std::string(event) + '\n');
+    out.append(timeText(timestamp, times) + ' ' + condition.name() + std::string(event) + '\n');
     out.append(triggers.explain(condition) + '\n');
     out.endRow();
 }

@@ -5,6 +5,7 @@
 #include "condition/Firing.h"
 #include "condition/Triggers.h"
 #include "output/OutputBuffer.h"
+#include "text/NumberText.h"
 
 #include <string_view>
 
@@ -13,8 +14,8 @@ namespace rksignal {
 class FiringExplanations : public FiringSink {
   public:
     /// Firings are only explained if `firingsToo`. Everything must outlive the sink.
-    FiringExplanations(const Triggers& triggers, OutputBuffer& out, bool firingsToo)
-        : triggers(triggers), out(out), firingsToo(firingsToo) {}
+    FiringExplanations(const Triggers& triggers, OutputBuffer& out, const TimeFormat& times, bool firingsToo)
+        : triggers(triggers), out(out), times(times), firingsToo(firingsToo) {}
 
     void fired(const Firing& firing) override;
     bool closed() const override { return out.closed(); }
@@ -26,6 +27,7 @@ class FiringExplanations : public FiringSink {
 
     const Triggers& triggers;
     OutputBuffer& out;
+    TimeFormat times;
     bool firingsToo;
 };
 

@@ -26,16 +26,16 @@ struct Reading {
 
 } // namespace
 
-FiringRows::FiringRows(const RowSyntax& syntax, OutputBuffer& out) : syntax(syntax), out(out) {
+FiringRows::FiringRows(const RowSyntax& syntax, OutputBuffer& out, const TimeFormat& times)
+    : syntax(syntax), out(out), time(times) {
     if (!syntax.json) {
         out.append("time,channel,bus,condition,signals\n");
     }
 }
 
 void FiringRows::fired(const Firing& firing) {
-    char text[maxNumberText];
     std::string row(syntax.open);
-    row.append(text, time.write(text, firing.timestamp));
+    appendTime(row, syntax, time, firing.timestamp);
     appendOrigin(row, syntax, firing.origin);
     row += syntax.json ? ",\"condition\":" : ",";
     row += syntax.quote(firing.condition.name());

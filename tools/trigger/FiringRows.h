@@ -19,7 +19,7 @@ namespace rksignal {
 class FiringRows : public FiringSink {
   public:
     /// Writes the header. Everything must outlive the sink.
-    FiringRows(const RowSyntax& syntax, OutputBuffer& out);
+    FiringRows(const RowSyntax& syntax, OutputBuffer& out, const TimeFormat& times);
 
     void fired(const Firing& firing) override;
     bool closed() const override { return out.closed(); }

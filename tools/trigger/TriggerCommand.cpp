@@ -16,10 +16,10 @@
 namespace rksignal {
 namespace {
 
-std::vector<std::uint64_t> parseMoments(const TriggerOptions& options) {
+std::vector<std::uint64_t> parseMoments(const TriggerOptions& options, TraceRun& run) {
     std::vector<std::uint64_t> moments;
     for (const std::string& text : options.moments) {
-        moments.push_back(parseSeconds("--at", text));
+        moments.push_back(run.momentOf("--at", text));
     }
     std::sort(moments.begin(), moments.end());
     return moments;
@@ -42,10 +42,11 @@ WindowWriter::Extent parseWindow(const std::string& text) {
 class TriggerRun {
   public:
     TriggerRun(const TriggerOptions& options, const Console& console)
-        : options(options), console(console), timeout(parseTimeout(options)), moments(parseMoments(options)),
-          run(options, console),
+        : options(options), console(console), timeout(parseTimeout(options)), run(options, console),
+          moments(parseMoments(options, run)), times(run.times()),
           triggers(run.catalog(), loadConditions(),
-                   {timeout, moments, [this](std::uint64_t moment) { explanations->explainAll(moment); }}) {}
+                   {timeout, moments, [this](std::uint64_t moment) { explanations->explainAll(moment); },
+                    times}) {}
 
     TriggerStatus replay() {
         if (options.conditions.print) {
@@ -110,17 +111,17 @@ class TriggerRun {
     void openWindows() {
         if (!options.window.empty()) {
             windows.emplace(run.catalog(), triggers, parseWindow(options.window),
-                            WindowWriter::Folder{options.folder, options.overwrite}, run.inputs());
+                            WindowWriter::Folder{options.folder, options.overwrite}, run.inputs(), times);
         }
     }
 
     ReplayStatistics writeRows(OutputBuffer& out) {
-        FiringRows rows(options.syntax != nullptr ? *options.syntax : csvSyntax, out);
+        FiringRows rows(options.syntax != nullptr ? *options.syntax : csvSyntax, out, times);
         return replayInto(rows, out);
     }
 
     ReplayStatistics writeExplanations(OutputBuffer& out) {
-        explanations.emplace(triggers, out, options.explain);
+        explanations.emplace(triggers, out, times, options.explain);
         return replayInto(*explanations, out);
     }
 
@@ -172,8 +173,9 @@ class TriggerRun {
     const TriggerOptions& options;
     const Console& console;
     std::optional<std::uint64_t> timeout;
-    std::vector<std::uint64_t> moments;
     TraceRun run;
+    std::vector<std::uint64_t> moments;
+    TimeFormat times;
     Triggers triggers;
     std::optional<FiringExplanations> explanations;
     std::optional<WindowWriter> windows;
@@ -198,13 +200,13 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
         command.add_flag("--explain", options->explain, "For each firing the value of every sub-expression");
     CLI::Option* const moments =
         command.add_option("--at", options->moments, "The value of every sub-expression at this time")
-            ->type_name("SECONDS")
+            ->type_name("TIME")
             ->allow_extra_args(false);
     CLI::Option* const window =
         command.add_option("--window", options->window, "Write the values around each firing, in seconds")
             ->type_name("BEFORE,AFTER");
     CLI::Option* const folder =
-        command.add_option("--to", options->folder, "Folder of the windows, a file each")
+        command.add_option("--windows", options->folder, "Folder of the windows, a file each")
             ->type_name("FOLDER")
             ->needs(window);
     window->needs(folder);

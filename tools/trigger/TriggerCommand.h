@@ -11,7 +11,7 @@
 
 namespace rksignal {
 
-/// Times are seconds, as `parseSeconds` reads them.
+/// Durations are seconds, as `parseSeconds` reads them.
 struct TriggerOptions : TraceOptions {
     ConditionArguments conditions;
     std::string timeout;              ///< empty: signals stay known

@@ -50,8 +50,8 @@ std::uint64_t sum(std::uint64_t left, std::uint64_t right) {
 } // namespace
 
 WindowWriter::WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent,
-                           const Folder& folder, const InputSet& inputs)
-    : catalog(catalog), extent(extent), folder(folder.path), inputs(inputs), values(maxValues) {
+                           const Folder& folder, const InputSet& inputs, const TimeFormat& times)
+    : catalog(catalog), extent(extent), folder(folder.path), inputs(inputs), times(times), values(maxValues) {
     prepareFolder(folder.mayHoldWindows);
     signalsAdded();
     nameFiles(triggers);
@@ -73,7 +73,7 @@ void WindowWriter::prepareFolder(bool mayHoldWindows) {
             continue;
         }
         if (!mayHoldWindows) {
-            throw UsageError("--to " + folder + " holds windows already, such as " + name +
+            throw UsageError("--windows " + folder + " holds windows already, such as " + name +
                              "; --overwrite writes more into it");
         }
         ++earlier;
@@ -129,7 +129,7 @@ void WindowWriter::write(const Window& window) {
     const std::string path = (std::filesystem::path(folder) / name).string();
     OutputFile file(path, -1, inputs);
     OutputBuffer out(file);
-    RowFormat format(csvSyntax, out);
+    RowFormat format(csvSyntax, out, times);
     out.append(csvSyntax.header);
     for (std::size_t i = 0; i < values.size(); ++i) {
         const PastValue& past = values[i];

@@ -41,7 +41,7 @@ class WindowWriter : public FiringSink, public ValueSink {
     /// Makes the folder if it is not there; everything else must outlive the writer.
     /// \throws std::system_error if that fails, UsageError if there are windows and must not be
     WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent, const Folder& folder,
-                 const InputSet& inputs);
+                 const InputSet& inputs, const TimeFormat& times);
 
     /// Writes the windows that ended before `now`, and forgets values that no window can hold any more.
     /// \throws std::system_error if a file cannot be written, std::runtime_error if it is an input
@@ -74,6 +74,7 @@ class WindowWriter : public FiringSink, public ValueSink {
     Extent extent;
     std::string folder;
     const InputSet& inputs;
+    TimeFormat times;
     std::vector<SignalCells> cells; ///< as Catalog::signals()
     std::vector<std::string> stems; ///< of the file names, by trigger
     ValueRing values;

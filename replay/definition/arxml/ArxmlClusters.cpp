@@ -10,15 +10,15 @@
 namespace rksignal {
 namespace {
 
-/// What reads clusters of a kind; null: they are not read.
 struct ClusterReader {
     std::string_view tag;
     void (*read)(ArxmlReading& reading, pugi::xml_node cluster);
 };
 
 constexpr ClusterReader clusterReaders[] = {
-    {"CAN-CLUSTER", readArxmlCan}, {"J-1939-CLUSTER", readArxmlCan}, {"TTCAN-CLUSTER", readArxmlCan},
-    {"LIN-CLUSTER", readArxmlLin}, {"FLEXRAY-CLUSTER", nullptr},     {"ETHERNET-CLUSTER", nullptr},
+    {"CAN-CLUSTER", readArxmlCan},         {"J-1939-CLUSTER", readArxmlCan},
+    {"TTCAN-CLUSTER", readArxmlCan},       {"LIN-CLUSTER", readArxmlLin},
+    {"FLEXRAY-CLUSTER", readArxmlFlexRay}, {"ETHERNET-CLUSTER", readArxmlEthernet},
 };
 
 const ClusterReader* readerOf(pugi::xml_node cluster) {
@@ -106,13 +106,15 @@ DefinitionFile parseArxml(std::vector<ArxmlText> texts, std::optional<std::uint8
         }
         ArxmlReading reading{model, pdus, nodes, file.messages,
                              choice != nullptr && choice->channel ? choice->channel : channel};
-        if (const auto read = readerOf(cluster)->read) {
-            read(reading, cluster);
-        } else {
-            model.leftOut(cluster, std::string(cluster.name()) + " is not decoded");
-        }
+        readerOf(cluster)->read(reading, cluster);
+    }
+    if (clusters.empty()) {
+        ArxmlReading reading{model, pdus, nodes, file.messages, channel};
+        readArxmlEcuConfiguration(reading);
     }
     if (choices.empty()) {
+        ArxmlReading reading{model, pdus, nodes, file.messages, channel};
+        readArxmlDeployments(reading);
         noteSeveral(model, clusters);
     }
     file.remarks = model.takeRemarks();

@@ -29,6 +29,12 @@ struct ArxmlReading {
 /// Each adds the messages of one cluster.
 void readArxmlCan(ArxmlReading& reading, pugi::xml_node cluster);
 void readArxmlLin(ArxmlReading& reading, pugi::xml_node cluster);
+void readArxmlFlexRay(ArxmlReading& reading, pugi::xml_node cluster);
+void readArxmlEthernet(ArxmlReading& reading, pugi::xml_node cluster);
+/// Adds the messages of SOME/IP services that belong to no cluster.
+void readArxmlDeployments(ArxmlReading& reading);
+/// Adds the messages of CAN of the configuration of an ECU, which has no clusters.
+void readArxmlEcuConfiguration(ArxmlReading& reading);
 
 /// The physical channels of a cluster, of its first variant.
 std::vector<pugi::xml_node> arxmlChannels(ArxmlModel& model, pugi::xml_node cluster);

@@ -4,6 +4,7 @@
 
 #include "text/ParseNumber.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -63,8 +64,13 @@ int takeBase(std::string_view& digits) {
 
 } // namespace
 
+/// The name stands first by the schema; an element without one may have any number of children.
 std::string_view arxmlName(pugi::xml_node element) {
-    return element.child("SHORT-NAME").child_value();
+    pugi::xml_node child = element.first_child();
+    while (child && child.type() != pugi::node_element) {
+        child = child.next_sibling();
+    }
+    return std::string_view(child.name()) == "SHORT-NAME" ? child.child_value() : "";
 }
 
 pugi::xml_node arxmlChild(pugi::xml_node parent, std::initializer_list<const char*> tags) {
@@ -114,6 +120,12 @@ std::optional<std::uint64_t> arxmlUnsigned(std::string_view text) {
     return number && *number >= 0 && *number < limit && std::trunc(*number) == *number
                ? std::optional(static_cast<std::uint64_t>(*number))
                : std::nullopt;
+}
+
+std::uint32_t arxmlCount(pugi::xml_node parent, std::initializer_list<const char*> tags) {
+    const auto number = arxmlUnsigned(arxmlText(parent, tags));
+    return static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(number.value_or(0), std::numeric_limits<std::uint32_t>::max()));
 }
 
 std::optional<double> arxmlNumber(std::string_view text) {

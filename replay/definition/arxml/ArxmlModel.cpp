@@ -122,6 +122,9 @@ pugi::xml_node ArxmlModel::find(std::string_view path, std::string_view destinat
 std::string ArxmlModel::basePath(pugi::xml_node from, std::string_view label, unsigned depth) const {
     constexpr unsigned deepestBase = 8;
     for (pugi::xml_node around = from; around && depth < deepestBase; around = around.parent()) {
+        if (std::string_view(around.name()) != "AR-PACKAGE") {
+            continue;
+        }
         for (const pugi::xml_node base : around.child("REFERENCE-BASES").children("REFERENCE-BASE")) {
             if (!isReferenceBase(base, label)) {
                 continue;

@@ -77,7 +77,7 @@ class ArxmlModel {
     std::unordered_set<std::uint64_t> said; ///< hashes of remarks
 };
 
-/// The SHORT-NAME of an element; empty if it has none.
+/// The SHORT-NAME of an element, its first child; empty if it has none.
 std::string_view arxmlName(pugi::xml_node element);
 /// The text of the first child of one of these names; empty if there is none.
 std::string_view arxmlText(pugi::xml_node parent, std::initializer_list<const char*> tags);
@@ -97,5 +97,7 @@ std::string arxmlComment(pugi::xml_node element);
 std::optional<double> arxmlNumber(std::string_view text);
 /// The same, of 0 or more and whole; exact for 64 bits.
 std::optional<std::uint64_t> arxmlUnsigned(std::string_view text);
+/// That of the first child of one of these names, at most 2^32 - 1; 0 if there is none.
+std::uint32_t arxmlCount(pugi::xml_node parent, std::initializer_list<const char*> tags);
 
 } // namespace rksignal

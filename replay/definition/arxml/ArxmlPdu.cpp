@@ -1,5 +1,7 @@
 #include "definition/arxml/ArxmlPdu.h"
 
+#include "definition/arxml/ArxmlSecuredPdu.h"
+
 #include <algorithm>
 #include <iterator>
 #include <limits>
@@ -10,12 +12,6 @@ namespace {
 
 bool is(pugi::xml_node pdu, std::string_view tag) {
     return tag == pdu.name();
-}
-
-std::uint32_t arxmlCount(pugi::xml_node parent, std::initializer_list<const char*> tags) {
-    const auto number = arxmlUnsigned(arxmlText(parent, tags));
-    return static_cast<std::uint32_t>(
-        std::min<std::uint64_t>(number.value_or(0), std::numeric_limits<std::uint32_t>::max()));
 }
 
 /// Of the transmission mode "true", else of any other.
@@ -47,11 +43,12 @@ void takeFaster(std::optional<double>& cycleTime, const std::optional<double>& o
 class ArxmlPduReader::Frame {
   public:
     Frame(ArxmlPduReader& reader, const std::string& owner)
-        : model(reader.model), reader(reader), owner(owner) {}
+        : model(reader.model), reader(reader), owner(owner), message(owner) {}
 
     void place(pugi::xml_node element, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed,
                unsigned depth = 0) {
-        const pugi::xml_node payload = is(element, "SECURED-I-PDU") ? payloadOf(element) : element;
+        const pugi::xml_node payload =
+            is(element, "SECURED-I-PDU") ? securedPayload(model, element) : element;
         if (!is(payload, "CONTAINER-I-PDU")) {
             placed.push_back({read(element, depth), offset, {}, {}});
             return;
@@ -59,27 +56,26 @@ class ArxmlPduReader::Frame {
         if (!enter(element, depth)) {
             return;
         }
-        placeContained(payload, offset + headerBytes(element), placed, depth);
+        placeContained(payload, offset + securedHeaderBytes(element), placed, depth);
         if (is(element, "SECURED-I-PDU")) {
             ArxmlPdu footer = start(element);
-            addFooter(element, arxmlCount(payload, {"LENGTH"}), footer);
+            addSecuredFooter(model, element, arxmlCount(payload, {"LENGTH"}), message, footer);
             placed.push_back({std::move(footer), offset, {}, {}});
         }
     }
 
   private:
-    /// Whether one more PDU is read: a PDU that holds itself is not read without end.
+    /// Whether one more PDU is read: one that holds itself is not read without end, and small files do not
+    /// fill the memory by what they repeat.
     bool enter(pugi::xml_node element, unsigned depth) {
         constexpr unsigned deepest = 8;
         constexpr unsigned mostParts = 16384;
-        if (depth <= deepest && parts < mostParts) {
+        constexpr std::size_t mostSignals = 8'000'000;
+        if (depth <= deepest && parts < mostParts && reader.signalsAndTexts < mostSignals) {
             ++parts;
             return true;
         }
-        model.leftOut(element,
-                      depth > deepest
-                          ? "PDUs in more than " + std::to_string(deepest) + " others are not decoded"
-                          : "more than " + std::to_string(mostParts) + " PDUs in one frame; not decoded");
+        model.leftOut(element, "not decoded: too many PDUs in one another, in a frame, or signals in all");
         return false;
     }
 
@@ -117,6 +113,7 @@ class ArxmlPduReader::Frame {
             for (const pugi::xml_node mapping : element.child(list).children("I-SIGNAL-TO-I-PDU-MAPPING")) {
                 hasMappings = true;
                 if (auto signal = readArxmlSignal(model, mapping)) {
+                    reader.signalsAndTexts += 1 + signal->common.valueDescriptions.size();
                     pdu.signals.push_back(std::move(*signal));
                 }
             }
@@ -128,21 +125,8 @@ class ArxmlPduReader::Frame {
         }
     }
 
-    pugi::xml_node payloadOf(pugi::xml_node secured) {
-        return model.target(model.target(secured, {"PAYLOAD-REF"}), {"I-PDU-REF"});
-    }
-
-    /// What stands before the payload of a secured PDU.
-    static std::uint32_t headerBytes(pugi::xml_node secured) {
-        const std::string_view header = arxmlText(secured, {"USE-SECURED-PDU-HEADER"});
-        return header == "SECURED-PDU-HEADER-08-BIT"   ? 1
-               : header == "SECURED-PDU-HEADER-16-BIT" ? 2
-               : header == "SECURED-PDU-HEADER-32-BIT" ? 4
-                                                       : 0;
-    }
-
     void readSecured(pugi::xml_node element, ArxmlPdu& pdu, unsigned depth) {
-        const pugi::xml_node payload = payloadOf(element);
+        const pugi::xml_node payload = securedPayload(model, element);
         std::uint32_t payloadLength = 0;
         if (arxmlText(element, {"USE-AS-CRYPTOGRAPHIC-I-PDU"}) == "true") {
             model.note(element,
@@ -152,47 +136,9 @@ class ArxmlPduReader::Frame {
             payloadLength = inner.length;
             pdu.comment = pdu.comment.empty() ? inner.comment : pdu.comment;
             takeFaster(pdu.cycleTime, inner.cycleTime);
-            add(pdu, std::move(inner), headerBytes(element), {});
+            add(pdu, std::move(inner), securedHeaderBytes(element), {});
         }
-        addFooter(element, payloadLength, pdu);
-    }
-
-    /// Freshness value and authenticator stand behind the payload, without gaps, the most significant bits
-    /// first (AUTOSAR SWS SecureOnboardCommunication, Secured I-PDU).
-    void addFooter(pugi::xml_node secured, std::uint32_t payloadLength, ArxmlPdu& pdu) {
-        const pugi::xml_node freshness = model.target(secured, {"FRESHNESS-PROPS-REF"});
-        const pugi::xml_node authentication = model.target(secured, {"AUTHENTICATION-PROPS-REF"});
-        const pugi::xml_node properties = secured.child("SECURE-COMMUNICATION-PROPS"); // until AUTOSAR 4.3
-        const std::uint32_t freshnessBits =
-            arxmlCount(freshness ? freshness : properties, {"FRESHNESS-VALUE-TX-LENGTH"});
-        const std::uint32_t authenticatorBits =
-            arxmlCount(authentication ? authentication : properties, {"AUTH-INFO-TX-LENGTH"});
-        std::uint64_t bit = (std::uint64_t{payloadLength} + headerBytes(secured)) * 8;
-        addRaw(secured, owner + "_Freshness", bit, freshnessBits, pdu);
-        addRaw(secured, owner + "_Authenticator", bit + freshnessBits, authenticatorBits, pdu);
-    }
-
-    /// Adds `bits` bits from the `first` one on, counted from the most significant of each byte, as signals
-    /// that touch up to 8 bytes: NAME, NAME_2, NAME_3 ...
-    void addRaw(pugi::xml_node secured, const std::string& name, std::uint64_t first, std::uint32_t bits,
-                ArxmlPdu& pdu) {
-        constexpr unsigned mostPieces = 64;
-        for (unsigned piece = 1; bits > 0; ++piece) {
-            const auto startBit = movedStartBit(7 - first % 8, first / 8);
-            if (!startBit || piece > mostPieces) {
-                return model.leftOut(secured, name + " is too long, and not decoded to its end");
-            }
-            const auto width = std::min<std::uint32_t>(bits, 64 - static_cast<std::uint32_t>(first % 8));
-            ArxmlSignal signal;
-            signal.common.signal = piece == 1 ? name : name + "_" + std::to_string(piece);
-            signal.common.startbit = *startBit;
-            signal.common.bits = static_cast<std::uint8_t>(width);
-            signal.common.endian = true;
-            signal.place = model.placeOf(secured);
-            pdu.signals.push_back(std::move(signal));
-            first += width;
-            bits -= width;
-        }
+        addSecuredFooter(model, element, payloadLength, message, pdu);
     }
 
     /// Moves what `part` has to `pdu`. Its signals are present for `selection`, those that have a multiplexer
@@ -348,8 +294,10 @@ class ArxmlPduReader::Frame {
                                   "there is no identifier for its header in a container; not decoded");
                     continue;
                 }
+                message = arxmlName(contained);
                 placed.push_back({read(contained, depth + 1), offset, static_cast<std::uint32_t>(*id),
                                   isLong ? PduHeader::Long : PduHeader::Short});
+                message = owner;
             }
         }
     }
@@ -368,7 +316,8 @@ class ArxmlPduReader::Frame {
 
     ArxmlModel& model;
     ArxmlPduReader& reader;
-    const std::string& owner;
+    const std::string& owner; ///< names multiplexers
+    std::string message;      ///< names freshness values and authenticators
     unsigned selectors = 0;
     unsigned parts = 0;
 };

@@ -8,6 +8,7 @@
 
 #include <pugixml.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -46,7 +47,8 @@ class ArxmlPduReader {
     class Frame;
 
     ArxmlModel& model;
-    bool hasBigEndianHeaders; ///< those of containers
+    bool hasBigEndianHeaders;        ///< those of containers
+    std::size_t signalsAndTexts = 0; ///< that were read
 };
 
 } // namespace rksignal

@@ -64,8 +64,8 @@ void KcdBusReader::readMessage(pugi::xml_node element, MessageDefinition message
     message.extended = std::string_view(element.attribute("format").value()) == "extended";
     message.length = static_cast<std::uint16_t>(*bytes);
     message.comment = elementText(element.child("Notes"));
-    if (const std::uint64_t interval = integerOf(element, "interval", 0); interval != 0) {
-        message.cycleTime = static_cast<double>(interval);
+    if (const auto interval = numberOf(element, "interval"); interval > 0.0) {
+        message.cycleTime = interval;
     }
     const std::vector<std::string> senders = nodesOf(element.child("Producer"));
     message.sender = senders.empty() ? "" : senders.front();
@@ -187,13 +187,13 @@ void KcdBusReader::readLabels(pugi::xml_node set, SignalDefinition& signal) {
 
 void KcdBusReader::addLabel(pugi::xml_node label, std::uint64_t first, std::uint64_t last,
                             SignalDefinition& signal) {
-    if (last - first >= mostLabelled) {
-        return notes.dropped(lineOf(label), "label " + nameOf(label) + " of signal " +
-                                                signal.common().signal + " dropped: it is for more than " +
-                                                std::to_string(mostLabelled) + " values");
+    const std::string text = nameOf(label);
+    if (last - first >= mostLabelled || !labels.take((last - first + 1) * Expansion::entry(text))) {
+        return notes.dropped(lineOf(label), "label " + text + " of signal " + signal.common().signal +
+                                                " dropped: it is for too many values");
     }
     for (std::uint64_t i = 0; i <= last - first; ++i) {
-        signal.common().valueDescriptions[first + i] = nameOf(label);
+        signal.common().valueDescriptions[first + i] = text;
     }
 }
 
@@ -206,15 +206,6 @@ std::vector<std::string> KcdBusReader::nodesOf(pugi::xml_node list) const {
         }
     }
     return names;
-}
-
-std::uint64_t KcdBusReader::integerOf(pugi::xml_node element, const char* name, std::uint64_t otherwise) {
-    const pugi::xml_attribute attribute = element.attribute(name);
-    const auto number = integerIn(attribute.value());
-    if (attribute && !number) {
-        noteBadNumber(element, name);
-    }
-    return number.value_or(otherwise);
 }
 
 std::optional<double> KcdBusReader::numberOf(pugi::xml_node element, const char* name) {

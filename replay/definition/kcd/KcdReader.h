@@ -3,6 +3,7 @@
 #pragma once
 
 #include "definition/DefinitionNotes.h"
+#include "definition/Expansion.h"
 #include "definition/MessageBuilder.h"
 #include "definition/xml/XmlDocument.h"
 
@@ -39,8 +40,7 @@ class KcdBusReader {
     void readLabels(pugi::xml_node set, SignalDefinition& signal);
     void addLabel(pugi::xml_node label, std::uint64_t first, std::uint64_t last, SignalDefinition& signal);
     std::vector<std::string> nodesOf(pugi::xml_node list) const;
-    /// Of an attribute; `otherwise`, with an error if it is there, if it is no number.
-    std::uint64_t integerOf(pugi::xml_node element, const char* name, std::uint64_t otherwise);
+    /// Of an attribute; nothing, with an error if it is there, if it is no number.
     std::optional<double> numberOf(pugi::xml_node element, const char* name);
     void noteBadNumber(pugi::xml_node element, const char* name);
     unsigned lineOf(pugi::xml_node element) const { return static_cast<unsigned>(document.lineOf(element)); }
@@ -48,6 +48,7 @@ class KcdBusReader {
     const XmlDocument& document;
     const KcdNodes& nodes;
     DefinitionNotes& notes;
+    Expansion labels;
 };
 
 } // namespace rksignal

@@ -118,9 +118,9 @@ TEST_F(Interrupted, CommandsConcludeAsAtTheEndOfTheTrace) {
     EXPECT_EQ(run("decode --dbc a.dbc - --last --format csv", unfinished, {SIGTERM}), 130);
     EXPECT_EQ(folder.read("rows"),
               "time,channel,bus,instance,value,unit,raw,text,count\n2.000000,0,can,Motor.Speed,6,,6,,2\n");
-    EXPECT_EQ(
-        run("trigger --dbc a.dbc - --when 'x=Motor.Speed == 5' --window 1,5 --to w", unfinished, {SIGHUP}),
-        130);
+    EXPECT_EQ(run("trigger --dbc a.dbc - --when 'x=Motor.Speed == 5' --window 1,5 --windows w", unfinished,
+                  {SIGHUP}),
+              130);
     EXPECT_EQ(folder.read("w/x-1.csv"), valueHeader + rows);
     EXPECT_EQ(messages,
               summary + "x: evaluations 2, true 1, false 1, unknown 0, firings 1\nwindows written to w: 1\n");

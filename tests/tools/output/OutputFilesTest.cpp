@@ -50,10 +50,11 @@ TEST_F(OutputFiles, StayWhenTheyAreReadOrWouldHoldNothing) {
         {"rksignal trigger t.log --dbc a.dbc --when-file c.txt -o c.txt", 2,
          overwrites + "c.txt, which is read\n"},
         {"rksignal convert - t.log < t.log", 2, overwrites + "standard input, which is read\n"},
-        {trigger + "--window 1,1 --to w t.log", 2,
-         "rksignal: --to w holds windows already, such as x-1.csv; --overwrite writes more into it\n"},
-        {trigger + "--window 1,1 --to w --overwrite soft.log", 2, overwrites + "soft.log, which is read\n"},
-        {trigger + "--window 1,1 --to a.dbc/w t.log", 2,
+        {trigger + "--window 1,1 --windows w t.log", 2,
+         "rksignal: --windows w holds windows already, such as x-1.csv; --overwrite writes more into it\n"},
+        {trigger + "--window 1,1 --windows w --overwrite soft.log", 2,
+         overwrites + "soft.log, which is read\n"},
+        {trigger + "--window 1,1 --windows a.dbc/w t.log", 2,
          "rksignal: cannot use the folder a.dbc/w: Not a directory\n"},
         {"rksignal convert -q bad.log keep.log", 1,
          "not understood: " + garbage + "rksignal: nothing in bad.log " + kept},
@@ -106,7 +107,7 @@ TEST_F(OutputFiles, AreReplacedWholeWithTheirPermissionsAndOtherwiseWrittenDirec
 TEST_F(OutputFiles, OfAnEarlierRunAreCountedWhereTheyStay) {
     folder.write("w/y-12.csv", "earlier");
     const ProgramResult result = folder.run("rksignal trigger --dbc a.dbc --when 'x=Motor.Speed > 5' "
-                                            "--window 0,0 --to w --overwrite t.log > rows");
+                                            "--window 0,0 --windows w --overwrite t.log > rows");
     EXPECT_EQ(result.messages, "2 frames read: 2 decoded, 0 unknown, 0 remote, 0 error\n"
                                "x: evaluations 2, true 1, false 1, unknown 0, firings 1\n"
                                "windows written to w: 1\n"
