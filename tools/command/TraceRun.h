@@ -15,6 +15,13 @@
 
 namespace rksignal {
 
+/// Who looks at the messages of a trace on their way into a replay: overrides receive(), and hands on what it
+/// got.
+class ReplayObserver : public MessageSink {
+  public:
+    virtual void handOnTo(MessageSink& replay) = 0;
+};
+
 /// Owns the signals and the traces of one run. Remarks, progress and summary go to `Console::messages`.
 class TraceRun {
   public:
@@ -24,6 +31,8 @@ class TraceRun {
 
     Catalog& catalog() { return signals; }
     SignalStorage& storage() { return signals.storage(); }
+
+    const ChannelMap& channels() const { return input.traces().channels(); }
 
     /// See TraceInput.
     TimeFormat times() { return input.times(); }
@@ -35,6 +44,8 @@ class TraceRun {
     /// Replays all traces into `sink` until they end or the program is interrupted. `rows` as in
     /// TraceInput::read(). \throws Error if reading fails
     ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows);
+    /// The same, with `observer` looking at each message before it is decoded.
+    ReplayStatistics replay(ValueSink& sink, ReplayObserver& observer);
     bool interrupted() const { return input.interrupted(); }
 
     /// Puts the output in its place, as TraceInput::complete(). \throws std::system_error

@@ -163,6 +163,8 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
         ->type_name("NAME=N")
         ->allow_extra_args(false);
     command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary, only errors");
+    command.footer("Examples:\n  rksignal convert drive.dbc drive.json\n"
+                   "  rksignal convert --channel can0=1 drive.log drive.blf");
     command.callback([options, &console, &status, output] {
         if (output->empty() && !options->schema) {
             throw UsageError("convert needs an INPUT and an OUTPUT");

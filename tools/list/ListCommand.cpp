@@ -100,6 +100,8 @@ void addListCommand(CLI::App& program, const Console& console, int& status) {
     command.add_option("-o,--output", options->output, "Write to this file instead of standard output")
         ->type_name("FILE");
     command.add_flag("-q,--quiet", options->quiet, "No remarks, only errors");
+    command.footer("Examples:\n  rksignal list drive.dbc --grep temperature\n"
+                   "  rksignal list drive.dbc --message Engine --layout");
     command.callback([options, &console, &status] { status = list(*options, console); });
 }
 

@@ -17,15 +17,6 @@
 namespace rksignal {
 namespace {
 
-/// `0 Off, 1 On`
-std::string textsOf(const baseSignalDef_t& signal) {
-    std::string list;
-    for (const auto& [raw, text] : signal.valueDescriptions) {
-        list += (list.empty() ? "" : ", ") + rawText(raw, signal.type) + " " + text;
-    }
-    return list;
-}
-
 bool hasRange(const SignalDefinition& signal) {
     return signal.minimum != signal.maximum;
 }
@@ -101,7 +92,7 @@ TableCells cellsOf(const MessageDefinition& message, const ListedSignal& listed)
             printable(common.unit),
             printable(branchText(message, signal)),
             listed.isDecoded ? "" : "x",
-            printable(textsOf(common)),
+            printable(valueTexts(common)),
             common.comment};
 }
 
@@ -196,9 +187,8 @@ std::string messageLine(const ListedMessage& listed) {
     } else {
         line += frameKey(message, *listed.signals.front().definition);
     }
-    line += message.length > 0 ? ", " + std::to_string(message.length) + " bytes" : "";
-    line += message.sender.empty() ? "" : ", from " + message.sender;
-    line += message.cycleTime ? ", every " + doubleText(*message.cycleTime) + " ms" : "";
+    const std::string words = messageText(message);
+    line += words.empty() ? "" : ", " + words;
     return printable(line + "  (" + message.place + ")") + "\n";
 }
 
@@ -240,7 +230,7 @@ void writeListCsv(const std::vector<ListedMessage>& messages, OutputBuffer& out)
                                          orEmpty(hasRange(signal), signal.maximum),
                                          csvSyntax.quote(common.unit),
                                          csvSyntax.quote(branchText(message, signal)),
-                                         csvSyntax.quote(textsOf(common)),
+                                         csvSyntax.quote(valueTexts(common)),
                                          csvSyntax.quote(common.comment),
                                          each.isDecoded ? "1" : "0",
                                          csvSyntax.quote(signal.place)};

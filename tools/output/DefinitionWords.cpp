@@ -155,6 +155,21 @@ std::string rangesText(const std::vector<ValueRange>& ranges) {
     return text;
 }
 
+std::string valueTexts(const baseSignalDef_t& signal) {
+    std::string list;
+    for (const auto& [raw, text] : signal.valueDescriptions) {
+        list += (list.empty() ? "" : ", ") + rawText(raw, signal.type) + " " + text;
+    }
+    return list;
+}
+
+std::string messageText(const MessageDefinition& message) {
+    std::string text = message.length > 0 ? ", " + std::to_string(message.length) + " bytes" : "";
+    text += message.sender.empty() ? "" : ", from " + message.sender;
+    text += message.cycleTime ? ", every " + doubleText(*message.cycleTime) + " ms" : "";
+    return text.empty() ? text : text.substr(2);
+}
+
 std::string rawText(std::uint64_t raw, signalValue_t type) {
     std::array<char, maxNumberText> text{};
     return {text.data(), writeRaw(text.data(), raw, type)};

@@ -27,6 +27,12 @@ std::string branchText(const MessageDefinition& message, const SignalDefinition&
 /// `3, 5-7`
 std::string rangesText(const std::vector<ValueRange>& ranges);
 
+/// The value table: `0 Off, 1 On`
+std::string valueTexts(const baseSignalDef_t& signal);
+
+/// `8 bytes, from ECM, every 20 ms`, of what is known
+std::string messageText(const MessageDefinition& message);
+
 /// What a raw value is written as: with its sign if the signal has one.
 std::string rawText(std::uint64_t raw, signalValue_t type);
 
