@@ -45,7 +45,8 @@ inline void show(std::ostream& out, const MessageDefinition& message, const Sign
     out << (signal.can().comment.empty() ? "" : " # " + signal.can().comment) << '\n';
 }
 
-/// `A@9 1A2x [8 fd] ECU # comment every 20 ms` with channel, identifier, length and sender, then its signals.
+/// `A@9 1A2x [8 fd] ECU # comment in short header 7 every 20 ms` with channel, identifier, length and sender, then its
+/// signals.
 inline std::string shown(const std::vector<MessageDefinition>& definitions) {
     std::ostringstream messages;
     for (const MessageDefinition& message : definitions) {
@@ -56,6 +57,10 @@ inline std::string shown(const std::vector<MessageDefinition>& definitions) {
                                                 : "]")
                  << (message.sender.empty() ? "" : " ") << message.sender
                  << (message.comment.empty() ? "" : " # " + message.comment);
+        if (message.pduId) {
+            messages << (message.pduHeader == PduHeader::Short ? " in short header " : " in long header ")
+                     << std::hex << *message.pduId << std::dec;
+        }
         if (message.cycleTime) {
             messages << " every " << *message.cycleTime << " ms";
         }
