@@ -14,11 +14,15 @@ constexpr std::size_t byteBits = 8;
 std::optional<std::size_t> canOffset(const SeenFrame& frame, const MessageDefinition& message) {
     const bool isWhole =
         !message.isParameterGroup || j1939::groupOf(frame.identifier) == j1939::groupOf(message.id);
-    if (!isWhole || message.pduHeader != PduHeader::Short) {
+    if (!isWhole) {
         return std::nullopt;
     }
-    return message.pduId ? pdu::find<pdu::canFd>(frame.bytes, frame.bytes.size(), *message.pduId)
-                         : std::optional(std::size_t{0});
+    if (!message.pduId) {
+        return 0;
+    }
+    const std::size_t size = frame.bytes.size();
+    return message.pduHeader == PduHeader::Long ? pdu::find<pdu::canFdLong>(frame.bytes, size, *message.pduId)
+                                                : pdu::find<pdu::canFd>(frame.bytes, size, *message.pduId);
 }
 
 /// The position that the cycle of the frame has.

@@ -72,7 +72,7 @@ class ReasonFinder {
     void sayNearFrames(NearFrames near) {
         const std::string identifier =
             (message().kind == SignalKind::FlexRay ? "slot " : "identifier ") + shortIdentifier(message());
-        const std::optional<std::uint8_t> channel = channelOf();
+        const std::optional<std::uint8_t> channel = message().channel;
         if (channel ? near.sameIdentifier[*channel] : near.sameIdentifier.any()) {
             say(whyNotDecoded(identifier));
         } else if (near.sameIdentifier.any()) {
@@ -87,12 +87,6 @@ class ReasonFinder {
         if (near.otherSource.any()) {
             say("its parameter group came from other source addresses, on " + names(near.otherSource));
         }
-    }
-
-    /// To which the definition is bound.
-    std::optional<std::uint8_t> channelOf() const {
-        return message().kind == SignalKind::Can ? message().channel
-                                                 : std::optional(origin.definition().common().channel);
     }
 
     /// Though frames with the identifier came where they should.

@@ -36,7 +36,7 @@ void SignalWatch::receive(const LINTraceMessage& frame) {
     constexpr std::uint8_t withoutParity = 0x3F;
     current = {frame.data, std::uint32_t{frame.protectedId} & withoutParity, 0};
     if (message.kind == SignalKind::Lin && current.identifier == message.id &&
-        frame.channel == signal.def.channel) {
+        frame.channel == message.channel.value_or(frame.channel)) {
         keepLast({frame.timestamp, {frame.channel, SignalKind::Lin}});
     }
     handOn(frame);
@@ -45,7 +45,7 @@ void SignalWatch::receive(const LINTraceMessage& frame) {
 void SignalWatch::receive(const FlexRayExtTraceMessage& frame) {
     current = {frame.payload, frame.slot, frame.cycle};
     if (message.kind == SignalKind::FlexRay && frame.slot == message.id &&
-        frame.channel == signal.def.channel) {
+        frame.channel == message.channel.value_or(frame.channel)) {
         keepLast({frame.timestamp, {frame.channel, SignalKind::FlexRay}});
     }
     handOn(frame);

@@ -59,20 +59,20 @@ std::string inputText(const baseSignalDef_t& signal) {
 constexpr std::size_t tableColumns = 14;
 using TableCells = std::array<std::string, tableColumns>;
 
-const std::array<TextTable::Column, tableColumns> columns = {{{"", false},
-                                                              {"input", true},
-                                                              {"start", true},
-                                                              {"bits", true},
-                                                              {"order", false},
-                                                              {"type", false},
-                                                              {"scale", true},
-                                                              {"offset", true},
-                                                              {"range", false},
-                                                              {"unit", false},
-                                                              {"when", false},
-                                                              {"not decoded", false},
-                                                              {"texts", false},
-                                                              {"comment", false}}};
+const std::array<TextTable::Column, tableColumns> listColumns = {{{"", false},
+                                                                  {"input", true},
+                                                                  {"start", true},
+                                                                  {"bits", true},
+                                                                  {"order", false},
+                                                                  {"type", false},
+                                                                  {"scale", true},
+                                                                  {"offset", true},
+                                                                  {"range", false},
+                                                                  {"unit", false},
+                                                                  {"when", false},
+                                                                  {"not decoded", false},
+                                                                  {"texts", false},
+                                                                  {"comment", false}}};
 
 TableCells cellsOf(const MessageDefinition& message, const ListedSignal& listed) {
     const SignalDefinition& signal = *listed.definition;
@@ -109,7 +109,7 @@ void writeSignalTable(const ListedMessage& listed, OutputBuffer& out) {
             std::any_of(rows.begin(), rows.end(), [i](const TableCells& cells) { return !cells[i].empty(); });
         if (saysSomething) {
             shown.push_back(i);
-            names.push_back(columns[i]);
+            names.push_back(listColumns[i]);
         }
     }
     TextTable table(names);

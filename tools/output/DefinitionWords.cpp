@@ -105,7 +105,7 @@ std::string shortIdentifier(const MessageDefinition& message) {
 
 std::string frameKey(const MessageDefinition& message, const SignalDefinition& signal) {
     const baseSignalDef_t& common = signal.common();
-    const std::string channel = ", channel " + std::to_string(common.channel);
+    const std::string channel = ", " + channelText(message);
     switch (message.kind) {
     case SignalKind::Can:
         return canKey(message);
