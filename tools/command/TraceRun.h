@@ -42,8 +42,9 @@ class TraceRun {
     InputSet& inputs() { return input.inputs(); }
 
     /// Replays all traces into `sink` until they end or the program is interrupted. `rows` as in
-    /// TraceInput::read(). \throws Error if reading fails
-    ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows);
+    /// TraceInput::read(). `messages`, if not null, gets each message behind its values. \throws Error if
+    /// reading fails
+    ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows, MessageSink* messages = nullptr);
     /// The same, with `observer` looking at each message before it is decoded.
     ReplayStatistics replay(ValueSink& sink, ReplayObserver& observer);
     bool interrupted() const { return input.interrupted(); }

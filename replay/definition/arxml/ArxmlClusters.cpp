@@ -32,7 +32,7 @@ void noteSeveral(ArxmlModel& model, const std::vector<pugi::xml_node>& clusters)
         std::string names;
         std::size_t count = 0;
         for (const pugi::xml_node cluster : clusters) {
-            if (kind.tag == cluster.name()) {
+            if (kind.tag == cluster.name() && model.isFirst(cluster)) {
                 names.append(names.empty() ? "" : ", ").append(arxmlName(cluster));
                 ++count;
             }
@@ -55,11 +55,15 @@ std::vector<pugi::xml_node> arxmlChannels(ArxmlModel& model, pugi::xml_node clus
     return {channels.begin(), channels.end()};
 }
 
-std::vector<pugi::xml_node> arxmlFrameTriggerings(pugi::xml_node channel, const char* tag) {
+std::vector<pugi::xml_node> arxmlFrameTriggerings(const ArxmlModel& model, pugi::xml_node channel,
+                                                  const char* tag) {
     std::vector<pugi::xml_node> found;
     for (const char* list : {"FRAME-TRIGGERINGS", "FRAME-TRIGGERINGSS"}) { // AUTOSAR 4 and 3
-        const auto triggerings = channel.child(list).children(tag);
-        found.insert(found.end(), triggerings.begin(), triggerings.end());
+        for (const pugi::xml_node triggering : channel.child(list).children(tag)) {
+            if (model.isFirst(triggering)) {
+                found.push_back(triggering);
+            }
+        }
     }
     return found;
 }
@@ -72,6 +76,34 @@ MessageDefinition startArxmlMessage(const ArxmlReading& reading, SignalKind kind
     message.comment = arxmlComment(element);
     message.place = reading.model.placeOf(element);
     return message;
+}
+
+std::vector<ArxmlPlacedPdu> placedArxmlPdus(const ArxmlReading& reading, pugi::xml_node frame,
+                                            const std::string& name, std::size_t longest) {
+    constexpr const char* unused = "update bits are not looked at; it is decoded from every frame";
+    std::vector<ArxmlPlacedPdu> placed;
+    for (const pugi::xml_node mapping :
+         frame.child("PDU-TO-FRAME-MAPPINGS").children("PDU-TO-FRAME-MAPPING")) {
+        const auto start = arxmlUnsigned(arxmlText(mapping, {"START-POSITION"})).value_or(0);
+        if (start / 8 >= longest) {
+            reading.model.leftOut(mapping, "START-POSITION is beyond the frame; the PDU is not decoded");
+            continue;
+        }
+        if (mapping.child("UPDATE-INDICATION-BIT-POSITION")) {
+            reading.model.note(mapping, unused);
+        }
+        if (const pugi::xml_node pdu = reading.model.target(mapping, {"PDU-REF"})) {
+            reading.pdus.place(pdu, static_cast<std::uint32_t>(start / 8), name, placed);
+        }
+    }
+    for (const ArxmlPlacedPdu& each : placed) {
+        for (const ArxmlSignal& signal : each.pdu.signals) {
+            if (signal.updateBit) {
+                reading.model.note(signal.element, unused);
+            }
+        }
+    }
+    return placed;
 }
 
 void describeArxmlMessage(const ArxmlReading& reading, const ArxmlPdu& pdu, MessageDefinition& message) {
@@ -99,7 +131,9 @@ DefinitionFile parseArxml(std::vector<ArxmlText> texts, std::optional<std::uint8
                           "ETHERNET-CLUSTER"});
     for (const pugi::xml_node cluster : clusters) {
         const std::string name(arxmlName(cluster));
-        file.clusters.push_back(name);
+        if (model.isFirst(cluster)) {
+            file.clusters.push_back(name);
+        }
         const ClusterChoice* const choice = choiceOf(choices, name);
         if (choice == nullptr && !choices.empty()) {
             continue;

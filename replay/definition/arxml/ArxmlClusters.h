@@ -38,11 +38,17 @@ void readArxmlEcuConfiguration(ArxmlReading& reading);
 
 /// The physical channels of a cluster, of its first variant.
 std::vector<pugi::xml_node> arxmlChannels(ArxmlModel& model, pugi::xml_node cluster);
-/// The frame triggerings of a physical channel.
-std::vector<pugi::xml_node> arxmlFrameTriggerings(pugi::xml_node channel, const char* tag);
+/// The frame triggerings of a physical channel, but for those that a file before has already.
+std::vector<pugi::xml_node> arxmlFrameTriggerings(const ArxmlModel& model, pugi::xml_node channel,
+                                                  const char* tag);
 
 /// A message named as `element`, at its place, bound to the channel of the reading.
 MessageDefinition startArxmlMessage(const ArxmlReading& reading, SignalKind kind, pugi::xml_node element);
+
+/// The PDUs of a frame of CAN or LIN that begin within `longest` bytes. Update bits, which are not looked at
+/// there, are noted.
+std::vector<ArxmlPlacedPdu> placedArxmlPdus(const ArxmlReading& reading, pugi::xml_node frame,
+                                            const std::string& name, std::size_t longest);
 
 /// Completes sender, comment and cycle time of a message by one of its PDUs.
 void describeArxmlMessage(const ArxmlReading& reading, const ArxmlPdu& pdu, MessageDefinition& message);

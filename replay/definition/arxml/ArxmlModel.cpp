@@ -118,6 +118,11 @@ pugi::xml_node ArxmlModel::find(std::string_view path, std::string_view destinat
     return first;
 }
 
+bool ArxmlModel::isFirst(pugi::xml_node element) const {
+    return arxmlName(element).empty() ||
+           documentOf(find(pathOf(element), element.name())) == documentOf(element);
+}
+
 /// The path of the package that relative references from `from` start at; empty if there is none.
 std::string ArxmlModel::basePath(pugi::xml_node from, std::string_view label, unsigned depth) const {
     constexpr unsigned deepestBase = 8;
@@ -202,6 +207,18 @@ void ArxmlModel::remark(pugi::xml_node element, Severity severity, std::string_v
     if (said.insert(pathHash(emptyPath, whole)).second) {
         remarks.add({placeOf(element), severity, std::move(whole)});
     }
+}
+
+bool ArxmlModel::takeRepeated(pugi::xml_node element, std::size_t count) {
+    if (count <= repetitionsLeft) {
+        repetitionsLeft -= count;
+        return true;
+    }
+    if (repetitionsLeft != 0) {
+        leftOut(element, "too many places of PDUs in all: this and what comes later is left out");
+        repetitionsLeft = 0;
+    }
+    return false;
 }
 
 void ArxmlModel::note(std::string text) {
