@@ -79,7 +79,7 @@ TEST_F(ExplainCommand, SaysWhyThereIsNoValue) {
     EXPECT_NE(explain("Lost.Bad").output.find("warning   signal Lost.Bad is not decoded: it reaches beyond"),
               std::string::npos);
     EXPECT_EQ(explain("Mods.Wide").messages,
-              "rksignal: there is no signal Mods.Wide; close are Modes.Wide\n");
+              "rksignal: there is no signal Mods.Wide; close are Modes.Wide, Modes.Mode\n");
 }
 
 } // namespace
