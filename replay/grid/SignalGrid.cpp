@@ -44,7 +44,7 @@ bool isContinuous(const baseSignalDef_t& signal) {
     return signal.valueDescriptions.empty() && signal.bits != 1 && !isState;
 }
 
-class SignalGrid::State {
+class [[gnu::visibility("hidden")]] SignalGrid::State {
   public:
     State(const Catalog& catalog, std::span<const std::size_t> wanted, const GridSettings& settings,
           GridSink& sink)

@@ -82,6 +82,9 @@ class ExportRun {
           run(options, console) {}
 
     ExitStatus write() {
+        if (options.step.empty() && options.trigger.empty()) {
+            throw UsageError("--step or --on says when there is a row");
+        }
         OutputFile file(options.output, console.output, run.inputs());
         OutputBuffer out(file);
         if (form == "mat" && out.isTerminal()) {
@@ -195,10 +198,12 @@ void addExportCommand(CLI::App& program, const Console& console, int& status) {
                     "Only signals whose name matches, e.g. 'Engine.*'; columns in this order")
         ->type_name("GLOB")
         ->allow_extra_args(false);
-    CLI::Option_group& rows = *command.add_option_group("rows", "When there is a row");
-    rows.add_option("--step", options->step, "A row every so long: 10ms, 500us, 1s")->type_name("DURATION");
-    rows.add_option("--on", options->trigger, "A row for each value of this signal")->type_name("INSTANCE");
-    rows.require_option(1);
+    CLI::Option* const step =
+        command.add_option("--step", options->step, "A row every so long: 10ms, 500us, 1s")
+            ->type_name("DURATION");
+    command.add_option("--on", options->trigger, "A row for each value of this signal")
+        ->type_name("INSTANCE")
+        ->excludes(step);
     command.add_flag("--interpolate", options->interpolate,
                      "Interpolate between values; states, counters and values with texts are held");
     command.add_option("--max-age", options->maxAge, "Values older than this leave their cells empty")

@@ -185,6 +185,9 @@ TEST(ArxmlEthernet, PutsPdusIntoDatagrams) {
          "Q.A 8l [DEFAULT 0 0.0.0.0:2000>10.0.0.1:1000/17 v5 @0] [DEFAULT 0 10.0.0.1:1000>0.0.0.0:2000/17 v5 "
          "@0]\n" +
              ipv6 + "/x/A: its update bit is not looked at\n"},
+        {"references and headers that are none", ethernet(over("c/n/no", "HEADER-ID=x")),
+         ipv6 + "/x/c/n/no: PDU-TRIGGERING-REF leads to no element of these files\n"
+                "/x/c/n: HEADER-ID is no number of 32 bits; not decoded there\n"},
         {"a container takes the place of headers, but not in one",
          ethernet(over("c/n/L") + over("c/n/L", "HEADER-ID=8")),
          "P.A 8l [IPDU 65537 0.0.0.0:2000>10.0.0.1:1000/17 v5 @0]\nP.W 16b [IPDU 65537 "

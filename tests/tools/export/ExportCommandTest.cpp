@@ -94,6 +94,7 @@ TEST_F(ExportCommand, LeavesOutWhatNobodyRecorded) {
 
 TEST_F(ExportCommand, RefusesWhatItCannotDo) {
     const std::pair<const char*, const char*> rows[] = {
+        {"", "--step or --on says when there is a row"},
         {"--step 0ms", "--step 0ms: not a duration, such as 10ms, 500us, 2.5s or 1min"},
         {"--step 1s --max-age x", "--max-age x: not a duration, such as 10ms, 500us, 2.5s or 1min"},
         {"--on N.Tmp", "--on N.Tmp: there is no such signal; close are N.Temp"},
