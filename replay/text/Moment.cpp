@@ -3,6 +3,8 @@
 #include "text/ParseNumber.h"
 
 #include <chrono>
+#include <cstdlib>
+#include <iterator>
 #include <string>
 
 namespace rksignal {
@@ -79,9 +81,9 @@ std::optional<std::uint64_t> parseIso(std::string_view text) {
     if (!zone || *hours > 23 || *minutes > 59) {
         return std::nullopt;
     }
-    const std::uint64_t local = *midnight + (*hours * 60U + *minutes) * 60U * second + *seconds;
-    const std::uint64_t offset =
-        (*zone < 0 ? 0U - static_cast<unsigned>(*zone) : static_cast<unsigned>(*zone)) * 60U * second;
+    constexpr std::uint64_t minute = 60 * second;
+    const std::uint64_t local = *midnight + (std::uint64_t{60} * *hours + *minutes) * minute + *seconds;
+    const std::uint64_t offset = static_cast<std::uint64_t>(std::abs(*zone)) * minute;
     if (*zone < 0) {
         return local + offset;
     }
@@ -108,7 +110,8 @@ std::optional<std::uint64_t> parseDuration(std::string_view text) {
         std::uint64_t multiplier;
         std::uint64_t divisor;
     };
-    constexpr Unit units[] = {{"ms", 1, 1000}, {"min", 60, 1}, {"h", 3600, 1}, {"s", 1, 1}, {"", 1, 1}};
+    constexpr Unit units[] = {{"ns", 1, 1'000'000'000}, {"us", 1, 1'000'000}, {"ms", 1, 1000}, {"s", 1, 1},
+                              {"min", 60, 1},           {"h", 3600, 1},       {"", 1, 1}};
     const std::size_t end = std::min(text.find_first_not_of("0123456789."), text.size());
     const auto* const unit = std::find_if(std::begin(units), std::end(units),
                                           [&](const Unit& each) { return each.name == text.substr(end); });

@@ -52,6 +52,18 @@ ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows, MessageSi
     return replay.statistics();
 }
 
+ReplayStatistics TraceRun::replay(ValueSink& sink, ReplayObserver& observer) {
+    Replay replay(signals, sink, {.strict = options.strict});
+    observer.handOnTo(replay);
+    input.read(
+        [&] {
+            input.traces().run(observer);
+            replay.finish();
+        },
+        nullptr);
+    return replay.statistics();
+}
+
 void TraceRun::complete(OutputFile& file, const ReplayStatistics& statistics) const {
     input.complete(file, statistics.messages() > 0);
 }

@@ -167,6 +167,8 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
         ->allow_extra_args(false);
     addDefinitionArguments(command, *options);
     command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary, only errors");
+    command.footer("Examples:\n  rksignal convert drive.dbc drive.json\n"
+                   "  rksignal convert --channel can0=1 drive.log drive.blf");
     command.callback([options, &console, &status] {
         if (options->inputs.size() < 2 && !options->schema) {
             throw UsageError("convert needs an INPUT and an OUTPUT");
