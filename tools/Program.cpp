@@ -6,6 +6,7 @@
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
 #include "explain/ExplainCommand.h"
+#include "export/ExportCommand.h"
 #include "info/InfoCommand.h"
 #include "list/ListCommand.h"
 #include "output/OutputBuffer.h"
@@ -105,6 +106,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     int status = Clean;
     addInfoCommand(program, console, status);
     addDecodeCommand(program, console, status);
+    addExportCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
