@@ -107,8 +107,9 @@ TEST(Documents, NameOnlyWhatExists) {
         for (const std::string& preset : matches(text, R"(--preset[ =](\w+))")) {
             EXPECT_NE(build.find("\"" + preset + "\""), std::string::npos) << preset;
         }
-        for (const char* program : {"rksignal decode", "rksignal trigger", "rksignal events",
-                                    "rksignal check", "rksignal convert", "rksignal export", "make_drive"}) {
+        for (const char* program :
+             {"rksignal decode", "rksignal trigger", "rksignal events", "rksignal check", "rksignal convert",
+              "rksignal list", "rksignal explain", "rksignal export", "make_drive"}) {
             const std::string help = outputOf((programs / program).string() + " --help");
             for (const std::string& use : matches(text, "(" + std::string(program) + " [^`\n]*)")) {
                 for (const std::string& option : matches(use, R"( (--?[a-z][a-z-]*))")) {
