@@ -12,30 +12,30 @@
 namespace rksignal {
 namespace {
 
-using Json = nlohmann::json;
+using nlohmann::json;
 
 /// What definition files leave out where a field has its default.
 class FieldDefaults {
   public:
-    FieldDefaults() : schema(Json::parse(definitionSchema())) {}
+    FieldDefaults() : schema(json::parse(definitionSchema())) {}
 
     /// Null if there is none.
-    Json of(SignalKind kind, const std::string& field) const {
-        const Json& fields = schema["properties"][std::string(kindName(kind))]["items"]["properties"];
-        return fields.contains(field) ? defaultOf(fields[field]) : Json();
+    json of(SignalKind kind, const std::string& field) const {
+        const json& fields = schema["properties"][std::string(kindName(kind))]["items"]["properties"];
+        return fields.contains(field) ? defaultOf(fields[field]) : json();
     }
 
   private:
-    Json defaultOf(const Json& field) const {
+    json defaultOf(const json& field) const {
         if (field.contains("default")) {
             return field["default"];
         }
         return field.contains("$ref")
-                   ? defaultOf(schema.at(Json::json_pointer(field["$ref"].get<std::string>().substr(1))))
-                   : Json();
+                   ? defaultOf(schema.at(json::json_pointer(field["$ref"].get<std::string>().substr(1))))
+                   : json();
     }
 
-    Json schema;
+    json schema;
 };
 
 /// What tells a message from others. Those of inputs and of Ethernet have no identifier, but a name.
@@ -57,12 +57,12 @@ std::string objectName(const MessageDefinition& message) {
 }
 
 /// The signals of a message as definition files have them, without what they say of the message, by name.
-std::map<std::string, Json> signalsOf(const MessageDefinition& message) {
-    const Json file = Json::parse(definitionText({message}));
-    const Json array = file.value(std::string(kindName(message.kind)), Json::array());
-    std::map<std::string, Json> signals;
+std::map<std::string, json> signalsOf(const MessageDefinition& message) {
+    const json file = json::parse(definitionText({message}));
+    const json array = file.value(std::string(kindName(message.kind)), json::array());
+    std::map<std::string, json> signals;
     for (std::size_t i = 0; i < array.size(); ++i) {
-        Json fields = array[i];
+        json fields = array[i];
         const std::string name = fields.value("signal", fields.value("instance", std::string()));
         for (const char* const other : {"instance", "signal", "channel", "msgId", "extended", "canFD",
                                         "j1939", "pduId", "message", "sender"}) {
@@ -102,22 +102,22 @@ class DefinitionComparison {
   private:
     void compareMessages(const MessageDefinition& left, const MessageDefinition& right) {
         const std::string object = objectName(left);
-        const auto field = [&](const char* name, const Json& first, const Json& second) {
+        const auto field = [&](const char* name, const json& first, const json& second) {
             compareValues(object, name, first, second);
         };
         field("name", left.name, right.name);
         field("length", left.length, right.length);
         field("sender", left.sender, right.sender);
-        field("cycleTime", left.cycleTime ? Json(*left.cycleTime) : Json(),
-              right.cycleTime ? Json(*right.cycleTime) : Json());
+        field("cycleTime", left.cycleTime ? json(*left.cycleTime) : json(),
+              right.cycleTime ? json(*right.cycleTime) : json());
         field("canFD", left.canFd, right.canFd);
         field("j1939", left.isParameterGroup, right.isParameterGroup);
         field("comment", left.comment, right.comment);
         compareSignals(left.kind, object, signalsOf(left), signalsOf(right));
     }
 
-    void compareSignals(SignalKind kind, const std::string& message, const std::map<std::string, Json>& left,
-                        const std::map<std::string, Json>& right) {
+    void compareSignals(SignalKind kind, const std::string& message, const std::map<std::string, json>& left,
+                        const std::map<std::string, json>& right) {
         for (const auto& [name, fields] : left) {
             if (const auto other = right.find(name); other != right.end()) {
                 compareFields(kind, message + ' ' + name, fields, other->second);
@@ -132,22 +132,22 @@ class DefinitionComparison {
         }
     }
 
-    void compareFields(SignalKind kind, const std::string& object, const Json& left, const Json& right) {
+    void compareFields(SignalKind kind, const std::string& object, const json& left, const json& right) {
         std::set<std::string> names;
-        for (const Json* const side : {&left, &right}) {
+        for (const json* const side : {&left, &right}) {
             for (const auto& [name, value] : side->items()) {
                 names.insert(name);
             }
         }
         for (const std::string& name : names) {
-            const Json byDefault = defaults.of(kind, name);
+            const json byDefault = defaults.of(kind, name);
             compareValues(object, name, left.value(name, byDefault), right.value(name, byDefault));
         }
     }
 
     /// Of value texts, member by member.
-    void compareValues(const std::string& object, const std::string& name, const Json& left,
-                       const Json& right) {
+    void compareValues(const std::string& object, const std::string& name, const json& left,
+                       const json& right) {
         if (left == right) {
             return;
         }
@@ -156,14 +156,14 @@ class DefinitionComparison {
             return;
         }
         std::set<std::string> members;
-        for (const Json* const side : {&left, &right}) {
+        for (const json* const side : {&left, &right}) {
             for (const auto& [member, value] : side->items()) {
                 members.insert(member);
             }
         }
         for (const std::string& member : members) {
-            compareValues(object, name + ' ' + member, left.value(member, Json()),
-                          right.value(member, Json()));
+            compareValues(object, name + ' ' + member, left.value(member, json()),
+                          right.value(member, json()));
         }
     }
 

@@ -5,17 +5,17 @@
 namespace rksignal {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using nlohmann::ordered_json;
 
-std::string dump(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+std::string dump(const ordered_json& json) {
+    return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 std::string textOf(const nlohmann::json& value) {
     if (value.is_number_float()) {
         return doubleText(value.get<double>());
     }
-    return value.is_null() ? "none" : dump(Json(value));
+    return value.is_null() ? "none" : dump(ordered_json(value));
 }
 
 } // namespace
@@ -31,9 +31,9 @@ void Comparison::writeText(OutputBuffer& out) const {
 }
 
 void Comparison::writeJson(OutputBuffer& out) const {
-    Json list = Json::array();
+    ordered_json list = ordered_json::array();
     for (const Difference& each : differences) {
-        Json entry{{"object", each.object}};
+        ordered_json entry{{"object", each.object}};
         if (each.property.empty()) {
             entry["only_in"] = each.left.is_null() ? "right" : "left";
         } else {

@@ -13,7 +13,7 @@
 namespace rksignal {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using nlohmann::ordered_json;
 
 /// By PassedMessage, for a reader and as members.
 constexpr std::pair<const char*, const char*> passedNames[passedMessages] = {
@@ -118,13 +118,13 @@ std::string jsonRow(const FrameRow& row, const TimeFormat& times) {
     return text + '}';
 }
 
-Json jsonTime(std::uint64_t time, const TimeFormat& times) {
+ordered_json jsonTime(std::uint64_t time, const TimeFormat& times) {
     const std::string text = timeText(time, times);
-    return times.style == TimeStyle::Iso ? Json(text) : Json::parse(text);
+    return times.style == TimeStyle::Iso ? ordered_json(text) : ordered_json::parse(text);
 }
 
-Json jsonTraces(const Trace& traces) {
-    Json list = Json::array();
+ordered_json jsonTraces(const Trace& traces) {
+    ordered_json list = ordered_json::array();
     for (std::size_t i = 0; i < traces.count(); ++i) {
         list.push_back({{"name", traces.name(i)},
                         {"format", formatName(traces.format(i))},
@@ -134,24 +134,25 @@ Json jsonTraces(const Trace& traces) {
     return list;
 }
 
-Json jsonChannels(const InfoReport& report) {
+ordered_json jsonChannels(const InfoReport& report) {
     const std::uint64_t duration = report.survey.totals().last - report.survey.totals().first;
-    Json list = Json::array();
+    ordered_json list = ordered_json::array();
     for (const ChannelStatistics& each : report.survey.channels()) {
         const auto load = report.rates.loadOf(each, duration);
-        list.push_back({{"bus", kindName(each.kind)},
-                        {"channel", each.channel},
-                        {"messages", each.count},
-                        {"messages_per_s", rounded(perSecond(each.count, duration), 1000)},
-                        {"bytes_per_s", rounded(perSecond(each.bytes, duration), 1000)},
-                        {"load", load ? Json(rounded(load->least, 1e5)) : Json()},
-                        {"load_with_stuff_bits", load ? Json(rounded(load->most, 1e5)) : Json()}});
+        list.push_back(
+            {{"bus", kindName(each.kind)},
+             {"channel", each.channel},
+             {"messages", each.count},
+             {"messages_per_s", rounded(perSecond(each.count, duration), 1000)},
+             {"bytes_per_s", rounded(perSecond(each.bytes, duration), 1000)},
+             {"load", load ? ordered_json(rounded(load->least, 1e5)) : ordered_json()},
+             {"load_with_stuff_bits", load ? ordered_json(rounded(load->most, 1e5)) : ordered_json()}});
     }
     return list;
 }
 
-Json jsonFits(const InfoReport& report) {
-    Json list = Json::array();
+ordered_json jsonFits(const InfoReport& report) {
+    ordered_json list = ordered_json::array();
     for (const DefinitionFit& fit : report.fits) {
         list.push_back({{"file", fit.file},
                         {"messages", fit.defined},
@@ -215,17 +216,17 @@ void InfoReport::writeRows(OutputBuffer& out, const RowSyntax& syntax) const {
 
 void InfoReport::writeJson(OutputBuffer& out) const {
     const SurveyTotals& totals = survey.totals();
-    Json all{{"traces", jsonTraces(traces)}, {"messages", totals.messages}};
+    ordered_json all{{"traces", jsonTraces(traces)}, {"messages", totals.messages}};
     for (std::size_t i = 0; i < passedMessages; ++i) {
         all["passed"][passedNames[i].second] = totals.passed[i];
     }
     all["further_identities"] = totals.others;
-    all["first"] = totals.messages > 0 ? jsonTime(totals.first, times) : Json();
-    all["last"] = totals.messages > 0 ? jsonTime(totals.last, times) : Json();
-    all["duration"] = Json::parse(timeText(totals.last - totals.first));
+    all["first"] = totals.messages > 0 ? jsonTime(totals.first, times) : ordered_json();
+    all["last"] = totals.messages > 0 ? jsonTime(totals.last, times) : ordered_json();
+    all["duration"] = ordered_json::parse(timeText(totals.last - totals.first));
     all["channels"] = jsonChannels(*this);
     all["definitions"] = jsonFits(*this);
-    std::string text = all.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string text = all.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
     text.pop_back(); // the rows, whose numbers keep all their digits
     out.append(text + ",\"frames\":[");
     for (const FrameRow& row : rows) {
