@@ -1,5 +1,6 @@
 #include "Program.h"
 
+#include "audit/AuditCommand.h"
 #include "check/CheckCommand.h"
 #include "compare/CompareCommand.h"
 #include "convert/ConvertCommand.h"
@@ -43,6 +44,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addInfoCommand(program, console, status);
     addDecodeCommand(program, console, status);
     addTriggerCommand(program, console, status);
+    addAuditCommand(program, console, status);
     addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);
