@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace rksignal {
 namespace {
@@ -32,14 +33,20 @@ class LengthCheck final : public AuditCheck {
             resolve(statistics, state);
         }
         const std::size_t length = frame.payload.size();
+        const bool isNew = std::exchange(state.lastLength, length) != length || statistics.count == 1;
         if (state.lengths.empty() || std::ranges::find(state.lengths, length) != state.lengths.end()) {
             state.firstRight = state.firstRight == 0 ? frame.timestamp : state.firstRight;
             return;
         }
         state.isShorter = state.isShorter || length < state.lengths.front();
-        state.wrong.add(frame.timestamp, [&] {
-            return "has " + std::to_string(length) + " bytes, not " + std::to_string(state.lengths.front());
-        });
+        if (isNew) {
+            state.wrong.add(frame.timestamp, [&] {
+                return "has " + std::to_string(length) + " bytes, not " +
+                       std::to_string(state.lengths.front());
+            });
+        } else {
+            state.wrong.count(frame.timestamp); // as the frame before
+        }
     }
 
     void report(std::vector<Finding>& findings) override {
@@ -55,7 +62,8 @@ class LengthCheck final : public AuditCheck {
         bool isResolved = false;
         bool isShorter = false;           ///< at least one frame is
         std::vector<std::size_t> lengths; ///< those that are right; empty: any
-        std::uint64_t firstRight = 0;     ///< the time of the first frame of one of these
+        std::size_t lastLength = 0;
+        std::uint64_t firstRight = 0; ///< the time of the first frame of one of these
         Sightings wrong;
     };
 

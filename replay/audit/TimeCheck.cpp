@@ -10,18 +10,33 @@ namespace rksignal {
 namespace {
 
 constexpr double lateFactor = 1.75;         // of the cycle: a message is lost when the next comes later
+constexpr double endFactor = 4;             // of the cycle: it is missing at the end of its channel
 constexpr double slowFactor = 1.25;         // of the defined cycle: what the median may be at most,
 constexpr double fastFactor = 0.8;          // and at least
-constexpr std::uint64_t fewestDefined = 10; // intervals of a message with a defined cycle
-constexpr std::uint64_t fewestRegular = 20; // and of one whose median is taken
-constexpr std::uint64_t fewestOfBus = 100;  // and of a channel
-constexpr std::uint64_t busFactor = 10;     // times the 99th percentile of a channel is a gap,
+constexpr std::uint64_t fewestDefined = 10; // intervals of a message with a defined cycle,
+constexpr std::uint64_t fewestRegular = 20; // and of one whose median is taken,
+constexpr std::uint64_t mostLate = 50;      // of which one in so many may be late, or two in all
+constexpr std::uint64_t fewestOfBus = 100;  // intervals of a channel
+constexpr std::uint64_t busFactor = 20;     // times its 99th percentile is a gap of a channel,
 constexpr std::uint64_t shortestBusGap = 100'000'000; // but nothing shorter
 
 constexpr std::size_t busKinds = 3; // CAN, LIN, FlexRay
 
 std::string milliseconds(std::uint64_t nanoseconds) {
     return doubleText(std::round(static_cast<double>(nanoseconds) / 1e3) / 1e3) + " ms";
+}
+
+std::uint64_t longest(const std::vector<Gap>& gaps) {
+    return std::ranges::max_element(gaps, {}, &Gap::length)->length;
+}
+
+/// An interval that is known to about a thousandth.
+std::string roundedMilliseconds(std::uint64_t nanoseconds) {
+    std::uint64_t unit = 1;
+    while (nanoseconds / unit >= 1000) {
+        unit *= 10;
+    }
+    return milliseconds((nanoseconds + unit / 2) / unit * unit);
 }
 
 std::uint64_t times(double factor, std::uint64_t interval) {
@@ -86,7 +101,7 @@ class TimeCheck final : public AuditCheck {
             const std::uint64_t back = channel.last - time;
             channel.furthest = std::max(channel.furthest, back);
             channel.backwards.add(time, [back] { return "is " + milliseconds(back) + " earlier"; });
-        } else if (channel.count > 1) {
+        } else if (time > channel.last && channel.count > 1) { // some clocks only count seconds
             channel.intervals.add(time - channel.last);
             channel.gaps.add({channel.last, time - channel.last});
         }
@@ -123,7 +138,7 @@ class TimeCheck final : public AuditCheck {
         channel.found = channel.gaps.above(threshold);
         if (!channel.found.empty()) {
             Finding& finding = findings.emplace_back(aboutBus(AuditRule::BusGap, bus));
-            finding.text = "nothing at all for more than " + milliseconds(threshold);
+            finding.text = "nothing at all, longest gap " + milliseconds(longest(channel.found));
             addGaps(channel.found, finding, [](const Gap&) { return std::string(); });
             finding.count = std::max<std::uint64_t>(finding.count, channel.intervals.countAbove(threshold));
         }
@@ -157,18 +172,24 @@ class TimeCheck final : public AuditCheck {
                 return reportLost(frames, {*defined, "as defined"}, findings);
             }
             Finding& finding = findings.emplace_back(context.about(AuditRule::CycleTime, frames.identity));
-            finding.text = "comes every " + milliseconds(median) + " (median), not every " +
+            finding.text = "comes every " + roundedMilliseconds(median) + " (median), not every " +
                            milliseconds(*defined) + " as defined";
             finding.count = frames.count;
             finding.first = frames.first;
             finding.last = frames.last;
         }
-        const bool isRegular = frames.cycle.count() >= fewestRegular &&
-                               2 * frames.cycle.percentile(5) >= median &&
-                               2 * frames.cycle.percentile(95) <= 3 * median;
-        if (isRegular && median > 0) {
+        if (isRegular(frames.cycle, median)) {
             reportLost(frames, {median, "its median"}, findings);
         }
+    }
+
+    /// Whether nearly all intervals are close to their median: messages that come in bursts, or when
+    /// something happens, have none that they should keep.
+    static bool isRegular(const IntervalSketch& intervals, std::uint64_t median) {
+        const std::uint64_t late = intervals.countAbove(times(lateFactor, median));
+        return median > 0 && intervals.count() >= fewestRegular && 2 * intervals.percentile(5) >= median &&
+               2 * intervals.percentile(95) <= 3 * median &&
+               late <= std::max<std::uint64_t>(2, intervals.count() / mostLate);
     }
 
     void reportLost(const FrameStatistics& frames, const Cycle& cycle, std::vector<Finding>& findings) {
@@ -176,7 +197,7 @@ class TimeCheck final : public AuditCheck {
         const std::uint64_t threshold = times(lateFactor, cycle.length);
         std::vector<Gap> gaps = messages[frames.index].gaps.above(threshold);
         const std::uint64_t all = std::max<std::uint64_t>(gaps.size(), frames.cycle.countAbove(threshold));
-        const bool ends = channel.latest - frames.last > threshold;
+        const bool ends = channel.latest - frames.last > times(endFactor, cycle.length);
         if (ends) {
             gaps.push_back({frames.last, channel.latest - frames.last});
         }
@@ -187,17 +208,18 @@ class TimeCheck final : public AuditCheck {
             return;
         }
         Finding& finding = findings.emplace_back(context.about(AuditRule::LostMessages, frames.identity));
-        finding.text = "cycle " + milliseconds(cycle.length) + " (" + cycle.source + "), longest gap " +
-                       milliseconds(std::ranges::max_element(gaps, {}, &Gap::length)->length);
-        addGaps(gaps, finding, [&](const Gap& gap) { return lostText(gap, cycle, channel); });
+        finding.text = "cycle " + roundedMilliseconds(cycle.length) + " (" + cycle.source +
+                       "), longest gap " + milliseconds(longest(gaps));
+        addGaps(gaps, finding, [&](const Gap& gap) {
+            return lostText(gap, cycle) + (gap.begin == frames.last ? ", to the end" : "");
+        });
         finding.count = std::max<std::uint64_t>(gaps.size(), all + (ends ? 1 : 0) - ofBus);
     }
 
     /// How many messages are missing: the gap is rounded to cycles.
-    static std::string lostText(const Gap& gap, const Cycle& cycle, const Channel& channel) {
+    static std::string lostText(const Gap& gap, const Cycle& cycle) {
         const std::uint64_t cycles = (gap.length + cycle.length / 2) / cycle.length;
-        return ", " + std::to_string(std::max<std::uint64_t>(cycles, 2) - 1) + " lost" +
-               (gap.end() == channel.latest ? ", to the end" : "");
+        return ", about " + std::to_string(std::max<std::uint64_t>(cycles, 2) - 1) + " lost";
     }
 
     AuditContext& context;
