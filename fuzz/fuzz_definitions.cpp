@@ -2,6 +2,7 @@
 
 #include "definition/json/DefinitionText.h"
 #include "definition/json/JsonDefinitions.h"
+#include "support/ModelText.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -16,7 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     const std::string text = rksignal::definitionText(file.messages);
-    if (rksignal::definitionText(rksignal::parseJsonDefinitions(text, "written.json").messages) != text) {
+    const auto again = rksignal::parseJsonDefinitions(text, "written.json").messages;
+    if (rksignal::modelText(again) != rksignal::modelText(file.messages)) {
         std::abort();
     }
     return 0;

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Reads damaged variants of traces and counts what a reader must never do: crash, hang, or take much memory.
+"""Reads damaged variants of traces and definition files and counts what a reader must never do: crash, hang, or take
+much memory.
 
   hostile.py [--variants N] [--program LIST_FRAMES] FILE...
+  hostile.py --program "build/dev/bin/rksignal check" FILE...    definition files
 
 Each file has N variants (1,200 by default), the same in each run: bytes changed, bits flipped, blocks removed,
 doubled, zeroed or exchanged, numbers replaced by extreme ones, ends cut off. Exit status 1 if any variant crashed,
@@ -12,6 +14,7 @@ import argparse
 import os
 import pathlib
 import random
+import shlex
 import signal
 import subprocess
 import sys
@@ -106,7 +109,7 @@ def attack(program, path, count, folder):
     for number in range(count):
         place = folder / (str(number) + "-" + path.name)
         place.write_bytes(variant(original, number))
-        status, seconds, megabytes = run([program, place])
+        status, seconds, megabytes = run([*shlex.split(str(program)), place])
         longest, most = max(longest, seconds), max(most, megabytes)
         crashed = status is not None and (status < 0 or status > 2)
         crashes, hangs, heavy = crashes + crashed, hangs + (status is None), heavy + (megabytes > MEGABYTES)

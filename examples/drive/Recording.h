@@ -1,7 +1,7 @@
 /// \file
 /// Everything that a logger in the demo's car records beside the CAN log: a record file of all sources, the
 /// GPS receiver's sentences alone, and a capture of the Ethernet frames alone. logger.json describes the
-/// signals.
+/// signals; so do drive.ldf those of LIN and drive.arxml those of FlexRay and most of Ethernet.
 #pragma once
 
 #include "CanBuses.h"

@@ -98,7 +98,7 @@ class Catalog::FileAdder {
                 canSignalDef_t record = message.signals[i].can();
                 record.channel = message.channel.value_or(0);
                 record.instance = nameFor(record.instance, message.channel);
-                signals[i] = build<CANSignal>(record, message, i);
+                signals[i] = build<CANSignal>(std::move(record), message, i);
             }
         }
         return list.emplace_back(std::make_unique<MessageDecoder>(message, signals)).get();
@@ -176,36 +176,55 @@ class Catalog::FileAdder {
     template <class Signal, class Record>
     void addSignals(const MessageDefinition& message) {
         for (std::size_t i = 0; i < message.signals.size(); ++i) {
-            const Record& record = std::get<Record>(message.signals[i].record);
-            if (catalog.isTaken(record.instance)) {
+            Record record = std::get<Record>(message.signals[i].record);
+            if (file.choosesInstances && catalog.isTaken(record.instance)) {
                 drop(message.signals[i], "its name is taken", Severity::Error);
-            } else if (build<Signal>(record, message, i) == nullptr) {
+                continue;
+            }
+            record.instance = nameFor(record.instance, message.channel);
+            if (build<Signal>(record, message, i) == nullptr) {
                 drop(message.signals[i], "the library refuses it", Severity::Error);
             } else {
-                addToGroup(message.kind, record.tslId);
+                addToGroup(message, record.tslId);
             }
         }
     }
 
+    static bool isOfAnyChannel(const MessageDefinition& message) {
+        return message.kind != SignalKind::Can && message.kind <= SignalKind::Ethernet && !message.channel;
+    }
+
     /// Puts the last signal into its group. Messages that name their signals themselves come once, whatever
     /// the trace source.
-    void addToGroup(SignalKind kind, std::uint8_t tslId) {
+    void addToGroup(const MessageDefinition& message, std::uint8_t tslId) {
+        const SignalKind kind = message.kind;
         const bool isNumbered = kind == SignalKind::Lin || kind == SignalKind::FlexRay ||
                                 kind == SignalKind::Digital || kind == SignalKind::Analog;
         const std::uint8_t source = isNumbered ? tslId : std::uint8_t{0};
         SignalGroup& group = catalog.groups[static_cast<std::size_t>(kind)];
         group.members.push_back(catalog.allSignals.size() - 1);
-        if (std::find(group.sources.begin(), group.sources.end(), source) == group.sources.end()) {
-            group.sources.push_back(source);
+        auto& sources = isOfAnyChannel(message) ? group.anyChannelSources : group.sources;
+        if (std::find(sources.begin(), sources.end(), source) == sources.end()) {
+            sources.push_back(source);
         }
     }
 
     /// \return the signal, or null if no message could reach it
     template <class Signal, class Record>
-    Signal* build(const Record& record, const MessageDefinition& message, std::size_t index) {
-        return static_cast<Signal*>(
-            catalog.adopt(std::make_unique<Signal>(record, /*shmem=*/false, &catalog.registry),
-                          {&message, index, catalog.allSignals.size()}));
+    Signal* build(Record record, const MessageDefinition& message, std::size_t index) {
+        SignalStorage* storage = &catalog.registry;
+        if (isOfAnyChannel(message)) {
+            record.channel = 0;
+            storage = &catalog.anyChannel;
+        }
+        auto* const signal =
+            static_cast<Signal*>(catalog.adopt(std::make_unique<Signal>(record, /*shmem=*/false, storage),
+                                               {&message, index, catalog.allSignals.size()}));
+        if (signal != nullptr && storage != &catalog.registry) {
+            catalog.registry.instancesByName.try_emplace(record.instance, signal);
+            catalog.registry.instancesById.try_emplace(signal->id, signal);
+        }
+        return signal;
     }
 
     void drop(const SignalDefinition& signal, const std::string& reason,

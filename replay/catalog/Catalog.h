@@ -29,6 +29,8 @@ namespace rksignal {
 struct SignalGroup {
     std::vector<std::size_t> members;  ///< indices in Catalog::signals()
     std::vector<std::uint8_t> sources; ///< the trace sources that they name, each once
+    /// The same of those of buses that are bound to no channel, see Catalog::anyChannelStorage().
+    std::vector<std::uint8_t> anyChannelSources;
 };
 
 /// Messages and signals, from definition files of any number and format:
@@ -43,8 +45,8 @@ struct SignalGroup {
 ///
 /// CAN frames are matched by identifier and its width (11 or 29 bits); a CAN FD definition decodes classic
 /// frames and the other way round, but for signals in PDUs, which only CAN FD frames have. A frame is decoded
-/// by every definition that it matches. Definitions are bound to one channel, or to none: then they decode
-/// the frames of every channel, into one instance a signal.
+/// by every definition that it matches. Definitions of all buses are bound to one channel, or to none: then
+/// they decode the frames of every channel, into one instance a signal.
 ///
 /// Parameter groups of SAE J1939 are matched by group and source address instead; priority and destination do
 /// not matter. Definitions for the source address of the frame come first, those with 0xFE, which stands for
@@ -52,9 +54,9 @@ struct SignalGroup {
 /// that the definition names, any other one into `Message.Signal@SA21`, with its address as two hexadecimal
 /// digits. These come into being with the first frame of the sender, behind all other signals.
 ///
-/// Instance names from DBC files are `Message.Signal`. When that is taken, a signal bound to a channel
-/// becomes `Message.Signal@CHANNEL`, and what is still taken becomes `Message.Signal#2`, `#3`, ... JSON
-/// files name their instances themselves; when such a name is taken, the definition is not used.
+/// Instance names from all files but JSON are `Message.Signal`. When that is taken, a signal bound to a
+/// channel becomes `Message.Signal@CHANNEL`, and what is still taken becomes `Message.Signal#2`, `#3`, ...
+/// JSON files name their instances themselves; when such a name is taken, the definition is not used.
 ///
 /// Time and memory grow linearly with the files.
 class RKREPLAY_EXPORT Catalog {
@@ -114,6 +116,10 @@ class RKREPLAY_EXPORT Catalog {
     void addSources(std::string_view text);
 
     // --- for replaying ---
+
+    /// The tables of the signals of LIN, FlexRay and Ethernet that are bound to no channel: they are filed
+    /// there under channel 0. By name and identifier they are found in storage().
+    SignalStorage& anyChannelStorage() { return anyChannel; }
 
     /// Of messages of CAN that are frames.
     const std::vector<std::unique_ptr<MessageDecoder>>& decoders() const { return frameDecoders; }
@@ -183,6 +189,7 @@ class RKREPLAY_EXPORT Catalog {
     bool isTaken(const std::string& instance) const { return registry.instancesByName.contains(instance); }
 
     SignalStorage registry{SignalTables::Own};
+    SignalStorage anyChannel{SignalTables::Own};
     std::deque<MessageDefinition> allMessages; // where they stay
     std::vector<std::unique_ptr<BaseSignal>> allSignals;
     std::vector<Origin> origins; ///< as allSignals

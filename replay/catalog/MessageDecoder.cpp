@@ -89,7 +89,9 @@ void MessageDecoder::decodeMessage(const std::uint8_t* bytes, const Payload& rec
 /// The bytes behind the PDU's header, of which there may be fewer than a field is cut from.
 bool MessageDecoder::decodePdu(const CANExtTraceMessage& received, std::size_t length,
                                std::vector<unsigned long>& ids) {
-    const auto data = pdu::find<pdu::canFd>(received.payload, length, *definition.pduId);
+    const auto data = definition.pduHeader == PduHeader::Long
+                          ? pdu::find<pdu::canFdLong>(received.payload, length, *definition.pduId)
+                          : pdu::find<pdu::canFd>(received.payload, length, *definition.pduId);
     if (!data || *data > length) {
         return false;
     }

@@ -10,9 +10,9 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint32_t greatestLinId = 63;
-constexpr std::uint16_t longestLinFrame = 8;
-constexpr std::uint64_t widestSignal = 64;
+constexpr std::uint32_t lastIdOfLin = 63;
+constexpr std::uint16_t longestOfLin = 8;
+constexpr std::uint64_t mostSignalBits = 64;
 
 /// Bytes of a message up to the end of a signal. REQUIRES: the layout is one that fits into a message.
 std::uint64_t endByte(const FieldLayout& layout) {
@@ -96,10 +96,10 @@ MessageBuilder::MessageBuilder(MessageDefinition message, unsigned line, Definit
 
 void MessageBuilder::checkFrame(unsigned line) {
     const bool isLin = definition.kind == SignalKind::Lin;
-    const std::uint32_t greatest = isLin                 ? greatestLinId
+    const std::uint32_t greatest = isLin                 ? lastIdOfLin
                                    : definition.extended ? greatestExtendedId
                                                          : greatestStandardId;
-    const std::uint16_t longest = isLin ? longestLinFrame : longestFrame;
+    const std::uint16_t longest = isLin ? longestOfLin : longestFrame;
     std::string reason;
     if (definition.id > greatest) {
         reason =
@@ -117,11 +117,11 @@ void MessageBuilder::checkFrame(unsigned line) {
 /// The limits are those of the records, of LIN those of the frame.
 const char* MessageBuilder::whyDropped(const FieldLayout& layout) const {
     const bool isLin = definition.kind == SignalKind::Lin;
-    const std::uint64_t bytes = isLin ? longestLinFrame : longestFrame;
+    const std::uint64_t bytes = isLin ? longestOfLin : longestFrame;
     if (layout.bits == 0) {
         return "its width is 0";
     }
-    if (layout.bits > widestSignal) {
+    if (layout.bits > mostSignalBits) {
         return "it is wider than 64 bits";
     }
     if (layout.startbit >= bytes * 8 || endByte(layout) > bytes) {

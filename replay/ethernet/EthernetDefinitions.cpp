@@ -61,35 +61,38 @@ const EthernetFields* FrameDefinitions::find(ethSignalPosType_t container, std::
 EthernetDefinitions::EthernetDefinitions(const Catalog& catalog) {
     for (const std::size_t index : catalog.group(SignalKind::Ethernet).members) {
         auto& signal = static_cast<EthernetSignal&>(*catalog.signals()[index]);
-        add(signal, index);
+        const bool anyChannel = !catalog.origin(index).message->channel;
+        add(signal, index, anyChannel);
         for (const auto& child : signal.children) {
-            add(*child, index);
+            add(*child, index, anyChannel);
         }
     }
 }
 
-void EthernetDefinitions::add(EthernetSignal& signal, std::size_t index) {
+void EthernetDefinitions::add(EthernetSignal& signal, std::size_t index, bool anyChannel) {
     const ethernetPosition_t& position = signal.position();
     const auto container = static_cast<std::size_t>(position.ethSignalType);
     if (position.numBytes == 0 || container >= FrameDefinitions::containers) {
         return; // it has no position
     }
     channels[signal.frameHash.channel] = true;
-    definitionsOf(signal.frameHash)
+    isOfAnyChannel = isOfAnyChannel || anyChannel;
+    definitionsOf(signal.frameHash, anyChannel)
         .fields[container][identifierOf(position)]
         .push_back({&signal, index, position.startByte, position.numBytes});
 }
 
-FrameDefinitions& EthernetDefinitions::definitionsOf(const EthernetFrameHash& frame) {
+FrameDefinitions& EthernetDefinitions::definitionsOf(const EthernetFrameHash& frame, bool anyChannel) {
     auto& places = byHash[frame.hash];
-    const auto found = std::find_if(places.begin(), places.end(), [&frame](const FrameDefinitions* each) {
-        return haveSameAddressing(each->frame, frame);
+    const auto found = std::find_if(places.begin(), places.end(), [&](const FrameDefinitions* each) {
+        return each->anyChannel == anyChannel && haveSameAddressing(each->frame, frame);
     });
     if (found != places.end()) {
         return **found;
     }
     FrameDefinitions& added = all.emplace_back();
     added.frame = frame; // an assignment takes the channel too, a copy does not
+    added.anyChannel = anyChannel;
     places.push_back(&added);
     return added;
 }
@@ -106,7 +109,7 @@ const EthernetDefinitions::Selection& EthernetDefinitions::select(const FrameLay
     }
     Selection& selection = selections[hash];
     for (const FrameDefinitions& each : all) {
-        if (matches(each.frame, layers, channel)) {
+        if (matches(each.frame, layers, each.anyChannel ? each.frame.channel : channel)) {
             selection.push_back(&each);
         }
     }

@@ -33,6 +33,7 @@ struct FrameDefinitions {
     static constexpr std::size_t containers = 4; ///< ethSignalPosType_t
 
     EthernetFrameHash frame;
+    bool anyChannel = false; ///< whatever that of `frame` is, 0
     /// By container and identifier: that of the PDU, or service and method; 0 of the payload itself.
     std::array<std::unordered_map<std::uint64_t, EthernetFields>, containers> fields;
 
@@ -48,7 +49,7 @@ class EthernetDefinitions {
     explicit EthernetDefinitions(const Catalog& catalog);
 
     /// Whether a signal is defined on the channel.
-    bool use(std::uint8_t channel) const { return channels[channel]; }
+    bool use(std::uint8_t channel) const { return isOfAnyChannel || channels[channel]; }
     /// The definitions of which the frame has all that they name; of stacked VLAN tags any may be theirs.
     const Selection& select(const FrameLayers& layers, std::uint8_t channel);
 
@@ -56,12 +57,13 @@ class EthernetDefinitions {
     /// Senders can make up addresses and ports without end.
     static constexpr std::size_t maxSelections = 16384;
 
-    void add(EthernetSignal& signal, std::size_t index);
-    FrameDefinitions& definitionsOf(const EthernetFrameHash& frame);
+    void add(EthernetSignal& signal, std::size_t index, bool anyChannel);
+    FrameDefinitions& definitionsOf(const EthernetFrameHash& frame, bool anyChannel);
 
     std::deque<FrameDefinitions> all;                                         // where they stay
     std::unordered_map<std::uint32_t, std::vector<FrameDefinitions*>> byHash; ///< EthernetFrameHash::hash
     std::array<bool, 256> channels{};
+    bool isOfAnyChannel = false;                             ///< one of the signals is
     std::unordered_map<std::uint64_t, Selection> selections; ///< by hash of the headers
 };
 

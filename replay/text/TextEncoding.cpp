@@ -2,6 +2,7 @@
 /// UTF-8 check and conversion from Windows-1252.
 #include "text/TextEncoding.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -66,6 +67,23 @@ void appendUtf8(std::string& out, std::uint16_t character) {
     out += static_cast<char>(0x80 | (character & 0x3F));
 }
 
+/// The character of a valid sequence of two bytes or three.
+std::uint32_t characterAt(std::string_view text, std::size_t length) {
+    std::uint32_t character = byteAt(text, 0) & (length == 2 ? 0x1FU : 0x0FU);
+    for (std::size_t i = 1; i < length; ++i)
+        character = character << 6 | (byteAt(text, i) & 0x3FU);
+    return character;
+}
+
+std::optional<char> windows1252Of(std::uint32_t character) {
+    if (character >= 0xA0 && character <= 0xFF)
+        return static_cast<char>(character);
+    const auto* const high = std::find(windows1252High.begin(), windows1252High.end(), character);
+    if (high == windows1252High.end())
+        return std::nullopt;
+    return static_cast<char>(0x80 + (high - windows1252High.begin()));
+}
+
 } // namespace
 
 std::optional<std::size_t> findInvalidUtf8(std::string_view text) {
@@ -93,6 +111,27 @@ std::string windows1252ToUtf8(std::string_view text) {
             out += c;
         else
             appendUtf8(out, byte < 0xA0 ? windows1252High[byte - 0x80U] : byte);
+    }
+    return out;
+}
+
+std::optional<std::string> utf8ToWindows1252(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t offset = 0; offset < text.size();) {
+        const std::uint8_t first = byteAt(text, offset);
+        if (first < 0x80) {
+            out += text[offset++];
+            continue;
+        }
+        const std::size_t length = sequenceLength(first);
+        if (length == 4 || !isSequence(text, offset, length))
+            return std::nullopt;
+        const auto byte = windows1252Of(characterAt(text.substr(offset), length));
+        if (!byte)
+            return std::nullopt;
+        out += *byte;
+        offset += length;
     }
     return out;
 }

@@ -17,6 +17,10 @@ std::optional<std::size_t> findInvalidUtf8(std::string_view text);
 /// characters of the same number, U+0081 and so on, so that no byte is lost.
 std::string windows1252ToUtf8(std::string_view text);
 
+/// UTF-8 as Windows-1252, so that windows1252ToUtf8() gives the same again; nothing if it has other
+/// characters, or is no UTF-8.
+std::optional<std::string> utf8ToWindows1252(std::string_view text);
+
 /// `text` without the UTF-8 byte order mark it may start with.
 std::string_view withoutByteOrderMark(std::string_view text);
 

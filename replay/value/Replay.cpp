@@ -71,23 +71,26 @@ void ReplayEngine::receive(const CANExtTraceMessage& frame) {
 
 void ReplayEngine::receive(const LINTraceMessage& frame) {
     constexpr std::uint8_t withoutParity = 0x3F;
-    decodeGroup({frame.timestamp, {frame.channel, SignalKind::Lin}}, frame.protectedId & withoutParity,
-                [&](std::uint8_t source) {
-                    return LINSignal::decodeMessage(frame, ids, source, &catalog.storage());
-                });
+    decodeBus({frame.timestamp, {frame.channel, SignalKind::Lin}}, frame.protectedId & withoutParity, frame,
+              [this](const LINTraceMessage& each, std::uint8_t source, SignalStorage& storage) {
+                  return LINSignal::decodeMessage(each, ids, source, &storage);
+              });
 }
 
 void ReplayEngine::receive(const FlexRayExtTraceMessage& frame) {
-    decodeGroup({frame.timestamp, {frame.channel, SignalKind::FlexRay}}, frame.slot,
-                [&](std::uint8_t source) { return decodeFlexRay(frame, source); });
+    decodeBus({frame.timestamp, {frame.channel, SignalKind::FlexRay}}, frame.slot, frame,
+              [this](const FlexRayExtTraceMessage& each, std::uint8_t source, SignalStorage& storage) {
+                  return decodeFlexRay(each, source, storage);
+              });
 }
 
 /// \return whether there is a definition, also when nothing in the frame was updated
-bool ReplayEngine::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source) {
+bool ReplayEngine::decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source,
+                                 SignalStorage& storage) {
     const auto decode = [&](const FlexRayExtTraceMessage& each) {
-        FlexRaySignal::decodeMessage(each, ids, source, &catalog.storage());
-        return FlexRaySignal::framesOf(&catalog.storage())
-            .contains(flexray::frameKey(source, each.channel, each.slot, each.frameKind, each.cycle));
+        FlexRaySignal::decodeMessage(each, ids, source, &storage);
+        return FlexRaySignal::framesOf(&storage).contains(
+            flexray::frameKey(source, each.channel, each.slot, each.frameKind, each.cycle));
     };
     if (frame.frameKind != unknownSegment) {
         return decode(frame);
@@ -126,8 +129,8 @@ template <class Frame>
 void ReplayEngine::decodeEthernet(const Frame& frame, bool isFrame) {
     const MessageInfo info{frame.timestamp, {frame.channel, SignalKind::Ethernet}};
     if (!ethernet) {
-        decodeGroup(info, 0, [&](std::uint8_t) {
-            return EthernetSignal::decodeMessage(frame, ids, &catalog.storage());
+        decodeBus(info, 0, frame, [this](const Frame& each, std::uint8_t, SignalStorage& storage) {
+            return EthernetSignal::decodeMessage(each, ids, &storage);
         });
         return;
     }
@@ -180,18 +183,45 @@ void ReplayEngine::receive(const GPSTraceMessage& message) {
     conclude(info, !group.members.empty(), 0);
 }
 
+/// Lets `decode` decode the message of a bus for each trace source, and a copy of it for the definitions of
+/// all channels.
+template <class Message, class Decode>
+void ReplayEngine::decodeBus(const MessageInfo& info, std::uint32_t identifier, const Message& message,
+                             Decode&& decode) {
+    sink.reached(info.timestamp);
+    const SignalGroup& group = catalog.group(info.origin.kind);
+    bool known = decodeSources(
+        info, group.sources, [&](std::uint8_t source) { return decode(message, source, catalog.storage()); });
+    if (!group.anyChannelSources.empty()) {
+        auto& copy = std::get<Message>(moved);
+        copy = message;
+        copy.channel = 0;
+        known |= decodeSources(info, group.anyChannelSources, [&](std::uint8_t source) {
+            return decode(copy, source, catalog.anyChannelStorage());
+        });
+    }
+    conclude(info, known, identifier);
+}
+
 /// Lets `decode` decode a message for each trace source.
 template <class Decode>
 void ReplayEngine::decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode) {
     sink.reached(info.timestamp);
+    conclude(info, decodeSources(info, catalog.group(info.origin.kind).sources, decode), identifier);
+}
+
+/// \return whether there is a definition
+template <class Decode>
+bool ReplayEngine::decodeSources(const MessageInfo& info, const std::vector<std::uint8_t>& sources,
+                                 Decode&& decode) {
     bool known = false;
-    for (const std::uint8_t source : catalog.group(info.origin.kind).sources) {
+    for (const std::uint8_t source : sources) {
         if (decode(source)) {
             known = true;
             writeGroup(info);
         }
     }
-    conclude(info, known, identifier);
+    return known;
 }
 
 /// Hands on what the library has written, in the order of definition: its own order for Ethernet is that of

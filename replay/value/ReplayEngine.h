@@ -67,9 +67,14 @@ class ReplayEngine final : public MessageSink {
     bool receiveParameterGroup(const CANExtTraceMessage& frame, const MessageInfo& info);
     bool decodeParameterGroup(std::uint32_t id, const MessageDecoder::Payload& payload,
                               const MessageInfo& info);
-    bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source);
+    bool decodeFlexRay(const FlexRayExtTraceMessage& frame, std::uint8_t source, SignalStorage& storage);
     template <class Frame>
     void decodeEthernet(const Frame& frame, bool isFrame);
+    template <class Message, class Decode>
+    void decodeBus(const MessageInfo& info, std::uint32_t identifier, const Message& message,
+                   Decode&& decode);
+    template <class Decode>
+    bool decodeSources(const MessageInfo& info, const std::vector<std::uint8_t>& sources, Decode&& decode);
     template <class Decode>
     void decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode);
     void writeGroup(const MessageInfo& info);
@@ -86,6 +91,8 @@ class ReplayEngine final : public MessageSink {
     std::vector<std::uint64_t> turns;          ///< by signal: the last call of writeGroup() that handed it on
     std::uint64_t turn = 0;
     FlexRayExtTraceMessage placed; ///< a FlexRay frame, in the segment where its slot lies
+    /// Copies of frames, as of channel 0, reused.
+    std::tuple<LINTraceMessage, FlexRayExtTraceMessage, EthernetTraceMessage, MIITraceMessage> moved;
     /// Of raw records, reused.
     std::tuple<CANExtTraceMessage, LINTraceMessage, FlexRayExtTraceMessage, EthernetTraceMessage,
                MIITraceMessage, GpioTraceMessage, AnalogTraceMessage, KeyboardMessage, SystemMessage,

@@ -2,7 +2,9 @@
 // rktrace/TraceRecord.h.
 
 #include "bus/EthernetSignal.h"
+#include "bus/FlexRayKey.h"
 #include "bus/FlexRaySignal.h"
+#include "bus/LINKey.h"
 #include "bus/LINSignal.h"
 #include "input/InputSignal.h"
 #include "rkutil/ByteOrder.h"
@@ -23,6 +25,11 @@ std::uint32_t numberAt(Record record, std::size_t offset) {
 
 const std::uint8_t* endOf(Record record) {
     return record.data() + record.size();
+}
+
+template <class Holds>
+bool anyOf(const std::vector<std::uint8_t>& sources, Holds&& holds) {
+    return std::any_of(sources.begin(), sources.end(), holds);
 }
 
 } // namespace
@@ -115,19 +122,34 @@ bool ReplayEngine::wantsCan(Record record) const {
 }
 
 bool ReplayEngine::wantsLin(Record record) const {
-    const auto& sources = catalog.group(SignalKind::Lin).sources;
-    return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
-        return LINSignal::signalsInUse(record.data(), nullptr, source, &catalog.storage());
-    });
+    const SignalGroup& group = catalog.group(SignalKind::Lin);
+    const auto& anyChannel = LINSignal::containerOf(&catalog.anyChannelStorage());
+    return anyOf(group.sources,
+                 [&](std::uint8_t source) {
+                     return LINSignal::signalsInUse(record.data(), nullptr, source, &catalog.storage());
+                 }) ||
+           anyOf(group.anyChannelSources, [&](std::uint8_t source) {
+               return anyChannel.contains(lin::frameKey(source, 0, record[recordAt::linIdentifier]));
+           });
 }
 
 /// The library cannot be asked for frames whose segment nobody knows.
 bool ReplayEngine::wantsFlexRay(Record record) const {
-    const auto& sources = catalog.group(SignalKind::FlexRay).sources;
-    return std::any_of(sources.begin(), sources.end(), [&](std::uint8_t source) {
-        return record[recordAt::flexRayKind] == unknownSegment ||
-               FlexRaySignal::signalsInUse(record.data(), endOf(record), source, &catalog.storage());
-    });
+    const SignalGroup& group = catalog.group(SignalKind::FlexRay);
+    const std::uint8_t segment = record[recordAt::flexRayKind];
+    const auto slot = static_cast<std::uint16_t>(numberAt<2>(record, recordAt::flexRaySlot));
+    const auto& anyChannel = FlexRaySignal::framesOf(&catalog.anyChannelStorage());
+    return anyOf(group.sources,
+                 [&](std::uint8_t source) {
+                     return segment == unknownSegment ||
+                            FlexRaySignal::signalsInUse(record.data(), endOf(record), source,
+                                                        &catalog.storage());
+                 }) ||
+           anyOf(group.anyChannelSources, [&](std::uint8_t source) {
+               return segment == unknownSegment ||
+                      anyChannel.contains(
+                          flexray::frameKey(source, 0, slot, segment, record[recordAt::flexRayCycle]));
+           });
 }
 
 /// The library trusts the length that the record names. One that is cut short is left to its decoding. What
@@ -140,7 +162,8 @@ bool ReplayEngine::wantsEthernet(Record record) const {
         return true;
     }
     if (!ethernet) {
-        return EthernetSignal::signalsInUse(record.data(), nullptr, &catalog.storage());
+        return !catalog.group(SignalKind::Ethernet).anyChannelSources.empty() ||
+               EthernetSignal::signalsInUse(record.data(), nullptr, &catalog.storage());
     }
     return (isMii || record[recordAt::ethernetKind] == EthernetTraceMessage::Frame) &&
            ethernet->wants(record[isMii ? recordAt::miiChannel : recordAt::ethernetChannel],

@@ -29,7 +29,9 @@ struct Chain {
 /// In CAN FD payloads: the short header of AUTOSAR SoAd and IPduM. Of a header only its start must lie before
 /// the end, and nothing is asked of the data: a header in the last three bytes is read past them.
 constexpr Chain canFd{4, 3, 3, 1, false, false};
-/// In FlexRay payloads: the same header.
+/// In CAN FD payloads: the long header of AUTOSAR SoAd and IPduM.
+constexpr Chain canFdLong{8, 4, 4, 4, false, false};
+/// In FlexRay payloads: the short header.
 constexpr Chain flexRay{4, 3, 3, 1, true, true};
 /// In Ethernet payloads: the long header of AUTOSAR SoAd.
 constexpr Chain ipdu{8, 4, 4, 4, true, true};

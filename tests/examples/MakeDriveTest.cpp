@@ -26,6 +26,23 @@ TEST(MakeDrive, IsTheSameEverywhere) {
                 10 * static_cast<double>(makeDrive("--seconds 20").size()), 5000);
 }
 
+/// LIN by an LDF file, FlexRay and Ethernet by an ARXML file, row by row as by a JSON file. What the battery
+/// sends lies in containers that AUTOSAR has not.
+TEST(MakeDrive, IsDecodedByItsLdfAndArxmlFilesAsByJson) {
+    const rksignal::TemporaryFolder folder;
+    folder.run(MAKE_DRIVE " --seconds 60 --output drive.log --records drive.rktrace");
+    const auto rows = [&folder](const std::string& definitions) {
+        return folder.run(
+            "cd " PROJECT_FOLDER "/examples/drive; rksignal decode --dbc 0=drive.dbc " + definitions +
+            " $OLDPWD/drive.rktrace | grep -E ',(can|lin|flexray|ethernet),' | grep -v ,Energy");
+    };
+    const std::string byJson = rows("--definitions logger.json").output;
+    EXPECT_EQ(rows("--definitions drive.ldf --definitions drive.arxml").output, byJson);
+    for (const char* row : {"lin,Seat.Backrest,", "flexray,Control.Mode,", "ethernet,Journey.Odometer,"}) {
+        EXPECT_THAT(byJson, testing::HasSubstr(row));
+    }
+}
+
 TEST(MakeDrive, RefusesWhatItCannotDo) {
     const std::pair<const char*, const char*> rows[] = {
         {"--output /nowhere/a.log", "make_drive: cannot write /nowhere/a.log: No such file or directory\n"},

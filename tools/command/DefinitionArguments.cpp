@@ -10,6 +10,7 @@
 #include <iterator>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace rksignal {
 namespace {
@@ -127,8 +128,8 @@ DefinitionSource parseDefinitionArgument(const std::string& argument, ChannelMap
     return {argument.substr(equals + 1), boundChannel(name, argument, channels)};
 }
 
-void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog,
-                     InputSet& inputs) {
+std::vector<DefinitionFile> readDefinitions(const DefinitionOptions& options, ChannelMap& channels,
+                                            InputSet& inputs) {
     assignChannels(options.channels, channels);
     std::vector<DefinitionSource> sources;
     for (const std::string& argument : options.definitions) {
@@ -140,7 +141,14 @@ void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Cat
     for (const std::string& argument : options.clusters) {
         settings.clusters.push_back(clusterChoice(argument, channels));
     }
-    catalog.addDefinitions(sources, settings);
+    return readDefinitions(sources, settings);
+}
+
+void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog,
+                     InputSet& inputs) {
+    for (DefinitionFile& file : readDefinitions(options, channels, inputs)) {
+        catalog.add(std::move(file));
+    }
 }
 
 } // namespace rksignal

@@ -38,6 +38,10 @@ void assignChannels(const std::vector<std::string>& arguments, ChannelMap& chann
 DefinitionSource parseDefinitionArgument(const std::string& argument, ChannelMap& channels);
 
 /// Reads all files in their order, after the channels, and enters them in `inputs`. \throws UsageError, Error
+std::vector<DefinitionFile> readDefinitions(const DefinitionOptions& options, ChannelMap& channels,
+                                            InputSet& inputs);
+
+/// Reads all files so into a catalog.
 void loadDefinitions(const DefinitionOptions& options, ChannelMap& channels, Catalog& catalog,
                      InputSet& inputs);
 

@@ -177,12 +177,12 @@ class NearMatches {
         }
     }
 
-    /// Of a kind whose definitions always have a channel, by frame identifier or slot.
+    /// Of definitions of another bus that have a channel, by frame identifier or slot.
     void countChannels(const Catalog& catalog, const ReplayStatistics& statistics, SignalKind kind) {
         std::unordered_map<std::uint32_t, std::set<std::string_view>> unseen;
         for (const std::size_t signal : catalog.group(kind).members) {
             const MessageDefinition& message = *catalog.origin(signal).message;
-            if (!catalog.isSeen(signal)) {
+            if (message.channel && !catalog.isSeen(signal)) {
                 unseen[message.id].insert(fileOf(message.place));
             }
         }

@@ -4,6 +4,7 @@
 #include "command/FileEnding.h"
 #include "command/Interruption.h"
 #include "command/UsageError.h"
+#include "convert/ConvertDefinitions.h"
 #include "convert/OutputFormat.h"
 #include "definition/json/DefinitionText.h"
 #include "output/OutputFile.h"
@@ -12,57 +13,11 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
-#include <numeric>
 #include <ostream>
+#include <utility>
 
 namespace rksignal {
 namespace {
-
-void writeText(const std::string& text, OutputFile& file) {
-    OutputBuffer out(file);
-    out.append(text);
-    out.finish();
-    file.complete();
-}
-
-/// Says why a result that holds nothing is not written.
-void reportNothing(const ConvertOptions& options, const OutputFile& file, std::ostream& messages) {
-    messages << "rksignal: nothing in " << options.input << " can be converted; " << options.output << " is "
-             << (file.replacesFile() ? "left as it was" : "not written") << '\n';
-}
-
-/// The number of signals in messages, decoded or not.
-std::size_t countSignals(const Catalog& catalog) {
-    const auto& messages = catalog.messages();
-    return std::accumulate(messages.begin(), messages.end(), std::size_t{0},
-                           [](std::size_t sum, const auto& message) { return sum + message.signals.size(); });
-}
-
-ExitStatus convertDefinitions(const ConvertOptions& options, ChannelMap& channels, const Console& console) {
-    const DefinitionSource input = parseDefinitionArgument(options.input, channels);
-    InputSet inputs;
-    inputs.add(input.path);
-    Catalog catalog;
-    catalog.addDbc(input.path, input.channel);
-    OutputFile file(options.output, -1, inputs);
-    const std::size_t lost = countSignals(catalog) - catalog.signals().size();
-    const ExitStatus status = lost == 0 && catalog.remarks().count(Severity::Error) == 0 ? Clean : Damaged;
-    for (const Remark& remark : catalog.remarks()) {
-        if (!options.quiet || remark.severity == Severity::Error) {
-            console.messages << remark << '\n';
-        }
-    }
-    if (!options.quiet) {
-        console.messages << "signals converted: " << catalog.signals().size() << '\n';
-        printCounts(console.messages, "values lost", {{"signals not converted", lost}});
-    }
-    if (catalog.signals().empty() && (status != Clean || file.replacesFile())) {
-        reportNothing(options, file, console.messages);
-        return Damaged;
-    }
-    writeText(definitionText(catalog.decodedMessages()), file);
-    return status;
-}
 
 std::uint64_t sum(const Counts& counts) {
     std::uint64_t total = 0;
@@ -99,10 +54,11 @@ void report(const Trace& trace, const TraceWriter& writer, bool quiet, std::ostr
 
 ExitStatus convertTrace(const ConvertOptions& options, const OutputFormat& format, Trace& trace,
                         const Console& console) {
+    const std::string& input = options.inputs.front();
     InputSet inputs;
-    inputs.add(options.input);
+    inputs.add(input);
     const Interruption interruption(trace);
-    trace.addFile(options.input);
+    trace.addFile(input);
     if (trace.isStopped()) {
         return Interrupted; // before there was anything to convert
     }
@@ -135,37 +91,45 @@ ExitStatus convert(const ConvertOptions& options, const Console& console) {
     Trace trace;
     assignChannels(options.channels, trace.channels());
     const std::string& output = options.output;
-    const bool isDbc = hasEnding(options.input, ".dbc");
-    if (isDbc && hasEnding(output, ".json")) {
+    if (hasEnding(output, ".json") || hasEnding(output, ".dbc")) {
         return convertDefinitions(options, trace.channels(), console);
     }
-    if (const OutputFormat* const format = outputFormatOf(output); format != nullptr && !isDbc) {
+    const OutputFormat* const format = outputFormatOf(output);
+    if (format != nullptr && options.inputs.size() == 1 && !hasEnding(options.inputs.front(), ".dbc")) {
         return convertTrace(options, *format, trace, console);
     }
-    throw UsageError("cannot convert " + options.input + " to " + options.output +
-                     ": a .dbc becomes a .json, a trace becomes a " + outputEndings());
+    throw UsageError("cannot convert " + options.inputs.front() + " to " + options.output +
+                     ": definitions become a .json or a .dbc, a trace becomes a " + outputEndings());
 }
 
 void addConvertCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<ConvertOptions>();
-    CLI::App& command =
-        *program.add_subcommand("convert", "Convert a DBC file to JSON, or a trace to another format");
+    CLI::App& command = *program.add_subcommand(
+        "convert", "Convert definitions to JSON or DBC, or a trace to another format");
     CLI::Option* const schema =
         command.add_flag("--schema", options->schema, "Print the JSON Schema of definition files instead");
-    CLI::Option* const input =
-        command.add_option("INPUT", options->input, "[CHANNEL=]FILE.dbc, or a trace; - is standard input");
-    CLI::Option* const output = command.add_option(
-        "OUTPUT", options->output, "A file; its ending says the format: .json, " + outputEndings());
-    input->excludes(schema);
+    CLI::Option* const files = command.add_option(
+        "FILE", options->inputs,
+        "What is converted, [CHANNEL=]FILE of definitions, several of them, or a trace (- is standard "
+        "input); and last the file that is written, whose ending says the format: .json, .dbc, " +
+            outputEndings());
+    files->excludes(schema);
+    command.add_option("--cluster", options->clusters, "Read only these clusters of ARXML and KCD files")
+        ->type_name("[CHANNEL=]NAME")
+        ->allow_extra_args(false);
     command
         .add_option("--channel", options->channels,
                     "Channel of an interface: its name, FILE, or FILE:INTERFACE")
         ->type_name("NAME=N")
         ->allow_extra_args(false);
     command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary, only errors");
-    command.callback([options, &console, &status, output] {
-        if (output->empty() && !options->schema) {
+    command.callback([options, &console, &status] {
+        if (options->inputs.size() < 2 && !options->schema) {
             throw UsageError("convert needs an INPUT and an OUTPUT");
+        }
+        if (!options->schema) {
+            options->output = std::move(options->inputs.back());
+            options->inputs.pop_back();
         }
         status = convert(*options, console);
     });

@@ -14,14 +14,15 @@ class App;
 namespace rksignal {
 
 struct ConvertOptions {
-    std::string input;                 ///< `[CHANNEL=]FILE.dbc`, or a trace
+    std::vector<std::string> inputs;   ///< `[CHANNEL=]FILE` of definitions, or one trace; never empty
     std::string output;                ///< a file; its ending says what is written
+    std::vector<std::string> clusters; ///< as of `--cluster`
     std::vector<std::string> channels; ///< as of `--channel`
     bool quiet = false;
     bool schema = false; ///< writes the schema of definition files instead
 };
 
-/// Converts one file. The output is there in full or not at all.
+/// Converts one trace, or files of definitions into one. The output is there in full or not at all.
 /// \return Clean, or Damaged if a part of the input could not be understood, or values are lost
 /// \throws UsageError, Error, std::system_error
 ExitStatus convert(const ConvertOptions& options, const Console& console);

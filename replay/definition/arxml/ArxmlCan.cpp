@@ -22,7 +22,8 @@ class CanFrameReader {
         if (!frame || !readFrame()) {
             return;
         }
-        std::vector<ArxmlPlacedPdu> placed = placedPdus();
+        const std::vector<ArxmlPlacedPdu> placed =
+            placedArxmlPdus(reading, frame, message.name, longestParameterGroup);
         const bool hasFixed =
             std::any_of(placed.begin(), placed.end(), [](const auto& each) { return !each.headerId; });
         if (hasFixed || placed.empty()) {
@@ -63,26 +64,6 @@ class CanFrameReader {
         ends = reading.nodes.ofTriggering(triggering);
         message.sender = ends.senders.empty() ? "" : ends.senders.front();
         return true;
-    }
-
-    std::vector<ArxmlPlacedPdu> placedPdus() {
-        std::vector<ArxmlPlacedPdu> placed;
-        for (const pugi::xml_node mapping :
-             frame.child("PDU-TO-FRAME-MAPPINGS").children("PDU-TO-FRAME-MAPPING")) {
-            const auto start = arxmlUnsigned(arxmlText(mapping, {"START-POSITION"})).value_or(0);
-            if (start / 8 >= longestParameterGroup) {
-                reading.model.leftOut(mapping, "START-POSITION is beyond the frame; the PDU is not decoded");
-                continue;
-            }
-            if (mapping.child("UPDATE-INDICATION-BIT-POSITION")) {
-                reading.model.note(mapping,
-                                   "update bits are not looked at; the PDU is decoded from every frame");
-            }
-            if (const pugi::xml_node pdu = reading.model.target(mapping, {"PDU-REF"})) {
-                reading.pdus.place(pdu, static_cast<std::uint32_t>(start / 8), message.name, placed);
-            }
-        }
-        return placed;
     }
 
     MessageDefinition fixedPart(const std::vector<ArxmlPlacedPdu>& placed) {
@@ -157,10 +138,6 @@ class CanFrameReader {
         own.multiplexed = signal.multiplexing.has_value();
         own.mux = own.multiplexed ? firstSelector(signal.multiplexing->ranges) : std::uint16_t{0};
         giveName(pdu, own, to);
-        if (signal.updateBit) {
-            reading.model.note(signal.element,
-                               "update bits are not looked at; the signal is decoded from every frame");
-        }
         return added;
     }
 

@@ -74,6 +74,34 @@ MessageDefinition startArxmlMessage(const ArxmlReading& reading, SignalKind kind
     return message;
 }
 
+std::vector<ArxmlPlacedPdu> placedArxmlPdus(const ArxmlReading& reading, pugi::xml_node frame,
+                                            const std::string& name, std::size_t longest) {
+    constexpr const char* unused = "update bits are not looked at; it is decoded from every frame";
+    std::vector<ArxmlPlacedPdu> placed;
+    for (const pugi::xml_node mapping :
+         frame.child("PDU-TO-FRAME-MAPPINGS").children("PDU-TO-FRAME-MAPPING")) {
+        const auto start = arxmlUnsigned(arxmlText(mapping, {"START-POSITION"})).value_or(0);
+        if (start / 8 >= longest) {
+            reading.model.leftOut(mapping, "START-POSITION is beyond the frame; the PDU is not decoded");
+            continue;
+        }
+        if (mapping.child("UPDATE-INDICATION-BIT-POSITION")) {
+            reading.model.note(mapping, unused);
+        }
+        if (const pugi::xml_node pdu = reading.model.target(mapping, {"PDU-REF"})) {
+            reading.pdus.place(pdu, static_cast<std::uint32_t>(start / 8), name, placed);
+        }
+    }
+    for (const ArxmlPlacedPdu& each : placed) {
+        for (const ArxmlSignal& signal : each.pdu.signals) {
+            if (signal.updateBit) {
+                reading.model.note(signal.element, unused);
+            }
+        }
+    }
+    return placed;
+}
+
 void describeArxmlMessage(const ArxmlReading& reading, const ArxmlPdu& pdu, MessageDefinition& message) {
     for (const pugi::xml_node part : pdu.parts) {
         const std::vector<std::string>& senders = reading.nodes.of(part).senders;

@@ -44,6 +44,11 @@ std::vector<pugi::xml_node> arxmlFrameTriggerings(pugi::xml_node channel, const 
 /// A message named as `element`, at its place, bound to the channel of the reading.
 MessageDefinition startArxmlMessage(const ArxmlReading& reading, SignalKind kind, pugi::xml_node element);
 
+/// The PDUs of a frame of CAN or LIN that begin within `longest` bytes. Update bits, which are not looked at
+/// there, are noted.
+std::vector<ArxmlPlacedPdu> placedArxmlPdus(const ArxmlReading& reading, pugi::xml_node frame,
+                                            const std::string& name, std::size_t longest);
+
 /// Completes sender, comment and cycle time of a message by one of its PDUs.
 void describeArxmlMessage(const ArxmlReading& reading, const ArxmlPdu& pdu, MessageDefinition& message);
 

@@ -84,6 +84,9 @@ bool ArxmlDataTypes::add(const std::string& label, pugi::xml_node type, pugi::xm
     if (depth > deepestType || pdu.signals.size() > mostValues || at > longestData) {
         return stop(type, "too many types in types, too many values or too many bytes");
     }
+    if (!model.takeRepeated(type, 1)) {
+        return false;
+    }
     const std::string_view category = arxmlText(type, {"CATEGORY"});
     if (isVariable(type, category)) {
         return stop(type, "values of variable size");

@@ -16,7 +16,8 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t longestPdu = 8191; ///< bytes: start bits have 16 bits
+constexpr std::size_t mostPositions = 1024; ///< of one PDU
+constexpr std::size_t longestPdu = 8191;    ///< bytes: start bits have 16 bits
 
 bool areSame(const ethernetPosition_t& left, const ethernetPosition_t& right) {
     const auto fields = [](const ethernetPosition_t& each) {
@@ -117,6 +118,10 @@ class EthernetClusterReader {
                         [&](const ethernetPosition_t& each) { return areSame(each, *position); });
         if (isKnown) {
             return;
+        }
+        if (to.positions.size() == mostPositions) {
+            return model.leftOut(placed.pdu.element,
+                                 "over too many sockets; it is not decoded from all of them");
         }
         to.positions.push_back(*position);
         addPositions<ethernetSignalDef_t>(reading, to.message, placed.pdu, [&](const ArxmlSignal& signal) {

@@ -16,7 +16,7 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint32_t longestFlexRayFrame = 254; ///< bytes
+constexpr std::size_t longestFlexRayFrame = 254; ///< bytes
 constexpr std::uint16_t greatestSlot = 2047;
 constexpr std::uint64_t cycleCount = 64;
 
@@ -26,7 +26,10 @@ struct FrameTiming {
     std::uint8_t baseCycle = 0;
     std::uint8_t repetition = 1;
 
-    friend auto operator<=>(const FrameTiming&, const FrameTiming&) = default;
+    friend bool operator<(const FrameTiming& left, const FrameTiming& right) {
+        return std::tie(left.slot, left.baseCycle, left.repetition) <
+               std::tie(right.slot, right.baseCycle, right.repetition);
+    }
 };
 
 /// A PDU in a frame, and its update bit there.
@@ -38,6 +41,7 @@ struct FramedPdu {
 /// A frame at one time on one or both channels.
 struct FlexRayFrame {
     pugi::xml_node element;
+    pugi::xml_node triggering; ///< the first
     FrameTiming timing;
     std::array<bool, 2> isOn{}; ///< A, B
 };
@@ -85,7 +89,7 @@ class FlexRayClusterReader {
                 arxmlChild(triggering, {"ABSOLUTELY-SCHEDULED-TIMINGS", "ABSOLUTELY-SCHEDULED-TIMINGSS"});
             for (const pugi::xml_node timing : timings.children()) {
                 if (const auto when = readTiming(triggering, timing); when && frame) {
-                    addFrame(frame, *when, side);
+                    addFrame(frame, triggering, *when, side);
                 }
             }
             if (!timings.first_child()) {
@@ -108,10 +112,11 @@ class FlexRayClusterReader {
                            static_cast<std::uint8_t>(repetition.value_or(1))};
     }
 
-    void addFrame(pugi::xml_node frame, const FrameTiming& timing, std::size_t side) {
+    void addFrame(pugi::xml_node frame, pugi::xml_node triggering, const FrameTiming& timing,
+                  std::size_t side) {
         const auto [known, isNew] = byFrame.try_emplace({frame.internal_object(), timing}, frames.size());
         if (isNew) {
-            frames.push_back({frame, timing, {}});
+            frames.push_back({frame, triggering, timing, {}});
         }
         frames[known->second].isOn[side] = true;
         inSlot[timing.slot][side].insert(frame.internal_object());
@@ -153,7 +158,8 @@ class FlexRayClusterReader {
                                placed);
             const auto update = arxmlUnsigned(arxmlText(mapping, {"UPDATE-INDICATION-BIT-POSITION"}));
             for (ArxmlPlacedPdu& each : placed) {
-                if (isDecodable(each)) {
+                const std::size_t size = 1 + each.pdu.signals.size() * positionsOfSignal;
+                if (isDecodable(each) && model.takeRepeated(mapping, size)) {
                     known->second.push_back({std::move(each), updateBitOf(update)});
                 }
             }
@@ -188,6 +194,8 @@ class FlexRayClusterReader {
                     startArxmlMessage(reading, SignalKind::FlexRay, placed.pdu.element);
                 message.channel = bound;
                 message.id = frame.timing.slot;
+                const ArxmlNodes::Ends ends = reading.nodes.ofTriggering(frame.triggering);
+                message.sender = ends.senders.empty() ? "" : ends.senders.front();
                 known->second = addPositioned<flexRaySignalDef_t>(reading, std::move(message), placed.pdu,
                                                                   longestFlexRayFrame);
             }

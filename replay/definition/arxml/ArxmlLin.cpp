@@ -49,16 +49,7 @@ void readLinFrame(ArxmlReading& reading, pugi::xml_node triggering) {
     message.length = static_cast<std::uint16_t>(length);
     const ArxmlNodes::Ends ends = reading.nodes.ofTriggering(triggering);
     message.sender = ends.senders.empty() ? "" : ends.senders.front();
-    std::vector<ArxmlPlacedPdu> placed;
-    for (const pugi::xml_node mapping :
-         frame.child("PDU-TO-FRAME-MAPPINGS").children("PDU-TO-FRAME-MAPPING")) {
-        const auto start = arxmlUnsigned(arxmlText(mapping, {"START-POSITION"})).value_or(0);
-        const pugi::xml_node pdu = reading.model.target(mapping, {"PDU-REF"});
-        if (pdu && start / 8 < longestLinFrame) {
-            reading.pdus.place(pdu, static_cast<std::uint32_t>(start / 8), message.name, placed);
-        }
-    }
-    for (const ArxmlPlacedPdu& each : placed) {
+    for (const ArxmlPlacedPdu& each : placedArxmlPdus(reading, frame, message.name, longestLinFrame)) {
         if (each.headerId) {
             reading.model.leftOut(each.pdu.element, "PDUs with headers are not decoded in LIN frames");
         } else {

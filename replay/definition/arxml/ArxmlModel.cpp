@@ -204,6 +204,18 @@ void ArxmlModel::remark(pugi::xml_node element, Severity severity, std::string_v
     }
 }
 
+bool ArxmlModel::takeRepeated(pugi::xml_node element, std::size_t count) {
+    if (count <= repetitionsLeft) {
+        repetitionsLeft -= count;
+        return true;
+    }
+    if (repetitionsLeft != 0) {
+        leftOut(element, "too many places of PDUs in all: this and what comes later is left out");
+        repetitionsLeft = 0;
+    }
+    return false;
+}
+
 void ArxmlModel::note(std::string text) {
     remarks.add({documents.front().path(), Severity::Note, std::move(text)});
 }

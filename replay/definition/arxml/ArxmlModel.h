@@ -54,6 +54,11 @@ class ArxmlModel {
     /// Remarks `PATH: text` at the line of the element. The same of the same element is said once.
     void note(pugi::xml_node element, std::string_view text) { remark(element, Severity::Note, text); }
     void leftOut(pugi::xml_node element, std::string_view text) { remark(element, Severity::Warning, text); }
+    /// Counts what the files repeat, so that small ones cannot fill the memory: elements of data types,
+    /// places of PDUs, signals in them. \return false if there was too much already; then nothing more is to
+    /// be made of `element`, and the first time that is remarked
+    bool takeRepeated(pugi::xml_node element, std::size_t count);
+
     /// What concerns all files.
     void note(std::string text);
     RemarkList takeRemarks() { return std::move(remarks); }
@@ -75,6 +80,7 @@ class ArxmlModel {
     bool hasRoot = false;
     RemarkList remarks;
     std::unordered_set<std::uint64_t> said; ///< hashes of remarks
+    std::size_t repetitionsLeft = 8'000'000;
 };
 
 /// The SHORT-NAME of an element, its first child; empty if it has none.

@@ -39,44 +39,50 @@ void takeFaster(std::optional<double>& cycleTime, const std::optional<double>& o
 
 } // namespace
 
-/// Reads the PDUs of one frame: its multiplexers are counted.
+/// Reads one PDU of a frame, in which multiplexers are counted.
 class ArxmlPduReader::Frame {
   public:
-    Frame(ArxmlPduReader& reader, const std::string& owner)
-        : model(reader.model), reader(reader), owner(owner), message(owner) {}
+    Frame(ArxmlPduReader& reader, const std::string& owner, unsigned selectors)
+        : model(reader.model), reader(reader), owner(owner), message(owner), selectors(selectors) {}
 
-    void place(pugi::xml_node element, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed,
-               unsigned depth = 0) {
+    void place(pugi::xml_node element, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed) {
         const pugi::xml_node payload =
             is(element, "SECURED-I-PDU") ? securedPayload(model, element) : element;
         if (!is(payload, "CONTAINER-I-PDU")) {
-            placed.push_back({read(element, depth), offset, {}, {}});
+            placed.push_back({read(element), offset, {}, {}});
             return;
         }
-        if (!enter(element, depth)) {
+        if (!enter(element)) {
             return;
         }
-        placeContained(payload, offset + securedHeaderBytes(element), placed, depth);
+        placeContained(payload, offset + securedHeaderBytes(element), placed);
         if (is(element, "SECURED-I-PDU")) {
             ArxmlPdu footer = start(element);
             addSecuredFooter(model, element, arxmlCount(payload, {"LENGTH"}), message, footer);
             placed.push_back({std::move(footer), offset, {}, {}});
         }
+        open.pop_back();
     }
 
   private:
-    /// Whether one more PDU is read: one that holds itself is not read without end, and small files do not
-    /// fill the memory by what they repeat.
-    bool enter(pugi::xml_node element, unsigned depth) {
-        constexpr unsigned deepest = 8;
+    /// Whether one more PDU is read, as long as it is `open`: small files do not fill the memory by what they
+    /// repeat.
+    bool enter(pugi::xml_node element) {
+        constexpr std::size_t deepest = 8;
         constexpr unsigned mostParts = 16384;
         constexpr std::size_t mostSignals = 8'000'000;
-        if (depth <= deepest && parts < mostParts && reader.signalsAndTexts < mostSignals) {
-            ++parts;
-            return true;
+        if (std::find(open.begin(), open.end(), element) != open.end()) {
+            model.leftOut(element, "PDU that holds itself, not decoded");
+            return false;
         }
-        model.leftOut(element, "not decoded: too many PDUs in one another, in a frame, or signals in all");
-        return false;
+        if (open.size() >= deepest || partsRead >= mostParts || reader.signalsAndTexts >= mostSignals) {
+            model.leftOut(element,
+                          "not decoded: too many PDUs in one another, in a frame, or signals in all");
+            return false;
+        }
+        ++partsRead;
+        open.push_back(element);
+        return true;
     }
 
     ArxmlPdu start(pugi::xml_node element) const {
@@ -89,20 +95,21 @@ class ArxmlPduReader::Frame {
                 {element}};
     }
 
-    ArxmlPdu read(pugi::xml_node element, unsigned depth) {
+    ArxmlPdu read(pugi::xml_node element) {
         ArxmlPdu pdu = start(element);
-        if (!enter(element, depth)) {
+        if (!enter(element)) {
             return pdu;
         }
         if (is(element, "MULTIPLEXED-I-PDU")) {
-            readMultiplexed(element, pdu, depth);
+            readMultiplexed(element, pdu);
         } else if (is(element, "SECURED-I-PDU")) {
-            readSecured(element, pdu, depth);
+            readSecured(element, pdu);
         } else if (is(element, "CONTAINER-I-PDU")) {
             model.leftOut(element, "a container within this PDU is not decoded");
         } else {
             readPlain(element, pdu);
         }
+        open.pop_back();
         return pdu;
     }
 
@@ -125,14 +132,14 @@ class ArxmlPduReader::Frame {
         }
     }
 
-    void readSecured(pugi::xml_node element, ArxmlPdu& pdu, unsigned depth) {
+    void readSecured(pugi::xml_node element, ArxmlPdu& pdu) {
         const pugi::xml_node payload = securedPayload(model, element);
         std::uint32_t payloadLength = 0;
         if (arxmlText(element, {"USE-AS-CRYPTOGRAPHIC-I-PDU"}) == "true") {
             model.note(element,
                        "cryptographic PDU without its payload: only freshness and authenticator are decoded");
         } else if (payload) {
-            ArxmlPdu inner = read(payload, depth + 1);
+            ArxmlPdu inner = read(payload);
             payloadLength = inner.length;
             pdu.comment = pdu.comment.empty() ? inner.comment : pdu.comment;
             takeFaster(pdu.cycleTime, inner.cycleTime);
@@ -186,7 +193,7 @@ class ArxmlPduReader::Frame {
         return pdu.signals.size() - 1;
     }
 
-    void readMultiplexed(pugi::xml_node element, ArxmlPdu& pdu, unsigned depth) {
+    void readMultiplexed(pugi::xml_node element, ArxmlPdu& pdu) {
         const auto selector = addSelector(element, pdu);
         for (const char* list : {"DYNAMIC-PARTS", "DYNAMIC-PART"}) {
             const pugi::xml_node parts = element.child(list);
@@ -194,7 +201,7 @@ class ArxmlPduReader::Frame {
             for (const pugi::xml_node part :
                  isSingle ? element.children(list) : parts.children("DYNAMIC-PART")) {
                 if (selector) {
-                    addAlternatives(part, *selector, pdu, depth);
+                    addAlternatives(part, *selector, pdu);
                 }
             }
         }
@@ -204,7 +211,7 @@ class ArxmlPduReader::Frame {
             for (const pugi::xml_node part :
                  isSingle ? element.children(list) : parts.children("STATIC-PART")) {
                 if (const pugi::xml_node target = model.target(part, {"I-PDU-REF"})) {
-                    ArxmlPdu inner = read(target, depth + 1);
+                    ArxmlPdu inner = read(target);
                     takeFaster(pdu.cycleTime, inner.cycleTime);
                     add(pdu, std::move(inner), 0, {});
                 }
@@ -213,7 +220,7 @@ class ArxmlPduReader::Frame {
     }
 
     /// Alternatives of the same PDU are one, for several values of the selector.
-    void addAlternatives(pugi::xml_node part, std::size_t selector, ArxmlPdu& pdu, unsigned depth) {
+    void addAlternatives(pugi::xml_node part, std::size_t selector, ArxmlPdu& pdu) {
         std::vector<std::pair<pugi::xml_node, std::vector<ValueRange>>> alternatives;
         for (const pugi::xml_node each :
              part.child("DYNAMIC-PART-ALTERNATIVES").children("DYNAMIC-PART-ALTERNATIVE")) {
@@ -238,7 +245,7 @@ class ArxmlPduReader::Frame {
             }
         }
         for (auto& [target, ranges] : alternatives) {
-            ArxmlPdu inner = read(target, depth + 1);
+            ArxmlPdu inner = read(target);
             takeFaster(pdu.cycleTime, inner.cycleTime);
             mergeSelector(inner, pdu.signals[selector]);
             add(pdu, std::move(inner), 0, Multiplexing{selector, std::move(ranges)});
@@ -269,8 +276,7 @@ class ArxmlPduReader::Frame {
         }
     }
 
-    void placeContained(pugi::xml_node container, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed,
-                        unsigned depth) {
+    void placeContained(pugi::xml_node container, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed) {
         const std::string_view type = arxmlText(container, {"HEADER-TYPE"});
         if (type != "NO-HEADER" && !reader.hasBigEndianHeaders) {
             return model.leftOut(container, "headers with the least significant byte first are not decoded");
@@ -281,29 +287,33 @@ class ArxmlPduReader::Frame {
             if (!contained) {
                 continue;
             }
-            const pugi::xml_node properties = contained.child("CONTAINED-I-PDU-PROPS");
+            message = arxmlName(contained);
             if (type == "NO-HEADER") {
-                placeStatic(contained, properties, offset, placed, depth);
+                placeStatic(contained, offset, placed);
             } else {
-                const bool isLong = type == "LONG-HEADER";
-                const auto id = arxmlUnsigned(
-                    arxmlText(properties, {isLong ? "HEADER-ID-LONG-HEADER" : "HEADER-ID-SHORT-HEADER"}));
-                constexpr std::uint64_t shortIds = 1 << 24, longIds = std::uint64_t{1} << 32;
-                if (!id || *id >= (isLong ? longIds : shortIds)) {
-                    model.leftOut(contained,
-                                  "there is no identifier for its header in a container; not decoded");
-                    continue;
-                }
-                message = arxmlName(contained);
-                placed.push_back({read(contained, depth + 1), offset, static_cast<std::uint32_t>(*id),
-                                  isLong ? PduHeader::Long : PduHeader::Short});
-                message = owner;
+                placeDynamic(contained, type == "LONG-HEADER" ? PduHeader::Long : PduHeader::Short, offset,
+                             placed);
             }
         }
+        message = owner;
     }
 
-    void placeStatic(pugi::xml_node contained, pugi::xml_node properties, std::uint32_t offset,
-                     std::vector<ArxmlPlacedPdu>& placed, unsigned depth) {
+    void placeDynamic(pugi::xml_node contained, PduHeader header, std::uint32_t offset,
+                      std::vector<ArxmlPlacedPdu>& placed) {
+        const bool isLong = header == PduHeader::Long;
+        const auto id =
+            arxmlUnsigned(arxmlText(contained.child("CONTAINED-I-PDU-PROPS"),
+                                    {isLong ? "HEADER-ID-LONG-HEADER" : "HEADER-ID-SHORT-HEADER"}));
+        constexpr std::uint64_t shortIds = 1 << 24, longIds = std::uint64_t{1} << 32;
+        if (!id || *id >= (isLong ? longIds : shortIds)) {
+            return model.leftOut(contained,
+                                 "there is no identifier for its header in a container; not decoded");
+        }
+        placed.push_back({read(contained), offset, static_cast<std::uint32_t>(*id), header});
+    }
+
+    void placeStatic(pugi::xml_node contained, std::uint32_t offset, std::vector<ArxmlPlacedPdu>& placed) {
+        const pugi::xml_node properties = contained.child("CONTAINED-I-PDU-PROPS");
         const auto at = arxmlUnsigned(arxmlText(properties, {"OFFSET"}));
         if (!at || *at > std::numeric_limits<std::uint16_t>::max()) {
             return model.leftOut(contained, "there is no OFFSET for its place in a container; not decoded");
@@ -311,15 +321,16 @@ class ArxmlPduReader::Frame {
         if (properties.child("UPDATE-INDICATION-BIT-POSITION")) {
             model.note(contained, "its update bit is not looked at");
         }
-        place(contained, offset + static_cast<std::uint32_t>(*at), placed, depth + 1);
+        place(contained, offset + static_cast<std::uint32_t>(*at), placed);
     }
 
     ArxmlModel& model;
     ArxmlPduReader& reader;
     const std::string& owner; ///< names multiplexers
     std::string message;      ///< names freshness values and authenticators
-    unsigned selectors = 0;
-    unsigned parts = 0;
+    unsigned selectors;       ///< number of multiplexers so far
+    unsigned partsRead = 0;
+    std::vector<pugi::xml_node> open; ///< the PDUs that are being read
 };
 
 ArxmlPduReader::ArxmlPduReader(ArxmlModel& model) : model(model), hasBigEndianHeaders(true) {
@@ -332,7 +343,13 @@ ArxmlPduReader::ArxmlPduReader(ArxmlModel& model) : model(model), hasBigEndianHe
 
 void ArxmlPduReader::place(pugi::xml_node pdu, std::uint32_t offset, const std::string& owner,
                            std::vector<ArxmlPlacedPdu>& placed) {
-    Frame(*this, owner).place(pdu, offset, placed);
+    unsigned selectors = 0;
+    for (const ArxmlPlacedPdu& each : placed) {
+        selectors += static_cast<unsigned>(
+            std::count_if(each.pdu.signals.begin(), each.pdu.signals.end(),
+                          [](const ArxmlSignal& signal) { return signal.common.multiplexer != 0; }));
+    }
+    Frame(*this, owner, selectors).place(pdu, offset, placed);
 }
 
 } // namespace rksignal

@@ -23,15 +23,19 @@ struct ArxmlPositioned {
 /// bytes. What is not so is remarked.
 bool canHavePositions(const ArxmlReading& reading, const ArxmlPdu& pdu, const ArxmlSignal& signal);
 
+constexpr std::size_t positionsOfSignal = 8; ///< so many take as much memory as a signal does
+
 /// Adds `message`, which is that of the PDU, with those of its signals that end within `longest` bytes,
-/// without positions.
+/// without positions; without signals if there are too many in all.
 template <class Record>
 ArxmlPositioned addPositioned(ArxmlReading& reading, MessageDefinition message, const ArxmlPdu& pdu,
                               std::size_t longest) {
     describeArxmlMessage(reading, pdu, message);
     message.length = static_cast<std::uint16_t>(std::min<std::uint32_t>(pdu.length, 0xFFFF));
     ArxmlPositioned added{reading.messages.size(), {}};
-    for (std::size_t i = 0; i < pdu.signals.size(); ++i) {
+    const std::size_t count = pdu.signals.size();
+    const bool isRoom = reading.model.takeRepeated(pdu.element, 1 + count * positionsOfSignal);
+    for (std::size_t i = 0; i < count && isRoom; ++i) {
         if (!canHavePositions(reading, pdu, pdu.signals[i])) {
             continue;
         }
@@ -51,7 +55,8 @@ template <class Record, class PositionOf>
 void addPositions(ArxmlReading& reading, const ArxmlPositioned& to, const ArxmlPdu& pdu,
                   PositionOf&& positionOf) {
     auto& signals = reading.messages[to.message].signals;
-    for (std::size_t i = 0; i < signals.size(); ++i) {
+    const bool isRoom = reading.model.takeRepeated(pdu.element, 1 + signals.size());
+    for (std::size_t i = 0; i < signals.size() && isRoom; ++i) {
         std::get<Record>(signals[i].record).positions.push_back(positionOf(pdu.signals[to.signals[i]]));
     }
 }

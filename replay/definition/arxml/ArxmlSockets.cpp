@@ -164,7 +164,7 @@ void ArxmlSockets::add(pugi::xml_node identifier, const Socket& server, const So
     if (!header.empty() && (!id || *id > greatestId)) {
         return model.leftOut(pdu.triggering, "HEADER-ID is no number of 32 bits; not decoded there");
     }
-    if (!pdu.triggering) {
+    if (!pdu.triggering || !model.takeRepeated(pdu.triggering, 1)) {
         return;
     }
     if (id) {

@@ -105,7 +105,8 @@ std::optional<double> NumberCodec::read(const JsonValue& value, const Place& pla
 /// Whole numbers without a fraction, where a double holds them exactly.
 JsonOutput NumberCodec::write(Value value) const {
     const bool isWhole = std::abs(value) < 0x1p53 && std::trunc(value) == value;
-    return isWhole ? JsonOutput(static_cast<std::int64_t>(value)) : JsonOutput(value);
+    const bool isNegativeZero = value == 0 && std::signbit(value);
+    return isWhole && !isNegativeZero ? JsonOutput(static_cast<std::int64_t>(value)) : JsonOutput(value);
 }
 
 JsonOutput NumberCodec::schema() const {

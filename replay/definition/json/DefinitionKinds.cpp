@@ -20,6 +20,7 @@ using InputRow = SignalRow<inputSignalDef_t>;
 constexpr std::uint64_t max8 = std::numeric_limits<std::uint8_t>::max();
 constexpr std::uint64_t max16 = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint64_t max32 = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t max64 = std::numeric_limits<std::uint64_t>::max();
 constexpr std::uint64_t maxPduId = 0xFFFFFF;
 constexpr std::uint64_t lastLinId = 63;
 constexpr unsigned classicBytes = 8;
@@ -33,12 +34,18 @@ constexpr std::uint64_t lastVlanId = 4095;
 
 // What messages and their signals say in the same words.
 constexpr const char* msgIdText = "Identifier of the frame, 11 bits, or 29 if extended is true";
+constexpr const char* linIdText = "Identifier of the frame, without parity";
 constexpr const char* extendedText = "29-bit identifier";
 constexpr const char* canFdText = "CAN FD frame";
 constexpr const char* j1939Text =
     "Matched by parameter group and source address (SAE J1939), 0xFE being any source";
-constexpr const char* canChannelText =
-    "Number of the bus channel; the signal is taken from all channels if it is absent";
+constexpr const char* busChannelText = "Number of the bus channel; taken from all channels if it is absent, "
+                                       "but for LIN, FlexRay and Ethernet in "
+                                       "version 1 of the form, where it is 0 then";
+constexpr const char* inputChannelText = "Number of the channel";
+constexpr const char* pduHeaderText =
+    "Of the PDUs in the frame: short with 24 bits of identifier and 8 of length, long with 32 of each";
+constexpr const char* pduIdText = "PDU of a CAN FD frame that holds the signal";
 constexpr const char* messageText = "Name of the frame";
 constexpr const char* senderText = "Name of the sending node";
 
@@ -46,7 +53,7 @@ constexpr const char* senderText = "Name of the sending node";
 struct CommonFields {
     std::vector<std::string> names = {}; ///< the only ones possible, if there are any
     std::uint64_t lastStartbit = lastClassicBit;
-    const char* channel = "Number of the bus channel";
+    const char* channel = inputChannelText;
     const char* tslId = "Number of the trace source that delivers the signal";
 };
 
@@ -86,6 +93,10 @@ Fields<Record> commonFields(const CommonFields& common) {
                       "Value of the multiplexer for which a multiplexed signal is present"),
         field<Record>("valueDescriptions", &Record::valueDescriptions, ValueTextsCodec{},
                       "Texts by raw value in decimal, negative ones as two's complement of 64 bits"),
+        field<Record>("initial", &Record::initial, IntegerCodec{0, max64},
+                      "Raw value that is sent until there is a value"),
+        field<Record>("invalid", &Record::invalid, IntegerCodec{0, max64},
+                      "Raw value that says that the sender has none"),
         field<Record>("udn", &Record::udn, TextCodec{}, "User-defined name"),
         field<Record>("comment", &Record::comment, TextCodec{}, "Comment"),
         field<Record>("receivers", &Record::receivers, ListCodec<TextCodec>{},
@@ -124,11 +135,29 @@ InputRow predefinedDefaults(const std::string& instance) {
     return record;
 }
 
+/// Of signals of buses.
+CommonFields busFields(std::uint64_t lastStartbit = lastClassicBit) {
+    CommonFields common;
+    common.lastStartbit = lastStartbit;
+    common.channel = busChannelText;
+    return common;
+}
+
+template <class Record>
+Field<Record> messageField() {
+    return field<Record>("message", &Record::message, TextCodec{}, messageText);
+}
+
+ChoiceCodec<PduHeader> pduHeaders() {
+    return {{{"short", PduHeader::Short}, {"long", PduHeader::Long}}};
+}
+
 /// Fields that say themselves, at each of their positions, where the signal lies.
 template <class Record>
 Fields<Record> placedFields(ObjectsCodec<typename decltype(Record::positions)::value_type> positions,
                             const char* description) {
-    Fields<Record> fields = commonFields<Record>({});
+    Fields<Record> fields = commonFields<Record>(busFields());
+    fields.push_back(messageField<Record>());
     std::erase_if(fields, [](const Field<Record>& field) { return field.name == "startbit"; });
     fields.push_back(
         required(field<Record>("positions", &Record::positions, std::move(positions), description)));
@@ -190,9 +219,22 @@ std::string checkMultiplexing(const CanRow& row) {
     return "";
 }
 
+std::string checkPdu(std::optional<std::uint32_t> pduId, PduHeader header, bool canFd) {
+    if (pduId && !canFd) {
+        return "expected pduId where canFD is true only, found " + std::to_string(*pduId);
+    }
+    if (header == PduHeader::Long && !pduId) {
+        return "expected pduHeader of a PDU only";
+    }
+    if (header == PduHeader::Short && pduId && *pduId > maxPduId) {
+        return "expected a pduId of at most 24 bits behind a short header, found " + std::to_string(*pduId);
+    }
+    return "";
+}
+
 std::string checkCanIdentity(const CanRow& row) {
-    if (row.pduId && !row.canFD) {
-        return "expected pduId where canFD is true only, found " + std::to_string(*row.pduId);
+    if (std::string wrong = checkPdu(row.pduId, row.pduHeader, row.canFD); !wrong.empty()) {
+        return wrong;
     }
     if (row.j1939 && row.canFD) {
         return "expected canFD or j1939, found both";
@@ -282,19 +324,16 @@ predefinedInputs(SignalKind kind, const Table& names,
 
 const DefinitionKind<canSignalDef_t>& canKind() {
     using Row = CanRow;
-    CommonFields common;
-    common.lastStartbit = lastGroupBit;
-    common.channel = canChannelText;
     static const DefinitionKind<canSignalDef_t> kind = {
         SignalKind::Can,
         withFields<Row>(
-            common,
+            busFields(lastGroupBit),
             {required(field<Row>("msgId", &Row::msgId, IdentifierCodec{greatestExtendedId}, msgIdText)),
              field<Row>("extended", &Row::extended, FlagCodec{}, extendedText),
              field<Row>("canFD", &Row::canFD, FlagCodec{}, canFdText),
              field<Row>("j1939", &Row::j1939, FlagCodec{}, j1939Text),
-             field<Row>("pduId", &Row::pduId, IdentifierCodec{maxPduId},
-                        "PDU of a CAN FD frame that holds the signal"),
+             field<Row>("pduId", &Row::pduId, IdentifierCodec{max32}, pduIdText),
+             field<Row>("pduHeader", &Row::pduHeader, pduHeaders(), pduHeaderText),
              field<Row>("message", &Row::message, TextCodec{}, messageText),
              field<Row>("sender", &Row::sender, TextCodec{}, senderText),
              field<Row>("multiplexedBy", &Row::multiplexedBy, TextCodec{},
@@ -310,8 +349,9 @@ const DefinitionKind<linSignalDef_t>& linKind() {
     using Record = SignalRow<linSignalDef_t>;
     static const DefinitionKind<linSignalDef_t> kind = {
         SignalKind::Lin,
-        withFields<Record>({}, {required(field<Record>("msgId", &Record::msgId, IdentifierCodec{lastLinId},
-                                                       "Identifier of the frame, without parity"))}),
+        withFields<Record>(busFields(), {required(field<Record>("msgId", &Record::msgId,
+                                                                IdentifierCodec{lastLinId}, linIdText)),
+                                         messageField<Record>()}),
         plainDefaults<Record>, checkWord<Record>};
     return kind;
 }
@@ -385,25 +425,65 @@ const DefinitionKind<inputSignalDef_t>& inputKind(SignalKind kind) {
                          [kind](const auto& each) { return each.kind == kind; });
 }
 
-const Fields<MessageDefinition>& messageFields() {
+namespace {
+
+using MessageFields = Fields<MessageDefinition>;
+
+Field<MessageDefinition> messageIdField(IdentifierCodec codec, const char* description) {
+    return required(field<MessageDefinition>("msgId", &MessageDefinition::id, codec, description));
+}
+
+/// The fields of messages of CAN alone.
+MessageFields canMessageFields() {
     using Message = MessageDefinition;
-    static const Fields<Message> fields = {
-        required(field<Message>("msgId", &Message::id, IdentifierCodec{greatestExtendedId}, msgIdText)),
-        field<Message>("extended", &Message::extended, FlagCodec{}, extendedText),
-        field<Message>("canFD", &Message::canFd, FlagCodec{}, canFdText),
-        field<Message>("j1939", &Message::isParameterGroup, FlagCodec{}, j1939Text),
-        field<Message>("channel", &Message::channel, IntegerCodec{0, max8}, canChannelText),
+    return {messageIdField({greatestExtendedId}, msgIdText),
+            field<Message>("extended", &Message::extended, FlagCodec{}, extendedText),
+            field<Message>("canFD", &Message::canFd, FlagCodec{}, canFdText),
+            field<Message>("j1939", &Message::isParameterGroup, FlagCodec{}, j1939Text),
+            field<Message>("pduId", &Message::pduId, IdentifierCodec{max32}, pduIdText),
+            field<Message>("pduHeader", &Message::pduHeader, pduHeaders(), pduHeaderText)};
+}
+
+/// \param own those that identify messages of the kind
+MessageFields fieldsOf(SignalKind kind, std::uint64_t longest, MessageFields own) {
+    using Message = MessageDefinition;
+    const std::string name(kindName(kind));
+    Field<Message> kindField =
+        field<Message>("kind", &Message::kind, ChoiceCodec<SignalKind>{{{name, kind}}}, "Bus of the message");
+    kindField.required = kind != SignalKind::Can;
+    MessageFields fields = {std::move(kindField)};
+    std::move(own.begin(), own.end(), std::back_inserter(fields));
+    const MessageFields common = {
+        field<Message>("channel", &Message::channel, IntegerCodec{0, max8}, busChannelText),
         field<Message>("message", &Message::name, TextCodec{}, messageText),
-        field<Message>("length", &Message::length, IntegerCodec{0, longestParameterGroup},
-                       "Bytes of the frame, by which shorter ones are noticed; 0: unknown"),
+        field<Message>("length", &Message::length, IntegerCodec{0, longest},
+                       "Bytes of the message, by which shorter ones are noticed; 0: unknown"),
         field<Message>("sender", &Message::sender, TextCodec{}, senderText),
-        field<Message>("cycleTime", &Message::cycleTime, NumberCodec{}, "Milliseconds between frames"),
+        field<Message>("cycleTime", &Message::cycleTime, NumberCodec{}, "Milliseconds between messages"),
         field<Message>("comment", &Message::comment, TextCodec{}, "Comment"),
     };
+    fields.insert(fields.end(), common.begin(), common.end());
     return fields;
 }
 
+} // namespace
+
+const Fields<MessageDefinition>& messageFields(SignalKind kind) {
+    constexpr std::uint64_t longestLinFrame = 8;
+    constexpr std::uint64_t longestFlexRayFrame = 254;
+    static const MessageFields fields[] = {
+        fieldsOf(SignalKind::Can, longestParameterGroup, canMessageFields()),
+        fieldsOf(SignalKind::Lin, longestLinFrame, {messageIdField({lastLinId}, linIdText)}),
+        fieldsOf(SignalKind::FlexRay, longestFlexRayFrame, {messageIdField({lastSlot}, "Slot of the frame")}),
+        fieldsOf(SignalKind::Ethernet, max16, {}),
+    };
+    return fields[static_cast<std::size_t>(kind)];
+}
+
 std::string checkMessage(const MessageDefinition& message) {
+    if (message.kind != SignalKind::Can) {
+        return "";
+    }
     if (message.length > longestFrame && !message.isParameterGroup) {
         return "expected a length of at most 64, but for a parameter group of J1939, found " +
                std::to_string(message.length);
@@ -411,7 +491,14 @@ std::string checkMessage(const MessageDefinition& message) {
     if (message.canFd && message.isParameterGroup) {
         return "expected canFD or j1939, found both";
     }
+    if (std::string wrong = checkPdu(message.pduId, message.pduHeader, message.canFd); !wrong.empty()) {
+        return wrong;
+    }
     return checkIdentifier(message.id, message.extended, message.isParameterGroup);
+}
+
+std::string namelessCalled(const MessageDefinition& message) {
+    return message.kind == SignalKind::Can ? identifierText(message) : std::string(kindName(message.kind));
 }
 
 } // namespace rksignal

@@ -5,21 +5,40 @@
 #include "definition/Definition.h"
 #include "definition/json/Field.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace rksignal {
 
+/// The version of the form that is written; those from 1 to this one are read. Each says more than the one
+/// before:
+///   1: a file that names no version
+///   2: messages of LIN, FlexRay and Ethernet, PDUs with long headers, initial and invalid values. Signals of
+///      these buses without a channel are taken from all channels; in version 1 from channel 0
+constexpr std::uint64_t formVersion = 2;
+
+/// The name of the message, which the library's records of other buses than CAN do not have.
+template <class Record>
+struct MessageName {
+    std::string message;
+};
+template <>
+struct MessageName<canSignalDef_t> {};
+
 /// A signal as the file has it: the library's record, and what SignalDefinition says besides.
 template <class Record>
-struct SignalRow : Record {
+struct SignalRow : Record, MessageName<Record> {
     double minimum = 0;
     double maximum = 0;
+    std::optional<std::uint64_t> initial;
+    std::optional<std::uint64_t> invalid;
     std::vector<std::string> receivers;
     std::optional<std::string> multiplexedBy; ///< instance name
     std::vector<ValueRange> muxValues;        ///< in place of `mux`
     bool j1939 = false;                       ///< of CAN: MessageDefinition::isParameterGroup
+    PduHeader pduHeader = PduHeader::Short;   ///< of CAN
 };
 
 /// One kind of signals. A row here is all that reading, writing and the schema know of it.
@@ -56,10 +75,21 @@ void forEachKind(Use&& use) {
     }
 }
 
-/// Messages of CAN, as far as their signals do not say it.
-const Fields<MessageDefinition>& messageFields();
+/// The buses whose messages have fields of their own.
+constexpr SignalKind messageKinds[] = {SignalKind::Can, SignalKind::Lin, SignalKind::FlexRay,
+                                       SignalKind::Ethernet};
+
+constexpr bool hasMessages(SignalKind kind) {
+    return kind <= SignalKind::Ethernet;
+}
+
+/// Messages of such a kind, as far as their signals do not say it.
+const Fields<MessageDefinition>& messageFields(SignalKind kind);
 
 /// What is wrong with such a message; empty if nothing.
 std::string checkMessage(const MessageDefinition& message);
+
+/// How a message without a name is called: by its identifier if it is one of CAN, else by its kind.
+std::string namelessCalled(const MessageDefinition& message);
 
 } // namespace rksignal

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <tuple>
 #include <type_traits>
@@ -32,22 +33,23 @@ template <class Row>
 MessageDefinition messageOf(const Row& row, SignalKind kind, bool anyChannel) {
     MessageDefinition message;
     message.kind = kind;
+    if (hasMessages(kind)) {
+        message.channel = anyChannel ? std::nullopt : std::optional(row.channel);
+        message.name = row.message;
+    }
     if constexpr (requires { row.msgId; }) { // of CAN and LIN
         message.id = row.msgId;
-        message.channel = row.channel;
     }
     if constexpr (requires { row.pduId; }) {
         message.extended = row.extended;
         message.canFd = row.canFD;
         message.isParameterGroup = row.j1939;
-        message.channel = anyChannel ? std::nullopt : message.channel;
         message.pduId = row.pduId;
-        message.name = row.message;
+        message.pduHeader = row.pduHeader;
         message.sender = row.sender;
     }
     if constexpr (std::is_base_of_v<flexRaySignalDef_t, Row>) {
         message.id = row.positions.front().slot;
-        message.channel = row.channel;
     }
     return message;
 }
@@ -61,7 +63,10 @@ class DocumentReader {
             findings.expected("an object", document, Place());
             return {};
         }
-        std::vector<std::string_view> names = {"$schema", "messages"};
+        if (!readVersion(document)) {
+            return {};
+        }
+        std::vector<std::string_view> names = {"$schema", "version", "messages"};
         if (document.contains("$schema")) { // editors look for it; it says nothing about the signals
             TextCodec().read(document["$schema"], Place() / "$schema", findings);
         }
@@ -102,12 +107,45 @@ class DocumentReader {
         }
     }
 
+    /// \return whether the file can be read: of a version of the future one cannot tell what it says
+    bool readVersion(const JsonValue& document) {
+        const auto member = document.find("version");
+        if (member == document.end()) {
+            return true;
+        }
+        const Place place = Place() / "version";
+        const auto read =
+            IntegerCodec{1, std::numeric_limits<std::uint64_t>::max()}.read(*member, place, findings);
+        version = read.value_or(version);
+        if (version <= formVersion) {
+            return true;
+        }
+        findings.add(place, "expected a version up to " + std::to_string(formVersion) + ", found " +
+                                std::to_string(version) + ", which a later program reads");
+        return false;
+    }
+
+    /// Where nothing says otherwise.
+    bool isOfAnyChannel(SignalKind kind) const { return kind == SignalKind::Can || version >= 2; }
+
+    static SignalKind messageKindIn(const JsonValue& object) {
+        const bool hasKind = object.is_object() && object.contains("kind");
+        const auto* const kind =
+            std::find_if(std::begin(messageKinds), std::end(messageKinds),
+                         [&](SignalKind each) { return hasKind && object["kind"] == kindName(each); });
+        return kind != std::end(messageKinds) ? *kind : SignalKind::Can;
+    }
+
     void readMessage(const JsonValue& object, const Place& place) {
         const std::size_t before = findings.count();
         MessageDefinition message;
-        readFields(messageFields(), object, place, findings, message);
+        message.kind = messageKindIn(object);
+        readFields(messageFields(message.kind), object, place, findings, message);
         if (findings.count() != before) {
             return;
+        }
+        if (!message.channel && !isOfAnyChannel(message.kind)) {
+            message.channel = std::uint8_t{0};
         }
         if (const std::string wrong = checkMessage(message); !wrong.empty()) {
             findings.add(place, wrong);
@@ -122,7 +160,7 @@ class DocumentReader {
     std::size_t indexOf(MessageDefinition&& message, const Place& place) {
         const auto identity =
             std::tuple(message.kind, message.id, message.extended, message.canFd, message.isParameterGroup,
-                       message.channel, message.pduId, message.name);
+                       message.channel, message.pduId, message.pduHeader, message.name);
         const auto [entry, isNew] = indices.try_emplace(identity, messages.size());
         if (isNew) {
             message.place = findings.placeText(place);
@@ -140,7 +178,7 @@ class DocumentReader {
             checkDefinition(kind, row, place);
         }
         if (findings.count() == before) {
-            addSignal(kind, std::move(row), !object.contains("channel"), place);
+            addSignal(kind, std::move(row), !object.contains("channel") && isOfAnyChannel(kind.kind), place);
         }
     }
 
@@ -153,6 +191,8 @@ class DocumentReader {
         SignalDefinition definition;
         definition.minimum = row.minimum;
         definition.maximum = row.maximum;
+        definition.initial = row.initial;
+        definition.invalid = row.invalid;
         definition.receivers = std::move(row.receivers);
         definition.place = findings.placeText(place);
         if constexpr (requires { row.pduId; }) { // of CAN
@@ -232,20 +272,19 @@ class DocumentReader {
         }
     }
 
-    /// Messages of CAN without a name are called by their identifier, others by their kind.
     void nameMessages() {
         for (MessageDefinition& message : messages) {
             if (message.name.empty()) {
-                message.name = message.kind == SignalKind::Can ? identifierText(message)
-                                                               : std::string(kindName(message.kind));
+                message.name = namelessCalled(message);
             }
         }
     }
 
     Findings& findings;
+    std::uint64_t version = 1;
     std::vector<MessageDefinition> messages;
     std::map<std::tuple<SignalKind, std::uint32_t, bool, bool, bool, std::optional<std::uint8_t>,
-                        std::optional<std::uint32_t>, std::string>,
+                        std::optional<std::uint32_t>, PduHeader, std::string>,
              std::size_t>
         indices; ///< in `messages`
     std::unordered_map<std::string, SignalPlace> placesByName;

@@ -21,7 +21,7 @@ std::string messageName(pugi::xml_node element) {
     return name.empty() ? "Message_" + std::string(element.attribute("id").value()) : name;
 }
 
-bool isBigEndian(pugi::xml_node signal) {
+bool isBigEndianKcd(pugi::xml_node signal) {
     return std::string_view(signal.attribute("endianess").value()) == "big" ||
            std::string_view(signal.attribute("endianness").value()) == "big";
 }
@@ -128,7 +128,7 @@ std::optional<std::size_t> KcdBusReader::readSignal(pugi::xml_node element,
     signal.receivers = nodesOf(element.child("Consumer"));
     FieldLayout layout;
     layout.bits = *bits;
-    layout.bigEndian = isBigEndian(element);
+    layout.bigEndian = isBigEndianKcd(element);
     layout.startbit = layout.bigEndian ? fromSawtooth(*offset) : *offset;
     readValue(element.child("Value"), signal.common(), layout);
     readLabels(element.child("LabelSet"), signal);

@@ -9,7 +9,7 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint64_t lastLinId = 63;
+constexpr std::uint64_t greatestFrameId = 63;
 
 /// Bytes of a frame without a length (LIN 1.3, 2.1): identifiers from 32 and from 48 on have more.
 std::uint64_t defaultLength(std::uint64_t id) {
@@ -153,7 +153,7 @@ MessageBuilder LdfResolver::frameBuilder(std::string_view name, std::uint64_t id
     message.kind = SignalKind::Lin;
     message.channel = channel;
     message.name = name;
-    message.id = static_cast<std::uint32_t>(std::min<std::uint64_t>(id, lastLinId + 1));
+    message.id = static_cast<std::uint32_t>(std::min<std::uint64_t>(id, greatestFrameId + 1));
     if (const auto time = cycleTimes.find(name); time != cycleTimes.end() && time->second > 0) {
         message.cycleTime = time->second;
     }
@@ -227,7 +227,7 @@ void LdfResolver::addEventFrame(const LdfEventFrame& frame) {
     record.signal = "ProtectedId";
     for (const std::string_view name : frame.frames) {
         const auto carried = frames.find(name);
-        if (carried == frames.end() || carried->second->id > lastLinId) {
+        if (carried == frames.end() || carried->second->id > greatestFrameId) {
             notes.error(frame.line, "event-triggered frame " + std::string(frame.name) +
                                         " carries a frame that is not defined: " + std::string(name));
             continue;

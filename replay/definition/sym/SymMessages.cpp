@@ -11,7 +11,7 @@ namespace rksignal {
 namespace {
 
 constexpr std::size_t mostMessages = 256; ///< of one symbol
-constexpr std::uint16_t classicBytes = 8;
+constexpr std::uint16_t classicSymBytes = 8;
 
 auto placeIn(const FieldLayout& layout) {
     return std::tie(layout.startbit, layout.bits, layout.bigEndian);
@@ -51,7 +51,7 @@ class SymSymbol {
         for (const SymBlock* const block : blocks) {
             message.length = std::max(message.length, block->length);
         }
-        message.canFd = isFd || message.length > classicBytes;
+        message.canFd = isFd || message.length > classicSymBytes;
         return true;
     }
 
@@ -82,14 +82,15 @@ class SymSymbol {
     };
 
     void collect(const SymBlock& block) {
+        if (block.isUnreadable) {
+            return;
+        }
         std::optional<std::size_t> multiplexer;
         std::vector<ValueRange> values;
         if (block.multiplexer) {
             multiplexer = selectorFor(*block.multiplexer);
             values.push_back(block.multiplexer->values);
             selectors[*multiplexer].texts[values.front().first] = block.multiplexer->name;
-        } else if (block.isUnreadable) {
-            return;
         }
         for (const SymVariable& variable : block.variables) {
             addMember({&variable, multiplexer, values});

@@ -33,7 +33,7 @@ std::optional<ValueRange> symRange(std::string_view text) {
 }
 
 /// `start,bits`
-bool readPlace(std::string_view text, FieldLayout& layout) {
+bool readSymPlace(std::string_view text, FieldLayout& layout) {
     const std::size_t comma = text.find(',');
     const auto start = symInteger(text.substr(0, comma));
     const auto bits = comma == text.npos ? std::nullopt : symInteger(text.substr(comma + 1));
@@ -78,15 +78,17 @@ std::vector<MessageDefinition> SymReader::read(const std::vector<SymStatement>& 
     std::map<std::pair<std::string, std::string>, std::size_t> last; // by section and name
     std::vector<std::vector<SymBlock*>> symbols;
     for (SymBlock& block : blocks) {
-        const auto [known, isNew] = last.try_emplace({block.section, block.name}, symbols.size());
-        const bool goesOn = !isNew && (block.ids.empty() || block.ids == symbols[known->second].front()->ids);
+        const std::pair key{block.section, block.name};
+        const auto known = last.find(key);
+        const bool goesOn =
+            known != last.end() && (block.ids.empty() || block.ids == symbols[known->second].front()->ids);
         if (goesOn) {
             symbols[known->second].push_back(&block);
-        } else if (block.ids.empty() && !block.isUnreadable) {
-            notes.error(block.line, "symbol " + block.name + " dropped: it has no ID");
-        } else {
-            known->second = symbols.size();
+        } else if (!block.ids.empty()) {
+            last[key] = symbols.size();
             symbols.push_back({&block});
+        } else if (!block.isUnreadable) {
+            notes.error(block.line, "symbol " + block.name + " dropped: it has no ID");
         }
     }
     std::vector<MessageDefinition> messages;
@@ -226,9 +228,11 @@ void SymReader::readMultiplexer(const SymStatement& statement, SymBlock& block) 
     const std::vector<std::string> words = symWords(statement.rest);
     SymMultiplexer multiplexer;
     const auto values = words.size() < 3 ? std::nullopt : symRange(words[2]);
-    if (!values || !readPlace(words[1], multiplexer.layout)) {
+    if (!values || !readSymPlace(words[1], multiplexer.layout)) {
         block.isUnreadable = true; // its variables would appear in all frames
-        return noteWrong(statement, "Name start,bits value");
+        return notes.error(statement.line, "Mux of symbol " + block.name +
+                                               " ignored, and its variables with it: expected Name "
+                                               "start,bits value");
     }
     multiplexer.name = words[0];
     multiplexer.values = *values;
@@ -269,7 +273,7 @@ std::optional<SymVariable> SymReader::readVariable(const SymStatement& statement
             return std::nullopt;
         }
         if (hasPlace) {
-            used += words.size() > used && readPlace(words[used], variable.layout) ? 1 : words.size();
+            used += words.size() > used && readSymPlace(words[used], variable.layout) ? 1 : words.size();
         } else if (const auto bits = words.size() > used ? symInteger(words[used]) : std::nullopt) {
             variable.layout.bits = *bits;
             ++used;

@@ -110,6 +110,13 @@ TEST(Catalog, PdusAreFoundInCanFdFrames) {
     EXPECT_EQ(decoded(catalog, "##00000A0111 ##0000AA0000000B0303010200000A0177 ##00000B020301 "
                                "#00000A0111"),
               "1:Frame=0 1:A=17 ? 2:Frame=0 2:A=119 2:M=3 2:S=513 3:Frame=0 ? 3:M=3 4:Frame=0 ? ? ");
+
+    Catalog longHeaders;
+    longHeaders.addJsonText(R"({"can": [{"instance": "B", "msgId": 1, "canFD": true, "pduId": "0xB0000001",
+        "pduHeader": "long", "bits": 8}]})",
+                            "t.json");
+    EXPECT_EQ(decoded(longHeaders, "##0000000A0000000111B00000010000000122 ##B0000001FFFFFFFF33 ##B0000001"),
+              "1:B=34 2:B=51 ? ");
 }
 
 TEST(Catalog, RemarksSayWhatIsNotDecodedAndWhatGotAnotherName) {

@@ -35,6 +35,8 @@ const std::vector<WrongDocument> wrongDocuments = {
     {"unknown kind", R"({"cans": [], "$schema": 1})",
      R"(#/$schema: expected a text, found 1
 #: expected a known member, found "cans"; close are can)"},
+    {"a later version", R"({"version": 3, "later": 1})",
+     "#/version: expected a version up to 2, found 3, which a later program reads"},
     {"not an array", R"({"lin": {}})", "#/lin: expected an array, found an object"},
     {"not a definition", R"({"can": [null]})", "#/can/0: expected an object, found null"},
     {"members missing", R"({"can": [{"endian": "little"}]})",
@@ -54,14 +56,14 @@ const std::vector<WrongDocument> wrongDocuments = {
 #/can/0/msgId: expected an identifier from 0 to 536870911 or "0x0" to "0x1FFFFFFF", found true
 #/can/0/extended: expected true or false, found 1)"},
     {"out of range", R"({"can": [{"instance": "A", "bits": 65, "startbit": 14280, "channel": -1,
-                                  "tslId": 1.5, "pduId": "0x1000000", "msgId": 536870912}],
+                                  "tslId": 1.5, "pduId": "0x100000000", "msgId": 536870912}],
                          "lin": [{"instance": "L", "bits": 0, "msgId": 63}]})",
      R"(#/can/0/channel: expected an integer from 0 to 255, found -1
 #/can/0/startbit: expected an integer from 0 to 14279, found 14280
 #/can/0/bits: expected an integer from 1 to 64, found 65
 #/can/0/tslId: expected an integer from 0 to 255, found 1.5
 #/can/0/msgId: expected an identifier from 0 to 536870911 or "0x0" to "0x1FFFFFFF", found 536870912
-#/can/0/pduId: expected an identifier from 0 to 16777215 or "0x0" to "0xFFFFFF", found "0x1000000"
+#/can/0/pduId: expected an identifier from 0 to 4294967295 or "0x0" to "0xFFFFFFFF", found "0x100000000"
 #/lin/0/bits: expected an integer from 1 to 64, found 0)"},
     {"parameter groups", R"({"messages": [{"msgId": 1, "extended": true, "length": 65}],
         "can": [{"instance": "A", "bits": 8, "msgId": 1, "j1939": true},
@@ -71,6 +73,17 @@ const std::vector<WrongDocument> wrongDocuments = {
 #/can/0: expected extended to be true of a parameter group of J1939
 #/can/1: expected canFD or j1939, found both
 #/can/2: expected a startbit of at most 511 in a CAN FD frame, found 512)",
+     true},
+    {"messages of other buses", R"({"messages": [{"kind": "lin", "msgId": 1, "length": 9},
+        {"kind": "ethernet", "msgId": 1}, {"kind": "flexray"}, {"kind": "gps", "msgId": 1}]})",
+     R"(#/messages/0/length: expected an integer from 0 to 8, found 9
+#/messages/1: expected a known member, found "msgId"
+#/messages/2: expected a member "msgId", found none
+#/messages/3/kind: expected "can", found "gps")"},
+    {"headers of PDUs", R"({"messages": [{"msgId": 1, "pduHeader": "long"}],
+        "can": [{"instance": "A", "bits": 8, "msgId": 1, "canFD": true, "pduId": 16777216}]})",
+     R"(#/messages/0: expected pduHeader of a PDU only
+#/can/0: expected a pduId of at most 24 bits behind a short header, found 16777216)",
      true},
     {"positions",
      R"({"flexray": [{"instance": "A", "bits": 1, "startbit": 0}, {"instance": "B", "bits": 1, "positions": []},
@@ -212,26 +225,30 @@ TEST(DefinitionFile, ShowsTwentyFindings) {
 
 /// Every member of every kind, at an end of its range or with a text that needs care.
 constexpr const char* everyMember = R"({
-"messages": [{"msgId": "0x1FFFFFFF", "extended": true, "canFD": true, "channel": 255, "message": "m", "length": 64,
-              "sender": "e", "cycleTime": 2.5, "comment": "c"}, {"msgId": "0x7FE"}],
+"version": 2,
+"messages": [{"msgId": "0x1FFFFFFF", "extended": true, "canFD": true, "pduId": "0xFFFFFFFF", "pduHeader": "long",
+              "channel": 255, "message": "m", "length": 64, "sender": "e", "cycleTime": 2.5, "comment": "c"},
+             {"msgId": "0x7FE"},
+             {"kind": "lin", "msgId": "0x3F", "message": "lm", "length": 8, "sender": "n", "cycleTime": 10}],
 "can": [{"instance": "C", "signal": "s", "reference": 4294967295, "channel": 255, "unit": "°C ⏻ 😀",
          "type": "signed", "startbit": 511, "bits": 12, "scale": 0.30000000000000004, "offset": -1e-300,
          "endian": "big", "minimum": -3.5, "maximum": 7, "multiplexed": true, "multiplexer": 7, "mux": 65535,
          "valueDescriptions": {"7": "seven", "-9223372036854775808": "least", "-1": "@"},
-         "udn": "u", "comment": "\"\\/\n\t\u0001", "receivers": ["r", "s"], "tslId": 9, "msgId": "0x1FFFFFFF", "extended": true, "canFD": true,
-         "pduId": "0xFFFFFF", "message": "m", "sender": "e"},
+         "initial": 18446744073709551615, "invalid": 0, "udn": "u", "comment": "\"\\/\n\t\u0001", "receivers": ["r", "s"], "tslId": 9, "msgId": "0x1FFFFFFF", "extended": true, "canFD": true,
+         "pduId": "0xFFFFFFFF", "pduHeader": "long", "message": "m", "sender": "e"},
         {"instance": "Any channel", "bits": 1, "msgId": "0x7FF"},
         {"instance": "M", "bits": 8, "multiplexer": 1, "msgId": "0x7FF"},
         {"instance": "N", "bits": 8, "multiplexed": true, "multiplexer": 1, "mux": 3, "msgId": "0x7FF"},
         {"instance": "V", "bits": 8, "multiplexed": true, "msgId": "0x7FF", "multiplexedBy": "N",
          "muxValues": [70000, [0, 18446744073709551615]]},
         {"instance": "Channel 0", "channel": 0, "bits": 1, "msgId": "0x0"}],
-"lin": [{"instance": "L", "type": "double", "bits": 64, "scale": 1.7976931348623157e+308, "msgId": "0x3F"}],
+"lin": [{"instance": "L", "type": "double", "bits": 64, "scale": 1.7976931348623157e+308, "msgId": "0x3F",
+         "message": "lm"}],
 "flexray": [{"instance": "F", "type": "float", "bits": 32,
              "positions": [{"startBit": 1992, "type": "static", "slot": 2047, "baseCycle": 63,
                             "repetition": 64, "updateBit": 2031, "pduId": "0xFFFFFF"},
                            {"type": "static", "slot": 2047}]},
-            {"instance": "G", "bits": 1, "positions": [{"type": "dynamic", "slot": 1}]}],
+            {"instance": "G", "channel": 0, "bits": 1, "positions": [{"type": "dynamic", "slot": 1}]}],
 "ethernet": [{"instance": "E", "bits": 1,
               "positions": [{"ethSignalType": "IPDU", "startBit": 65535, "sourceMac": "02:00:00:00:00:01",
                              "destinationMac": "0A:00:00:00:00:FF", "sourceIp": "10.0.0.1",
@@ -251,7 +268,7 @@ TEST(DefinitionFile, HoldsEveryMember) {
     std::ostringstream out;
     for (const MessageDefinition& message : read) {
         for (const SignalDefinition& signal : message.signals) {
-            const bool anyChannel = message.kind == SignalKind::Can && !message.channel;
+            const bool anyChannel = message.kind <= SignalKind::Ethernet && !message.channel;
             out << signal.place << (anyChannel ? ": any, " : ": ");
             std::visit([&out](const auto& record) { out << record << '\n'; }, signal.record);
         }
@@ -273,16 +290,16 @@ value description table
 7: seven
 9223372036854775808: least
 18446744073709551615: @
-,msgId=536870911,extended=yes,canFD=yes,message=m,sender=e,pduId=16777215
+,msgId=536870911,extended=yes,canFD=yes,message=m,sender=e,pduId=4294967295
+x.json#/lin/0: any, instance=L,signal=L,channel=0,unit=,type=double,startbit=0,bits=64,scale=1.79769e+308,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0,msgId=63
 x.json#/can/1: any, instance=Any channel,signal=Any channel,channel=0...,msgId=2047,extended=no,canFD=no,message=,sender=,pduId=none
 x.json#/can/2: any, instance=M,signal=M,channel=0,unit=,type=unsigned,startbit=0,bits=8,scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0,msgId=2047,extended=no,canFD=no,message=,sender=,pduId=none
 x.json#/can/3: any, instance=N,signal=N,channel=0,unit=,type=unsigned,startbit=0,bits=8,scale=1,offset=0,endian=LITTLE,multiplexed=yes,mux=3,tslId=0,msgId=2047,extended=no,canFD=no,message=,sender=,pduId=none
 x.json#/can/4: any, instance=V,signal=V,channel=0,unit=,type=unsigned,startbit=0,bits=8,scale=1,offset=0,endian=LITTLE,multiplexed=yes,mux=65535,tslId=0,msgId=2047,extended=no,canFD=no,message=,sender=,pduId=none
 x.json#/can/5: instance=Channel 0,signal=Channel 0,channel=0...,msgId=0,extended=no,canFD=no,message=,sender=,pduId=none
-x.json#/lin/0: instance=L,signal=L,channel=0,unit=,type=double,startbit=0,bits=64,scale=1.79769e+308,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0,msgId=63
-x.json#/flexray/0: instance=F,signal=F,channel=0,unit=,type=float,startbit=0,bits=32,scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0[startBit=1992,type=static,slot=2047,baseCycle=63,repetition=64,updateBit=2031,pduId=16777215][startBit=0,type=static,slot=2047,baseCycle=0,repetition=1,updateBit=none,pduId=none]
+x.json#/flexray/0: any, instance=F,signal=F,channel=0,unit=,type=float,startbit=0,bits=32,scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0[startBit=1992,type=static,slot=2047,baseCycle=63,repetition=64,updateBit=2031,pduId=16777215][startBit=0,type=static,slot=2047,baseCycle=0,repetition=1,updateBit=none,pduId=none]
 x.json#/flexray/1: instance=G,signal=G,channel=0...[startBit=0,type=dynamic,slot=1,baseCycle=0,repetition=1,updateBit=none,pduId=none]
-x.json#/ethernet/0: instance=E,signal=E,channel=0...[ethSignalType=IPDU,startBit=65535,sourceMac=02:00:00:00:00:01,destinationMac=0a:00:00:00:00:ff,sourceIp=10.0.0.1,destinationIp=255.1.2.3,sourcePort=65535,destinationPort=1,ipProtocol=255,vlan=true,vlanId=4095,pduId=4294967295,messageId=4294967294,serviceId=65535,methodEventId=1][ethSignalType=SPDU...][ethSignalType=SOME/IP...]
+x.json#/ethernet/0: any, instance=E,signal=E,channel=0...[ethSignalType=IPDU,startBit=65535,sourceMac=02:00:00:00:00:01,destinationMac=0a:00:00:00:00:ff,sourceIp=10.0.0.1,destinationIp=255.1.2.3,sourcePort=65535,destinationPort=1,ipProtocol=255,vlan=true,vlanId=4095,pduId=4294967295,messageId=4294967294,serviceId=65535,methodEventId=1][ethSignalType=SPDU...][ethSignalType=SOME/IP...]
 x.json#/digital/0: instance=D,signal=D,channel=8...
 x.json#/analog/0: instance=A,signal=A,channel=0,unit=,type=unsigned,startbit=0,bits=1,scale=1,offset=-40,endian=LITTLE,multiplexed=no,mux=0,tslId=0
 x.json#/keyboard/0: instance=RC.TRG,signal=RC.TRG,channel=0,unit=,type=unsigned,startbit=0,bits=32,scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0
@@ -290,17 +307,29 @@ x.json#/status/0: instance=Logger.Status,signal=Logger.Status,channel=0,unit=,ty
 x.json#/gps/0: instance=GPS.Speed,signal=GPS.Speed,channel=0,unit=,type=double,startbit=0,bits=64,scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0
 x.json#/gps/1: instance=GPS.Date,signal=GPS.Date,channel=0,unit=,type=unsigned,startbit=0,bits=32,scale=1,offset=0,endian=LITTLE,multiplexed=no,mux=0,tslId=0
 )");
-    const SignalDefinition& signal = read[2].signals.front();
+    const SignalDefinition& signal = read[0].signals.front();
     const canSignalDef_t& can = signal.can();
     EXPECT_EQ(std::tuple(can.scale, can.offset, can.reference, can.multiplexer, can.comment),
               std::tuple(0.1 + 0.2, -1e-300, 4294967295U, 7, "\"\\/\n\t\x01"))
         << "as it is not printed";
-    EXPECT_EQ(std::tuple(signal.minimum, signal.maximum, signal.receivers),
-              std::tuple(-3.5, 7.0, std::vector<std::string>{"r", "s"}));
+    EXPECT_EQ(std::tuple(signal.minimum, signal.maximum, signal.receivers, signal.initial, signal.invalid),
+              std::tuple(-3.5, 7.0, std::vector<std::string>{"r", "s"}, ~std::uint64_t{0}, std::uint64_t{0}));
     const std::vector<SignalDefinition>& multiplexed = read[3].signals;
     EXPECT_EQ(multiplexed[2].multiplexing, (Multiplexing{1, {{3, 3}}}));
     EXPECT_EQ(multiplexed[3].multiplexing, (Multiplexing{2, {{70000, 70000}, {0, ~std::uint64_t{0}}}}));
     EXPECT_EQ(definitionText(read), nlohmann::ordered_json::parse(everyMember).dump(2) + '\n');
+}
+
+TEST(DefinitionFile, OfVersion1HasChannel0WhereItNamesNone) {
+    const std::string signals = R"("lin": [{"instance": "L", "bits": 1, "msgId": 1}],
+        "can": [{"instance": "C", "bits": 1, "msgId": 1}]})";
+    for (const auto& [head, channel] : {std::pair{"{", std::optional<std::uint8_t>(0)},
+                                        std::pair{R"({"version": 1,)", std::optional<std::uint8_t>(0)},
+                                        std::pair{R"({"version": 2,)", std::optional<std::uint8_t>()}}) {
+        const auto messages = parseJsonDefinitions(head + signals, "x.json").messages;
+        EXPECT_EQ(messages[0].channel, std::nullopt) << head;
+        EXPECT_EQ(messages[1].channel, channel) << head;
+    }
 }
 
 /// What a DBC file says, written as JSON and read again. Only the places and the names of instances differ.

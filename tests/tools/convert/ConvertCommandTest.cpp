@@ -27,10 +27,69 @@ signals converted: 1
 values lost: signals not converted (2)
 )");
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(nlohmann::json::parse(folder.read("a.json")), R"({
+    EXPECT_EQ(nlohmann::json::parse(folder.read("a.json")), R"({"version": 2,
         "messages": [{"msgId": "0x1", "channel": 9, "message": "A", "length": 8, "sender": "X"}],
         "can": [{"instance": "A.Page", "signal": "Page", "channel": 9, "bits": 8, "maximum": 9, "multiplexer": 1,
                  "receivers": ["Y"], "msgId": "0x1", "message": "A", "sender": "X"}]})"_json);
+}
+
+/// Names that are no identifiers, are taken or too long; nodes; texts with quotes; values by the raw word of
+/// a float; multiplexers below others. What the format does not hold is said.
+TEST(ConvertDbc, WritesWhatItReads) {
+    const TemporaryFolder folder;
+    folder.write("a.json", R"({"version": 2, "messages": [
+        {"msgId": "0x1", "message": "Motor \"1\"", "length": 8, "sender": "Gate Way", "cycleTime": 2.5, "comment": "a\nb"},
+        {"msgId": "0x18FEF100", "extended": true, "j1939": true, "message": "CCVS", "length": 8},
+        {"msgId": "0x2", "canFD": true, "channel": 3, "message": "CCVS", "length": 8},
+        {"kind": "lin", "msgId": 1}],
+      "can": [
+        {"instance": "M", "msgId": "0x1", "message": "Motor \"1\"", "bits": 8, "multiplexer": 1, "unit": "°C", "initial": 3},
+        {"instance": "SG_", "msgId": "0x1", "message": "Motor \"1\"", "bits": 8, "startbit": 15, "endian": "big",
+         "type": "signed", "multiplexer": 1, "multiplexed": true, "muxValues": [1, [4, 5]], "receivers": ["A", "B"],
+         "valueDescriptions": {"-1": "none"}},
+        {"instance": "aVeryLongNameOfASignalThatHasMoreThan32", "msgId": "0x1", "message": "Motor \"1\"", "bits": 32,
+         "startbit": 16, "type": "float", "scale": 0.1, "minimum": -1, "maximum": 1e10, "multiplexed": true, "mux": 7,
+         "multiplexedBy": "SG_", "comment": "say \"x\"", "valueDescriptions": {"1065353216": "one", "1": "tiny"}}]})");
+    const ProgramResult result = folder.run("rksignal convert a.json a.dbc");
+    EXPECT_EQ(result.messages,
+              "signals converted: 3\n"
+              "not held by the output: channels of messages (1), initial values (1), messages of LIN (1), "
+              "texts of values that are no whole numbers (1)\n");
+    const std::string text = folder.read("a.dbc");
+    const auto without = [&text](const std::string& start, const std::string& end) {
+        return text.substr(text.find(start), text.find(end) - text.find(start)) +
+               text.substr(text.find("BA_ \""));
+    };
+    EXPECT_EQ(without("BU_:", "BA_DEF_ BU_"), R"(BU_: Gate_Way A B
+
+BO_ 1 Motor__1_: 8 Gate_Way
+ SG_ M M : 0|8@1+ (1,0) [0|0] ")"
+                                              "\xB0"
+                                              R"(C" Vector__XXX
+ SG_ _SG_ m1M : 15|8@0- (1,0) [0|0] "" A,B
+ SG_ aVeryLongNameOfASignalThatHasMor m7 : 16|32@1- (0.1,0) [-1|10000000000] "" Vector__XXX
+
+BO_ 2566844672 CCVS: 8 Vector__XXX
+
+BO_ 2 CCVS_2: 8 Vector__XXX
+
+CM_ BO_ 1 "a
+b";
+CM_ SG_ 1 aVeryLongNameOfASignalThatHasMor "say \"x\"";
+BA_ "SystemNodeLongSymbol" BU_ Gate_Way "Gate Way";
+BA_ "GenMsgCycleTime" BO_ 1 2.5;
+BA_ "SystemMessageLongSymbol" BO_ 1 "Motor \"1\"";
+BA_ "SystemSignalLongSymbol" SG_ 1 _SG_ "SG_";
+BA_ "SystemSignalLongSymbol" SG_ 1 aVeryLongNameOfASignalThatHasMor "aVeryLongNameOfASignalThatHasMoreThan32";
+BA_ "VFrameFormat" BO_ 2566844672 3;
+BA_ "VFrameFormat" BO_ 2 14;
+BA_ "SystemMessageLongSymbol" BO_ 2 "CCVS";
+VAL_ 1 _SG_ -1 "none" ;
+VAL_ 1 aVeryLongNameOfASignalThatHasMor 1 "one" ;
+SIG_VALTYPE_ 1 aVeryLongNameOfASignalThatHasMor : 1;
+SG_MUL_VAL_ 1 _SG_ M 1-1, 4-5;
+SG_MUL_VAL_ 1 aVeryLongNameOfASignalThatHasMor _SG_ 7-7;
+)");
 }
 
 TEST(Convert, RefusesWithoutTouchingTheOutput) {
@@ -41,9 +100,13 @@ TEST(Convert, RefusesWithoutTouchingTheOutput) {
     folder.write("old.json", "old");
     std::filesystem::create_symlink("a.log", folder.path("link.log"));
     const std::pair<const char*, const char*> rows[] = {
-        {"a.dbc a.rktrace", "cannot convert a.dbc to a.rktrace: a .dbc becomes a .json, a trace becomes a "
-                            ".rktrace, .log, .asc, .blf or .pcapng"},
+        {"a.dbc a.rktrace",
+         "cannot convert a.dbc to a.rktrace: definitions become a .json or a .dbc, a trace becomes a "
+         ".rktrace, .log, .asc, .blf or .pcapng"},
         {"a.log link.log", "the output would overwrite a.log, which is read"},
+        {"a.log old.json", "a.log is a candump log, not a file of definitions"},
+        {"a.dbc a.dbc", "the output would overwrite a.dbc, which is read"},
+        {"--cluster A a.dbc old.json", "no file of definitions has a cluster A, nor any other"},
         {"none.dbc old.json", "cannot open none.dbc: No such file or directory"},
         {"can0=a.dbc none/a.json", "cannot write none/a.json: No such file or directory"},
         {"a.dbc", "convert needs an INPUT and an OUTPUT"},

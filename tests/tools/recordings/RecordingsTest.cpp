@@ -2,6 +2,12 @@
 /// Recorded drives, single frames and definition files of public projects, against what other decoders make
 /// of them. They lie in the folder that the environment variable RKSIGNAL_RECORDINGS names.
 #include "catalog/Catalog.h"
+#include "definition/DefinitionReader.h"
+#include "definition/dbc/DbcFile.h"
+#include "definition/dbc/DbcText.h"
+#include "definition/json/DefinitionText.h"
+#include "definition/json/JsonDefinitions.h"
+#include "support/ModelText.h"
 #include "tools/ProgramRun.h"
 
 #include <gmock/gmock.h>
@@ -10,6 +16,7 @@
 #include <cmath>
 #include <iomanip>
 #include <regex>
+#include <set>
 
 namespace rksignal {
 namespace {
@@ -200,6 +207,55 @@ TEST_F(RecordedDefinitions, EveryLineIsUsedButForKnownFaults) {
     std::erase_if(unused, [](const auto& file) { return file.second == 0; });
     EXPECT_THAT(unused, testing::ElementsAre(testing::Pair("gbk.dbc", 91), testing::Pair("issue_62.dbc", 19),
                                              testing::Pair("toyota_2017_ref_pt.dbc", 307)));
+}
+
+/// As DBC text holds them.
+std::vector<MessageDefinition> framesOf(const std::vector<MessageDefinition>& messages) {
+    std::vector<MessageDefinition> frames;
+    for (const MessageDefinition& message : messages) {
+        if (message.kind == SignalKind::Can && !message.pduId) {
+            for (SignalDefinition& signal : frames.emplace_back(message).signals) {
+                signal.initial.reset();
+                signal.invalid.reset();
+                signal.common().udn.clear();
+            }
+        }
+    }
+    return frames;
+}
+
+/// All files of definitions, of whatever format.
+TEST_F(RecordedDefinitions, AreTheSameAsJsonAndAsDbc) {
+    std::size_t files = 0;
+    std::set<std::string> takenNames;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        const std::string path = entry.path();
+        if (!entry.is_regular_file() || entry.path().extension() == ".json" || !detectDefinitions(path)) {
+            continue;
+        }
+        ++files;
+        const DefinitionSource source{path, {}};
+        std::vector<DefinitionFile> read = readDefinitions({&source, 1});
+        const DbcText dbc = dbcText(read[0].messages);
+        const bool isTaken = std::any_of(dbc.lost.begin(), dbc.lost.end(), [](const auto& each) {
+            return each.first == "names that are taken" && each.second > 0;
+        });
+        if (isTaken) {
+            takenNames.insert(entry.path().filename());
+        } else {
+            EXPECT_TRUE(modelText(parseDbc(dbc.text, path).messages) == modelText(framesOf(read[0].messages)))
+                << path;
+        }
+        Catalog catalog;
+        catalog.add(std::move(read[0]));
+        const std::vector<MessageDefinition> decoded = catalog.decodedMessages();
+        EXPECT_EQ(messagesPutTogether(decoded), 0U) << path;
+        EXPECT_TRUE(modelText(parseJsonDefinitions(definitionText(decoded), path).messages) ==
+                    modelText(decoded))
+            << path;
+    }
+    EXPECT_GT(files, 90U);
+    EXPECT_THAT(takenNames, testing::ElementsAre());
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 /// \file
 /// Traces of all formats, with signals of all kinds, through the program.
+#include "support/EthernetFrame.h"
 #include "tools/ProgramRun.h"
 #include "tools/RecordFile.h"
 
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <regex>
 
 namespace rksignal {
 namespace {
@@ -141,6 +143,42 @@ GPS.Latitude > 48: unknown
   GPS.Latitude: unknown (no fix)
 
 )");
+}
+
+/// The same definitions with a channel leave the frames of others alone.
+TEST_F(MixedTrace, DefinitionsWithoutAChannelAreForFramesOfAll) {
+    const std::string buses = R"(
+"lin": [{"instance": "L", @ "msgId": 1, "bits": 8}],
+"flexray": [{"instance": "F", @ "bits": 8, "positions": [{"type": "static", "slot": 7}]}],
+"ethernet": [{"instance": "E", @ "bits": 8, "positions": [{"destinationPort": 2000}]}]})";
+    folder.write("any.json", R"({"version": 2,)" + std::regex_replace(buses, std::regex("@"), ""));
+    folder.write("old.json", "{" + std::regex_replace(buses, std::regex("@"), ""));
+    folder.write("bound.json", "{" + std::regex_replace(buses, std::regex("@"), R"("channel": 5,)"));
+    RecordFile file;
+    for (const std::uint8_t channel : {std::uint8_t{0}, std::uint8_t{5}, std::uint8_t{255}}) {
+        const std::uint64_t time = (channel + 1) * second;
+        file.add(LINTraceMessage{time, {1}, channel, 1})
+            .add(FlexRayExtTraceMessage{time, FlexRayExtTraceMessage::Static, channel, {2, 2}, 7, 0, {2, 2}})
+            .add(MIITraceMessage{time, FrameText{}.with({3}), channel});
+    }
+    folder.write("all.rktrace", file.bytes());
+    const std::string of0 = "1,0,lin,L,1,,1,|1,0,flexray,F,2,,2,|1,0,ethernet,E,3,,3,|";
+    const std::string of5 = "6,5,lin,L,1,,1,|6,5,flexray,F,2,,2,|6,5,ethernet,E,3,,3,|";
+    const std::string of255 = "256,255,lin,L,1,,1,|256,255,flexray,F,2,,2,|256,255,ethernet,E,3,,3,|";
+    for (const auto& [arguments, expected] :
+         {std::pair{"any.json", of0 + of5 + of255}, std::pair{"any.json --strict", of0 + of5 + of255},
+          std::pair{"5=any.json", of5}, std::pair{"old.json", of0}, std::pair{"bound.json", of5}}) {
+        const std::string command = std::string("rksignal decode -q all.rktrace --definitions ") + arguments;
+        EXPECT_EQ(folder.run(command + " | tail -n +2 | sed s/.000000// | tr '\\n' '|'").output, expected)
+            << arguments;
+    }
+    EXPECT_EQ(
+        folder.run("rksignal trigger -q --signals any.json all.rktrace --edge --when 'x=L + F + E == 6'")
+            .output,
+        "time,channel,bus,condition,signals\n1.000000,0,ethernet,x,E=3 (0); F=2 (0); L=1 (0)\n");
+    EXPECT_EQ(folder.run("rksignal decode all.rktrace --dbc 5=bound.json").messages,
+              "rksignal: bound.json#/lin/0: names its channel itself, so that bound.json cannot be bound to "
+              "channel 5\n");
 }
 
 /// Merged by time, equal times in the order of the arguments, each trace in its own order.

@@ -1,0 +1,12 @@
+// LDF text of any content: read, checked, and made into signals.
+
+#include "DefinitionFuzz.h"
+#include "definition/ldf/LdfFile.h"
+
+#include <cstdint>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    useDefinitions(rksignal::parseLdf(std::string(reinterpret_cast<const char*>(data), size), "fuzz.ldf"));
+    return 0;
+}

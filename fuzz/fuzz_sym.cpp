@@ -1,0 +1,12 @@
+// SYM text of any content: read, checked, and made into signals.
+
+#include "DefinitionFuzz.h"
+#include "definition/sym/SymFile.h"
+
+#include <cstdint>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    useDefinitions(rksignal::parseSym(std::string(reinterpret_cast<const char*>(data), size), "fuzz.sym"));
+    return 0;
+}
