@@ -12,9 +12,9 @@
 namespace rksignal {
 
 /// Hands each message to the survey and to a replay, then to the checks.
-class Audit::Engine final : public ValueSink {
+class AuditEngine final : public ValueSink {
   public:
-    Engine(Catalog& catalog, const AuditSettings& settings)
+    AuditEngine(Catalog& catalog, const AuditSettings& settings)
         : context(catalog), replay(catalog, *this, {.strict = settings.strict}), skipped(settings.skipped) {
         using enum AuditRule;
         if (!catalog.messages().empty()) { // otherwise all is undefined
@@ -103,7 +103,7 @@ class Audit::Engine final : public ValueSink {
 };
 
 Audit::Audit(Catalog& catalog, const AuditSettings& settings)
-    : engine(std::make_unique<Engine>(catalog, settings)) {}
+    : engine(std::make_unique<AuditEngine>(catalog, settings)) {}
 
 Audit::~Audit() = default;
 

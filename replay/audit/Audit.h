@@ -70,8 +70,7 @@ class RKREPLAY_EXPORT Audit final : public MessageSink {
     const ReplayStatistics& statistics() const;
 
   private:
-    class Engine;
-    std::unique_ptr<Engine> engine;
+    std::unique_ptr<class AuditEngine> engine;
 };
 
 } // namespace rksignal

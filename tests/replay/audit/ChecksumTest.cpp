@@ -20,21 +20,22 @@ std::vector<std::uint8_t> bytesOfHex(const std::string& digits) {
 /// The tables of AUTOSAR's Specification of CRC Routines (7.2): data, CRC8, CRC8H2F. Exclusive or and sum by
 /// hand.
 TEST(Checksum, IsThatOfTheSpecifications) {
-    const struct {
+    struct Row {
         const char* data;
         unsigned j1850, h2f, exclusiveOr, sum;
-    } rows[] = {{"00000000", 0x59, 0x12, 0x00, 0x00},
-                {"F20183", 0x37, 0xC2, 0x70, 0x76},
-                {"0FAA0055", 0x79, 0xC6, 0xF0, 0x0E},
-                {"00FF5511", 0xB8, 0x77, 0xBB, 0x65},
-                {"332255AABBCCDDEEFF", 0xCB, 0x11, 0x55, 0xA5},
-                {"926B55", 0x8C, 0x33, 0xAC, 0x52},
-                {"FFFFFFFF", 0x74, 0x6C, 0x00, 0xFC}};
-    const std::pair<const char*, unsigned (*)(const decltype(rows[0])&)> rules[] = {
-        {"crc8-j1850", [](const auto& row) { return row.j1850; }},
-        {"crc8-h2f", [](const auto& row) { return row.h2f; }},
-        {"xor", [](const auto& row) { return row.exclusiveOr; }},
-        {"sum", [](const auto& row) { return row.sum; }}};
+    };
+    const Row rows[] = {{"00000000", 0x59, 0x12, 0x00, 0x00},
+                        {"F20183", 0x37, 0xC2, 0x70, 0x76},
+                        {"0FAA0055", 0x79, 0xC6, 0xF0, 0x0E},
+                        {"00FF5511", 0xB8, 0x77, 0xBB, 0x65},
+                        {"332255AABBCCDDEEFF", 0xCB, 0x11, 0x55, 0xA5},
+                        {"926B55", 0x8C, 0x33, 0xAC, 0x52},
+                        {"FFFFFFFF", 0x74, 0x6C, 0x00, 0xFC}};
+    const std::pair<const char*, unsigned (*)(const Row&)> rules[] = {
+        {"crc8-j1850", [](const Row& row) { return row.j1850; }},
+        {"crc8-h2f", [](const Row& row) { return row.h2f; }},
+        {"xor", [](const Row& row) { return row.exclusiveOr; }},
+        {"sum", [](const Row& row) { return row.sum; }}};
     for (const auto& row : rows) {
         for (const auto& [name, expected] : rules) {
             std::vector<std::uint8_t> payload = bytesOfHex(row.data);
