@@ -16,16 +16,20 @@ inline void require(bool condition) {
 
 inline void requireSound(const rksignal::MessageDefinition& message) {
     using rksignal::SignalKind;
-    require(message.kind == SignalKind::Can || message.kind == SignalKind::Lin);
-    require(message.id <= (message.kind == SignalKind::Lin ? 63
-                           : message.extended              ? rksignal::greatestExtendedId
-                                                           : rksignal::greatestStandardId));
-    require(message.length <= rksignal::longestFrame && !message.place.empty());
+    const bool isFrame = message.kind == SignalKind::Can || message.kind == SignalKind::Lin;
+    require(isFrame || message.kind == SignalKind::FlexRay || message.kind == SignalKind::Ethernet);
+    require(!isFrame || message.id <= (message.kind == SignalKind::Lin ? 63
+                                       : message.extended              ? rksignal::greatestExtendedId
+                                                                       : rksignal::greatestStandardId));
+    require(!isFrame || message.length <= (message.isParameterGroup ? rksignal::longestParameterGroup
+                                                                    : rksignal::longestFrame));
+    require(!message.place.empty());
     for (const rksignal::SignalDefinition& signal : message.signals) {
         const baseSignalDef_t& record = signal.common();
         require(record.bits >= 1 && record.bits <= 64 && !signal.place.empty());
         require(record.instance == message.name + "." + record.signal);
-        require(std::holds_alternative<linSignalDef_t>(signal.record) == (message.kind == SignalKind::Lin));
+        require(signal.record.index() ==
+                static_cast<std::size_t>(message.kind)); // both in the order of buses
         if (signal.multiplexing) {
             require(signal.multiplexing->multiplexer < message.signals.size() &&
                     !signal.multiplexing->ranges.empty());

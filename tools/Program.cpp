@@ -6,8 +6,15 @@
 #include "convert/ConvertCommand.h"
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
+#include "explain/ExplainCommand.h"
 #include "info/InfoCommand.h"
+#include "list/ListCommand.h"
 #include "output/OutputBuffer.h"
+#include "program/CommandLine.h"
+#include "program/Completion.h"
+#include "program/ManualPage.h"
+#include "text/ClosestNames.h"
+#include "text/PrintableText.h"
 #include "trigger/TriggerCommand.h"
 
 #include <CLI/CLI.hpp>
@@ -15,9 +22,62 @@
 #include <new>
 #include <ostream>
 #include <sstream>
+#include <string_view>
 
 namespace rksignal {
 namespace {
+
+constexpr const char* firstSteps =
+    R"(rksignal works with recorded bus traffic. To begin with a trace and its definitions:
+
+  rksignal info drive.log                                  what is in it
+  rksignal decode --dbc drive.dbc --last drive.log         the last value of each signal
+  rksignal list drive.dbc                                  which signals are defined
+  rksignal explain Engine.Speed --dbc drive.dbc drive.log  how a signal comes to its value
+
+rksignal --help lists all commands, rksignal COMMAND --help the options of one.
+)";
+
+void write(const std::string& text, const Console& console) {
+    OutputBuffer out(console.output);
+    out.append(text);
+    out.finish();
+}
+
+/// `--man` and `--completion`: what is made of the descriptions of all commands.
+void addDescriptions(CLI::App& program, const Console& console) {
+    const auto complete = [&](const std::string& shell) {
+        const ProgramText text = describe(program);
+        write(shell == "bash"  ? bashCompletion(text)
+              : shell == "zsh" ? zshCompletion(text)
+                               : fishCompletion(text),
+              console);
+        throw CLI::Success();
+    };
+    program
+        .add_option_function<std::string>("--completion", complete,
+                                          "Write what lets a shell complete rksignal")
+        ->type_name("SHELL")
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}))
+        ->trigger_on_parse();
+    const auto showManual = [&] {
+        write(manualPage(describe(program), RKSIGNAL_VERSION), console);
+        throw CLI::Success();
+    };
+    program.add_flag_callback("--man", showManual, "Write the manual page, for man -l -")->trigger_on_parse();
+}
+
+/// The name of a command that there is not, with what comes close; empty if there is none.
+std::string wrongCommand(const CLI::App& program, const std::string& name) {
+    std::vector<std::string_view> names;
+    for (const CLI::App* command : program.get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(command->get_name());
+        if (names.back() == name) {
+            return {};
+        }
+    }
+    return name.starts_with('-') ? "" : "there is no command " + printable(name) + closestNames(name, names);
+}
 
 /// Parses the arguments, which runs a command. What the parser has to say is written: help and version to the
 /// output, complaints to the messages.
@@ -28,16 +88,19 @@ void parse(CLI::App& program, const std::vector<std::string>& arguments, const C
     } catch (const CLI::ParseError& event) {
         std::ostringstream text;
         status = program.exit(event, text, console.messages) == 0 ? Clean : Unusable;
-        OutputBuffer out(console.output);
-        out.append(text.str());
-        out.finish();
+        write(text.str(), console);
     }
 }
 
 } // namespace
 
 int runProgram(const std::vector<std::string>& arguments, const Console& console) {
+    if (arguments.empty()) {
+        console.messages << firstSteps;
+        return Unusable;
+    }
     CLI::App program("Works with the signals of a vehicle's buses", "rksignal");
+    program.footer("rksignal COMMAND --help shows the options of a command and examples.");
     program.set_version_flag("--version", "rksignal " RKSIGNAL_VERSION);
     program.require_subcommand(1);
     int status = Clean;
@@ -45,10 +108,17 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addDecodeCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addAuditCommand(program, console, status);
+    addListCommand(program, console, status);
+    addExplainCommand(program, console, status);
     addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);
     addCompareCommand(program, console, status);
+    addDescriptions(program, console);
+    if (const std::string message = wrongCommand(program, arguments.front()); !message.empty()) {
+        console.messages << "rksignal: " << message << "\nRun with --help for more information.\n";
+        return Unusable;
+    }
     try {
         parse(program, arguments, console, status);
     } catch (const std::bad_alloc&) {

@@ -15,6 +15,23 @@ constexpr std::size_t wordBytes = 8;
 
 } // namespace
 
+const char* receptionText(Reception reception) {
+    switch (reception) {
+    case Reception::NeverSeen:
+        return "never seen";
+    case Reception::Unselected:
+        return "branch inactive";
+    case Reception::TooShort:
+        return "frame too short";
+    case Reception::Withdrawn:
+        return "no fix";
+    case Reception::Foreign:
+    case Reception::Written:
+        break;
+    }
+    return "";
+}
+
 MessageDecoder::MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals)
     : definition(message) {
     std::vector<bool> usable;

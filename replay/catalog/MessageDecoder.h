@@ -41,6 +41,9 @@ enum class Reception : std::uint8_t {
     Withdrawn,  ///< the signal lost its value
 };
 
+/// `never seen`, `branch inactive`, `frame too short`, `no fix`; empty of the others
+RKREPLAY_EXPORT const char* receptionText(Reception reception);
+
 /// One message on one channel, or on any; of a parameter group, the one of all senders or that of one.
 class RKREPLAY_EXPORT MessageDecoder {
   public:

@@ -15,18 +15,6 @@ namespace {
 /// than this, in nanoseconds, is a clock that was set, or another trace.
 constexpr std::uint64_t disorder = 1'000'000'000;
 
-/// What the last message did, other than giving the signal a value.
-const char* reasonOf(Reception reception) {
-    switch (reception) {
-    case Reception::TooShort:
-        return "frame too short";
-    case Reception::Withdrawn:
-        return "no fix";
-    default: // long enough, and still no value: whatever is read of the multiplexer now
-        return "branch inactive";
-    }
-}
-
 } // namespace
 
 FiringSink::~FiringSink() = default;
@@ -116,16 +104,17 @@ void Triggers::State::fire(std::uint64_t timestamp, const std::optional<MessageO
 std::string Triggers::State::whyUnknown(BaseSignal& signal) const {
     const Reception reception = catalog.receptionOf(signal);
     if (reception == Reception::NeverSeen) {
-        return "never seen";
+        return receptionText(reception);
     }
-    std::string last = reasonOf(reception);
+    const bool isGiven = reception == Reception::Written || reception == Reception::Withdrawn;
+    // long enough, and still no value: whatever is read of the multiplexer now, it did not select the signal
+    std::string last = receptionText(reception == Reception::Written ? Reception::Unselected : reception);
     const std::size_t index = catalog.indexOf(signal.id);
     if (!timeouts || !timeouts->isTimedOut(index)) {
         return last;
     }
     const std::string text =
         "timed out, last seen at " + timeText(timeouts->lastWrite(index), settings.times);
-    const bool isGiven = reception == Reception::Written || reception == Reception::Withdrawn;
     return isGiven ? text : text + "; " + last;
 }
 

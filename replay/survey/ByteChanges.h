@@ -7,7 +7,6 @@
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 #include <vector>
 
@@ -22,9 +21,9 @@ class ByteChanges {
     void add(std::span<const std::uint8_t> payload) {
         const std::size_t length = std::min(payload.size(), maxBytes);
         const std::size_t known = std::min(length, reference.size());
-        if (known > 0 && std::memcmp(reference.data(), payload.data(), known) != 0) {
-            for (std::size_t i = 0; i < known; ++i) {
-                changed[i] = changed[i] || reference[i] != payload[i];
+        for (std::size_t i = 0; i < known; ++i) {
+            if (reference[i] != payload[i]) {
+                changed[i] = true;
             }
         }
         if (length > known) {

@@ -38,46 +38,52 @@ void IntervalSketch::add(std::uint64_t interval) {
 }
 
 void IntervalSketch::enter(std::uint64_t interval) {
-    const std::uint64_t key = bucketKey(interval) >> collapses;
-    if (latest < buckets.size() && buckets[latest].key == key) {
-        ++buckets[latest].count;
-    } else {
-        insert(key);
+    const std::uint64_t key = bucketKey(interval);
+    Bucket* bucket = buckets.empty() ? nullptr : &find(key >> collapses);
+    if (bucket == nullptr || bucket->count == 0) {
+        makeRoom();
+        bucket = &find(key >> collapses);
+        used += bucket->count == 0 ? 1 : 0;
+        bucket->key = (key >> collapses) & 0xFFFF;
+    }
+    ++bucket->count;
+}
+
+/// The bucket of a key, or the free one that it would take. Keys that are near each other have places near
+/// each other.
+IntervalSketch::Bucket& IntervalSketch::find(std::uint64_t key) {
+    const std::size_t mask = buckets.size() - 1;
+    std::size_t place = key & mask;
+    while (buckets[place].count > 0 && buckets[place].key != key) {
+        place = (place + 1) & mask;
+    }
+    return buckets[place];
+}
+
+/// Makes room for one more.
+void IntervalSketch::makeRoom() {
+    while (used >= maxBuckets) {
+        ++collapses;
+        rebuild(buckets.size(), 1);
+    }
+    if (2 * used >= buckets.size()) {
+        rebuild(std::max<std::size_t>(16, 2 * buckets.size()), 0);
     }
 }
 
-void IntervalSketch::insert(std::uint64_t key) {
-    const auto at =
-        std::lower_bound(buckets.begin(), buckets.end(), key,
-                         [](const Bucket& bucket, std::uint64_t wanted) { return bucket.key < wanted; });
-    latest = static_cast<std::size_t>(at - buckets.begin());
-    if (at != buckets.end() && at->key == key) {
-        ++at->count;
-        return;
-    }
-    Bucket bucket{};
-    bucket.key = key & 0xFFFF;
-    bucket.count = 1;
-    buckets.insert(at, bucket);
-    while (buckets.size() > maxBuckets) {
-        collapse();
-    }
-}
-
-/// Puts each two neighbours together.
-void IntervalSketch::collapse() {
-    ++collapses;
-    std::size_t end = 0;
-    for (Bucket bucket : buckets) {
-        bucket.key = bucket.key >> 1;
-        if (end > 0 && buckets[end - 1].key == bucket.key) {
-            buckets[end - 1].count = (buckets[end - 1].count + bucket.count) & 0xFFFF'FFFF'FFFF;
-        } else {
-            buckets[end++] = bucket;
+/// Puts all buckets into a table of another size, those together whose keys are the same when shifted.
+void IntervalSketch::rebuild(std::size_t size, unsigned shift) {
+    std::vector<Bucket> former(size);
+    former.swap(buckets);
+    used = 0;
+    for (const Bucket& each : former) {
+        if (each.count > 0) {
+            Bucket& bucket = find(each.key >> shift);
+            used += bucket.count == 0 ? 1 : 0;
+            bucket.key = (each.key >> shift) & 0xFFFF;
+            bucket.count = (bucket.count + each.count) & 0xFFFF'FFFF'FFFF;
         }
     }
-    buckets.resize(end);
-    latest = buckets.size();
 }
 
 std::uint64_t IntervalSketch::percentile(unsigned percent) const {
@@ -93,8 +99,11 @@ std::uint64_t IntervalSketch::percentile(unsigned percent) const {
         std::nth_element(sorted.begin(), at, sorted.end());
         return *at;
     }
+    std::vector<Bucket> sorted = buckets;
+    std::sort(sorted.begin(), sorted.end(),
+              [](const Bucket& left, const Bucket& right) { return left.key < right.key; });
     std::uint64_t passed = 0;
-    for (const Bucket& bucket : buckets) {
+    for (const Bucket& bucket : sorted) {
         passed += bucket.count;
         if (passed >= rank) {
             const std::uint64_t key = bucket.key;

@@ -14,7 +14,7 @@ namespace rksignal {
 ///
 /// Up to `exactIntervals` are kept as they are. With more, all are counted in buckets that are at most
 /// 1/1024 of their values wide (as in HDR histograms: buckets are linear within a power of two), so that a
-/// percentile is off by at most 0.05 %. There are at most `maxBuckets`, of 8 bytes each; where intervals are
+/// percentile is off by at most 0.05 %. There are at most `maxBuckets`, of 16 bytes each; where intervals are
 /// spread over more, neighbours are put together, which doubles the error each time (the uniform collapse of
 /// UDDSketch, Epicoco et al., 2020). It never exceeds 12.5 %. Of
 /// intervals below a microsecond, it is less than that of one.
@@ -42,14 +42,15 @@ class RKREPLAY_EXPORT IntervalSketch {
     };
 
     void enter(std::uint64_t interval);
-    void insert(std::uint64_t key);
-    void collapse();
+    Bucket& find(std::uint64_t key);
+    void makeRoom();
+    void rebuild(std::size_t size, unsigned shift);
 
     std::uint64_t total = 0;
     std::vector<std::uint64_t> exact; ///< the first ones
-    std::vector<Bucket> buckets;      ///< by ascending key
-    std::size_t latest = 0;           ///< the bucket of the last interval: the next one often is in it, too
-    unsigned collapses = 0;           ///< a key is that of the finest buckets, shifted right by this
+    std::vector<Bucket> buckets;      ///< a hash table, a power of two, at most half full; free: count 0
+    std::size_t used = 0;
+    unsigned collapses = 0; ///< a key is that of the finest buckets, shifted right by this
 };
 
 } // namespace rksignal

@@ -2,6 +2,7 @@
 
 #include "ethernet/FrameLayers.h"
 #include "rkutil/ByteOrder.h"
+#include "signal/HashIndex.h"
 
 #include <algorithm>
 #include <cstring>
@@ -21,6 +22,21 @@ struct FlowPlace {
     std::uint16_t channel;
 
     friend bool operator==(const FlowPlace&, const FlowPlace&) = default;
+};
+
+/// Where the frames of a key are counted.
+class KeyEntry {
+  public:
+    KeyEntry() = default;
+    KeyEntry(std::uint64_t key, FrameStatistics* frames) : frames(frames), ownKey(key) {}
+
+    bool isFree() const { return frames == nullptr; }
+    std::uint64_t key() const { return ownKey; }
+
+    FrameStatistics* frames = nullptr;
+
+  private:
+    std::uint64_t ownKey = 0;
 };
 
 std::uint64_t keyOfIdentity(const FrameIdentity& identity) {
@@ -93,27 +109,31 @@ std::span<const std::uint8_t> flowOf(std::span<const std::uint8_t> frame, Ethern
 
 struct Survey::State {
     /// The statistics of an identity, or null if there are too many.
-    template <class Key, class Table>
-    FrameStatistics* find(const Key& key, Table& table, const FrameIdentity& identity) {
-        const auto found = table.find(key);
-        if (found != table.end()) {
-            return found->second;
+    FrameStatistics* find(const FrameIdentity& identity) {
+        if (identity.kind == SignalKind::Ethernet) {
+            const FlowPlace place{identity.flow, identity.channel.value_or(0)};
+            const auto found = byFlow.find(place);
+            return found != byFlow.end()
+                       ? found->second
+                       : enter(identity, [&](auto* frames) { byFlow.emplace(place, frames); });
         }
+        const std::uint64_t key = keyOfIdentity(identity);
+        const auto* const found = byKey.find(key);
+        return found != nullptr ? found->frames : enter(identity, [&](auto* frames) {
+            byKey.enter({key, frames});
+        });
+    }
+
+    /// \return null if there is no room for another identity
+    template <class Register>
+    FrameStatistics* enter(const FrameIdentity& identity, Register&& registerFrames) {
         if (frames.size() >= maxIdentities) {
             return nullptr;
         }
         frames.emplace_back().identity = identity;
         frames.back().index = frames.size() - 1;
-        table.emplace(key, &frames.back());
+        registerFrames(&frames.back());
         return &frames.back();
-    }
-
-    FrameStatistics* find(const FrameIdentity& identity) {
-        if (identity.kind == SignalKind::Ethernet) {
-            return find(FlowPlace{identity.flow, identity.channel.value_or(0)}, byFlow, identity);
-        }
-        const std::uint64_t key = keyOfIdentity(identity);
-        return find(key, byKey, identity);
     }
 
     void reach(std::uint64_t timestamp) {
@@ -162,7 +182,7 @@ struct Survey::State {
 
     std::deque<FrameStatistics> frames; // where they stay
     const FrameStatistics* latest = nullptr;
-    std::unordered_map<std::uint64_t, FrameStatistics*> byKey;
+    HashIndex<KeyEntry> byKey;          // asked once a frame
     std::unordered_map<FlowPlace, FrameStatistics*, KeyHash> byFlow;
     std::vector<ChannelStatistics> busChannels{buses * 256};
     SurveyTotals totals;

@@ -66,7 +66,7 @@ struct SurveyTotals {
 ///     for (const FrameStatistics& each : survey.frames()) ...
 ///
 /// Takes constant memory: only the first `maxIdentities` are told apart, each of which takes some hundred
-/// bytes, at most 3 KB. A message costs a look into a hash table and some tens of nanoseconds, and allocates
+/// bytes, at most 5 KB. A message costs a look into a hash table and some tens of nanoseconds, and allocates
 /// nothing but where its identity is new, or longer or less regular than before. For one thread.
 class RKREPLAY_EXPORT Survey final : public MessageSink {
   public:

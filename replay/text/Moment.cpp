@@ -3,6 +3,8 @@
 #include "text/ParseNumber.h"
 
 #include <chrono>
+#include <cstdlib>
+#include <iterator>
 #include <string>
 
 namespace rksignal {
@@ -79,9 +81,9 @@ std::optional<std::uint64_t> parseIso(std::string_view text) {
     if (!zone || *hours > 23 || *minutes > 59) {
         return std::nullopt;
     }
-    const std::uint64_t local = *midnight + (*hours * 60U + *minutes) * 60U * second + *seconds;
-    const std::uint64_t offset =
-        (*zone < 0 ? 0U - static_cast<unsigned>(*zone) : static_cast<unsigned>(*zone)) * 60U * second;
+    constexpr std::uint64_t minute = 60 * second;
+    const std::uint64_t local = *midnight + (std::uint64_t{60} * *hours + *minutes) * minute + *seconds;
+    const std::uint64_t offset = static_cast<std::uint64_t>(std::abs(*zone)) * minute;
     if (*zone < 0) {
         return local + offset;
     }

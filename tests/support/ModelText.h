@@ -42,9 +42,9 @@ inline std::string modelText(const std::vector<MessageDefinition>& messages) {
         std::ostringstream out;
         out << kindName(message.kind) << ' ' << message.name << " channel " << shownOptional(message.channel)
             << " id " << message.id << ' ' << message.extended << message.canFd << message.isParameterGroup
-            << " pdu " << shownOptional(message.pduId) << ' ' << int(message.pduHeader) << " length "
-            << message.length << " of " << message.sender << " every " << shownOptional(message.cycleTime)
-            << " comment " << message.comment << '\n';
+            << " pdu " << shownOptional(message.pduId) << ' ' << static_cast<int>(message.pduHeader)
+            << " length " << message.length << " of " << message.sender << " every "
+            << shownOptional(message.cycleTime) << " comment " << message.comment << '\n';
         text += out.str();
         for (const SignalDefinition& signal : message.signals) {
             text += modelText(message, signal);

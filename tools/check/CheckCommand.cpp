@@ -5,6 +5,7 @@
 #include "output/OutputBuffer.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <ostream>
 #include <sstream>
@@ -85,9 +86,8 @@ class CheckRun {
         std::string text;
         if (!definitions.definitions.empty()) {
             text = quantity(definitions.definitions.size(), "definition file") + ": " +
-                   quantity(catalog.decoders().size(), "message") + ", " +
-                   quantity(catalog.signals().size(), "signal") + ", " +
-                   quantity(definitionErrors(), "error");
+                   quantity(messageCount(), "message") + ", " + quantity(catalog.signals().size(), "signal") +
+                   ", " + quantity(definitionErrors(), "error");
         }
         if (!conditions.files.empty() || !conditions.when.empty()) {
             text += (text.empty() ? "" : "; ") + quantity(conditionCount, "condition") + ": " +
@@ -97,6 +97,14 @@ class CheckRun {
         return text;
     }
 
+    /// Inputs have none.
+    std::size_t messageCount() const {
+        const auto& messages = catalog.messages();
+        return static_cast<std::size_t>(
+            std::count_if(messages.begin(), messages.end(), [](const MessageDefinition& message) {
+                return message.kind <= SignalKind::Ethernet;
+            }));
+    }
     std::size_t definitionErrors() const { return catalog.remarks().count(Severity::Error); }
 
     ExitStatus conclude() const {
@@ -126,6 +134,8 @@ void addCheckCommand(CLI::App& program, const Console& console, int& status) {
     command.add_option("FILE", options->files, "Definition files and files of conditions");
     addDefinitionArguments(command, *options);
     addConditionArguments(command, options->conditions);
+    command.footer("Examples:\n  rksignal check drive.dbc limits.txt\n"
+                   "  rksignal check drive.dbc --print --when 'Gear.Current == \"Sixth\"'");
     command.callback([options, &console, &status] { status = check(*options, console); });
 }
 

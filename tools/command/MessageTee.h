@@ -9,7 +9,7 @@
 
 namespace rksignal {
 
-/// Hands each message to a first sink and then to a second one. It is closed when the second one is.
+/// Hands each message to a first sink and then to a second one. It is closed when one of them is.
 class MessageTee final : public MessageSink {
   public:
     /// Both must outlive the tee.
@@ -33,7 +33,7 @@ class MessageTee final : public MessageSink {
         first.pass(kind, timestamp);
         second.pass(kind, timestamp);
     }
-    bool closed() const override { return second.closed(); }
+    bool closed() const override { return first.closed() || second.closed(); }
 
   private:
     template <class Message>

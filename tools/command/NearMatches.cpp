@@ -207,6 +207,31 @@ std::vector<std::string> absentInterfaces(const Catalog& catalog, const ReplaySt
     return channels.absent(CameOn(catalog, statistics).any);
 }
 
+NearFrames framesNear(const Catalog& catalog, const ReplayStatistics& statistics,
+                      const MessageDefinition& message) {
+    NearFrames near;
+    if (message.kind != SignalKind::Can) {
+        for (const UnknownMessage& unknown : statistics.unknownMessages.of(message.kind)) {
+            near.sameIdentifier[unknown.origin.channel.value_or(0)] =
+                near.sameIdentifier[unknown.origin.channel.value_or(0)] || unknown.identifier == message.id;
+        }
+        return near;
+    }
+    const CameOn came(catalog, statistics);
+    const auto channelsOf = [&came](std::uint32_t match) {
+        const auto entry = came.byMatch.find(match);
+        return entry != came.byMatch.end() ? entry->second : ChannelSet();
+    };
+    near.sameIdentifier = channelsOf(matchOf(message));
+    if (!message.isParameterGroup) {
+        near.otherWidth = channelsOf(matchOf(message) ^ extendedFlag);
+    }
+    if (message.extended && near.sameIdentifier.none()) {
+        near.otherSource = channelsOf(groupFlag | anySourceFlag | j1939::groupOf(message.id));
+    }
+    return near;
+}
+
 void printMisplaced(std::ostream& out, const Catalog& catalog, const ReplayStatistics& statistics,
                     const ChannelMap& channels) {
     for (const auto& [channel, messages] : findMisplaced(catalog, statistics)) {

@@ -1,6 +1,7 @@
 #include "command/TraceRun.h"
 
 #include "command/DefinitionArguments.h"
+#include "command/MessageTee.h"
 #include "command/NearMatches.h"
 #include "command/UsageError.h"
 #include "output/ReplaySummary.h"
@@ -39,9 +40,27 @@ void TraceRun::printNotes() const {
     }
 }
 
-ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows) {
+ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows, MessageSink* messages) {
     Replay replay(signals, sink, {.strict = options.strict});
-    input.read([&] { replay.run(input.traces()); }, rows);
+    if (messages == nullptr) {
+        input.read([&] { replay.run(input.traces()); }, rows);
+        return replay.statistics();
+    }
+    MessageTee both(replay, *messages);
+    input.read([&] { input.traces().run(both); }, rows);
+    replay.finish();
+    return replay.statistics();
+}
+
+ReplayStatistics TraceRun::replay(ValueSink& sink, ReplayObserver& observer) {
+    Replay replay(signals, sink, {.strict = options.strict});
+    observer.handOnTo(replay);
+    input.read(
+        [&] {
+            input.traces().run(observer);
+            replay.finish();
+        },
+        nullptr);
     return replay.statistics();
 }
 

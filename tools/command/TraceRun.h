@@ -15,6 +15,13 @@
 
 namespace rksignal {
 
+/// Who looks at the messages of a trace on their way into a replay: overrides receive(), and hands on what it
+/// got.
+class ReplayObserver : public MessageSink {
+  public:
+    virtual void handOnTo(MessageSink& replay) = 0;
+};
+
 /// Owns the signals and the traces of one run. Remarks, progress and summary go to `Console::messages`.
 class TraceRun {
   public:
@@ -25,6 +32,8 @@ class TraceRun {
     Catalog& catalog() { return signals; }
     SignalStorage& storage() { return signals.storage(); }
 
+    const ChannelMap& channels() const { return input.traces().channels(); }
+
     /// See TraceInput.
     TimeFormat times() { return input.times(); }
     std::uint64_t momentOf(const std::string& option, const std::string& text) {
@@ -33,8 +42,11 @@ class TraceRun {
     InputSet& inputs() { return input.inputs(); }
 
     /// Replays all traces into `sink` until they end or the program is interrupted. `rows` as in
-    /// TraceInput::read(). \throws Error if reading fails
-    ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows);
+    /// TraceInput::read(). `messages`, if not null, gets each message behind its values. \throws Error if
+    /// reading fails
+    ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows, MessageSink* messages = nullptr);
+    /// The same, with `observer` looking at each message before it is decoded.
+    ReplayStatistics replay(ValueSink& sink, ReplayObserver& observer);
     bool interrupted() const { return input.interrupted(); }
 
     /// Puts the output in its place, as TraceInput::complete(). \throws std::system_error

@@ -78,7 +78,8 @@ class PropertyComparison {
 };
 
 double milliseconds(std::uint64_t nanoseconds) {
-    return static_cast<double>((nanoseconds + 500) / 1000) / 1000;
+    const std::uint64_t microseconds = (nanoseconds + 500) / 1000;
+    return static_cast<double>(microseconds) / 1000;
 }
 
 void compareFrames(PropertyComparison compare, const FrameStatistics& left, const FrameStatistics& right) {

@@ -3,11 +3,15 @@
 #include "command/DefinitionArguments.h"
 #include "command/FileEnding.h"
 #include "command/Interruption.h"
+#include "command/TimeOptions.h"
 #include "command/UsageError.h"
 #include "convert/ConvertDefinitions.h"
+#include "convert/FrameIds.h"
+#include "convert/FrameSelector.h"
 #include "convert/OutputFormat.h"
 #include "definition/json/DefinitionText.h"
 #include "output/OutputFile.h"
+#include "output/WindowSummary.h"
 #include "trace/Trace.h"
 
 #include <CLI/CLI.hpp>
@@ -52,21 +56,54 @@ void report(const Trace& trace, const TraceWriter& writer, bool quiet, std::ostr
     }
 }
 
+/// \throws UsageError if there are options that hold for traces alone
+void refuseCuts(const ConvertOptions& options) {
+    const bool cuts = !parseTimeWindow(options.time).isOpen() || !options.ids.empty() ||
+                      !options.patterns.empty() || !options.definitions.empty();
+    if (cuts) {
+        throw UsageError("--from, --to, --for, --ids, --only and --definitions are for traces, not for " +
+                         options.output);
+    }
+}
+
+/// The messages that `--only` chooses.
+std::vector<MessageDefinition> loadSelection(const ConvertOptions& options, ChannelMap& channels,
+                                             Catalog& catalog, InputSet& inputs) {
+    if (options.patterns.empty() != options.definitions.empty()) {
+        throw UsageError(options.patterns.empty() ? "--definitions is of no use without --only"
+                                                  : "--only needs --definitions");
+    }
+    DefinitionOptions definitions = options;
+    definitions.channels.clear(); // they are assigned already
+    loadDefinitions(definitions, channels, catalog, inputs);
+    return selectMessages(catalog, options.patterns);
+}
+
 ExitStatus convertTrace(const ConvertOptions& options, const OutputFormat& format, Trace& trace,
                         const Console& console) {
     const std::string& input = options.inputs.front();
     InputSet inputs;
     inputs.add(input);
+    const FrameIds ids(options.ids);
+    Catalog catalog;
+    std::vector<MessageDefinition> messages = loadSelection(options, trace.channels(), catalog, inputs);
     const Interruption interruption(trace);
+    trace.setWindow(parseTimeWindow(options.time));
     trace.addFile(input);
     if (trace.isStopped()) {
         return Interrupted; // before there was anything to convert
     }
     OutputFile file(options.output, -1, inputs);
     const auto writer = format.makeWriter(file);
-    trace.run(*writer);
+    FrameSelector selector(*writer, ids, std::move(messages));
+    const bool selects = !ids.empty() || !options.patterns.empty();
+    trace.run(selects ? static_cast<MessageSink&>(selector) : *writer);
     writer->finish();
     report(trace, *writer, options.quiet, console.messages);
+    if (selects && !options.quiet) {
+        console.messages << "messages left out by --ids and --only: " << selector.leftOut() << '\n';
+    }
+    printWindow(console.messages, trace, {}, options.quiet);
     const bool isWhole = trace.isSound() && sum(writer->lost()) == 0;
     const bool holdsNothing = writer->written() == 0 && (!isWhole || file.replacesFile());
     if (holdsNothing) {
@@ -92,6 +129,7 @@ ExitStatus convert(const ConvertOptions& options, const Console& console) {
     assignChannels(options.channels, trace.channels());
     const std::string& output = options.output;
     if (hasEnding(output, ".json") || hasEnding(output, ".dbc")) {
+        refuseCuts(options);
         return convertDefinitions(options, trace.channels(), console);
     }
     const OutputFormat* const format = outputFormatOf(output);
@@ -106,6 +144,7 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<ConvertOptions>();
     CLI::App& command = *program.add_subcommand(
         "convert", "Convert definitions to JSON or DBC, or a trace to another format");
+    command.footer("Example:\n  rksignal convert --from +10s --for 5s --ids 1A0,200-2FF drive.blf cut.log");
     CLI::Option* const schema =
         command.add_flag("--schema", options->schema, "Print the JSON Schema of definition files instead");
     CLI::Option* const files = command.add_option(
@@ -114,15 +153,22 @@ void addConvertCommand(CLI::App& program, const Console& console, int& status) {
         "input); and last the file that is written, whose ending says the format: .json, .dbc, " +
             outputEndings());
     files->excludes(schema);
-    command.add_option("--cluster", options->clusters, "Read only these clusters of ARXML and KCD files")
-        ->type_name("[CHANNEL=]NAME")
+    addWindowArguments(command, options->time);
+    command
+        .add_option(
+            "--ids", options->ids,
+            "Only frames with these identifiers: 1A0, 18FEF100, 100-1FF, lin:3C, flexray:41, ethernet")
+        ->type_name("LIST")
         ->allow_extra_args(false);
     command
-        .add_option("--channel", options->channels,
-                    "Channel of an interface: its name, FILE, or FILE:INTERFACE")
-        ->type_name("NAME=N")
+        .add_option("--only", options->patterns,
+                    "Only frames of messages and signals whose name matches; needs --definitions")
+        ->type_name("GLOB")
         ->allow_extra_args(false);
+    addDefinitionArguments(command, *options);
     command.add_flag("-q,--quiet", options->quiet, "No remarks and no summary, only errors");
+    command.footer("Examples:\n  rksignal convert drive.dbc drive.json\n"
+                   "  rksignal convert --channel can0=1 drive.log drive.blf");
     command.callback([options, &console, &status] {
         if (options->inputs.size() < 2 && !options->schema) {
             throw UsageError("convert needs an INPUT and an OUTPUT");

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "Console.h"
+#include "command/DefinitionArguments.h"
+#include "command/TimeOptions.h"
 
 #include <string>
 #include <vector>
@@ -13,11 +15,12 @@ class App;
 
 namespace rksignal {
 
-struct ConvertOptions {
+struct ConvertOptions : DefinitionOptions {
     std::vector<std::string> inputs;   ///< `[CHANNEL=]FILE` of definitions, or one trace; never empty
     std::string output;                ///< a file; its ending says what is written
-    std::vector<std::string> clusters; ///< as of `--cluster`
-    std::vector<std::string> channels; ///< as of `--channel`
+    TimeOptions time;                  ///< the window that is converted of a trace
+    std::vector<std::string> ids;      ///< identifiers of frames that are converted
+    std::vector<std::string> patterns; ///< names of messages and signals whose frames are converted
     bool quiet = false;
     bool schema = false; ///< writes the schema of definition files instead
 };

@@ -131,6 +131,7 @@ void addEventsCommand(CLI::App& program, const Console& console, int& status) {
     CLI::App& command = *program.add_subcommand("events", "List the signals that an event description uses");
     command.add_option("FILE", options->file, "Event description; - is standard input")->required();
     command.add_flag("--json", options->json, "As a JSON array instead of a table");
+    command.footer("Example:\n  rksignal events trigger.txt");
     command.callback([options, &console, &status] { status = listEvents(*options, console); });
 }
 

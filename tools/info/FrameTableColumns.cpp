@@ -113,7 +113,8 @@ std::string changedBytesText(const ByteChanges& changes) {
 }
 
 std::string millisecondsText(std::uint64_t nanoseconds) {
-    return doubleText(static_cast<double>((nanoseconds + 500) / 1000) / 1000);
+    const std::uint64_t microseconds = (nanoseconds + 500) / 1000;
+    return doubleText(static_cast<double>(microseconds) / 1000);
 }
 
 void sortRows(std::vector<FrameRow>& rows, std::string_view column) {

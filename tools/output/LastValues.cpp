@@ -1,5 +1,6 @@
 #include "output/LastValues.h"
 
+#include "output/DefinitionWords.h"
 #include "output/TextTable.h"
 
 #include <string>
@@ -7,11 +8,6 @@
 
 namespace rksignal {
 namespace {
-
-std::string rawText(std::uint64_t raw, signalValue_t type) {
-    char text[maxNumberText];
-    return {text, writeRaw(text, raw, type)};
-}
 
 std::vector<std::string> tableRow(BaseSignal& signal, std::uint64_t count, const MessageOrigin& origin,
                                   const TimeFormat& times) {

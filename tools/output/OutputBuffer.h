@@ -57,6 +57,7 @@ class OutputBuffer {
     bool finish();
 
     bool isTerminal() const;
+    int fileDescriptor() const { return descriptor; }
 
     /// Nothing can be written any more; what is appended is lost.
     bool closed() const { return failure != 0; }

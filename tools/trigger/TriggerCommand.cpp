@@ -3,6 +3,7 @@
 #include "command/SecondsArgument.h"
 #include "command/TraceRun.h"
 #include "command/UsageError.h"
+#include "convert/OutputFormat.h"
 #include "trigger/FiringExplanations.h"
 #include "trigger/FiringRows.h"
 #include "trigger/WindowWriter.h"
@@ -108,10 +109,19 @@ class TriggerRun {
         }
     }
 
+    const OutputFormat* framesFormat() const {
+        const OutputFormat* const format = outputFormatOf("." + options.frames);
+        if (format == nullptr && !options.frames.empty()) {
+            throw UsageError("--frames " + options.frames + ": not one of " + outputEndings());
+        }
+        return format;
+    }
+
     void openWindows() {
         if (!options.window.empty()) {
             windows.emplace(run.catalog(), triggers, parseWindow(options.window),
-                            WindowWriter::Folder{options.folder, options.overwrite}, run.inputs(), times);
+                            WindowWriter::Folder{options.folder, options.overwrite, framesFormat()},
+                            run.inputs(), times);
         }
     }
 
@@ -131,7 +141,7 @@ class TriggerRun {
             triggers.addFiringSink(*windows);
             triggers.addValueSink(*windows);
         }
-        ReplayStatistics statistics = run.replay(triggers, &out);
+        ReplayStatistics statistics = run.replay(triggers, &out, windows ? windows->messages() : nullptr);
         triggers.finish();
         if (windows) {
             windows->finish();
@@ -210,9 +220,15 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
             ->type_name("FOLDER")
             ->needs(window);
     window->needs(folder);
+    command
+        .add_option("--frames", options->frames, "Write the frames around each firing, too, as such a trace")
+        ->type_name("ENDING")
+        ->needs(window);
     command.add_flag("--overwrite", options->overwrite, "FOLDER may hold windows of an earlier run")
         ->needs(folder);
     addOutputArguments(command, *options)->excludes(explain)->excludes(moments);
+    command.footer("Examples:\n  rksignal trigger --dbc drive.dbc --edge --when 'Engine.Speed > 3000 && Gear.Lever == 2' drive.log\n"
+                   "  rksignal trigger --dbc drive.dbc --when 'hot = Engine.Oil > 120' --explain drive.log");
     command.callback([options, &console, &status] { status = trigger(*options, console); });
 }
 

@@ -19,6 +19,7 @@ struct TriggerOptions : TraceOptions {
     std::vector<std::string> moments; ///< at which all conditions are explained, instead of rows
     std::string window;               ///< `BEFORE,AFTER`; empty: no windows
     std::string folder;               ///< of the windows
+    std::string frames;               ///< ending of the traces beside the windows; empty: none
     bool overwrite = false;           ///< the folder may hold windows of an earlier run
 };
 

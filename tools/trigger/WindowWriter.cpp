@@ -51,7 +51,7 @@ std::uint64_t sum(std::uint64_t left, std::uint64_t right) {
 
 WindowWriter::WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent,
                            const Folder& folder, const InputSet& inputs, const TimeFormat& times)
-    : catalog(catalog), extent(extent), folder(folder.path), inputs(inputs), times(times), values(maxValues) {
+    : catalog(catalog), extent(extent), folder(folder), inputs(inputs), times(times), values(maxValues) {
     prepareFolder(folder.mayHoldWindows);
     signalsAdded();
     nameFiles(triggers);
@@ -65,21 +65,21 @@ void WindowWriter::signalsAdded() {
 
 void WindowWriter::prepareFolder(bool mayHoldWindows) {
     std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    for (std::filesystem::directory_iterator file(folder, error), end; !error && file != end;
+    std::filesystem::create_directories(folder.path, error);
+    for (std::filesystem::directory_iterator file(folder.path, error), end; !error && file != end;
          file.increment(error)) {
         const std::string name = file->path().filename().string();
         if (!isWindowName(name)) {
             continue;
         }
         if (!mayHoldWindows) {
-            throw UsageError("--windows " + folder + " holds windows already, such as " + name +
+            throw UsageError("--windows " + folder.path + " holds windows already, such as " + name +
                              "; --overwrite writes more into it");
         }
         ++earlier;
     }
     if (error) {
-        throw std::system_error(error, "cannot use the folder " + folder);
+        throw std::system_error(error, "cannot use the folder " + folder.path);
     }
 }
 
@@ -104,6 +104,7 @@ void WindowWriter::advanced(std::uint64_t now) {
     while (!values.empty() && values.front().timestamp < wanted) {
         values.pop();
     }
+    frames.forgetBefore(wanted);
 }
 
 void WindowWriter::written(const MessageInfo& message, std::span<const unsigned long> ids) {
@@ -124,10 +125,23 @@ void WindowWriter::fired(const Firing& firing) {
                     sum(firing.timestamp, extent.after)});
 }
 
+std::string WindowWriter::pathOf(const Window& window, std::string_view ending) const {
+    const std::string name = stems[window.trigger] + "-" + std::to_string(window.number);
+    return (std::filesystem::path(folder.path) / name).string().append(ending);
+}
+
 void WindowWriter::write(const Window& window) {
-    const std::string name = stems[window.trigger] + "-" + std::to_string(window.number) + ".csv";
-    const std::string path = (std::filesystem::path(folder) / name).string();
-    OutputFile file(path, -1, inputs);
+    writeValues(window);
+    if (folder.frames != nullptr) {
+        writeFrames(window);
+    }
+    ++files;
+    const std::uint64_t lostUntil = std::max(values.lostUntil(), frames.lostUntil());
+    incomplete += lostUntil != 0 && lostUntil >= window.from ? 1 : 0;
+}
+
+void WindowWriter::writeValues(const Window& window) {
+    OutputFile file(pathOf(window, ".csv"), -1, inputs);
     OutputBuffer out(file);
     RowFormat format(csvSyntax, out, times);
     out.append(csvSyntax.header);
@@ -142,8 +156,17 @@ void WindowWriter::write(const Window& window) {
     out.finish();
     earlier -= file.replacesFile() ? 1 : 0;
     file.complete();
-    ++files;
-    incomplete += values.lostUntil() != 0 && values.lostUntil() >= window.from ? 1 : 0;
+}
+
+void WindowWriter::writeFrames(const Window& window) {
+    OutputFile file(pathOf(window, folder.frames->ending), -1, inputs);
+    const auto writer = folder.frames->makeWriter(file);
+    frames.deliver(window.from, window.to, *writer);
+    writer->finish();
+    file.complete();
+    for (const auto& [name, count] : writer->lost()) {
+        unheld += count;
+    }
 }
 
 void WindowWriter::finish() {
@@ -152,16 +175,20 @@ void WindowWriter::finish() {
     }
     open.clear();
     values.clear();
+    frames.clear();
 }
 
 void WindowWriter::summarise(std::ostream& out) const {
-    out << "windows written to " << folder << ": " << files << '\n';
+    out << "windows written to " << folder.path << ": " << files << '\n';
     if (earlier > 0) {
         out << "windows of an earlier run that are still there: " << earlier << '\n';
     }
     if (incomplete > 0) {
-        out << "windows without their oldest values, with more than " << maxValues << ": " << incomplete
-            << '\n';
+        out << "windows without their oldest values, with more than " << maxValues << " or "
+            << maxMessageBytes << " bytes of frames: " << incomplete << '\n';
+    }
+    if (unheld > 0) {
+        out << "messages that " << folder.frames->ending << " files do not hold: " << unheld << '\n';
     }
     if (omitted > 0) {
         out << "firings without a window, behind the first " << maxFiles << ": " << omitted << '\n';

@@ -5,8 +5,10 @@
 #include "catalog/Catalog.h"
 #include "condition/Firing.h"
 #include "condition/Triggers.h"
+#include "convert/OutputFormat.h"
 #include "output/InputSet.h"
 #include "output/RowFormat.h"
+#include "trigger/MessageRing.h"
 #include "trigger/ValueRing.h"
 
 #include <cstdint>
@@ -14,18 +16,21 @@
 #include <iosfwd>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace rksignal {
 
 /// Keeps the values of the last seconds. When a window has ended, its values go to `CONDITION-NUMBER.csv`, in
-/// the form of `rksignal decode`. Windows may overlap: each gets all its values.
+/// the form of `rksignal decode`, and its messages, if they are wanted, to a trace beside it. Windows may
+/// overlap: each gets all its values.
 ///
-/// Memory is bounded by the values kept; more windows than `maxFiles` are not written.
+/// Memory is bounded by the values and messages kept; more windows than `maxFiles` are not written.
 class WindowWriter : public FiringSink, public ValueSink {
   public:
     static constexpr std::size_t maxFiles = 10'000;
     static constexpr std::size_t maxValues = std::size_t{1} << 22; ///< 32 bytes each
+    static constexpr std::size_t maxMessageBytes = std::size_t{1} << 27;
 
     /// Nanoseconds around the firing, bounds included.
     struct Extent {
@@ -35,13 +40,17 @@ class WindowWriter : public FiringSink, public ValueSink {
 
     struct Folder {
         std::string path;
-        bool mayHoldWindows; ///< of an earlier run
+        bool mayHoldWindows;                  ///< of an earlier run
+        const OutputFormat* frames = nullptr; ///< the format in which messages are written, too; null: none
     };
 
     /// Makes the folder if it is not there; everything else must outlive the writer.
     /// \throws std::system_error if that fails, UsageError if there are windows and must not be
     WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent, const Folder& folder,
                  const InputSet& inputs, const TimeFormat& times);
+
+    /// Who gets each message behind its values; null: they are not wanted.
+    MessageSink* messages() { return folder.frames != nullptr ? &frames : nullptr; }
 
     /// Writes the windows that ended before `now`, and forgets values that no window can hold any more.
     /// \throws std::system_error if a file cannot be written, std::runtime_error if it is an input
@@ -69,20 +78,25 @@ class WindowWriter : public FiringSink, public ValueSink {
     void prepareFolder(bool mayHoldWindows);
     void nameFiles(const Triggers& triggers);
     void write(const Window& window);
+    void writeValues(const Window& window);
+    void writeFrames(const Window& window);
+    std::string pathOf(const Window& window, std::string_view ending) const;
 
     const Catalog& catalog;
     Extent extent;
-    std::string folder;
+    Folder folder;
     const InputSet& inputs;
     TimeFormat times;
     std::vector<SignalCells> cells; ///< as Catalog::signals()
     std::vector<std::string> stems; ///< of the file names, by trigger
     ValueRing values;
+    MessageRing frames{maxMessageBytes};
     std::deque<Window> open;
     std::uint64_t earlier = 0; ///< windows in the folder that this run has not replaced
     std::uint64_t files = 0;
     std::uint64_t incomplete = 0;
     std::uint64_t omitted = 0;
+    std::uint64_t unheld = 0; ///< messages that the format does not hold
 };
 
 } // namespace rksignal

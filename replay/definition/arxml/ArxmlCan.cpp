@@ -168,7 +168,8 @@ class CanFrameReader {
 void readArxmlCan(ArxmlReading& reading, pugi::xml_node cluster) {
     const bool isJ1939 = std::string_view(cluster.name()) == "J-1939-CLUSTER";
     for (const pugi::xml_node channel : arxmlChannels(reading.model, cluster)) {
-        for (const pugi::xml_node triggering : arxmlFrameTriggerings(channel, "CAN-FRAME-TRIGGERING")) {
+        for (const pugi::xml_node triggering :
+             arxmlFrameTriggerings(reading.model, channel, "CAN-FRAME-TRIGGERING")) {
             CanFrameReader(reading, triggering, isJ1939).read();
         }
     }

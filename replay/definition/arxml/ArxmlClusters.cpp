@@ -32,7 +32,7 @@ void noteSeveral(ArxmlModel& model, const std::vector<pugi::xml_node>& clusters)
         std::string names;
         std::size_t count = 0;
         for (const pugi::xml_node cluster : clusters) {
-            if (kind.tag == cluster.name()) {
+            if (kind.tag == cluster.name() && model.isFirst(cluster)) {
                 names.append(names.empty() ? "" : ", ").append(arxmlName(cluster));
                 ++count;
             }
@@ -55,11 +55,15 @@ std::vector<pugi::xml_node> arxmlChannels(ArxmlModel& model, pugi::xml_node clus
     return {channels.begin(), channels.end()};
 }
 
-std::vector<pugi::xml_node> arxmlFrameTriggerings(pugi::xml_node channel, const char* tag) {
+std::vector<pugi::xml_node> arxmlFrameTriggerings(const ArxmlModel& model, pugi::xml_node channel,
+                                                  const char* tag) {
     std::vector<pugi::xml_node> found;
     for (const char* list : {"FRAME-TRIGGERINGS", "FRAME-TRIGGERINGSS"}) { // AUTOSAR 4 and 3
-        const auto triggerings = channel.child(list).children(tag);
-        found.insert(found.end(), triggerings.begin(), triggerings.end());
+        for (const pugi::xml_node triggering : channel.child(list).children(tag)) {
+            if (model.isFirst(triggering)) {
+                found.push_back(triggering);
+            }
+        }
     }
     return found;
 }
@@ -127,7 +131,9 @@ DefinitionFile parseArxml(std::vector<ArxmlText> texts, std::optional<std::uint8
                           "ETHERNET-CLUSTER"});
     for (const pugi::xml_node cluster : clusters) {
         const std::string name(arxmlName(cluster));
-        file.clusters.push_back(name);
+        if (model.isFirst(cluster)) {
+            file.clusters.push_back(name);
+        }
         const ClusterChoice* const choice = choiceOf(choices, name);
         if (choice == nullptr && !choices.empty()) {
             continue;

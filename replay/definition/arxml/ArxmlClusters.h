@@ -38,8 +38,9 @@ void readArxmlEcuConfiguration(ArxmlReading& reading);
 
 /// The physical channels of a cluster, of its first variant.
 std::vector<pugi::xml_node> arxmlChannels(ArxmlModel& model, pugi::xml_node cluster);
-/// The frame triggerings of a physical channel.
-std::vector<pugi::xml_node> arxmlFrameTriggerings(pugi::xml_node channel, const char* tag);
+/// The frame triggerings of a physical channel, but for those that a file before has already.
+std::vector<pugi::xml_node> arxmlFrameTriggerings(const ArxmlModel& model, pugi::xml_node channel,
+                                                  const char* tag);
 
 /// A message named as `element`, at its place, bound to the channel of the reading.
 MessageDefinition startArxmlMessage(const ArxmlReading& reading, SignalKind kind, pugi::xml_node element);

@@ -83,7 +83,7 @@ class FlexRayClusterReader {
 
     void readChannel(pugi::xml_node physicalChannel, std::size_t side) {
         for (const pugi::xml_node triggering :
-             arxmlFrameTriggerings(physicalChannel, "FLEXRAY-FRAME-TRIGGERING")) {
+             arxmlFrameTriggerings(reading.model, physicalChannel, "FLEXRAY-FRAME-TRIGGERING")) {
             const pugi::xml_node frame = model.target(triggering, {"FRAME-REF"});
             const pugi::xml_node timings =
                 arxmlChild(triggering, {"ABSOLUTELY-SCHEDULED-TIMINGS", "ABSOLUTELY-SCHEDULED-TIMINGSS"});
@@ -217,7 +217,7 @@ class FlexRayClusterReader {
         position.startBit = static_cast<std::uint16_t>(first + signal.common.startbit);
         position.pduId = framed.placed.headerId;
         if (position.pduId && (signal.updateBit || framed.updateBit)) {
-            model.note(signal.element, "its update bit is not looked at in a container");
+            model.note(framed.placed.pdu.element, "update bits are not looked at in containers");
         } else if (framed.updateBit) {
             position.updateBit = framed.updateBit;
             if (signal.updateBit) {

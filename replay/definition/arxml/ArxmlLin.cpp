@@ -7,8 +7,8 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint64_t greatestLinId = 63;
-constexpr std::size_t longestLinFrame = 8;
+constexpr std::uint64_t lastFrameIdOfLin = 63;
+constexpr std::size_t mostBytesOfLin = 8;
 
 /// The signals of one PDU that lie in the 8 bytes of the frame.
 void addLinSignals(ArxmlReading& reading, const ArxmlPlacedPdu& placed, MessageDefinition& message) {
@@ -20,7 +20,7 @@ void addLinSignals(ArxmlReading& reading, const ArxmlPlacedPdu& placed, MessageD
         }
         linSignalDef_t record;
         record.msgId = message.id;
-        auto added = arxmlSignal(reading, message, placed.pdu, signal, placed.offset, longestLinFrame,
+        auto added = arxmlSignal(reading, message, placed.pdu, signal, placed.offset, mostBytesOfLin,
                                  std::move(record));
         if (added) {
             added->common().multiplexer = 0;
@@ -40,7 +40,7 @@ void readLinFrame(ArxmlReading& reading, pugi::xml_node triggering) {
     }
     const auto id = arxmlUnsigned(arxmlText(triggering, {"IDENTIFIER"}));
     const auto length = arxmlUnsigned(arxmlText(frame, {"FRAME-LENGTH"})).value_or(0);
-    if (!id || *id > greatestLinId || length > longestLinFrame) {
+    if (!id || *id > lastFrameIdOfLin || length > mostBytesOfLin) {
         return reading.model.leftOut(triggering,
                                      "IDENTIFIER or FRAME-LENGTH is none of LIN; the frame is not decoded");
     }
@@ -49,7 +49,7 @@ void readLinFrame(ArxmlReading& reading, pugi::xml_node triggering) {
     message.length = static_cast<std::uint16_t>(length);
     const ArxmlNodes::Ends ends = reading.nodes.ofTriggering(triggering);
     message.sender = ends.senders.empty() ? "" : ends.senders.front();
-    for (const ArxmlPlacedPdu& each : placedArxmlPdus(reading, frame, message.name, longestLinFrame)) {
+    for (const ArxmlPlacedPdu& each : placedArxmlPdus(reading, frame, message.name, mostBytesOfLin)) {
         if (each.headerId) {
             reading.model.leftOut(each.pdu.element, "PDUs with headers are not decoded in LIN frames");
         } else {
@@ -66,7 +66,8 @@ void readLinFrame(ArxmlReading& reading, pugi::xml_node triggering) {
 
 void readArxmlLin(ArxmlReading& reading, pugi::xml_node cluster) {
     for (const pugi::xml_node channel : arxmlChannels(reading.model, cluster)) {
-        for (const pugi::xml_node triggering : arxmlFrameTriggerings(channel, "LIN-FRAME-TRIGGERING")) {
+        for (const pugi::xml_node triggering :
+             arxmlFrameTriggerings(reading.model, channel, "LIN-FRAME-TRIGGERING")) {
             readLinFrame(reading, triggering);
         }
     }

@@ -118,6 +118,11 @@ pugi::xml_node ArxmlModel::find(std::string_view path, std::string_view destinat
     return first;
 }
 
+bool ArxmlModel::isFirst(pugi::xml_node element) const {
+    return arxmlName(element).empty() ||
+           documentOf(find(pathOf(element), element.name())) == documentOf(element);
+}
+
 /// The path of the package that relative references from `from` start at; empty if there is none.
 std::string ArxmlModel::basePath(pugi::xml_node from, std::string_view label, unsigned depth) const {
     constexpr unsigned deepestBase = 8;

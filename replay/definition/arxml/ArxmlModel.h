@@ -38,6 +38,8 @@ class ArxmlModel {
 
     /// The element of an absolute path. Of several, the first with the tag `destination`, else the first.
     pugi::xml_node find(std::string_view path, std::string_view destination = {}) const;
+    /// Whether no file before has an element of this path and tag.
+    bool isFirst(pugi::xml_node element) const;
     /// What a reference (an element with a path as its text) names, by the attributes DEST and BASE. A
     /// relative path is completed by the REFERENCE-BASES of the packages around it. A path that leads nowhere
     /// is remarked once. \return null for that, and for a null node

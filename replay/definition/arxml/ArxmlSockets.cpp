@@ -162,7 +162,7 @@ void ArxmlSockets::add(pugi::xml_node identifier, const Socket& server, const So
     const auto id = arxmlUnsigned(header);
     constexpr std::uint64_t greatestId = std::numeric_limits<std::uint32_t>::max();
     if (!header.empty() && (!id || *id > greatestId)) {
-        return model.leftOut(pdu.triggering, "HEADER-ID is no number of 32 bits; not decoded there");
+        return model.leftOut(identifier, "HEADER-ID is no number of 32 bits; not decoded there");
     }
     if (!pdu.triggering || !model.takeRepeated(pdu.triggering, 1)) {
         return;

@@ -22,7 +22,7 @@ constexpr std::uint64_t max16 = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint64_t max32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t max64 = std::numeric_limits<std::uint64_t>::max();
 constexpr std::uint64_t maxPduId = 0xFFFFFF;
-constexpr std::uint64_t lastLinId = 63;
+constexpr std::uint64_t lastLinFrameId = 63;
 constexpr unsigned classicBytes = 8;
 constexpr std::uint64_t lastClassicBit = 63;
 constexpr unsigned lastFdBit = 511;
@@ -350,7 +350,7 @@ const DefinitionKind<linSignalDef_t>& linKind() {
     static const DefinitionKind<linSignalDef_t> kind = {
         SignalKind::Lin,
         withFields<Record>(busFields(), {required(field<Record>("msgId", &Record::msgId,
-                                                                IdentifierCodec{lastLinId}, linIdText)),
+                                                                IdentifierCodec{lastLinFrameId}, linIdText)),
                                          messageField<Record>()}),
         plainDefaults<Record>, checkWord<Record>};
     return kind;
@@ -473,7 +473,7 @@ const Fields<MessageDefinition>& messageFields(SignalKind kind) {
     constexpr std::uint64_t longestFlexRayFrame = 254;
     static const MessageFields fields[] = {
         fieldsOf(SignalKind::Can, longestParameterGroup, canMessageFields()),
-        fieldsOf(SignalKind::Lin, longestLinFrame, {messageIdField({lastLinId}, linIdText)}),
+        fieldsOf(SignalKind::Lin, longestLinFrame, {messageIdField({lastLinFrameId}, linIdText)}),
         fieldsOf(SignalKind::FlexRay, longestFlexRayFrame, {messageIdField({lastSlot}, "Slot of the frame")}),
         fieldsOf(SignalKind::Ethernet, max16, {}),
     };

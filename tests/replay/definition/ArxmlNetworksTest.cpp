@@ -33,7 +33,7 @@ std::string shown(const std::string& notation, std::optional<std::uint8_t> chann
         for (const SignalDefinition& signal : message.signals) {
             const Record& record = std::get<Record>(signal.record);
             out << record.instance << (message.channel ? "@" + std::to_string(*message.channel) : "") << ' '
-                << int{record.bits} << (record.endian ? "b" : "l");
+                << int{record.bits} << (record.endian ? "b" : "l") << record.unit;
             for (const auto& position : record.positions) {
                 show(out, position);
             }
@@ -185,6 +185,9 @@ TEST(ArxmlEthernet, PutsPdusIntoDatagrams) {
          "Q.A 8l [DEFAULT 0 0.0.0.0:2000>10.0.0.1:1000/17 v5 @0] [DEFAULT 0 10.0.0.1:1000>0.0.0.0:2000/17 v5 "
          "@0]\n" +
              ipv6 + "/x/A: its update bit is not looked at\n"},
+        {"references and headers that are none", ethernet(over("c/n/no", "HEADER-ID=x")),
+         ipv6 + "/x/c/n/no: PDU-TRIGGERING-REF leads to no element of these files\n"
+                "/x/c/n: HEADER-ID is no number of 32 bits; not decoded there\n"},
         {"a container takes the place of headers, but not in one",
          ethernet(over("c/n/L") + over("c/n/L", "HEADER-ID=8")),
          "P.A 8l [IPDU 65537 0.0.0.0:2000>10.0.0.1:1000/17 v5 @0]\nP.W 16b [IPDU 65537 "
@@ -245,10 +248,26 @@ SYSTEM-MAPPING(SHORT-NAME=m DATA-MAPPINGS(SENDER-RECEIVER-TO-SIGNAL-MAPPING(SYST
     const std::string deployed = R"(
 SOMEIP-SERVICE-INTERFACE-DEPLOYMENT(SHORT-NAME=d SERVICE-INTERFACE-ID=0x2101 METHOD-DEPLOYMENTS(X())
  EVENT-DEPLOYMENTS(SOMEIP-EVENT-DEPLOYMENT(SHORT-NAME=e EVENT-REF=/x/I/E EVENT-ID=0x8002))))";
+    const std::string application = R"(
+APPLICATION-RECORD-DATA-TYPE(SHORT-NAME=R CATEGORY=STRUCTURE ELEMENTS(
+  APPLICATION-RECORD-ELEMENT(SHORT-NAME=v TYPE-TREF=/x/V) APPLICATION-RECORD-ELEMENT(SHORT-NAME=k TYPE-TREF=/x/K)))
+APPLICATION-ARRAY-DATA-TYPE(SHORT-NAME=K CATEGORY=ARRAY
+  ELEMENT(SHORT-NAME=i TYPE-TREF=/x/V ARRAY-SIZE-SEMANTICS=FIXED-SIZE MAX-NUMBER-OF-ELEMENTS=2))
+APPLICATION-PRIMITIVE-DATA-TYPE(SHORT-NAME=V CATEGORY=VALUE SW-DATA-DEF-PROPS(SW-DATA-DEF-PROPS-VARIANTS(
+  SW-DATA-DEF-PROPS-CONDITIONAL(UNIT-REF=/x/u)))) UNIT(SHORT-NAME=u DISPLAY-NAME=km)
+DATA-TYPE-MAPPING-SET(SHORT-NAME=m DATA-TYPE-MAPS(
+  DATA-TYPE-MAP(APPLICATION-DATA-TYPE-REF=/x/V IMPLEMENTATION-DATA-TYPE-REF=/x/sint16)))
+IMPLEMENTATION-DATA-TYPE(SHORT-NAME=sint16 CATEGORY=VALUE)
+INTERFACE(SHORT-NAME=I FIELD(SHORT-NAME=F TYPE-TREF=/x/R))
+SOMEIP-SERVICE-INTERFACE-DEPLOYMENT(SHORT-NAME=d SERVICE-INTERFACE-ID=0x2101 FIELD-DEPLOYMENTS(
+  SOMEIP-FIELD-DEPLOYMENT(SHORT-NAME=f FIELD-REF=/x/I/F NOTIFIER(EVENT-ID=0x8002) GET(METHOD-ID=1)))))";
     const struct {
         const char* name;
         std::string description, expected;
     } rows[] = {
+        {"a field of application types", application,
+         "F.v 16bkm " + at + "7]\nF.k_0 16bkm " + at + "23]\nF.k_1 16bkm " + at +
+             "39]\n/x/d/f: its getter and setter are not decoded: call and answer have one identifier\n"},
         {"a service, most significant bytes first",
          types("TYPE-REFERENCE(TYPE-REFERENCE-REF=/x/uint8_t)") + deployed,
          "E.b 8b " + at + "7]\nE.a_0_w 16b " + at + "15]\nE.a_0_f 32b " + at + "31]\nE.a_1_w 16b " + at +

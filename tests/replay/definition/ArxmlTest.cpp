@@ -380,6 +380,7 @@ TEST(Arxml, FilesAreReadTogetherAndClustersChosen) {
     EXPECT_EQ(signalsOf(read({{"Body", {}}, {"Seat", std::uint8_t{4}}})), can + lin);
     EXPECT_EQ(signalsOf(read({{"Seat", std::uint8_t{4}}})), lin);
     EXPECT_EQ(read({}).clusters, (std::vector<std::string>{"Body", "Seat"}));
+    EXPECT_EQ(parseArxml({{xmlOf(buses), "a.arxml"}, {xmlOf(buses), "b.arxml"}}).messages.size(), 2);
     EXPECT_EQ(signalsOf(parseArxml({{xmlOf(buses), "a.arxml"}}, {}, {{"Seat", {}}})),
               "lin 51 from \na.arxml:25: /lib/s/S: SIGNAL-REF leads to no element of these files\n");
     EXPECT_EQ(signalsOf(parseArxml({{"<AUTOSAR>\n<A></B>", "c.arxml"}, {"<a/>", "d.arxml"}})),

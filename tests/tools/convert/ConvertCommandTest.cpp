@@ -1,6 +1,7 @@
 /// \file
 /// What `rksignal convert` writes, says and refuses.
 #include "support/CapturedOutput.h"
+#include "text/NumberText.h"
 #include "tools/ProgramRun.h"
 #include "tools/RecordFile.h"
 
@@ -227,6 +228,54 @@ TEST(ConvertTrace, BlfFilesAndCapturesHoldFramesOfAllBuses) {
         "messages converted: 2\nnot held by the output: remote frames (1), times before that of the first "
         "message (1)\n");
     EXPECT_EQ(folder.read("c.log"), "(2.500000) can0 123#11\n(2.500000) can0 123#22\n");
+}
+
+TEST(ConvertTrace, CutsOutWhatIsChosen) {
+    const TemporaryFolder folder;
+    folder.write("a.log",
+                 "(10.0) can0 1CECFF00#200B0002FFE3FE00\n" // the announcement of a group in two packets
+                 "(10.1) can0 100#0102\n(10.2) can0 101#03\n(10.3) can1 00000100#04\n"
+                 "(10.4) can0 1CEBFF00#0101020304050607\n(10.5) can0 1CEBFF00#0208090A0BFFFFFF\n"
+                 "(10.6) can0 1CEBFF17#0101020304050607\n(11.0) can0 100#05\n");
+    folder.write("b.rktrace", RecordFile()
+                                  .add(LINTraceMessage{20'000'000'000, {1}, 0, 0xC1})
+                                  .add(LINTraceMessage{20'100'000'000, {1}, 0, 0x42})
+                                  .add(GpioTraceMessage{20'200'000'000, {{7, 1, 1}, {8, 0, 1}}})
+                                  .add(GPSTraceMessage{20'300'000'000, "$"})
+                                  .bytes());
+    folder.write("d.json", R"({"can": [
+{"instance": "Group.Last", "msgId": "0x18FEE300", "extended": true, "j1939": true, "startbit": 80, "bits": 8},
+{"instance": "Engine.Speed", "message": "Engine", "msgId": "0x100", "startbit": 0, "bits": 8}],
+"lin": [{"instance": "Seat.Heating", "msgId": 2, "bits": 1}, {"instance": "Window.Up", "msgId": 1, "bits": 1}]})");
+    const struct {
+        const char* arguments;
+        const char* times; ///< of the messages that are left
+    } rows[] = {
+        {"a.log --ids 100,101", "10.100000 10.200000 11.000000 "},
+        {"a.log --ids 00000100 --ids 1CEC0000-1CECFFFF", "10.000000 10.300000 "},
+        {"a.log --ids can --from +0.3 --for 200ms", "10.300000 10.400000 10.500000 "},
+        {"a.log --only Engine --definitions d.json --ids 101", "10.100000 10.200000 11.000000 "},
+        {"a.log --only 'Group.*' --definitions d.json", "10.000000 10.400000 10.500000 "},
+        {"b.rktrace --ids lin:2-3F,digital:8", "20.100000 20.200000 "},
+        {"b.rktrace --ids gps --only 'S*.Heating' --definitions d.json", "20.100000 20.300000 "},
+    };
+    for (const auto& [arguments, times] : rows) {
+        folder.run(std::string("rksignal convert -q ") + arguments + " cut.rktrace");
+        std::istringstream file(folder.read("cut.rktrace"));
+        TraceRecordReader reader(file);
+        std::string left;
+        while (reader.next()) {
+            left += timeText(recordTimestamp(reader.record())) + ' ';
+        }
+        EXPECT_EQ(left, times) << arguments;
+    }
+    EXPECT_EQ(folder.run("rksignal convert a.log cut.log --ids 100 --to 10.5").messages,
+              "messages converted: 1\nmessages left out by --ids and --only: 5\noutside the window of time: "
+              "2 messages\n");
+    for (const char* const ids : {"1-FFF", "2FFFFFFF", "x", "lan:1", "flexray:A", "", "1,,2", "20-10"}) {
+        EXPECT_EQ(folder.run("rksignal convert a.log cut.log --ids '" + std::string(ids) + "'").status, 2)
+            << ids;
+    }
 }
 
 } // namespace

@@ -21,7 +21,8 @@ class DecodeUsage : public testing::Test {
 TEST_F(DecodeUsage, WrongCallsAreRefusedWithOneMessage) {
     const std::string help = "Run with --help for more information.\n";
     const std::pair<std::string, std::string> rows[] = {
-        {"rksignal encode", "A subcommand is required\n" + help},
+        {"rksignal encode", "rksignal: there is no command encode; close are decode\n" + help},
+        {"rksignal -- x", "A subcommand is required\n" + help},
         {"rksignal decode t.log", "rksignal: there are no definitions: --definitions gives them\n"},
         {"rksignal decode --dbc a.dbc", "rksignal: there is no trace\n"},
         {"$decode absent.log", "rksignal: cannot open absent.log: No such file or directory\n"},

@@ -156,7 +156,7 @@ TEST_F(MixedTrace, DefinitionsWithoutAChannelAreForFramesOfAll) {
     folder.write("bound.json", "{" + std::regex_replace(buses, std::regex("@"), R"("channel": 5,)"));
     RecordFile file;
     for (const std::uint8_t channel : {std::uint8_t{0}, std::uint8_t{5}, std::uint8_t{255}}) {
-        const std::uint64_t time = (channel + 1) * second;
+        const std::uint64_t time = (std::uint64_t{channel} + 1) * second;
         file.add(LINTraceMessage{time, {1}, channel, 1})
             .add(FlexRayExtTraceMessage{time, FlexRayExtTraceMessage::Static, channel, {2, 2}, 7, 0, {2, 2}})
             .add(MIITraceMessage{time, FrameText{}.with({3}), channel});

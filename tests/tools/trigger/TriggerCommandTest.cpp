@@ -102,7 +102,7 @@ Engine.Speed >= 3000 && Gear.Lever == 2: unknown
 }
 
 TEST_F(TriggerCommand, OverlappingWindowsHaveAFileEachAndAClockSetBackEndsThem) {
-    trigger(fast + "--timeout 1.5 --window 0.01,0.99 --windows w",
+    trigger(fast + "--timeout 1.5 --window 0.01,0.99 --windows w --frames log",
             drive + std::string("(9.0) can0 200#0200\n(10.0) can0 100#E02E\n(10.5) can0 100#E02E\n"));
     const std::string both =
         "100.010000,0,can,Gear.Lever,2,,2,Drive\n100.020000,1,can,Engine.Speed,3000.25,rpm,12001,\n"
@@ -111,6 +111,10 @@ TEST_F(TriggerCommand, OverlappingWindowsHaveAFileEachAndAClockSetBackEndsThem) 
     EXPECT_EQ(folder.read("w/fast-1.csv"),
               valueHeader + "100.000000,0,can,Engine.Speed,3000,rpm,12000,\n" + both);
     EXPECT_EQ(folder.read("w/fast-2.csv"), valueHeader + both);
+    EXPECT_EQ(folder.read("w/fast-2.log"),
+              "(100.010000) can0 200#0200\n(100.020000) can1 100#E12E\n(100.030000) can0 100#E12E\n"
+              "(100.040000) can0 300#000500\n(101.000000) can0 100#0000\n");
+    EXPECT_EQ(folder.read("w/fast-4.log"), "(9.000000) can0 200#0200\n");
     EXPECT_EQ(folder.read("w/fast-4.csv"), valueHeader + "9.000000,0,can,Gear.Lever,2,,2,Drive\n");
     EXPECT_EQ(
         folder.read("w/fast-5.csv"),

@@ -1,0 +1,130 @@
+#include "explain/ExplainCommand.h"
+
+#include "command/TraceRun.h"
+#include "command/UsageError.h"
+#include "explain/MissingValue.h"
+#include "explain/SignalReport.h"
+#include "explain/SignalWatch.h"
+#include "output/OutputFile.h"
+#include "text/ClosestNames.h"
+#include "text/PrintableText.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace rksignal {
+namespace {
+
+/// One run of the command.
+class ExplainRun {
+  public:
+    ExplainRun(const ExplainOptions& options, const Console& console)
+        : options(options), run(options, console), file(options.output, console.output, run.inputs()),
+          out(file) {
+        run.catalog().addSources(options.instance);
+    }
+
+    ExitStatus explain() {
+        const std::optional<std::size_t> signal = find();
+        const bool hasValue = signal ? explainSignal(*signal) : explainDropped();
+        if (!out.finish()) {
+            return Clean; // the reader has seen enough
+        }
+        file.complete();
+        if (run.interrupted()) {
+            return Interrupted;
+        }
+        return hasValue && isUnderstood ? Clean : Damaged;
+    }
+
+  private:
+    std::optional<std::size_t> find() {
+        const auto& names = run.storage().instancesByName;
+        const auto entry = names.find(options.instance);
+        return entry != names.end() ? std::optional(run.catalog().indexOf(entry->second->id)) : std::nullopt;
+    }
+
+    /// \return whether it has a value
+    bool explainSignal(std::size_t index) {
+        SignalWatch watch(run.catalog(), index, options.frames);
+        const ReplayStatistics statistics = run.replay(watch, watch);
+        isUnderstood = run.understood(statistics);
+        const ReplayResult result{run.catalog(), statistics, run.channels()};
+        const Catalog::Origin& origin = run.catalog().origin(index);
+        BaseSignal& signal = *run.catalog().signals()[index];
+        const Reception reception = run.catalog().receptionOf(signal);
+        const bool hasValue = !watch.values().empty() && reception != Reception::Withdrawn;
+        writeHeadline(hasValue ? valueOf(signal) : std::string("no value, ") + receptionText(reception));
+        const std::vector<std::string> reasons = reasonsForNoValue(result, index, watch);
+        if (hasValue && !reasons.empty()) {
+            out.append(std::string("  not in the last frame of its message: ") + receptionText(reception) +
+                       "\n");
+        }
+        for (const std::string& reason : reasons) {
+            out.append("  " + printable(reason) + "\n");
+        }
+        writeDefinition(run.catalog(), *origin.message, origin.definition(), out);
+        if (!watch.values().empty()) {
+            writeValue(result, index, watch, run.times(), out);
+        }
+        return hasValue;
+    }
+
+    static std::string valueOf(BaseSignal& signal) {
+        double value = 0;
+        unsigned long timestamp = 0;
+        signal.read(value, timestamp);
+        return doubleText(value) + (signal.def.unit.empty() ? "" : " " + signal.def.unit);
+    }
+
+    void writeHeadline(const std::string& text) {
+        out.append(printable(options.instance) + ": " + printable(text) + "\n");
+    }
+
+    /// Of a signal that is defined and is not decoded. \return false: it has no value
+    bool explainDropped() {
+        std::vector<std::string_view> names;
+        for (const MessageDefinition& message : run.catalog().messages()) {
+            for (const SignalDefinition& signal : message.signals) {
+                const std::string& instance = signal.common().instance;
+                names.push_back(instance);
+                if (instance == options.instance) {
+                    writeHeadline("no value, the definition is not used");
+                    writeDefinition(run.catalog(), message, signal, out);
+                    return false;
+                }
+            }
+        }
+        throw UsageError("there is no signal " + options.instance + closestNames(options.instance, names));
+    }
+
+    const ExplainOptions& options;
+    TraceRun run;
+    OutputFile file;
+    OutputBuffer out;
+    bool isUnderstood = true;
+};
+
+} // namespace
+
+ExitStatus explain(const ExplainOptions& options, const Console& console) {
+    return ExplainRun(options, console).explain();
+}
+
+void addExplainCommand(CLI::App& program, const Console& console, int& status) {
+    const auto options = std::make_shared<ExplainOptions>();
+    CLI::App& command =
+        *program.add_subcommand("explain", "Show how a signal comes to its value, or why it has none");
+    command.add_option("INSTANCE", options->instance, "Name of the signal")->required();
+    addTraceArguments(command, *options);
+    command.add_option("--frames", options->frames, "How many of the last frames are shown")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1000000));
+    addResultArguments(command, *options);
+    command.footer("Example:\n  rksignal explain Engine.Speed --dbc drive.dbc drive.log");
+    command.callback([options, &console, &status] { status = explain(*options, console); });
+}
+
+} // namespace rksignal

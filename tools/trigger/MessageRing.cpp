@@ -1,0 +1,78 @@
+#include "trigger/MessageRing.h"
+
+#include "rktrace/TraceRecord.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace rksignal {
+
+template <class Message>
+void MessageRing::keep(const Message& message) {
+    encodeRecord(message, scratch);
+    push(scratch, message.timestamp);
+}
+
+void MessageRing::receive(const SystemMessage& message) {
+    if (const auto* const usage = dynamic_cast<const SystemUsageMessage*>(&message)) {
+        keep(*usage);
+    } else {
+        keep(message);
+    }
+}
+
+bool MessageRing::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
+    push(bytes, timestamp);
+    return true;
+}
+
+void MessageRing::push(std::span<const std::uint8_t> bytes, std::uint64_t time) {
+    const Head head{time, bytes.size()};
+    const std::size_t size = sizeof head + bytes.size();
+    while (first < kept.size() && kept.size() - first + size > limit) {
+        lost = std::max(lost, headAt(first).time);
+        pop();
+    }
+    if (2 * first > kept.size()) { // moves no more bytes than were forgotten since the last time
+        kept.erase(kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(first));
+        first = 0;
+    }
+    const std::size_t end = kept.size();
+    kept.resize(end + size);
+    std::memcpy(kept.data() + end, &head, sizeof head);
+    std::copy(bytes.begin(), bytes.end(), kept.begin() + static_cast<std::ptrdiff_t>(end + sizeof head));
+}
+
+MessageRing::Head MessageRing::headAt(std::size_t offset) const {
+    Head head{};
+    std::memcpy(&head, kept.data() + offset, sizeof head);
+    return head;
+}
+
+void MessageRing::pop() {
+    first += sizeof(Head) + headAt(first).length;
+}
+
+void MessageRing::forgetBefore(std::uint64_t time) {
+    while (first < kept.size() && headAt(first).time < time) {
+        pop();
+    }
+}
+
+void MessageRing::clear() {
+    kept.clear();
+    first = 0;
+}
+
+void MessageRing::deliver(std::uint64_t from, std::uint64_t to, MessageSink& sink) const {
+    for (std::size_t offset = first; offset < kept.size();) {
+        const Head head = headAt(offset);
+        offset += sizeof head;
+        if (from <= head.time && head.time <= to) {
+            sink.receiveRecord({kept.data() + offset, head.length}, head.time);
+        }
+        offset += head.length;
+    }
+}
+
+} // namespace rksignal
