@@ -7,6 +7,7 @@
 #include "decode/DecodeCommand.h"
 #include "events/EventsCommand.h"
 #include "explain/ExplainCommand.h"
+#include "export/ExportCommand.h"
 #include "info/InfoCommand.h"
 #include "list/ListCommand.h"
 #include "output/OutputBuffer.h"
@@ -106,6 +107,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     int status = Clean;
     addInfoCommand(program, console, status);
     addDecodeCommand(program, console, status);
+    addExportCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addAuditCommand(program, console, status);
     addListCommand(program, console, status);

@@ -110,7 +110,8 @@ std::optional<std::uint64_t> parseDuration(std::string_view text) {
         std::uint64_t multiplier;
         std::uint64_t divisor;
     };
-    constexpr Unit units[] = {{"ms", 1, 1000}, {"min", 60, 1}, {"h", 3600, 1}, {"s", 1, 1}, {"", 1, 1}};
+    constexpr Unit units[] = {{"ns", 1, 1'000'000'000}, {"us", 1, 1'000'000}, {"ms", 1, 1000}, {"s", 1, 1},
+                              {"min", 60, 1},           {"h", 3600, 1},       {"", 1, 1}};
     const std::size_t end = std::min(text.find_first_not_of("0123456789."), text.size());
     const auto* const unit = std::find_if(std::begin(units), std::end(units),
                                           [&](const Unit& each) { return each.name == text.substr(end); });
