@@ -6,6 +6,8 @@
 namespace rksignal {
 namespace {
 
+using namespace std::string_view_literals;
+
 constexpr std::string_view decimalDigits = "0123456789";
 constexpr std::string_view alphanumeric = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_";
 
@@ -86,7 +88,7 @@ Token tokenAt(std::string_view text, std::size_t start) {
 } // namespace
 
 bool endsName(char character) {
-    constexpr std::string_view ends("\0 \t\r\n!&()*+,-/:<=>|", 20);
+    constexpr std::string_view ends = "\0 \t\r\n!&()*+,-/:<=>|"sv;
     return ends.find(character) != ends.npos;
 }
 

@@ -63,6 +63,24 @@ TEST(Readme, ShowsWhatTheProgramsPrint) {
     EXPECT_EQ(commands, 3);
 }
 
+/// Its blocks run one after the other; what a block prints is shown behind it, or it prints nothing.
+TEST(Guide, ShowsWhatTheProgramsPrint) {
+    const rksignal::TemporaryFolder folder;
+    const std::string guide =
+        std::regex_replace(contentOf(project / "docs/guide.md"), std::regex("\\.\\./\\.\\./examples"),
+                           (project / "examples").string());
+    const std::regex block("```sh\n([^`]*)```\n(?:\n```text\n([^`]*)```)?");
+    int blocks = 0;
+    for (std::sregex_iterator match(guide.begin(), guide.end(), block), end; match != end;
+         ++match, ++blocks) {
+        const auto result = folder.run("make_drive() { " MAKE_DRIVE " \"$@\"; }\n" + match->str(1));
+        const std::string printed = std::regex_replace(result.output, std::regex("\n\n$"), "\n");
+        EXPECT_EQ(printed, match->str(2)) << match->str(1) << result.messages;
+        EXPECT_EQ(result.status, 0) << match->str(1) << result.messages;
+    }
+    EXPECT_EQ(blocks, 8);
+}
+
 TEST(Documents, NameOnlyWhatExists) {
     const std::string build = contentOf(project / "CMakeLists.txt") +
                               contentOf(project / "examples/CMakeLists.txt") +
@@ -89,8 +107,9 @@ TEST(Documents, NameOnlyWhatExists) {
         for (const std::string& preset : matches(text, R"(--preset[ =](\w+))")) {
             EXPECT_NE(build.find("\"" + preset + "\""), std::string::npos) << preset;
         }
-        for (const char* program : {"rksignal decode", "rksignal trigger", "rksignal events",
-                                    "rksignal check", "rksignal convert", "make_drive"}) {
+        for (const char* program :
+             {"rksignal decode", "rksignal trigger", "rksignal events", "rksignal check", "rksignal convert",
+              "rksignal list", "rksignal explain", "rksignal export", "make_drive"}) {
             const std::string help = outputOf((programs / program).string() + " --help");
             for (const std::string& use : matches(text, "(" + std::string(program) + " [^`\n]*)")) {
                 for (const std::string& option : matches(use, R"( (--?[a-z][a-z-]*))")) {

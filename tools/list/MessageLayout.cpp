@@ -122,7 +122,7 @@ class LayoutDrawer {
         if (same != branches.end()) {
             same->second.push_back(range);
         } else {
-            branches.push_back({std::move(members), {range}});
+            branches.emplace_back(std::move(members), std::vector<ValueRange>{range});
         }
     }
 

@@ -11,6 +11,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -143,6 +144,19 @@ TEST_F(Interrupted, TwiceEndsTheProgramWithoutATrace) {
     close(full);
     EXPECT_EQ(folder.read("out.log"), "old");
     EXPECT_EQ(folder.run("find . -name '*.part'").output, "");
+}
+
+TEST_F(Terminal, BoxesNeedUtf8AndColoursCanBeForbidden) {
+    const std::string explain = " " RKSIGNAL_PROGRAM " explain -q --dbc a.dbc Motor.Speed t.log";
+    const std::tuple<const char*, bool, bool> cases[] = {{"TERM=xterm NO_COLOR= LC_ALL=C.UTF-8", true, true},
+                                                         {"TERM=xterm NO_COLOR=1 LC_ALL=C.utf8", true, false},
+                                                         {"TERM=dumb NO_COLOR= LC_ALL=C", false, false}};
+    for (const auto& [environment, boxes, colours] : cases) {
+        const std::string text = show(environment + explain, 80);
+        EXPECT_NE(text.find(colours ? "\033[7m  1\033[0m" : "[1]"), text.npos) << text;
+        EXPECT_EQ(text.find("\033") != text.npos, colours) << text;
+        EXPECT_NE(text.find(boxes ? "\u2502" : "|"), text.npos) << text;
+    }
 }
 
 } // namespace
