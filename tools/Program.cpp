@@ -1,5 +1,6 @@
 #include "Program.h"
 
+#include "audit/AuditCommand.h"
 #include "check/CheckCommand.h"
 #include "compare/CompareCommand.h"
 #include "convert/ConvertCommand.h"
@@ -108,6 +109,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addDecodeCommand(program, console, status);
     addExportCommand(program, console, status);
     addTriggerCommand(program, console, status);
+    addAuditCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
     addEventsCommand(program, console, status);

@@ -115,6 +115,19 @@ std::uint64_t IntervalSketch::percentile(unsigned percent) const {
     return 0;
 }
 
+std::uint64_t IntervalSketch::countAbove(std::uint64_t interval) const {
+    if (total <= exactIntervals) {
+        return static_cast<std::uint64_t>(std::count_if(
+            exact.begin(), exact.end(), [interval](std::uint64_t each) { return each > interval; }));
+    }
+    const std::uint64_t key = bucketKey(interval) >> collapses;
+    std::uint64_t above = 0;
+    for (const Bucket& bucket : buckets) {
+        above += bucket.key > key ? bucket.count : 0;
+    }
+    return above;
+}
+
 double IntervalSketch::error() const {
     return total <= exactIntervals ? 0 : 0.5 * static_cast<double>(1U << collapses) / (1U << precision);
 }

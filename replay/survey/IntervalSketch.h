@@ -29,6 +29,8 @@ class RKREPLAY_EXPORT IntervalSketch {
     /// The interval of rank ceil(`percent` / 100 * count()), the smallest having rank 1: exact, or the middle
     /// of its bucket. \return 0 if there is none
     std::uint64_t percentile(unsigned percent) const;
+    /// How many are longer than `interval`, as exactly as percentiles are.
+    std::uint64_t countAbove(std::uint64_t interval) const;
     /// The most by which a percentile is off, as a part of it, or of 1024 ns if it is smaller; 0: it is
     /// exact.
     double error() const;

@@ -131,6 +131,7 @@ struct Survey::State {
             return nullptr;
         }
         frames.emplace_back().identity = identity;
+        frames.back().index = frames.size() - 1;
         registerFrames(&frames.back());
         return &frames.back();
     }
@@ -142,7 +143,9 @@ struct Survey::State {
     }
 
     void add(const FrameIdentity& identity, std::uint64_t timestamp, Bytes payload, bool isFd = false) {
-        if (FrameStatistics* const statistics = find(identity)) {
+        FrameStatistics* const statistics = find(identity);
+        latest = statistics;
+        if (statistics != nullptr) {
             count(*statistics, timestamp, payload);
             statistics->isFd = statistics->isFd || isFd;
         } else {
@@ -178,6 +181,7 @@ struct Survey::State {
     static constexpr std::size_t buses = 4; ///< kinds that have channels
 
     std::deque<FrameStatistics> frames; // where they stay
+    const FrameStatistics* latest = nullptr;
     HashIndex<KeyEntry> byKey;          // asked once a frame
     std::unordered_map<FlowPlace, FrameStatistics*, KeyHash> byFlow;
     std::vector<ChannelStatistics> busChannels{buses * 256};
@@ -269,6 +273,10 @@ void Survey::pass(PassedMessage kind, std::uint64_t timestamp) {
 
 const std::deque<FrameStatistics>& Survey::frames() const {
     return state->frames;
+}
+
+const FrameStatistics* Survey::latest() const {
+    return state->latest;
 }
 
 std::vector<ChannelStatistics> Survey::channels() const {

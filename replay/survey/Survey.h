@@ -25,7 +25,8 @@ namespace rksignal {
 /// stands behind the header of Ethernet; of an input the bytes of its value as they stand in a raw record.
 struct FrameStatistics {
     FrameIdentity identity;
-    bool isFd = false; ///< of CAN: frames of CAN FD came, perhaps besides others
+    std::size_t index = 0; ///< in Survey::frames()
+    bool isFd = false;     ///< of CAN: frames of CAN FD came, perhaps besides others
     std::uint64_t count = 0;
     std::uint64_t first = 0; ///< the time of the first message
     std::uint64_t last = 0;  ///< the time of the last message
@@ -93,6 +94,9 @@ class RKREPLAY_EXPORT Survey final : public MessageSink {
 
     /// In the order in which they came.
     const std::deque<FrameStatistics>& frames() const;
+    /// What the last message of a bus was counted in; null if there was none yet, or if it belongs to none of
+    /// the identities that are told apart.
+    const FrameStatistics* latest() const;
     /// By kind and channel.
     std::vector<ChannelStatistics> channels() const;
     const SurveyTotals& totals() const;

@@ -1,6 +1,6 @@
 #include "info/DefinitionRank.h"
 
-#include "info/DefinedFrames.h"
+#include "survey/DefinedFrames.h"
 
 #include <algorithm>
 #include <tuple>

@@ -3,12 +3,12 @@
 #include "command/TraceInput.h"
 #include "command/UsageError.h"
 #include "info/BitRates.h"
-#include "info/DefinedFrames.h"
 #include "info/DefinitionRank.h"
 #include "info/InfoReport.h"
 #include "output/OutputFile.h"
 #include "output/ReplaySummary.h"
 #include "output/WindowSummary.h"
+#include "survey/DefinedFrames.h"
 #include "survey/Survey.h"
 
 #include <CLI/CLI.hpp>

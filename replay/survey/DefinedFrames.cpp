@@ -1,4 +1,4 @@
-#include "info/DefinedFrames.h"
+#include "survey/DefinedFrames.h"
 
 #include <algorithm>
 

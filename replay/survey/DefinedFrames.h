@@ -4,6 +4,7 @@
 
 #include "catalog/Catalog.h"
 #include "survey/FrameIdentity.h"
+#include "text/Export.h"
 
 #include <cstdint>
 #include <map>
@@ -14,7 +15,7 @@
 namespace rksignal {
 
 /// Looks up messages of CAN, LIN and FlexRay by identity; those of other kinds are not found.
-class DefinedFrames {
+class RKREPLAY_EXPORT DefinedFrames {
   public:
     /// `catalog` is complete and outlives the object, which may add instances for senders of parameter
     /// groups.

@@ -1,0 +1,32 @@
+/// \file
+/// `rksignal audit`: what is odd in traces.
+#pragma once
+
+#include "Console.h"
+#include "audit/Audit.h"
+#include "command/TraceOptions.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace rksignal {
+
+struct AuditOptions : TraceOptions {
+    std::vector<std::string> skipped;                   ///< names of rules
+    std::vector<std::string> counters;                  ///< patterns of instance names
+    std::vector<std::string> checksums;                 ///< `GLOB=RULE`
+    std::optional<Severity> failOn = Severity::Warning; ///< none: nothing fails
+    bool json = false;                                  ///< one JSON object, else text
+};
+
+/// Reads the traces and writes what is odd in them.
+/// \return 0: nothing is as severe as `failOn`; 1: something is; 2: something in the definitions or traces
+/// could not be understood; 130: interrupted
+/// \throws UsageError, Error, std::system_error
+int audit(const AuditOptions& options, const Console& console);
+
+/// Adds the command to the program. When it has been called, `status` is set to its result.
+void addAuditCommand(CLI::App& program, const Console& console, int& status);
+
+} // namespace rksignal
