@@ -41,7 +41,8 @@ GridSink::~GridSink() = default;
 bool isContinuous(const baseSignalDef_t& signal) {
     const bool isInteger = signal.type == signalValue_t::Unsigned || signal.type == signalValue_t::Signed;
     const bool isState = isInteger && signal.unit.empty() && signal.scale == 1;
-    return signal.valueDescriptions.empty() && signal.bits != 1 && !isState;
+    const bool isClock = signal.unit == "UTC"; // its digits are hours, minutes and seconds, or a date
+    return signal.valueDescriptions.empty() && signal.bits != 1 && !isState && !isClock;
 }
 
 class [[gnu::visibility("hidden")]] SignalGrid::State {
@@ -77,16 +78,20 @@ class [[gnu::visibility("hidden")]] SignalGrid::State {
     GridReport report;
 
   private:
-    bool hasSteps() const { return settings.step > 0; }
-    bool isTooOld(std::uint64_t age) const { return settings.maxAge && age > *settings.maxAge; }
+    bool hasSteps() const {
+        return settings.step > 0;
+    }
+    bool isTooOld(std::uint64_t age) const {
+        return settings.maxAge && age > *settings.maxAge;
+    }
     void addRowsBefore(std::uint64_t timestamp);
     void leaveOutIdleRows(std::uint64_t timestamp);
     void advance();
     void addRow(std::uint64_t timestamp);
-    bool fill(GridColumn& column, GridCell& cell, std::uint64_t row, std::uint64_t timestamp);
-    void setValue(GridColumn& column);
+    bool fill(GridColumn & column, GridCell & cell, std::uint64_t row, std::uint64_t timestamp);
+    void setValue(GridColumn & column);
     void interpolate(const GridColumn& column, std::size_t index, double next);
-    void stopWaiting(GridColumn& column, std::uint64_t end);
+    void stopWaiting(GridColumn & column, std::uint64_t end);
     void release();
 
     GridRows rows;

@@ -67,8 +67,9 @@ struct GridReport {
     GridGap firstGap;
 };
 
-/// Whether a signal can be interpolated. It cannot if its values have texts, if it is one bit wide, or if it
-/// is an integer with neither a unit nor a scale other than 1: a state, a gear, a counter.
+/// Whether a signal can be interpolated. It cannot if its values have texts, if it is one bit wide, if it is
+/// an integer with neither a unit nor a scale other than 1 (a state, a gear, a counter), or if its unit is
+/// UTC: the digits of dates and times of GPS receivers are no quantity.
 RKREPLAY_EXPORT bool isContinuous(const baseSignalDef_t& signal);
 
 /// Brings the values of a replay to one time grid.

@@ -20,6 +20,7 @@ BO_ 257 N: 1
  SG_ Temp : 0|8@1+ (1,-40) [0|0] "°C"
 BO_ 258 P: 1
  SG_ Silent : 0|8@1+ (1,0) [0|0] ""
+ SG_ Clock : 0|8@1+ (0.5,0) [0|0] "UTC"
 VAL_ 256 Gear 5 "Fifth" ;
 )");
         folder.write("t.log", R"((10.000000) can0 100#000000
@@ -74,8 +75,8 @@ TEST_F(ExportCommand, WritesOneRowATime) {
     EXPECT_EQ(run("--step 1us --interpolate").messages,
               R"(5 frames read: 5 decoded, 0 unknown, 0 remote, 0 error
 never seen: 1 of 3 messages: P
-60001 rows of 5 signals, 2 of them interpolated
-no value: P.Silent
+60001 rows of 6 signals, 2 of them interpolated
+no value: P.Silent, P.Clock
 2 gaps between values of more than 10000 rows: held, not interpolated
 1 message with an earlier time than one before: taken for the latest time so far
 )");
