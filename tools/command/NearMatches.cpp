@@ -93,7 +93,7 @@ std::map<std::uint8_t, std::vector<Misplaced>> findMisplaced(const Catalog& cata
 }
 
 /// What would have to be ignored.
-enum class Difference : std::uint8_t { Source, Width, Channel };
+enum class Mismatch : std::uint8_t { Source, Width, Channel };
 constexpr std::array<const char*, 3> differenceNames = {"source address",
                                                         "width of the identifier (11 or 29 bits)", "channel"};
 
@@ -112,12 +112,12 @@ class NearMatches {
             const std::string_view file = fileOf(message.place);
             enterSource(message, file);
             if (!message.isParameterGroup) {
-                enter(Difference::Width, matchOf(message) ^ extendedFlag, channelOf(message), file);
+                enter(Mismatch::Width, matchOf(message) ^ extendedFlag, channelOf(message), file);
             }
             // one that has frames is where it belongs, and that no frame came on its channel is said
             // elsewhere
             if (message.channel && came[*message.channel] && decoder->statistics().channels.none()) {
-                enter(Difference::Channel, matchOf(message), anyChannel, file);
+                enter(Mismatch::Channel, matchOf(message), anyChannel, file);
             }
         }
         for (const UnknownMessage& message : statistics.unknownMessages.of(SignalKind::Can)) {
@@ -128,11 +128,11 @@ class NearMatches {
     }
 
     /// By file, then as the differences are named.
-    const std::map<std::pair<std::string_view, Difference>, std::uint64_t>& frames() const { return counts; }
+    const std::map<std::pair<std::string_view, Mismatch>, std::uint64_t>& frames() const { return counts; }
 
   private:
     static constexpr int anyChannel = -1;
-    using Key = std::tuple<Difference, int, std::uint32_t>; // the second is the channel
+    using Key = std::tuple<Mismatch, int, std::uint32_t>; // the second is the channel
 
     static int channelOf(const MessageDefinition& message) {
         return message.channel ? int{*message.channel} : anyChannel;
@@ -140,21 +140,21 @@ class NearMatches {
 
     void enterSource(const MessageDefinition& message, std::string_view file) {
         if (message.isParameterGroup && j1939::sourceOf(message.id) != j1939::nullAddress) {
-            enter(Difference::Source, groupFlag | j1939::groupOf(message.id), channelOf(message), file);
+            enter(Mismatch::Source, groupFlag | j1939::groupOf(message.id), channelOf(message), file);
         } else if (message.extended && !message.isParameterGroup) {
-            enter(Difference::Source, message.id >> 8, channelOf(message), file);
+            enter(Mismatch::Source, message.id >> 8, channelOf(message), file);
         }
     }
 
-    void enter(Difference difference, std::uint32_t match, int channel, std::string_view file) {
+    void enter(Mismatch difference, std::uint32_t match, int channel, std::string_view file) {
         files[{difference, channel, match}].insert(file);
     }
 
     void count(const UnknownMessage& message) {
         const std::uint32_t id = message.identifier & ~extendedFlag;
         const int channel = message.origin.channel.value_or(0);
-        std::set<std::pair<std::string_view, Difference>> found;
-        const auto look = [&](Difference difference, std::uint32_t match) {
+        std::set<std::pair<std::string_view, Mismatch>> found;
+        const auto look = [&](Mismatch difference, std::uint32_t match) {
             for (const int bound : {anyChannel, channel}) {
                 const auto entry = files.find({difference, bound, match});
                 if (entry != files.end()) {
@@ -164,13 +164,13 @@ class NearMatches {
                 }
             }
         };
-        look(Difference::Width, message.identifier);
-        look(Difference::Channel, message.identifier);
+        look(Mismatch::Width, message.identifier);
+        look(Mismatch::Channel, message.identifier);
         if (id != message.identifier) {
-            look(Difference::Source, id >> 8);
-            look(Difference::Source, groupFlag | j1939::groupOf(id));
-            look(Difference::Channel, groupFlag | j1939::groupAndSource(id));
-            look(Difference::Channel, groupFlag | anySourceFlag | j1939::groupOf(id));
+            look(Mismatch::Source, id >> 8);
+            look(Mismatch::Source, groupFlag | j1939::groupOf(id));
+            look(Mismatch::Channel, groupFlag | j1939::groupAndSource(id));
+            look(Mismatch::Channel, groupFlag | anySourceFlag | j1939::groupOf(id));
         }
         for (const auto& match : found) {
             counts[match] += message.count;
@@ -190,14 +190,14 @@ class NearMatches {
             const auto entry = unseen.find(message.identifier);
             if (entry != unseen.end()) {
                 for (const std::string_view file : entry->second) {
-                    counts[{file, Difference::Channel}] += message.count;
+                    counts[{file, Mismatch::Channel}] += message.count;
                 }
             }
         }
     }
 
     std::map<Key, std::set<std::string_view>> files;
-    std::map<std::pair<std::string_view, Difference>, std::uint64_t> counts;
+    std::map<std::pair<std::string_view, Mismatch>, std::uint64_t> counts;
 };
 
 } // namespace
