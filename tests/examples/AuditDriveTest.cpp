@@ -125,4 +125,21 @@ TEST(AuditDrive, FindsPlantedFaultsOnly) {
     EXPECT_EQ(drive.audit("--skip checksum --skip counter-stuck --fail-on error").substr(0, 9), "status 0\n");
 }
 
+TEST(AuditDrive, RefusesWhatItDoesNotKnow) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"--skip cheksum", "--skip cheksum: there is no such rule; close are checksum\n"},
+        {"--checksum Engine.Checksum", "--checksum Engine.Checksum: not of the form GLOB=RULE\n"},
+        {"--checksum Engine.Checksum=crc",
+         "--checksum Engine.Checksum=crc: the rule is none of xor, sum, crc8-j1850, "
+         "crc8-h2f, e2e1:ID[:MODE], e2e2:LIST, e2e5:ID\n"},
+        {"--checksum 'Engin.*=xor'", "--checksum Engin.* matches no signal"}};
+    for (const auto& [options, message] : rows) {
+        const auto result =
+            TemporaryFolder().run("echo '(1.0) can0 123#' > drive.log; " + command + options + " drive.log");
+        EXPECT_EQ(result.messages.substr(0, 10 + std::string(message).size()),
+                  std::string("rksignal: ") + message);
+        EXPECT_EQ(result.status, 2) << options;
+    }
+}
+
 } // namespace

@@ -8,7 +8,7 @@
 namespace rksignal {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using FindingJson = nlohmann::ordered_json;
 
 /// Texts of definitions may hold anything; a finding is one line.
 std::string lineOf(std::string text) {
@@ -26,25 +26,27 @@ std::string placeOf(const Finding& finding) {
 }
 
 /// A time as it is shown; a number, but for dates.
-Json jsonMoment(std::uint64_t time, const TimeFormat& times) {
+FindingJson jsonMoment(std::uint64_t time, const TimeFormat& times) {
     const std::string text = timeText(time, times);
-    return times.style == TimeStyle::Iso ? Json(text) : Json::parse(text);
+    return times.style == TimeStyle::Iso ? FindingJson(text) : FindingJson::parse(text);
 }
 
-Json jsonOf(const Finding& finding, const TimeFormat& times) {
-    const auto textOrNull = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
-    Json object{{"rule", infoOf(finding.rule).name},
-                {"severity", findingSeverityName(finding.severity)},
-                {"bus", kindName(finding.kind)},
-                {"channel", finding.channel ? Json(*finding.channel) : Json()},
-                {"id", textOrNull(finding.identifier)},
-                {"message", textOrNull(finding.message)},
-                {"instance", textOrNull(finding.instance)},
-                {"text", finding.text},
-                {"count", finding.count},
-                {"first", finding.count > 0 ? jsonMoment(finding.first, times) : Json()},
-                {"last", finding.count > 0 ? jsonMoment(finding.last, times) : Json()},
-                {"occurrences", Json::array()}};
+FindingJson jsonOf(const Finding& finding, const TimeFormat& times) {
+    const auto textOrNull = [](const std::string& text) {
+        return text.empty() ? FindingJson() : FindingJson(text);
+    };
+    FindingJson object{{"rule", infoOf(finding.rule).name},
+                       {"severity", findingSeverityName(finding.severity)},
+                       {"bus", kindName(finding.kind)},
+                       {"channel", finding.channel ? FindingJson(*finding.channel) : FindingJson()},
+                       {"id", textOrNull(finding.identifier)},
+                       {"message", textOrNull(finding.message)},
+                       {"instance", textOrNull(finding.instance)},
+                       {"text", finding.text},
+                       {"count", finding.count},
+                       {"first", finding.count > 0 ? jsonMoment(finding.first, times) : FindingJson()},
+                       {"last", finding.count > 0 ? jsonMoment(finding.last, times) : FindingJson()},
+                       {"occurrences", FindingJson::array()}};
     for (const Occurrence& each : finding.occurrences) {
         object["occurrences"].push_back({{"time", jsonMoment(each.time, times)}, {"text", each.text}});
     }
@@ -72,13 +74,13 @@ void AuditReport::writeText(OutputBuffer& out) const {
 
 void AuditReport::writeJson(OutputBuffer& out) const {
     const auto number = counts();
-    const Json head{{"errors", number[2]}, {"warnings", number[1]}, {"notes", number[0]}};
+    const FindingJson head{{"errors", number[2]}, {"warnings", number[1]}, {"notes", number[0]}};
     std::string text = head.dump();
     text.pop_back();
     out.append(text + ",\"findings\":[");
     for (const Finding& finding : findings) {
         out.append((&finding == &findings.front() ? "\n" : ",\n") +
-                   jsonOf(finding, times).dump(-1, ' ', false, Json::error_handler_t::replace));
+                   jsonOf(finding, times).dump(-1, ' ', false, FindingJson::error_handler_t::replace));
     }
     out.append("\n]}\n");
 }

@@ -94,7 +94,7 @@ std::map<std::uint8_t, std::vector<Misplaced>> findMisplaced(const Catalog& cata
 
 /// What would have to be ignored.
 enum class Mismatch : std::uint8_t { Source, Width, Channel };
-constexpr std::array<const char*, 3> mismatchNames = {"source address",
+constexpr std::array<const char*, 3> differenceNames = {"source address",
                                                         "width of the identifier (11 or 29 bits)", "channel"};
 
 /// Of `FILE:LINE` or `FILE#/can/3`.
@@ -248,7 +248,7 @@ void printNearMatches(std::ostream& out, const Catalog& catalog, const ReplaySta
     for (const auto& [match, frames] : matches.frames()) {
         const auto& [file, difference] = match;
         out << frames << " frame" << (frames == 1 ? "" : "s") << " would match " << file << " if the "
-            << mismatchNames[static_cast<std::size_t>(difference)] << " were ignored\n";
+            << differenceNames[static_cast<std::size_t>(difference)] << " were ignored\n";
     }
 }
 

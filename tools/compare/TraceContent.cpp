@@ -77,15 +77,15 @@ class PropertyComparison {
     std::vector<Difference>& differences;
 };
 
-double milliseconds(std::uint64_t nanoseconds) {
+double inMilliseconds(std::uint64_t nanoseconds) {
     const std::uint64_t microseconds = (nanoseconds + 500) / 1000;
     return static_cast<double>(microseconds) / 1000;
 }
 
 void compareFrames(PropertyComparison compare, const FrameStatistics& left, const FrameStatistics& right) {
     compare.count("count", left.count, right.count);
-    compare.number("cycle_ms", milliseconds(left.cycle.percentile(50)),
-                   milliseconds(right.cycle.percentile(50)));
+    compare.number("cycle_ms", inMilliseconds(left.cycle.percentile(50)),
+                   inMilliseconds(right.cycle.percentile(50)));
     compare.count("shortest", left.shortest, right.shortest);
     compare.count("longest", left.longest, right.longest);
     compare.text("changes", changedBytesText(left.changes), changedBytesText(right.changes));
