@@ -182,7 +182,7 @@ struct Survey::State {
 
     std::deque<FrameStatistics> frames; // where they stay
     const FrameStatistics* latest = nullptr;
-    HashIndex<KeyEntry> byKey;          // asked once a frame
+    HashIndex<KeyEntry> byKey; // asked once a frame
     std::unordered_map<FlowPlace, FrameStatistics*, KeyHash> byFlow;
     std::vector<ChannelStatistics> busChannels{buses * 256};
     SurveyTotals totals;

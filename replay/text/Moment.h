@@ -34,9 +34,9 @@ RKREPLAY_EXPORT std::optional<Moment> parseMoment(std::string_view text);
 /// Reads seconds with at most 9 decimals (`2`, `0.5`, `1700000012.345678`) exactly. \return nanoseconds
 RKREPLAY_EXPORT std::optional<std::uint64_t> decimalSeconds(std::string_view text);
 
-/// Reads a number with at most 9 decimals and its unit, `h`, `min`, `s`, `ms`, `us` or `ns`; without one it is
-/// seconds. Parts of a nanosecond are dropped.
-/// \return nanoseconds; nothing if it is no duration, or too long for 64 bits
+/// Reads a number with at most 9 decimals and its unit, `h`, `min`, `s`, `ms`, `us` or `ns`; without one it
+/// is seconds. Parts of a nanosecond are dropped. \return nanoseconds; nothing if it is no duration, or too
+/// long for 64 bits
 RKREPLAY_EXPORT std::optional<std::uint64_t> parseDuration(std::string_view text);
 
 } // namespace rksignal

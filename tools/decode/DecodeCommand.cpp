@@ -67,8 +67,9 @@ void addDecodeCommand(CLI::App& program, const Console& console, int& status) {
     command.add_flag("--changed", options->changedOnly, "Only values that differ from the one before")
         ->excludes(last);
     addOutputArguments(command, *options);
-    command.footer("Examples:\n  rksignal decode --dbc drive.dbc --last drive.log\n"
-                   "  rksignal decode --dbc 0=engine.dbc --dbc 1=body.dbc --only 'Engine.*' -o rows.csv drive.blf");
+    command.footer(
+        "Examples:\n  rksignal decode --dbc drive.dbc --last drive.log\n"
+        "  rksignal decode --dbc 0=engine.dbc --dbc 1=body.dbc --only 'Engine.*' -o rows.csv drive.blf");
     command.callback([options, &console, &status] { status = decode(*options, console); });
 }
 

@@ -66,7 +66,8 @@ std::string manualPage(const ProgramText& text, const std::string& version) {
     out << ".TH RKSIGNAL 1 \"\" \"rksignal " << roff(version) << "\" \"User Commands\"\n"
         << ".SH NAME\nrksignal \\- " << roff(text.program.description) << '\n'
         << ".SH SYNOPSIS\n.B rksignal\n\\fICOMMAND\\fR [\\fIOPTIONS\\fR]...\n"
-        << ".SH DESCRIPTION\n" << roff(text.program.description) << ".\n"
+        << ".SH DESCRIPTION\n"
+        << roff(text.program.description) << ".\n"
         << ".SH OPTIONS\n";
     writeOptions(text.program, out);
     out << ".SH COMMANDS\n";

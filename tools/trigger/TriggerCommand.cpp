@@ -227,7 +227,8 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
     command.add_flag("--overwrite", options->overwrite, "FOLDER may hold windows of an earlier run")
         ->needs(folder);
     addOutputArguments(command, *options)->excludes(explain)->excludes(moments);
-    command.footer("Examples:\n  rksignal trigger --dbc drive.dbc --edge --when 'Engine.Speed > 3000 && Gear.Lever == 2' drive.log\n"
+    command.footer("Examples:\n  rksignal trigger --dbc drive.dbc --edge --when 'Engine.Speed > 3000 && "
+                   "Gear.Lever == 2' drive.log\n"
                    "  rksignal trigger --dbc drive.dbc --when 'hot = Engine.Oil > 120' --explain drive.log");
     command.callback([options, &console, &status] { status = trigger(*options, console); });
 }

@@ -192,18 +192,17 @@ class SignalReader {
         signal.invalid = valueOf(invalid ? invalid : meaning.physical.child("INVALID-VALUE"));
     }
 
-    /// The value of a specification, of a constant or of a literal.
-    std::optional<std::uint64_t> valueOf(pugi::xml_node specification) {
-        if (const pugi::xml_node reference = arxmlAt(specification, {"CONSTANT-REFERENCE", "CONSTANT-REF"})) {
-            specification = arxmlChild(model.follow(reference), {"VALUE-SPEC", "VALUE"});
+    /// Of what stands for a value: a constant, a text or a literal.
+    std::optional<std::uint64_t> valueOf(pugi::xml_node element) {
+        if (const pugi::xml_node reference = arxmlAt(element, {"CONSTANT-REFERENCE", "CONSTANT-REF"})) {
+            element = arxmlChild(model.follow(reference), {"VALUE-SPEC", "VALUE"});
         }
-        if (const pugi::xml_node text = specification.child("TEXT-VALUE-SPECIFICATION")) {
+        if (const pugi::xml_node text = element.child("TEXT-VALUE-SPECIFICATION")) {
             return wordOfText(arxmlText(text, {"VALUE"}));
         }
-        return rawWord(
-            arxmlText(arxmlChild(specification, {"NUMERICAL-VALUE-SPECIFICATION", "INTEGER-LITERAL",
-                                                 "BOOLEAN-LITERAL", "REAL-LITERAL"}),
-                      {"VALUE"}));
+        return rawWord(arxmlText(arxmlChild(element, {"NUMERICAL-VALUE-SPECIFICATION", "INTEGER-LITERAL",
+                                                      "BOOLEAN-LITERAL", "REAL-LITERAL"}),
+                                 {"VALUE"}));
     }
 
     std::optional<std::uint64_t> wordOfText(std::string_view text) const {

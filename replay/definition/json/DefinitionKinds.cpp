@@ -1,5 +1,7 @@
 #include "definition/json/DefinitionKinds.h"
 
+#include "definition/json/MessageFields.h"
+#include "definition/json/SharedFields.h"
 #include "input/GPSSignal.h"
 #include "input/KeyboardSignal.h"
 #include "input/LoggerStatusSignal.h"
@@ -17,33 +19,11 @@ namespace {
 using CanRow = SignalRow<canSignalDef_t>;
 using InputRow = SignalRow<inputSignalDef_t>;
 
-constexpr std::uint64_t max8 = std::numeric_limits<std::uint8_t>::max();
-constexpr std::uint64_t max16 = std::numeric_limits<std::uint16_t>::max();
-constexpr std::uint64_t max32 = std::numeric_limits<std::uint32_t>::max();
-constexpr std::uint64_t max64 = std::numeric_limits<std::uint64_t>::max();
-constexpr std::uint64_t maxPduId = 0xFFFFFF;
 constexpr std::uint64_t lastClassicBit = 63;
 constexpr unsigned lastFdBit = 511;
 constexpr std::uint64_t lastGroupBit = 8 * longestParameterGroup - 1;
 constexpr std::uint64_t lastFlexRayBit = 2031; // of 254 bytes
 constexpr std::uint64_t lastVlanId = 4095;
-
-// What messages and their signals say in the same words.
-constexpr const char* msgIdText = "Identifier of the frame, 11 bits, or 29 if extended is true";
-constexpr const char* linIdText = "Identifier of the frame, without parity";
-constexpr const char* extendedText = "29-bit identifier";
-constexpr const char* canFdText = "CAN FD frame";
-constexpr const char* j1939Text =
-    "Matched by parameter group and source address (SAE J1939), 0xFE being any source";
-constexpr const char* busChannelText = "Number of the bus channel; taken from all channels if it is absent, "
-                                       "but for LIN, FlexRay and Ethernet in "
-                                       "version 1 of the form, where it is 0 then";
-constexpr const char* inputChannelText = "Number of the channel";
-constexpr const char* pduHeaderText =
-    "Of the PDUs in the frame: short with 24 bits of identifier and 8 of length, long with 32 of each";
-constexpr const char* pduIdText = "PDU of a CAN FD frame that holds the signal";
-constexpr const char* messageText = "Name of the frame";
-constexpr const char* senderText = "Name of the sending node";
 
 /// What of the fields that all kinds have depends on the kind.
 struct CommonFields {
@@ -144,10 +124,6 @@ Field<Record> messageField() {
     return field<Record>("message", &Record::message, TextCodec{}, messageText);
 }
 
-ChoiceCodec<PduHeader> pduHeaders() {
-    return {{{"short", PduHeader::Short}, {"long", PduHeader::Long}}};
-}
-
 /// Fields that say themselves, at each of their positions, where the signal lies.
 template <class Record>
 Fields<Record> placedFields(ObjectsCodec<typename decltype(Record::positions)::value_type> positions,
@@ -196,34 +172,12 @@ std::string checkWord(const Record& record) {
     return checkEnd(record, longestClassicFrame);
 }
 
-std::string checkIdentifier(std::uint32_t id, bool extended, bool j1939) {
-    if (j1939 && !extended) {
-        return "expected extended to be true of a parameter group of J1939";
-    }
-    return id <= greatestStandardId || extended
-               ? ""
-               : "expected an 11-bit msgId unless extended is true, found " + std::to_string(id);
-}
-
 std::string checkMultiplexing(const CanRow& row) {
     if (!row.multiplexed && (row.multiplexedBy || !row.muxValues.empty())) {
         return "expected multiplexedBy and muxValues of a multiplexed signal only";
     }
     if (row.mux != 0 && !row.muxValues.empty()) {
         return "expected mux or muxValues, found both";
-    }
-    return "";
-}
-
-std::string checkPdu(std::optional<std::uint32_t> pduId, PduHeader header, bool canFd) {
-    if (pduId && !canFd) {
-        return "expected pduId where canFD is true only, found " + std::to_string(*pduId);
-    }
-    if (header == PduHeader::Long && !pduId) {
-        return "expected pduHeader of a PDU only";
-    }
-    if (header == PduHeader::Short && pduId && *pduId > maxPduId) {
-        return "expected a pduId of at most 24 bits behind a short header, found " + std::to_string(*pduId);
     }
     return "";
 }
@@ -421,81 +375,6 @@ const DefinitionKind<inputSignalDef_t>& inputKind(SignalKind kind) {
     };
     return *std::find_if(std::begin(kinds), std::end(kinds),
                          [kind](const auto& each) { return each.kind == kind; });
-}
-
-namespace {
-
-using MessageFields = Fields<MessageDefinition>;
-
-Field<MessageDefinition> messageIdField(IdentifierCodec codec, const char* description) {
-    return required(field<MessageDefinition>("msgId", &MessageDefinition::id, codec, description));
-}
-
-/// The fields of messages of CAN alone.
-MessageFields canMessageFields() {
-    using Message = MessageDefinition;
-    return {messageIdField({greatestExtendedId}, msgIdText),
-            field<Message>("extended", &Message::extended, FlagCodec{}, extendedText),
-            field<Message>("canFD", &Message::canFd, FlagCodec{}, canFdText),
-            field<Message>("j1939", &Message::isParameterGroup, FlagCodec{}, j1939Text),
-            field<Message>("pduId", &Message::pduId, IdentifierCodec{max32}, pduIdText),
-            field<Message>("pduHeader", &Message::pduHeader, pduHeaders(), pduHeaderText)};
-}
-
-/// \param own those that identify messages of the kind
-MessageFields fieldsOf(SignalKind kind, std::uint64_t longest, MessageFields own) {
-    using Message = MessageDefinition;
-    const std::string name(kindName(kind));
-    Field<Message> kindField =
-        field<Message>("kind", &Message::kind, ChoiceCodec<SignalKind>{{{name, kind}}}, "Bus of the message");
-    kindField.required = kind != SignalKind::Can;
-    MessageFields fields = {std::move(kindField)};
-    std::move(own.begin(), own.end(), std::back_inserter(fields));
-    const MessageFields common = {
-        field<Message>("channel", &Message::channel, IntegerCodec{0, max8}, busChannelText),
-        field<Message>("message", &Message::name, TextCodec{}, messageText),
-        field<Message>("length", &Message::length, IntegerCodec{0, longest},
-                       "Bytes of the message, by which shorter ones are noticed; 0: unknown"),
-        field<Message>("sender", &Message::sender, TextCodec{}, senderText),
-        field<Message>("cycleTime", &Message::cycleTime, NumberCodec{}, "Milliseconds between messages"),
-        field<Message>("comment", &Message::comment, TextCodec{}, "Comment"),
-    };
-    fields.insert(fields.end(), common.begin(), common.end());
-    return fields;
-}
-
-} // namespace
-
-const Fields<MessageDefinition>& messageFields(SignalKind kind) {
-    static const MessageFields fields[] = {
-        fieldsOf(SignalKind::Can, longestParameterGroup, canMessageFields()),
-        fieldsOf(SignalKind::Lin, longestLinFrame, {messageIdField({greatestLinId}, linIdText)}),
-        fieldsOf(SignalKind::FlexRay, longestFlexRayFrame,
-                 {messageIdField({greatestSlot}, "Slot of the frame")}),
-        fieldsOf(SignalKind::Ethernet, max16, {}),
-    };
-    return fields[static_cast<std::size_t>(kind)];
-}
-
-std::string checkMessage(const MessageDefinition& message) {
-    if (message.kind != SignalKind::Can) {
-        return "";
-    }
-    if (message.length > longestFrame && !message.isParameterGroup) {
-        return "expected a length of at most 64, but for a parameter group of J1939, found " +
-               std::to_string(message.length);
-    }
-    if (message.canFd && message.isParameterGroup) {
-        return "expected canFD or j1939, found both";
-    }
-    if (std::string wrong = checkPdu(message.pduId, message.pduHeader, message.canFd); !wrong.empty()) {
-        return wrong;
-    }
-    return checkIdentifier(message.id, message.extended, message.isParameterGroup);
-}
-
-std::string namelessCalled(const MessageDefinition& message) {
-    return message.kind == SignalKind::Can ? identifierText(message) : std::string(kindName(message.kind));
 }
 
 } // namespace rksignal

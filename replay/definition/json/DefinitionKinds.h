@@ -75,21 +75,4 @@ void forEachKind(Use&& use) {
     }
 }
 
-/// The buses whose messages have fields of their own.
-constexpr SignalKind messageKinds[] = {SignalKind::Can, SignalKind::Lin, SignalKind::FlexRay,
-                                       SignalKind::Ethernet};
-
-constexpr bool hasMessages(SignalKind kind) {
-    return kind <= SignalKind::Ethernet;
-}
-
-/// Messages of such a kind, as far as their signals do not say it.
-const Fields<MessageDefinition>& messageFields(SignalKind kind);
-
-/// What is wrong with such a message; empty if nothing.
-std::string checkMessage(const MessageDefinition& message);
-
-/// How a message without a name is called: by its identifier if it is one of CAN, else by its kind.
-std::string namelessCalled(const MessageDefinition& message);
-
 } // namespace rksignal

@@ -1,6 +1,7 @@
 #include "definition/json/DefinitionText.h"
 
 #include "definition/json/DefinitionKinds.h"
+#include "definition/json/MessageFields.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -2,6 +2,7 @@
 
 #include "definition/json/DefinitionKinds.h"
 #include "definition/json/JsonTree.h"
+#include "definition/json/MessageFields.h"
 #include "file/Unpack.h"
 #include "text/ClosestNames.h"
 

@@ -24,7 +24,8 @@ double compare(std::size_t count, Draw&& draw) {
     for (const unsigned percent : {0U, 1U, 50U, 99U, 100U}) {
         const auto rank = static_cast<std::size_t>(std::ceil(static_cast<double>(count) * percent / 100));
         const auto expected = static_cast<double>(all[std::max<std::size_t>(rank, 1) - 1]);
-        EXPECT_NEAR(static_cast<double>(sketch.percentile(percent)), expected, sketch.error() * std::max(expected, 1024.0))
+        EXPECT_NEAR(static_cast<double>(sketch.percentile(percent)), expected,
+                    sketch.error() * std::max(expected, 1024.0))
             << count << " intervals, " << percent << " %";
     }
     return sketch.error();

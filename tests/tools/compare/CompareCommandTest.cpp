@@ -28,7 +28,7 @@ TEST(CompareCommand, ComparesTraces) {
             .output,
         R"({"kind":"traces","left":"a.log","right":"b.log","differences":[)"
         R"({"object":"can 0 100","property":"shortest","left":2,"right":3},)"
-              R"({"object":"can 0 100","property":"longest","left":2,"right":3}]})"
+        R"({"object":"can 0 100","property":"longest","left":2,"right":3}]})"
         "\n");
     EXPECT_EQ(folder.run("rksignal compare a.log a.log").status, 0);
     folder.write("bad.log", "(1.0) can0 200#0\n");
