@@ -197,6 +197,21 @@ TriggerStatus trigger(const TriggerOptions& options, const Console& console) {
     return TriggerRun(options, console).replay();
 }
 
+namespace {
+
+/// `--to` named the folder of the windows before there were options of time. What is no time still does.
+void takeFolder(TriggerOptions& options) {
+    if (options.window.empty() || !options.folder.empty()) {
+        return;
+    }
+    if (options.time.to.empty() || parseMoment(options.time.to)) {
+        throw UsageError("--window requires --windows");
+    }
+    options.folder.swap(options.time.to);
+}
+
+} // namespace
+
 void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<TriggerOptions>();
     CLI::App& command = *program.add_subcommand("trigger", "Try trigger conditions on recorded traces");
@@ -215,22 +230,23 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
     CLI::Option* const window =
         command.add_option("--window", options->window, "Write the values around each firing, in seconds")
             ->type_name("BEFORE,AFTER");
-    CLI::Option* const folder =
-        command.add_option("--windows", options->folder, "Folder of the windows, a file each")
-            ->type_name("FOLDER")
-            ->needs(window);
-    window->needs(folder);
+    command.add_option("--windows", options->folder, "Folder of the windows, a file each")
+        ->type_name("FOLDER")
+        ->needs(window);
     command
         .add_option("--frames", options->frames, "Write the frames around each firing, too, as such a trace")
         ->type_name("ENDING")
         ->needs(window);
     command.add_flag("--overwrite", options->overwrite, "FOLDER may hold windows of an earlier run")
-        ->needs(folder);
+        ->needs(window);
     addOutputArguments(command, *options)->excludes(explain)->excludes(moments);
     command.footer("Examples:\n  rksignal trigger --dbc drive.dbc --edge --when 'Engine.Speed > 3000 && "
                    "Gear.Lever == 2' drive.log\n"
                    "  rksignal trigger --dbc drive.dbc --when 'hot = Engine.Oil > 120' --explain drive.log");
-    command.callback([options, &console, &status] { status = trigger(*options, console); });
+    command.callback([options, &console, &status] {
+        takeFolder(*options);
+        status = trigger(*options, console);
+    });
 }
 
 } // namespace rksignal

@@ -102,7 +102,7 @@ Engine.Speed >= 3000 && Gear.Lever == 2: unknown
 }
 
 TEST_F(TriggerCommand, OverlappingWindowsHaveAFileEachAndAClockSetBackEndsThem) {
-    trigger(fast + "--timeout 1.5 --window 0.01,0.99 --windows w --frames log",
+    trigger(fast + "--timeout 1.5 --window 0.01,0.99 --to w --frames log", // as it was called before
             drive + std::string("(9.0) can0 200#0200\n(10.0) can0 100#E02E\n(10.5) can0 100#E02E\n"));
     const std::string both =
         "100.010000,0,can,Gear.Lever,2,,2,Drive\n100.020000,1,can,Engine.Speed,3000.25,rpm,12001,\n"
@@ -142,6 +142,7 @@ TEST_F(TriggerCommand, StatusIsThatOfGrep) {
         "== 50 && Engine.Speed>1', to name the condition write 'OTHER_NAME = 50 && Engine.Speed>1'\n"
         "rksignal: not all conditions can be used\n");
     expect(2, fast + "--window 5 --windows w", "rksignal: --window 5: not of the form BEFORE,AFTER\n");
+    expect(2, fast + "--window 5,1 --to 100", "rksignal: --window requires --windows\n");
     expect(2, fast + "--at x",
            "rksignal: --at x: not a time, such as 1700000012.5 (with at most 9 decimals), +12.5s (since the "
            "start), "
