@@ -8,7 +8,7 @@ namespace rksignal {
 namespace {
 
 std::string headerCell(const TableColumn& column, char separator) {
-    const std::string text = column.unit.empty() ? column.name : column.name + " [" + column.unit + ']';
+    std::string text = column.unit.empty() ? column.name : column.name + " [" + column.unit + ']';
     if (text.find_first_of(std::string("\"\r\n") + separator) == text.npos) {
         return text;
     }

@@ -154,7 +154,7 @@ TEST_F(Terminal, BoxesNeedUtf8AndColoursCanBeForbidden) {
     for (const auto& [environment, boxes, colours] : cases) {
         const std::string text = show(environment + explain, 80);
         EXPECT_NE(text.find(colours ? "\033[7m  1\033[0m" : "[1]"), text.npos) << text;
-        EXPECT_EQ(text.find("\033") != text.npos, colours) << text;
+        EXPECT_EQ(text.find('\033') != text.npos, colours) << text;
         EXPECT_NE(text.find(boxes ? "\u2502" : "|"), text.npos) << text;
     }
 }
