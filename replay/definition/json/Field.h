@@ -5,6 +5,7 @@
 
 #include "definition/json/Codecs.h"
 
+#include <cmath>
 #include <functional>
 #include <optional>
 #include <string>
@@ -97,13 +98,19 @@ void readFields(const Fields<Record>& fields, const JsonValue& object, const Pla
     findUnknownMembers(object, names, place, findings);
 }
 
+/// Whether two values are written alike: 0 and -0 are equal, but as offsets of a double not the same.
+inline bool isSame(const JsonOutput& left, const JsonOutput& right) {
+    return left == right &&
+           (!left.is_number_float() || std::signbit(left.get<double>()) == std::signbit(right.get<double>()));
+}
+
 /// Writes `record`; fields that are as in `defaults` are left out.
 template <class Record>
 JsonOutput writeFields(const Fields<Record>& fields, const Record& record, const Record& defaults) {
     JsonOutput object = JsonOutput::object();
     for (const Field<Record>& field : fields) {
         JsonOutput value = field.write(record);
-        if (field.required || value != field.write(defaults)) {
+        if (field.required || !isSame(value, field.write(defaults))) {
             object[field.name] = std::move(value);
         }
     }
