@@ -37,7 +37,8 @@ std::optional<std::uint64_t> takeDate(std::string_view& text) {
     if (!date.ok() || *year < 1970 || *year > 2553) { // what 64 bits of nanoseconds hold
         return std::nullopt;
     }
-    return static_cast<std::uint64_t>(nanoseconds(sys_days(date).time_since_epoch()).count());
+    constexpr std::uint64_t secondsADay = 86'400;
+    return static_cast<std::uint64_t>(sys_days(date).time_since_epoch().count()) * secondsADay * second;
 }
 
 /// Takes `:05.25` if it is there. \return nanoseconds
