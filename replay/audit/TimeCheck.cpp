@@ -17,7 +17,7 @@ constexpr std::uint64_t fewestDefined = 10; // intervals of a message with a def
 constexpr std::uint64_t fewestRegular = 20; // and of one whose median is taken,
 constexpr std::uint64_t mostLate = 50;      // of which one in so many may be late, or two in all
 constexpr std::uint64_t fewestOfBus = 100;  // intervals of a channel
-constexpr std::uint64_t busFactor = 20;     // times its 99th percentile is a gap of a channel,
+constexpr double busFactor = 20;            // times its 99th percentile is a gap of a channel,
 constexpr std::uint64_t shortestBusGap = 100'000'000; // but nothing shorter
 
 constexpr std::size_t busKinds = 3; // CAN, LIN, FlexRay
@@ -39,8 +39,14 @@ std::string roundedMilliseconds(std::uint64_t nanoseconds) {
     return milliseconds((nanoseconds + unit / 2) / unit * unit);
 }
 
+/// A time that is longer than 64 bits hold is as long as they hold.
+std::uint64_t wholeNanoseconds(double nanoseconds) {
+    constexpr double limit = 0x1p64;
+    return nanoseconds < limit ? static_cast<std::uint64_t>(nanoseconds) : ~std::uint64_t{0};
+}
+
 std::uint64_t times(double factor, std::uint64_t interval) {
-    return static_cast<std::uint64_t>(factor * static_cast<double>(interval));
+    return wholeNanoseconds(factor * static_cast<double>(interval));
 }
 
 class TimeCheck final : public AuditCheck {
@@ -134,7 +140,7 @@ class TimeCheck final : public AuditCheck {
             return;
         }
         const std::uint64_t threshold =
-            std::max(shortestBusGap, busFactor * channel.intervals.percentile(99));
+            std::max(shortestBusGap, times(busFactor, channel.intervals.percentile(99)));
         channel.found = channel.gaps.above(threshold);
         if (!channel.found.empty()) {
             Finding& finding = findings.emplace_back(aboutBus(AuditRule::BusGap, bus));
@@ -157,8 +163,9 @@ class TimeCheck final : public AuditCheck {
 
     std::optional<std::uint64_t> definedCycle(const FrameIdentity& identity) {
         for (const MessageDefinition* const message : context.frames.of(identity)) {
-            if (message->cycleTime.value_or(0) > 0) {
-                return static_cast<std::uint64_t>(*message->cycleTime * 1e6);
+            const std::uint64_t cycle = wholeNanoseconds(std::max(0.0, message->cycleTime.value_or(0)) * 1e6);
+            if (cycle > 0) {
+                return cycle;
             }
         }
         return std::nullopt;

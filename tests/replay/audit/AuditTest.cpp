@@ -21,8 +21,9 @@ const char* const definitions = R"(BO_ 1 A: 4 X
 BO_ 2 B: 8 X
 BO_ 3 C: 2 X
 VAL_ 1 State 0 "off" 1 "on" 2 "broken" ;
-BA_DEF_ BO_ "GenMsgCycleTime" INT 0 65535;
+BA_DEF_ BO_ "GenMsgCycleTime" FLOAT 0 0;
 BA_ "GenMsgCycleTime" BO_ 2 10;
+BA_ "GenMsgCycleTime" BO_ 3 1e300;
 )";
 
 constexpr std::uint64_t ms = 1'000'000;
@@ -195,6 +196,8 @@ TEST(Audit, WatchesTheTimes) {
         {CycleTime, [&](Log& log) { send(log, 20, 0, 400, "002#"); },
          "warning B: comes every 20 ms (median), not every 10 ms as defined (20)\n"},
         {CycleTime, [&](Log& log) { send(log, 12, 0, 400, "002#"); }, ""},
+        {CycleTime, [&](Log& log) { send(log, 20, 0, 400, "003#"); },
+         "warning C: comes every 20 ms (median), not every 18446744073709.55 ms as defined (20)\n"},
         {BusGap, [&](Log& log) { send(log, 10, 0, 2000, "001#"), send(log, 10, 2500, 4000, "001#"); },
          "warning : nothing at all, longest gap 510 ms (1); 1990 then nothing for 510 ms\n"},
         {LostMessages, [&](Log& log) { send(log, 10, 0, 2000, "001#"), send(log, 10, 2500, 4000, "001#"); },
