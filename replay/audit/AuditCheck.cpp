@@ -1,29 +1,13 @@
 #include "audit/AuditCheck.h"
 
+#include "definition/RawNumber.h"
 #include "text/NumberText.h"
-
-#include <bit>
 
 namespace rksignal {
 
 double AuditContext::physical(std::size_t signal, std::uint64_t raw) const {
     const baseSignalDef_t& def = catalog.signals()[signal]->def;
-    double number = 0;
-    switch (def.type) {
-    case signalValue_t::Unsigned:
-        number = static_cast<double>(raw);
-        break;
-    case signalValue_t::Signed:
-        number = static_cast<double>(static_cast<std::int64_t>(raw));
-        break;
-    case signalValue_t::Float:
-        number = static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(raw)));
-        break;
-    case signalValue_t::Double:
-        number = std::bit_cast<double>(raw);
-        break;
-    }
-    return number * def.scale + def.offset;
+    return numberOfRaw(def.type, raw) * def.scale + def.offset;
 }
 
 std::string AuditContext::valueText(std::size_t signal, std::uint64_t raw) const {

@@ -1,11 +1,11 @@
 #include "explain/SignalReport.h"
 
+#include "definition/RawNumber.h"
 #include "explain/FrameField.h"
 #include "output/DefinitionWords.h"
 #include "output/TextTable.h"
 #include "text/PrintableText.h"
 
-#include <bit>
 #include <sstream>
 
 namespace rksignal {
@@ -28,14 +28,8 @@ std::string withUnit(const std::string& number, const std::string& unit) {
 
 /// The number that the raw bits stand for, before it is scaled.
 std::string rawNumber(std::uint64_t raw, signalValue_t type) {
-    switch (type) {
-    case signalValue_t::Float:
-        return doubleText(double{std::bit_cast<float>(static_cast<std::uint32_t>(raw))});
-    case signalValue_t::Double:
-        return doubleText(std::bit_cast<double>(raw));
-    default:
-        return rawText(raw, type);
-    }
+    const bool isWhole = type == signalValue_t::Unsigned || type == signalValue_t::Signed;
+    return isWhole ? rawText(raw, type) : doubleText(numberOfRaw(type, raw));
 }
 
 /// `7867 * 0.25 + 0 = 1966.75 rpm`

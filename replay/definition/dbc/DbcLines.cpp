@@ -1,9 +1,9 @@
 #include "definition/dbc/DbcLines.h"
 
+#include "definition/RawNumber.h"
 #include "text/NumberText.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
 namespace rksignal::dbc {
@@ -69,9 +69,7 @@ std::optional<std::int64_t> wholeValue(signalValue_t type, std::uint64_t raw) {
     if (type != signalValue_t::Float && type != signalValue_t::Double) {
         return static_cast<std::int64_t>(raw);
     }
-    const double value = type == signalValue_t::Float
-                             ? double{std::bit_cast<float>(static_cast<std::uint32_t>(raw))}
-                             : std::bit_cast<double>(raw);
+    const double value = numberOfRaw(type, raw);
     const bool isWhole = value >= -0x1p63 && value < 0x1p63 && std::trunc(value) == value;
     return isWhole ? std::optional(static_cast<std::int64_t>(value)) : std::nullopt;
 }
