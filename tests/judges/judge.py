@@ -6,7 +6,7 @@
                                               stands for all its files that an independent reader knows
   judge.py write FOLDER                       small files of all formats, written by the independent tools
 
-Run it with the Python of build/judges, which scripts/judges makes. The environment variable LIST_FRAMES names the
+Run it with the Python of build/judges, which `scripts/environment judges` makes. The environment variable LIST_FRAMES names the
 program; without it that of build/dev is taken.
 
 Frames are equal if everything but the time is, and their times are, within the tolerance of the judge. If the file
