@@ -136,8 +136,8 @@ class Choice {
         const auto units = ofUnit.find(catalog.signals()[candidate.signal]->def.unit);
         const auto messages = ofMessage.find(catalog.origin(candidate.signal).message);
         const double ofItsKind = ofKind[static_cast<std::size_t>(curves.curve(candidate.signal).kind())];
-        return candidate.interest - 0.3 * ofItsKind - (units == ofUnit.end() ? 0.0 : units->second) -
-               (messages == ofMessage.end() ? 0.0 : 0.5 * messages->second);
+        return candidate.interest - 0.3 * ofItsKind - (units == ofUnit.end() ? 0.0 : 1.5 * units->second) -
+               (messages == ofMessage.end() ? 0.0 : 0.4 * messages->second);
     }
 
     const Catalog& catalog;

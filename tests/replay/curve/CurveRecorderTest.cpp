@@ -18,13 +18,13 @@ namespace {
 
 constexpr std::uint64_t millisecond = 1'000'000;
 
-/// The points of a signal, `MILLISECONDS:VALUE`, `-` for a break.
+/// The points of a signal, `MILLISECONDS:VALUE`, `-` for a break; rounded, as medians are.
 std::string pointsOf(const Catalog& catalog, const CurveRecorder& curves, const std::string& instance) {
     for (const std::size_t signal : curves.signals()) {
         if (catalog.signals()[signal]->def.instance == instance) {
             std::ostringstream out;
             for (const CurvePoint& point : curves.curve(signal).points()) {
-                out << (out.tellp() > 0 ? " " : "") << point.time / millisecond << ':';
+                out << (out.tellp() > 0 ? " " : "") << (point.time + millisecond / 2) / millisecond << ':';
                 std::isnan(point.value) ? out << '-' : out << point.value;
             }
             return out.str();
