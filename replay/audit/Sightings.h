@@ -4,7 +4,6 @@
 
 #include "audit/Finding.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -45,43 +44,6 @@ class Sightings {
     std::uint64_t first = 0;
     std::uint64_t last = 0;
     std::vector<Occurrence> kept;
-};
-
-/// A time in which nothing came.
-struct Gap {
-    std::uint64_t begin; ///< the time of the last message before it; nanoseconds
-    std::uint64_t length;
-
-    std::uint64_t end() const { return begin + length; }
-    bool holds(const Gap& other) const { return begin <= other.begin && other.end() <= end(); }
-};
-
-/// The longest gaps.
-class GapList {
-  public:
-    static constexpr std::size_t maxKept = 10;
-
-    void add(const Gap& gap) {
-        if (kept.size() < maxKept) {
-            kept.push_back(gap);
-        } else if (gap.length > shortest) {
-            *std::ranges::min_element(kept, {}, &Gap::length) = gap;
-        } else {
-            return;
-        }
-        shortest = std::ranges::min_element(kept, {}, &Gap::length)->length;
-    }
-    /// Those longer than `length`, by time.
-    std::vector<Gap> above(std::uint64_t length) const {
-        std::vector<Gap> found = kept;
-        std::erase_if(found, [length](const Gap& gap) { return gap.length <= length; });
-        std::ranges::sort(found, {}, &Gap::begin);
-        return found;
-    }
-
-  private:
-    std::uint64_t shortest = 0; ///< of `kept`
-    std::vector<Gap> kept;
 };
 
 } // namespace rksignal

@@ -1,6 +1,7 @@
 // Rules lost-messages, cycle-time, bus-gap and time-backwards: when frames of CAN, LIN and FlexRay come.
 #include "audit/Checks.h"
 #include "audit/Sightings.h"
+#include "survey/Gaps.h"
 #include "text/NumberText.h"
 
 #include <array>
@@ -9,16 +10,9 @@
 namespace rksignal {
 namespace {
 
-constexpr double lateFactor = 1.75;         // of the cycle: a message is lost when the next comes later
-constexpr double endFactor = 4;             // of the cycle: it is missing at the end of its channel
 constexpr double slowFactor = 1.25;         // of the defined cycle: what the median may be at most,
 constexpr double fastFactor = 0.8;          // and at least
-constexpr std::uint64_t fewestDefined = 10; // intervals of a message with a defined cycle,
-constexpr std::uint64_t fewestRegular = 20; // and of one whose median is taken,
-constexpr std::uint64_t mostLate = 50;      // of which one in so many may be late, or two in all
-constexpr std::uint64_t fewestOfBus = 100;  // intervals of a channel
-constexpr double busFactor = 20;            // times its 99th percentile is a gap of a channel,
-constexpr std::uint64_t shortestBusGap = 100'000'000; // but nothing shorter
+constexpr std::uint64_t fewestDefined = 10; // intervals of a message with a defined cycle
 
 constexpr std::size_t busKinds = 3; // CAN, LIN, FlexRay
 
@@ -37,16 +31,6 @@ std::string roundedMilliseconds(std::uint64_t nanoseconds) {
         unit *= 10;
     }
     return milliseconds((nanoseconds + unit / 2) / unit * unit);
-}
-
-/// A time that is longer than 64 bits hold is as long as they hold.
-std::uint64_t wholeNanoseconds(double nanoseconds) {
-    constexpr double limit = 0x1p64;
-    return nanoseconds < limit ? static_cast<std::uint64_t>(nanoseconds) : ~std::uint64_t{0};
-}
-
-std::uint64_t times(double factor, std::uint64_t interval) {
-    return wholeNanoseconds(factor * static_cast<double>(interval));
 }
 
 class TimeCheck final : public AuditCheck {
@@ -136,11 +120,7 @@ class TimeCheck final : public AuditCheck {
             finding.text = "times go back, by up to " + milliseconds(channel.furthest);
             channel.backwards.moveTo(finding);
         }
-        if (channel.intervals.count() < fewestOfBus) {
-            return;
-        }
-        const std::uint64_t threshold =
-            std::max(shortestBusGap, times(busFactor, channel.intervals.percentile(99)));
+        const std::uint64_t threshold = longestUsualInterval(channel.intervals);
         channel.found = channel.gaps.above(threshold);
         if (!channel.found.empty()) {
             Finding& finding = findings.emplace_back(aboutBus(AuditRule::BusGap, bus));
@@ -163,7 +143,8 @@ class TimeCheck final : public AuditCheck {
 
     std::optional<std::uint64_t> definedCycle(const FrameIdentity& identity) {
         for (const MessageDefinition* const message : context.frames.of(identity)) {
-            const std::uint64_t cycle = wholeNanoseconds(std::max(0.0, message->cycleTime.value_or(0)) * 1e6);
+            const std::uint64_t cycle =
+                scaledInterval(std::max(0.0, message->cycleTime.value_or(0)) * 1e6, 1);
             if (cycle > 0) {
                 return cycle;
             }
@@ -175,7 +156,8 @@ class TimeCheck final : public AuditCheck {
         const auto defined = definedCycle(frames.identity);
         const std::uint64_t median = frames.cycle.percentile(50);
         if (defined && frames.cycle.count() >= fewestDefined) {
-            if (median >= times(fastFactor, *defined) && median <= times(slowFactor, *defined)) {
+            if (median >= scaledInterval(fastFactor, *defined) &&
+                median <= scaledInterval(slowFactor, *defined)) {
                 return reportLost(frames, {*defined, "as defined"}, findings);
             }
             Finding& finding = findings.emplace_back(context.about(AuditRule::CycleTime, frames.identity));
@@ -190,21 +172,12 @@ class TimeCheck final : public AuditCheck {
         }
     }
 
-    /// Whether nearly all intervals are close to their median: messages that come in bursts, or when
-    /// something happens, have none that they should keep.
-    static bool isRegular(const IntervalSketch& intervals, std::uint64_t median) {
-        const std::uint64_t late = intervals.countAbove(times(lateFactor, median));
-        return median > 0 && intervals.count() >= fewestRegular && 2 * intervals.percentile(5) >= median &&
-               2 * intervals.percentile(95) <= 3 * median &&
-               late <= std::max<std::uint64_t>(2, intervals.count() / mostLate);
-    }
-
     void reportLost(const FrameStatistics& frames, const Cycle& cycle, std::vector<Finding>& findings) {
         const Channel& channel = channelOf(frames.identity);
-        const std::uint64_t threshold = times(lateFactor, cycle.length);
+        const std::uint64_t threshold = scaledInterval(lateFactor, cycle.length);
         std::vector<Gap> gaps = messages[frames.index].gaps.above(threshold);
         const std::uint64_t all = std::max<std::uint64_t>(gaps.size(), frames.cycle.countAbove(threshold));
-        const bool ends = channel.latest - frames.last > times(endFactor, cycle.length);
+        const bool ends = channel.latest - frames.last > scaledInterval(endFactor, cycle.length);
         if (ends) {
             gaps.push_back({frames.last, channel.latest - frames.last});
         }

@@ -1,0 +1,227 @@
+/// \file
+/// Curves against all the values that they were made from.
+#include "curve/Curve.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace rksignal {
+namespace {
+
+using Points = std::vector<CurvePoint>;
+
+baseSignalDef_t quantity() {
+    baseSignalDef_t definition;
+    definition.bits = 16;
+    definition.unit = "V";
+    return definition;
+}
+
+baseSignalDef_t gear() {
+    baseSignalDef_t definition;
+    definition.bits = 8;
+    return definition;
+}
+
+baseSignalDef_t states() {
+    baseSignalDef_t definition = gear();
+    for (std::uint64_t raw = 0; raw < 20; ++raw) {
+        definition.valueDescriptions[raw] = "state";
+    }
+    return definition;
+}
+
+/// `TIME:VALUE` a point, `-` for a break.
+std::string text(std::span<const CurvePoint> points) {
+    std::ostringstream out;
+    for (const CurvePoint& point : points) {
+        out << (&point == points.data() ? "" : " ") << point.time << ':';
+        std::isnan(point.value) ? out << '-' : out << point.value;
+    }
+    return out.str();
+}
+
+/// Adds what text() writes; `inf` and `nan` are values.
+void addAll(Curve& curve, const std::string& points) {
+    std::istringstream words(points);
+    for (std::string word; words >> word;) {
+        const std::size_t colon = word.find(':');
+        const std::uint64_t time = std::stoull(word);
+        word.substr(colon + 1) == "-" ? curve.breakOff(time)
+                                      : curve.add(time, std::stod(word.substr(colon + 1)));
+    }
+}
+
+TEST(Curve, KeepsChangesAndBreaks) {
+    struct Case {
+        baseSignalDef_t signal;
+        std::string values, points;
+        CurveKind kind;
+    };
+    const std::vector<Case> cases = {
+        {quantity(), "", "", CurveKind::Empty},
+        {quantity(), "1:- 2:nan", "", CurveKind::Empty},
+        {quantity(), "1:5 2:5 3:5", "1:5 3:5", CurveKind::Constant},
+        {quantity(), "1:5 2:5 3:5 4:6", "1:5 3:5 4:6", CurveKind::Line},
+        {quantity(), "1:5 2:- 3:- 4:5 5:5 6:5", "1:5 2:- 4:5 6:5", CurveKind::Constant},
+        {quantity(), "1:5 2:inf 3:nan 4:6", "1:5 2:- 4:6", CurveKind::Line},
+        {quantity(), "5:1 3:2 6:3", "5:1 5:2 6:3", CurveKind::Line}, // time goes back
+        {gear(), "1:5 2:5 3:6 4:6 5:6", "1:5 3:6 5:6", CurveKind::Step},
+        {gear(), "1:5 2:5 3:- 4:6", "1:5 2:5 3:- 4:6", CurveKind::Step},
+        {states(), "1:0 2:1 3:99", "1:0 2:1 3:99", CurveKind::States}, // one has no text
+    };
+    for (const Case& each : cases) {
+        Curve curve(each.signal, Curve::fewestPoints);
+        addAll(curve, each.values);
+        EXPECT_EQ(text(curve.points()), each.points) << each.values;
+        EXPECT_EQ(curve.kind(), each.kind) << each.values;
+    }
+}
+
+TEST(Curve, BreaksAtGaps) {
+    struct Case {
+        std::string values;
+        std::vector<Gap> gaps;
+        std::string points;
+    };
+    const std::vector<Case> cases = {
+        {"10:1 20:2 90:3", {{20, 70}}, "10:1 20:2 25:- 90:3"},
+        {"10:1 20:1 90:1 95:1", {{20, 70}}, "10:1 20:1 25:- 90:1 95:1"}, // within a run
+        {"10:1 20:1 90:2",
+         {{10, 4}, {20, 70}, {90, 50}},
+         "10:1 20:1 25:- 90:2 95:-"},                               // the first is too short
+        {"10:1 20:2 30:- 90:3", {{20, 70}}, "10:1 20:2 30:- 90:3"}, // there is one
+        {"10:1", {{2, 8}}, "10:1"},                                 // nothing was before
+    };
+    for (const Case& each : cases) {
+        const baseSignalDef_t signal = quantity();
+        Curve curve(signal, Curve::fewestPoints);
+        addAll(curve, each.values);
+        curve.breakAt(each.gaps, 5);
+        EXPECT_EQ(text(curve.points()), each.points) << each.values;
+    }
+}
+
+/// The definition of M4, over all values.
+Points naiveM4(const Points& all, std::uint64_t from, std::uint64_t width, std::size_t columns) {
+    Points picture;
+    for (std::size_t column = 0; column < columns; ++column) {
+        Points bucket;
+        std::ranges::copy_if(all, std::back_inserter(bucket), [&](const CurvePoint& point) {
+            return point.time >= from && (point.time - from) / width == column;
+        });
+        if (!bucket.empty()) {
+            const auto [least, greatest] = std::ranges::minmax_element(bucket, {}, &CurvePoint::value);
+            const auto last = std::ranges::find(bucket, greatest->value, &CurvePoint::value);
+            Points kept = {bucket.front(), *least, *last, bucket.back()};
+            std::ranges::sort(kept, {}, &CurvePoint::time);
+            kept.erase(std::unique(kept.begin(), kept.end()), kept.end());
+            picture.insert(picture.end(), kept.begin(), kept.end());
+        }
+    }
+    return picture;
+}
+
+TEST(Curve, PictureIsThatOfAllValues) {
+    std::mt19937_64 random(1);
+    const baseSignalDef_t signal = quantity();
+    for (int round = 0; round < 50; ++round) {
+        Curve curve(signal, 128 + random() % 1000);
+        Points all;
+        std::uint64_t time = random() % 1'000'000;
+        for (std::size_t i = random() % 20'000; i > 0; --i) {
+            time += 1 + random() % (random() % 100 == 0 ? 100'000 : 100);
+            const double value = static_cast<double>(random() % 1000);
+            if (all.empty() || all.back().value != value) {
+                all.push_back({time, value});
+                curve.add(time, value);
+            }
+        }
+        for (std::uint64_t width = std::max<std::uint64_t>(curve.resolution(), 64); width < 1'000'000;
+             width *= 4) {
+            const std::uint64_t from = random() % (time + 1) / width * width;
+            const std::size_t columns = 50;
+            Points picture = curve.reduced(from, from + columns * width - 1, columns);
+            std::erase_if(picture, [&](const CurvePoint& point) {
+                return point.time < from || point.time >= from + columns * width;
+            });
+            ASSERT_EQ(text(picture), text(naiveM4(all, from, width, columns))) << "width " << width;
+        }
+    }
+}
+
+/// The values from `begin` to `end`, and the one that holds at the begin.
+std::vector<double> valuesIn(std::span<const CurvePoint> points, std::uint64_t begin, std::uint64_t end) {
+    const auto first = std::ranges::lower_bound(points, begin, {}, &CurvePoint::time);
+    const auto last = std::ranges::lower_bound(points, end, {}, &CurvePoint::time);
+    std::vector<double> values;
+    for (auto each = first == points.begin() ? first : std::prev(first); each != last; ++each) {
+        if (!std::isnan(each->value)) {
+            values.push_back(each->value);
+        }
+    }
+    std::ranges::sort(values);
+    values.erase(std::unique(values.begin(), values.end()), values.end());
+    return values;
+}
+
+/// Runs of equal values and breaks, too; the limit is lowered on the way.
+TEST(Curve, NothingHidesInABucket) {
+    std::mt19937_64 random(2);
+    for (const baseSignalDef_t& signal : {quantity(), gear(), states()}) {
+        for (int round = 0; round < 30; ++round) {
+            Curve curve(signal, 2000);
+            Points all;
+            std::uint64_t time = 0;
+            const std::size_t count = 20'000;
+            for (std::size_t i = 0; i < count; ++i) {
+                time += random() % 1000;
+                const bool stays = !all.empty() && random() % 4 != 0;
+                const double value = stays ? all.back().value : static_cast<double>(random() % 20);
+                const bool breaks = random() % 1000 == 0;
+                breaks || std::isnan(value) ? curve.breakOff(time) : curve.add(time, value);
+                all.push_back({time, breaks ? std::nan("") : value});
+                if (i == count / 2) {
+                    curve.limit(256);
+                }
+            }
+            ASSERT_LE(curve.capacity(), 256U);
+            ASSERT_TRUE(std::ranges::is_sorted(curve.points(), {}, &CurvePoint::time));
+            for (std::uint64_t begin = 0; begin < time; begin += curve.resolution()) {
+                const std::vector<double> expected = valuesIn(all, begin, begin + curve.resolution());
+                const std::vector<double> found = valuesIn(curve.points(), begin, begin + curve.resolution());
+                if (curve.kind() == CurveKind::States) {
+                    ASSERT_EQ(found, expected) << begin;
+                } else if (!expected.empty()) {
+                    ASSERT_EQ(found.front(), expected.front()) << begin;
+                    ASSERT_EQ(found.back(), expected.back()) << begin;
+                }
+            }
+        }
+    }
+}
+
+TEST(Curve, OneOfTenMillionValuesIsSeen) {
+    const baseSignalDef_t signal = quantity();
+    constexpr std::uint64_t cycle = 1'000'000;
+    constexpr std::uint64_t count = 10'000'000;
+    constexpr CurvePoint spike{7'654'321 * cycle, 4000};
+    Curve curve(signal, 2000);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        curve.add(i * cycle, i * cycle == spike.time ? spike.value : static_cast<double>(i * i % 11));
+    }
+    EXPECT_LE(curve.capacity(), 2000U);
+    EXPECT_EQ(curve.maximum(), spike.value);
+    EXPECT_EQ(std::ranges::count(curve.points(), spike), 1);
+    EXPECT_EQ(std::ranges::count(curve.reduced(0, count * cycle, 100), spike), 1);
+}
+
+} // namespace
+} // namespace rksignal
