@@ -43,8 +43,7 @@ export class BandPlot {
   drawBand(context, value, x0, x1, height) {
     if (Number.isNaN(value)) return;
     if (value === undefined) {
-      context.fillStyle = look.muted;
-      context.fillRect(x0, TOP, Math.max(1, x1 - x0), height - 2 * TOP);
+      this.drawSeveral(context, x0, Math.max(1, x1 - x0), height - 2 * TOP);
       return;
     }
     const colour = look.curves[this.place(value) % look.curves.length];
@@ -54,6 +53,16 @@ export class BandPlot {
     context.globalAlpha = 1;
     context.fillRect(x0, TOP, Math.min(2, Math.max(1, x1 - x0)), height - 2 * TOP);
     this.drawText(context, this.signal.texts[String(value)] ?? valueText(this.signal, value), x0 + 6, x1 - 3, height / 2);
+  }
+
+  /** Stripes: what changed too fast to tell in this picture, or in this curve. */
+  drawSeveral(context, x, width, height) {
+    context.fillStyle = look.muted;
+    context.globalAlpha = 0.35;
+    context.fillRect(x, TOP, width, height);
+    context.globalAlpha = 0.8;
+    for (let at = Math.ceil(x / 4) * 4; at < x + width; at += 4) context.fillRect(at, TOP, 1, height);
+    context.globalAlpha = 1;
   }
 
   drawText(context, text, x0, x1, y) {

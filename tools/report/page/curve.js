@@ -68,10 +68,14 @@ class Extremes {
 
 /** The points of a curve in order of time. What it costs to draw it depends on the width of the picture only. */
 export class Curve {
-  /** @param points {times, values} as readPoints gives them */
-  constructor(points) {
+  /**
+   * @param points {times, values} as readPoints gives them
+   * @param resolution microseconds within which the order of states is not known; 0: every change is there
+   */
+  constructor(points, resolution = 0) {
     this.times = points.times;
     this.values = points.values;
+    this.resolution = resolution;
   }
 
   get extremes() {
@@ -102,6 +106,13 @@ export class Curve {
   valueAt(time) {
     const index = this.after(time) - 1;
     return index < 0 ? NaN : this.values[index];
+  }
+
+  /** @returns the values that a curve of states may have at a time: several where it does not know the order. */
+  statesAt(time) {
+    const states = new Set([this.valueAt(time)]);
+    for (let i = this.after(time) - 1; i >= 0 && this.times[i] > time - this.resolution; --i) states.add(this.values[i]);
+    return [...states];
   }
 
   /**
@@ -148,11 +159,11 @@ export class Curve {
 
   /**
    * The bands of a curve of states in a picture.
-   * @returns [{from, to, value}] without holes; value NaN: none, undefined: several in one column
+   * @returns [{from, to, value}] without holes; value NaN: none, undefined: several in one column or within the resolution
    */
   bands(from, to, columns) {
     const end = this.after(to);
-    const width = (to - from) / columns;
+    const width = Math.max((to - from) / columns, this.resolution);
     const bands = [];
     const add = (start, value) => {
       const last = bands[bands.length - 1];

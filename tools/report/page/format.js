@@ -41,8 +41,8 @@ export function physical(signal, raw) {
 /** @returns the physical value as text: of a single-precision number no digits that it does not have. */
 export function physicalText(signal, raw) {
   const value = physical(signal, raw);
-  const single = signal.float && Object.is(Math.fround(raw), raw);
-  return single ? String(Number(value.toPrecision(7))) : numberText(value);
+  if (!signal.float) return numberText(value);
+  return String(Number(value.toPrecision(Object.is(Math.fround(raw), raw) ? 7 : 10)));
 }
 
 /** @returns the value as text: what the definition calls it, or number and unit. */

@@ -54,6 +54,23 @@ function speak(view, stack) {
   });
 }
 
+/** On paper all panels are drawn, as wide as the paper, in the light theme. */
+function preparePrinting(view, stack, timeline) {
+  let { theme } = view;
+  const set = (onPaper, nextTheme) => {
+    document.documentElement.toggleAttribute("data-paper", onPaper);
+    view.setTheme(nextTheme);
+    view.tell();
+    timeline.resize();
+    stack.remake();
+  };
+  addEventListener("beforeprint", () => {
+    ({ theme } = view);
+    set(true, "light");
+  });
+  addEventListener("afterprint", () => set(false, theme));
+}
+
 async function start() {
   const drive = readHeader();
   showFacts(drive);
@@ -62,7 +79,7 @@ async function start() {
   showLook(view);
   view.listen((changed) => changed.has("look") && showLook(view));
   const stack = new Stack(view);
-  new Timeline(view, stack);
+  const timeline = new Timeline(view, stack);
   new Gestures(view, stack);
   new Events(view);
   new Table(view);
@@ -71,7 +88,7 @@ async function start() {
   keepAddress(view);
   speak(view, stack);
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => view.change("look"));
-  addEventListener("beforeprint", () => stack.drawAll());
+  preparePrinting(view, stack, timeline);
   view.change("panels");
   view.tell();
   stack.takeBytes(await readCurveBytes());

@@ -69,8 +69,7 @@ class Panel {
 
   showValues(time) {
     this.defined.forEach((defined, k) => {
-      const raw = time === null ? defined.last : this.stack.curve(this.signals[k]).valueAt(time);
-      this.read[k].textContent = visible(valueText(defined, raw));
+      this.read[k].textContent = visible(this.stack.valueText(this.signals[k], time));
       this.read[k].classList.toggle("last", time === null);
     });
   }
@@ -104,8 +103,8 @@ export class Stack {
   curve(signal) {
     if (!this.bytes) return new Curve(NO_POINTS);
     if (!this.curves.has(signal)) {
-      const place = this.view.drive.signals[signal].curve;
-      this.curves.set(signal, new Curve(place ? readPoints(this.bytes, place) : NO_POINTS));
+      const { curve: place, resolution } = this.view.drive.signals[signal];
+      this.curves.set(signal, new Curve(place ? readPoints(this.bytes, place) : NO_POINTS, resolution));
     }
     return this.curves.get(signal);
   }
@@ -148,12 +147,16 @@ export class Stack {
     this.showCursor();
   }
 
-  /** Draws every panel, also those that are not on the screen: for paper. */
-  drawAll() {
+  /** Makes every plot anew, also those that are not on the screen: for paper. */
+  remake() {
+    this.measured = null;
     for (const panel of this.panels) {
+      panel.plot?.destroy();
+      panel.plot = null;
       panel.visible = true;
       panel.draw();
     }
+    this.showCursor();
   }
 
   /** @returns {x, w} of the plots within the stack, in pixels; measured once, as that costs a layout */
@@ -177,6 +180,15 @@ export class Stack {
     if (!line.hidden) line.style.transform = `translateX(${x + ((view.cursor - view.from) / view.width) * w}px)`;
   }
 
+  /** What a signal says at a time; at null, what it said last. */
+  valueText(signal, time) {
+    const defined = this.view.drive.signals[signal];
+    if (time === null) return valueText(defined, defined.last);
+    const curve = this.curve(signal);
+    if (defined.kind !== "states") return valueText(defined, curve.valueAt(time));
+    return curve.statesAt(time).map((raw) => valueText(defined, raw)).join(" / ");
+  }
+
   showValues() {
     const { view } = this;
     for (const panel of this.panels) panel.showValues(view.cursor);
@@ -190,10 +202,8 @@ export class Stack {
     const { view } = this;
     const window = `${secondsText(view.from)} to ${secondsText(view.to)}, ${lengthText(view.width)}`;
     if (view.cursor === null) return window;
-    const values = this.view.panels.flat().slice(0, 12).map((s) => {
-      const signal = view.drive.signals[s];
-      return `${signal.instance} ${valueText(signal, this.curve(s).valueAt(view.cursor))}`;
-    });
+    const values = this.view.panels.flat().slice(0, 12).map((s) =>
+      `${view.drive.signals[s].instance} ${this.valueText(s, view.cursor)}`);
     return visible(`${secondsText(view.cursor)}: ${values.join(", ")}`);
   }
 

@@ -1,5 +1,5 @@
 /** The table of all signals and messages, with search. Only the rows that are seen are in the page. */
-import { lengthText, numberText, physical, physicalText, valueText } from "./format.js";
+import { lengthText, numberText, physical, valueText } from "./format.js";
 import { sparkline } from "./sparkline.js";
 import { makeTabs } from "./tabs.js";
 import { element, name, visible } from "./text.js";
@@ -9,7 +9,7 @@ const AROUND = 8; // rows kept above and below those that are seen
 
 const number = (value) => element("span", "number", value === null ? "–" : numberText(value));
 
-const bound = (signal, raw) => element("span", "number", raw === null ? "–" : physicalText(signal, raw));
+const bound = (signal, raw) => element("span", "number", raw === null ? "–" : String(Number(physical(signal, raw).toPrecision(7))));
 
 /** The columns: title, class, what a row shows there, and by what the table is sorted. */
 function signalColumns(table) {
@@ -18,7 +18,7 @@ function signalColumns(table) {
   return [
     ["", "toggle", (row) => table.toggle(row)],
     ["Signal", "name", (row) => name(row.of.instance), (row) => row.of.instance],
-    ["Drive", "picture", (row) => sparkline(row.of.spark ?? [])],
+    ["Course", "picture", (row) => sparkline(row.of.spark ?? [])],
     ["Last", "last", (row) => name(valueText(row.of, row.of.last)), (row) => scaled(row.of, row.of.last) ?? -Infinity],
     ["Least", "least", (row) => bound(row.of, row.of.min), (row) => scaled(row.of, row.of.min) ?? -Infinity],
     ["Largest", "largest", (row) => bound(row.of, row.of.max), (row) => scaled(row.of, row.of.max) ?? -Infinity],
