@@ -87,26 +87,45 @@ TEST(Curve, KeepsChangesAndBreaks) {
 
 TEST(Curve, BreaksAtGaps) {
     struct Case {
+        baseSignalDef_t signal;
         std::string values;
         std::vector<Gap> gaps;
+        std::uint64_t hold;
         std::string points;
     };
     const std::vector<Case> cases = {
-        {"10:1 20:2 90:3", {{20, 70}}, "10:1 20:2 25:- 90:3"},
-        {"10:1 20:1 90:1 95:1", {{20, 70}}, "10:1 20:1 25:- 90:1 95:1"}, // within a run
-        {"10:1 20:1 90:2",
+        {quantity(), "10:1 20:2 90:3", {{20, 70}}, 5, "10:1 20:2 25:- 90:3"},
+        {quantity(), "10:1 20:1 90:1 95:1", {{20, 70}}, 5, "10:1 20:1 25:- 90:1 95:1"}, // in a run
+        {quantity(),
+         "10:1 20:1 90:2",
          {{10, 4}, {20, 70}, {90, 50}},
-         "10:1 20:1 25:- 90:2 95:-"},                               // the first is too short
-        {"10:1 20:2 30:- 90:3", {{20, 70}}, "10:1 20:2 30:- 90:3"}, // there is one
-        {"10:1", {{2, 8}}, "10:1"},                                 // nothing was before
+         5,
+         "10:1 20:1 25:- 90:2 95:-"},                                              // one short
+        {quantity(), "10:1 20:2 30:- 90:3", {{20, 70}}, 5, "10:1 20:2 30:- 90:3"}, // there is one
+        {quantity(), "10:1", {{2, 8}}, 5, "10:1"},                                 // nothing was before
+        {quantity(), "10:1 80:2", {{30, 40}}, 0, "10:1 10:- 80:2"},
+        {quantity(), "10:1 80:1", {{30, 40}}, 0, "10:1 30:1 30:- 70:1 80:1"},
+        {gear(), "10:1 80:2", {{30, 40}}, 0, "10:1 30:1 30:- 70:1 80:2"},
     };
     for (const Case& each : cases) {
-        const baseSignalDef_t signal = quantity();
-        Curve curve(signal, Curve::fewestPoints);
+        Curve curve(each.signal, Curve::fewestPoints);
         addAll(curve, each.values);
-        curve.breakAt(each.gaps, 5);
+        curve.breakAt(each.gaps, each.hold);
         EXPECT_EQ(text(curve.points()), each.points) << each.values;
     }
+}
+
+/// The clock is set from 1970 to 2026 by the second value.
+TEST(Curve, EmptyTimeTakesNoPoints) {
+    constexpr std::uint64_t start = 1'772'352'000'000'000'000;
+    const baseSignalDef_t signal = quantity();
+    Curve curve(signal, 1024);
+    curve.add(0, 0);
+    for (std::uint64_t i = 0; i < 100'000; ++i) {
+        curve.add(start + i * 1'000'000, static_cast<double>(i % 7));
+    }
+    EXPECT_LE(curve.resolution(), 1'000'000'000U); // 100 s in at least 100 buckets
+    EXPECT_GE(curve.points().size(), 400U);
 }
 
 /// The definition of M4, over all values.
