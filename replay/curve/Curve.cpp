@@ -79,7 +79,7 @@ void Curve::change(std::uint64_t time, double value) {
     greatest = isFirst ? value : std::max(greatest, value);
     latestValue = value;
     note(value);
-    if (isOpen && isExtended && isExact && !isQuantity) {
+    if (isExtended && isExact && !isQuantity) {
         all.back() = {time, value}; // what is held needs no end
     } else {
         push({time, value});
