@@ -101,7 +101,9 @@ class Catalog::FileAdder {
                 signals[i] = build<CANSignal>(std::move(record), message, i);
             }
         }
-        return list.emplace_back(std::make_unique<MessageDecoder>(message, signals)).get();
+        return list
+            .emplace_back(std::make_unique<MessageDecoder>(message, signals, catalog.allMessages.size() - 1))
+            .get();
     }
 
     /// By index. What is not decodable, or depends on something that is not, is remarked and left out.

@@ -83,7 +83,8 @@ MessageDecoder* Catalog::decoderFor(const MessageDecoder& decoder, std::uint8_t 
         signals[signal] = static_cast<CANSignal*>(adopt(
             std::make_unique<CANSignal>(record, /*shmem=*/false, &registry), {&message, signal, index}));
     }
-    const auto& made = frameDecoders.emplace_back(std::make_unique<MessageDecoder>(message, signals));
+    const auto& made =
+        frameDecoders.emplace_back(std::make_unique<MessageDecoder>(message, signals, decoder.number()));
     made->setSource(source, /*isFurtherSource=*/true);
     return made.get();
 }

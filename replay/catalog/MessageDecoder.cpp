@@ -32,8 +32,9 @@ const char* receptionText(Reception reception) {
     return "";
 }
 
-MessageDecoder::MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals)
-    : definition(message) {
+MessageDecoder::MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals,
+                               std::size_t number)
+    : definition(message), messageNumber(number) {
     std::vector<bool> usable;
     std::transform(signals.begin(), signals.end(), std::back_inserter(usable),
                    [](const CANSignal* signal) { return signal != nullptr; });

@@ -55,8 +55,9 @@ class RKREPLAY_EXPORT MessageDecoder {
     };
 
     /// `signals` has one entry for each signal of `message`; null ones are not decoded. Their values are
-    /// private and written by this decoder alone. All must outlive it.
-    MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals);
+    /// private and written by this decoder alone. All must outlive it. `number` is the client's.
+    MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals,
+                   std::size_t number = 0);
 
     /// Decodes one data frame with the identifier of the message, whatever its channel, and whether it is a
     /// CAN FD frame or not; only CAN FD frames have PDUs. `ids` is emptied, then receives the identifiers of
@@ -77,6 +78,7 @@ class RKREPLAY_EXPORT MessageDecoder {
     Reception receptionOf(const BaseSignal& signal) const;
 
     const MessageDefinition& message() const { return definition; }
+    std::size_t number() const { return messageNumber; } ///< in a catalog: of the message in its messages()
     /// Of a parameter group whose definition is for any sender: the one whose frames are decoded here. None
     /// before its first frame.
     std::optional<std::uint8_t> source() const { return sender; }
@@ -115,6 +117,7 @@ class RKREPLAY_EXPORT MessageDecoder {
     Reception receptionOf(const Field& field) const;
 
     const MessageDefinition& definition;
+    std::size_t messageNumber;
     std::vector<Field> fields;                   ///< parents first
     std::vector<j1939::ReservedValues> reserved; ///< as fields; empty unless this is a parameter group
     std::optional<std::uint8_t> sender;

@@ -1,6 +1,7 @@
 #include "curve/Curve.h"
 
 #include "curve/PointReduction.h"
+#include "definition/RawNumber.h"
 
 #include <algorithm>
 #include <bit>
@@ -20,17 +21,6 @@ bool measuresQuantity(const baseSignalDef_t& signal) {
     const bool isInteger = signal.type == signalValue_t::Unsigned || signal.type == signalValue_t::Signed;
     const bool isPlain = isInteger && signal.unit.empty() && signal.scale == 1;
     return !isPlain && signal.bits != 1 && signal.unit != "UTC";
-}
-
-bool hasText(const baseSignalDef_t& signal, double value) {
-    if (signal.type == signalValue_t::Unsigned && value >= 0 && value < 0x1p64) {
-        return signal.valueDescriptions.contains(static_cast<std::uint64_t>(value));
-    }
-    if (signal.type == signalValue_t::Signed && value >= -0x1p63 && value < 0x1p63) {
-        return signal.valueDescriptions.contains(
-            static_cast<std::uint64_t>(static_cast<std::int64_t>(value)));
-    }
-    return false;
 }
 
 } // namespace
@@ -187,8 +177,8 @@ bool Curve::isOfStates() const {
     if (!mayBeStates()) {
         return false;
     }
-    const auto named = static_cast<std::size_t>(
-        std::ranges::count_if(distinct, [this](double value) { return hasText(*signal, value); }));
+    const auto named = static_cast<std::size_t>(std::ranges::count_if(
+        distinct, [this](double value) { return textOfNumber(*signal, value) != nullptr; }));
     constexpr std::size_t fewDistinct = 16;
     const std::size_t nameless = distinct.size() - named;
     return nameless == 0 ||

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <unordered_set>
 #include <utility>
 
 namespace rksignal {
@@ -39,9 +40,22 @@ ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettin
         ethernet = std::make_unique<EthernetDecoder>(catalog, ids,
                                                      [this](const MessageInfo& info) { writeGroup(info); });
     }
+    findIdleMessages(settings.wanted);
     ids.reserve(catalog.signals().size());
     held.reserve(catalog.signals().size());
     turns.resize(catalog.signals().size());
+}
+
+void ReplayEngine::findIdleMessages(const std::vector<bool>& wanted) {
+    std::unordered_set<const MessageDefinition*> busy;
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        if (wanted[i]) {
+            busy.insert(catalog.origin(i).message);
+        }
+    }
+    for (const MessageDefinition& message : catalog.messages()) {
+        idleMessages.push_back(!wanted.empty() && !busy.contains(&message));
+    }
 }
 
 void ReplayEngine::pass(PassedMessage kind, std::uint64_t timestamp) {
@@ -55,6 +69,10 @@ void ReplayEngine::receive(const CANExtTraceMessage& frame) {
     bool known = false;
     for (const auto decoders : catalog.decodersOf(frame.channel, frame.canId, frame.isExtended())) {
         for (MessageDecoder* const decoder : decoders) {
+            if (isIdle(*decoder)) {
+                known = true;
+                continue;
+            }
             known = decoder->decode(frame, ids) || known;
             if (decoder->message().pduId) {
                 writeGroup(info);

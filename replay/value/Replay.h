@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <vector>
 
 namespace rksignal {
 
@@ -19,6 +20,10 @@ struct ReplaySettings {
     /// Decode Ethernet frames by the rules of librksignal alone, as a logger does. Otherwise those of
     /// SOME/IP, stacked VLAN tags and IPv6 count too (docs/rksignal.md, "Ethernet").
     bool strict = false;
+    /// By index in Catalog::signals(): whether somebody looks at the values. Frames of CAN whose definition
+    /// has no such signal are counted and not decoded; ValueSink::written() may tell of others all the same.
+    /// What is wanted of a parameter group is wanted of each of its senders. Empty: all.
+    std::vector<bool> wanted = {};
 };
 
 /// Decodes messages into the signals of a catalog, which keep their values from one message to the next, and

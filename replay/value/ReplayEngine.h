@@ -64,6 +64,9 @@ class ReplayEngine final : public MessageSink {
     template <class Message>
     bool replayRecord(Record record, std::uint64_t timestamp);
 
+    void findIdleMessages(const std::vector<bool>& wanted);
+    /// Whether the frames of a definition need not be decoded.
+    bool isIdle(const MessageDecoder& decoder) const { return idleMessages[decoder.number()]; }
     bool receiveParameterGroup(const CANExtTraceMessage& frame, const MessageInfo& info);
     bool decodeParameterGroup(std::uint32_t id, const MessageDecoder::Payload& payload,
                               const MessageInfo& info);
@@ -86,6 +89,7 @@ class ReplayEngine final : public MessageSink {
     J1939Transport transport;
     std::size_t knownSignals; ///< number of signals that the sink knows of
     std::vector<unsigned long> ids;
+    std::vector<bool> idleMessages;            ///< by index in Catalog::messages(): no signal is wanted
     std::unique_ptr<EthernetDecoder> ethernet; ///< null: the library's own decoder is used
     std::vector<unsigned long> held;           ///< GPS signals that have a value
     std::vector<std::uint64_t> turns;          ///< by signal: the last call of writeGroup() that handed it on

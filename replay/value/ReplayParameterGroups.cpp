@@ -34,6 +34,9 @@ bool ReplayEngine::decodeParameterGroup(std::uint32_t id, const MessageDecoder::
         }
         for (MessageDecoder* const decoder : decoders) {
             known = true;
+            if (isIdle(*decoder)) {
+                continue;
+            }
             decoder->decode(payload, ids);
             if (!ids.empty()) {
                 sink.written(info, ids);
