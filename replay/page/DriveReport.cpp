@@ -21,10 +21,6 @@ struct DriveReport::State {
         audit.addValueSink(triggers);
     }
 
-    std::uint64_t valuesOf(std::size_t signal) const {
-        return curves.isRecorded(signal) ? curves.curve(signal).count() : 0;
-    }
-
     Catalog& catalog;
     Audit audit;
     Triggers triggers;
@@ -144,8 +140,7 @@ class DriveReport::Page {
   public:
     Page(const State& drive, const PageSettings& settings)
         : drive(drive), settings(settings), span(spanOf(drive.audit.survey().totals())),
-          messages(drive.catalog, drive.audit, drive.findings,
-                   [&drive](std::size_t signal) { return drive.valuesOf(signal); }),
+          messages(drive.catalog, drive.audit, drive.findings, drive.curves),
           signals(drive.catalog, drive.curves, messages, span, settings.panels) {}
 
     PageData data() {

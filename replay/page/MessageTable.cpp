@@ -72,9 +72,9 @@ std::string_view busName(SignalKind kind) {
 }
 
 MessageTable::MessageTable(Catalog& catalog, const Audit& audit, std::span<const Finding> findings,
-                           const std::function<std::uint64_t(std::size_t)>& valuesOf) {
+                           const CurveRecorder& curves) {
     addFrames(catalog, audit, findings);
-    addDefinitions(catalog, valuesOf);
+    addDefinitions(catalog, curves);
     limitAndSort();
     connectSignals(catalog);
 }
@@ -108,12 +108,11 @@ void MessageTable::addFrames(Catalog& catalog, const Audit& audit, std::span<con
     }
 }
 
-void MessageTable::addDefinitions(const Catalog& catalog,
-                                  const std::function<std::uint64_t(std::size_t)>& valuesOf) {
+void MessageTable::addDefinitions(const Catalog& catalog, const CurveRecorder& curves) {
     std::unordered_map<const MessageDefinition*, std::uint64_t> counts;
-    for (std::size_t i = 0; i < catalog.signals().size(); ++i) {
-        std::uint64_t& count = counts[catalog.origin(i).message];
-        count = std::max(count, valuesOf(i));
+    for (const std::size_t signal : curves.signals()) {
+        std::uint64_t& count = counts[catalog.origin(signal).message];
+        count = std::max(count, curves.curve(signal).count());
     }
     for (const MessageDefinition& message : catalog.messages()) {
         const auto count = counts.find(&message);

@@ -5,11 +5,11 @@
 #include "audit/Audit.h"
 #include "audit/Finding.h"
 #include "catalog/Catalog.h"
+#include "curve/CurveRecorder.h"
 #include "page/PageJson.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <optional>
 #include <span>
@@ -26,10 +26,10 @@ class MessageTable {
   public:
     static constexpr std::size_t maxRows = 8192;
 
-    /// `findings` are all of the audit. `valuesOf` tells how many values a signal got. The catalog must
+    /// `findings` are all of the audit. `curves` tell how many values the signals got. The catalog must
     /// outlive the table.
     MessageTable(Catalog& catalog, const Audit& audit, std::span<const Finding> findings,
-                 const std::function<std::uint64_t(std::size_t signal)>& valuesOf);
+                 const CurveRecorder& curves);
 
     PageJson json() const;
     /// How many rows there are no room for: of messages without definition, the rarest first.
@@ -54,7 +54,7 @@ class MessageTable {
     };
 
     void addFrames(Catalog& catalog, const Audit& audit, std::span<const Finding> findings);
-    void addDefinitions(const Catalog& catalog, const std::function<std::uint64_t(std::size_t)>& valuesOf);
+    void addDefinitions(const Catalog& catalog, const CurveRecorder& curves);
     void limitAndSort();
     void connectSignals(Catalog& catalog);
     void connectFrames(Catalog& catalog, std::size_t row);
