@@ -24,6 +24,7 @@ std::string FiringLog::explain(const Firing& firing, Log& log) const {
         return {};
     }
     std::string text = triggers.explain(firing.condition);
+    text.resize(std::min(text.find_last_not_of('\n') + 1, text.size()));
     if (text.size() > limits.explanation) {
         text.resize(limits.explanation);
         text += "...";
