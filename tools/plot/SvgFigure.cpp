@@ -345,12 +345,16 @@ SvgPicture svgOf(const Figure& figure, const SvgSize& size, const SvgTheme& them
 }
 
 std::vector<SvgPicture> svgPages(const Figure& figure, const SvgSize& size, const SvgTheme& theme) {
+    constexpr double squeezed = 1.15; // by more, curves are hard to read
+    const auto fits = [&](std::span<const FigurePanel> panels) {
+        return SvgLayout(figure, panels, {size.width, 0}).height <= size.height * squeezed &&
+               SvgLayout(figure, panels, size).height <= size.height;
+    };
     std::vector<SvgPicture> pages;
     std::span<const FigurePanel> rest = figure.panels;
     while (!rest.empty()) {
         std::size_t count = 1;
-        while (count < rest.size() &&
-               leastSvgHeight(figure, rest.first(count + 1), size.width) <= size.height) {
+        while (count < rest.size() && fits(rest.first(count + 1))) {
             ++count;
         }
         pages.push_back(SvgDrawing(figure, rest.first(count), size, theme).draw());
