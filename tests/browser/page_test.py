@@ -16,7 +16,7 @@ import playwright.sync_api
 from playwright.sync_api import expect, sync_playwright
 
 LOOK_FOR = """() => {
-    // Whether something is drawn in the highest tenth of the first plot, near the column of a time (share of the width).
+    // Whether a curve is in the highest tenth of the first plot, near the column of a time (share of the width).
     const canvas = document.querySelector(".plot canvas");
     const scale = window.devicePixelRatio, left = 56 * scale;
     const x = Math.round(left + (canvas.width - left) * SHARE);
@@ -117,8 +117,8 @@ def zooms(session):
 def obeys_keys(session):
     session.open()
     page = session.page
-    steps = [("+", 59.9975, 179.9925), ("+", 89.99625, 149.99375), ("ArrowRight", 101.99575, 161.99325), ("Home", 0, 59.9975),
-             ("End", 179.9925, 239.99), ("-", 119.995, 239.99), ("0", 0, 239.99)]
+    steps = [("+", 59.9975, 179.9925), ("+", 89.99625, 149.99375), ("ArrowRight", 101.99575, 161.99325),
+             ("Home", 0, 59.9975), ("End", 179.9925, 239.99), ("-", 119.995, 239.99), ("0", 0, 239.99)]
     for key, begin, end in steps:
         page.keyboard.press(key)
         found = session.window()

@@ -37,7 +37,8 @@ export class Events {
   fill(title, entries, make, before, none) {
     const list = element("ul", "entries");
     this.list.replaceChildren(list);
-    if (before) this.list.prepend(element("p", "quiet", ...before.split("\n").flatMap((line) => [line, element("br")])));
+    const lines = before.split("\n").flatMap((line) => [line, element("br")]);
+    if (before) this.list.prepend(element("p", "quiet", ...lines));
     if (!entries.length && !before) this.list.append(element("p", "quiet", none));
     let made = 0;
     const more = element("button", "more", "Show more");
@@ -90,7 +91,8 @@ export class Events {
     const show = () => this.showSignals(entry);
     const row = element("div", "row");
     if (entry.at !== null) row.append(this.moment(entry.at, entry.until, show));
-    row.append(element("span", `severity ${SEVERITIES.includes(entry.severity) ? entry.severity : "note"}`, entry.severity));
+    const severity = SEVERITIES.includes(entry.severity) ? entry.severity : "note";
+    row.append(element("span", `severity ${severity}`, entry.severity));
     row.append(element("span", "rule", entry.rule));
     if (entry.count > 1) row.append(element("span", "lasting", `${entry.count} times`));
     const text = element("p", "", ...(entry.about ? [name(entry.about, "what"), ": "] : []), name(entry.text));
@@ -122,8 +124,8 @@ export class Events {
   }
 
   gap(entry) {
-    const row = element("div", "row", this.moment(entry.from, entry.to), element("span", "what", "nothing was heard for"),
-      this.lasting(entry.from, entry.to));
+    const what = element("span", "what", "nothing was heard for");
+    const row = element("div", "row", this.moment(entry.from, entry.to), what, this.lasting(entry.from, entry.to));
     return element("li", "gap", row);
   }
 }
