@@ -9,7 +9,7 @@ import struct
 
 START = 1_772_352_000  # 2026-03-01T08:00:00Z
 SECONDS = 240
-SPIKE = 120.0
+SPIKE = 100.37
 GAP = (150.0, 156.0)
 HOSTILE = [
     "<script>window.broken = 1</script>",
