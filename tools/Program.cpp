@@ -14,6 +14,7 @@
 #include "program/CommandLine.h"
 #include "program/Completion.h"
 #include "program/ManualPage.h"
+#include "report/ReportCommand.h"
 #include "text/ClosestNames.h"
 #include "text/PrintableText.h"
 #include "trigger/TriggerCommand.h"
@@ -110,6 +111,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addExportCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addAuditCommand(program, console, status);
+    addReportCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
     addEventsCommand(program, console, status);

@@ -78,6 +78,26 @@ BO_ 3 Event: 8 X
     EXPECT_TRUE(curves.gaps().empty());
 }
 
+TEST(CurveRecorder, NothingGoesOnWhereNoMessageCame) {
+    Catalog catalog;
+    catalog.addDbcText("BO_ 3 Event: 8 X\n SG_ Button : 0|8@1+ (1,0) [0|0] \"\"\n", "test.dbc");
+    Frames frames;
+    addEvery(frames, 10, 0, 1000, "001#05"); // undefined
+    addEvery(frames, 10, 5000, 6000, "001#05");
+    for (const unsigned time : {55, 5500}) {
+        frames.emplace(time, "003#01");
+    }
+    CurveRecorder curves(catalog, {}, {});
+    Replay replay(catalog, curves);
+    for (const auto& [time, frame] : frames) {
+        replay.receive(frameOf(frame, time * millisecond));
+    }
+    curves.finish();
+    ASSERT_EQ(curves.gaps().size(), 1U);
+    EXPECT_EQ(curves.gaps()[0], (Gap{1000 * millisecond, 4000 * millisecond}));
+    EXPECT_EQ(pointsOf(catalog, curves, "Event.Button"), "55:1 1000:1 1000:- 5000:1 5500:1");
+}
+
 TEST(CurveRecorder, FollowsTimeSendersAndWithdrawals) {
     Catalog catalog;
     catalog.addDbcText(R"(BA_DEF_ BO_ "VFrameFormat" ENUM "StandardCAN","ExtendedCAN","reserved","J1939PG";
