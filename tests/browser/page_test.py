@@ -184,7 +184,7 @@ def suits_the_screen(session):
     page.wait_for_function(f"{shade} === '{light}'")
     for width in (1600, 1000, 700, 400, 320):
         page.set_viewport_size({"width": width, "height": 800})
-        assert page.evaluate("document.documentElement.scrollWidth") <= width, f"too wide for {width} pixels"
+        page.wait_for_function(f"innerWidth === {width} && document.documentElement.scrollWidth <= {width}")
 
 
 def obeys_fingers(session):
