@@ -228,7 +228,7 @@ std::vector<CurvePoint> Curve::reduced(std::uint64_t from, std::uint64_t to, std
     const auto begin = std::ranges::lower_bound(all, from, {}, &CurvePoint::time);
     const auto end = std::ranges::upper_bound(begin, all.end(), to, {}, &CurvePoint::time);
     std::vector<CurvePoint> picture(begin, end);
-    const std::uint64_t width = (to - from) / columns + 1;
+    const std::uint64_t width = (to - from) / columns + (to - from < ~std::uint64_t{0} ? 1 : 0);
     reducePoints(picture, isOfStates(), [&](std::uint64_t time) { return (time - from) / width; });
     if (begin != all.begin()) {
         picture.insert(picture.begin(), *std::prev(begin));

@@ -61,7 +61,7 @@ BO_ 3 Event: 8 X
     addEvery(frames, 10, 600, 1000, "001#05");
     addEvery(frames, 20, 5, 1000, "002#0107");
     addEvery(frames, 20, 15, 500, "002#0209"); // to 495, then no more
-    for (const unsigned time : {1, 2, 3, 50, 51, 52, 300, 301, 302, 420, 421, 422, 900}) {
+    for (const unsigned time : {1U, 2U, 3U, 50U, 51U, 52U, 300U, 301U, 302U, 420U, 421U, 422U, 900U}) {
         frames.emplace(time, "003#01");
     }
     addEvery(frames, 1, 901, 915, "003#01"); // a burst
@@ -84,7 +84,7 @@ TEST(CurveRecorder, NothingGoesOnWhereNoMessageCame) {
     Frames frames;
     addEvery(frames, 10, 0, 1000, "001#05"); // undefined
     addEvery(frames, 10, 5000, 6000, "001#05");
-    for (const unsigned time : {55, 5500}) {
+    for (const unsigned time : {55U, 5500U}) {
         frames.emplace(time, "003#01");
     }
     CurveRecorder curves(catalog, {}, {});

@@ -100,6 +100,7 @@ TEST(Curve, PictureLeadsBeyondItsBorders) {
     addAll(curve, "0:1 10:2 20:3 30:4");
     EXPECT_EQ(text(curve.reduced(12, 18, 4)), "10:2 20:3");
     EXPECT_EQ(text(curve.reduced(10, 10, 1)), "0:1 10:2 20:3");
+    EXPECT_EQ(text(curve.reduced(0, ~std::uint64_t{0}, 1)), "0:1 30:4");
     EXPECT_EQ(text(curve.reduced(40, ~std::uint64_t{0}, 3)), "30:4");
 }
 
