@@ -11,6 +11,7 @@
 #include "info/InfoCommand.h"
 #include "list/ListCommand.h"
 #include "output/OutputBuffer.h"
+#include "plot/PlotCommand.h"
 #include "program/CommandLine.h"
 #include "program/Completion.h"
 #include "program/ManualPage.h"
@@ -108,6 +109,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     int status = Clean;
     addInfoCommand(program, console, status);
     addDecodeCommand(program, console, status);
+    addPlotCommand(program, console, status);
     addExportCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addAuditCommand(program, console, status);
