@@ -66,7 +66,7 @@ TEST_F(PlotCommand, NamesStayText) {
     EXPECT_EQ(elements, (std::set<std::string>{"svg", "title", "desc", "style", "rect", "path", "text"}));
     const std::string panels =
         "t.log\nPlain < 3 && 1 > 0\n1×\n0\n100\n200\n<script>x</script>\n5 to 250 \"&'\n"
-        "\\x1B[31m]]>\na\\xE2\\x80\\xAEb\uFFFD\n</text><script>\n\\x1B[31m]]>\n0.0\n";
+        "\\x1B[31m]]>\na\\xE2\\x80\\xAEb\uFFFD\n…\n</text><script>\n0.0\n";
     EXPECT_EQ(texts.substr(0, panels.size()), panels);
     EXPECT_EQ(run.output.find_first_of("\x07\x1b"), std::string::npos) << run.output;
 }
