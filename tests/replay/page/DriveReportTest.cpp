@@ -219,7 +219,7 @@ TEST(DriveReport, FitsIntoItsRoomAndHidesNoSpike) {
     EXPECT_LE(drive.data.header.size() + (drive.data.curves.size() + 2) / 3 * 4, settings.maxBytes);
     EXPECT_GT(drive.data.curves.size(), 500'000);
     const json& signals = header["signals"];
-    EXPECT_GT(signals[7]["curve"]["points"], 4 * signals[6]["curve"]["points"].get<std::size_t>());
+    EXPECT_GT(signals[7]["curve"]["points"], 3 * signals[6]["curve"]["points"].get<std::size_t>());
     for (std::size_t i = 0; i < signals.size(); ++i) {
         const auto points = CurveReader(drive.data.curves, signals[i]["curve"]).all;
         const auto [least, greatest] =
