@@ -97,7 +97,7 @@ class _File:
 
     def __init__(self, pa, path, schema, signals, compression):
         self._pa = pa
-        self._names = _free_names(schema.names)
+        self._names = free_names(schema.names, _RESERVED)
         if signals is None:
             signals = {name: _text_of(field.metadata) for name, field in zip(self._names, schema) if field.metadata}
         metadata = {**(schema.metadata or {}), b"rksignal.signals": json.dumps(signals, ensure_ascii=False)}
@@ -131,9 +131,9 @@ def _naming(path):
         raise FileError(f"cannot write {path}: {error.strerror or error}", path) from error
 
 
-def _free_names(names):
-    """Names that differ by more than the case of letters, and that no folder stands for."""
-    taken = set(_RESERVED)
+def free_names(names, reserved=()):
+    """Names that differ by more than the case of letters, and are not reserved."""
+    taken = set(reserved)
     free = []
     for name in names:
         number, wanted = 1, name
