@@ -4,6 +4,7 @@
 #include "ColumnReading.h"
 #include "Definitions.h"
 #include "Errors.h"
+#include "Explain.h"
 #include "FrameReading.h"
 #include "TriggerReading.h"
 
@@ -28,4 +29,5 @@ NB_MODULE(_rksignal, module) {
     rksignal::python::bindColumnReading(module);
     rksignal::python::bindFrameReading(module);
     rksignal::python::bindTriggerReading(module);
+    rksignal::python::bindExplain(module);
 }

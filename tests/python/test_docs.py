@@ -38,6 +38,15 @@ def test_examples_of_the_guide():
     run(doctest.DocTestParser().get_doctest(text, {}, "python.md", str(path), 0))
 
 
+def test_the_notebook():
+    nbclient, nbformat = pytest.importorskip("nbclient"), pytest.importorskip("nbformat")
+    folder = ROOT / "examples/notebook"
+    notebook = nbformat.read(folder / "drive.ipynb", 4)
+    assert not any(cell.get("outputs") for cell in notebook.cells)
+    nbclient.NotebookClient(notebook, timeout=300, resources={"metadata": {"path": str(folder)}}).execute()
+    assert any("image/png" in output.get("data", {}) for output in notebook.cells[-1].outputs)
+
+
 @pytest.mark.parametrize("name", ["read", "frames", "load", "triggers", "explain", "Database"])
 def test_every_way_in_has_an_example(name):
     assert name in EXAMPLES

@@ -111,6 +111,13 @@ def test_memory_does_not_grow_with_the_trace():
     assert int(told[1][1]) - int(told[0][1]) < 16 * 1024  # KB; the rows take 12 times 24 MB
 
 
+@pytest.mark.parametrize("name", ["Engine.Speed", "Crash.Severity", "Maintenance.OilLife"])
+def test_explanations_are_those_of_the_program(name, db, program):
+    shown = program("explain", name, "--dbc", "0=drive.dbc", "--dbc", "1=body.dbc", "drive.log")
+    explained = rksignal.explain("drive.log", db, name)
+    assert explained.text == shown and (explained.value is None) == ("no value" in shown.split("\n")[0])
+
+
 def test_triggers_as_the_program_has_them(db, program):
     condition = "overspeed = Vehicle.Speed > 100 && Gear.Current == 6"
     rows = program("trigger", "--quiet", "--edge", "--explain", "--dbc", "0=drive.dbc", "--dbc", "1=body.dbc",
