@@ -6,6 +6,7 @@
 #include "Errors.h"
 #include "Explain.h"
 #include "FrameReading.h"
+#include "TraceReading.h"
 #include "TriggerReading.h"
 
 namespace rksignal::python {
@@ -28,6 +29,7 @@ NB_MODULE(_rksignal, module) {
     rksignal::python::bindBatch(module);
     rksignal::python::bindColumnReading(module);
     rksignal::python::bindFrameReading(module);
+    rksignal::python::bindTraceReading(module);
     rksignal::python::bindTriggerReading(module);
     rksignal::python::bindExplain(module);
 }

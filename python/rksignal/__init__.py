@@ -11,7 +11,8 @@ come true, `explain` how a signal comes to its value.
 from ._definitions import Database, Message, Signal, load
 from ._errors import ConditionWarning, DefinitionWarning, Error, FileError, FileMissingError, Remark, TraceWarning
 from ._explain import Explanation, explain
-from ._reading import Batch, Batches, frames, read
+from ._parquet import ParquetSummary, to_parquet
+from ._reading import Batch, Batches, frames, parts, read
 from ._rksignal import __version__
 from ._triggers import Firing, triggers
 
@@ -27,6 +28,7 @@ __all__ = [
     "FileMissingError",
     "Firing",
     "Message",
+    "ParquetSummary",
     "Remark",
     "Signal",
     "TraceWarning",
@@ -34,6 +36,8 @@ __all__ = [
     "explain",
     "frames",
     "load",
+    "parts",
     "read",
+    "to_parquet",
     "triggers",
 ]
