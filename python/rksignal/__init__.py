@@ -1,0 +1,36 @@
+"""Recorded vehicle bus traffic as columns of named values.
+
+>>> import rksignal
+>>> db = rksignal.load("0=drive.dbc", "1=body.dbc")
+>>> frame = rksignal.read("drive.log", db, ["Vehicle.Speed", "Engine.*"]).to_pandas()
+
+`load` reads definition files, `read` the values of traces, `frames` their raw frames, `triggers` tells when conditions
+come true.
+"""
+
+from ._definitions import Database, Message, Signal, load
+from ._errors import ConditionWarning, DefinitionWarning, Error, FileError, FileMissingError, Remark, TraceWarning
+from ._reading import Batch, Batches, frames, read
+from ._rksignal import __version__
+from ._triggers import Firing, triggers
+
+__all__ = [
+    "Batch",
+    "Batches",
+    "ConditionWarning",
+    "Database",
+    "DefinitionWarning",
+    "Error",
+    "FileError",
+    "FileMissingError",
+    "Firing",
+    "Message",
+    "Remark",
+    "Signal",
+    "TraceWarning",
+    "__version__",
+    "frames",
+    "load",
+    "read",
+    "triggers",
+]
