@@ -98,15 +98,16 @@ void print(const char* path, std::span<char*> definitions) {
     constexpr std::pair<ColumnLayout, const char*> layouts[] = {{ColumnLayout::Message, "message"},
                                                                 {ColumnLayout::Long, "long"},
                                                                 {ColumnLayout::Intervals, "intervals"}};
-    for (const auto& [layout, name] : layouts) {
+    for (const auto& layout : layouts) {
         for (const std::size_t wanted : {1U, 20U, 0U}) {
             std::array<Measured, 5> runs{};
-            std::ranges::generate(
-                runs, [&] { return apart([&] { return measure(path, definitions, layout, wanted); }); });
+            std::ranges::generate(runs, [&] {
+                return apart([&] { return measure(path, definitions, layout.first, wanted); });
+            });
             const Measured each = median(runs);
             const std::string signals = wanted == 0 ? "all" : std::to_string(wanted);
-            std::printf("%-10s %4s signals %12.0f frames/s, %ld KiB at most\n", name, signals.c_str(),
-                        static_cast<double>(each.frames) / each.seconds, each.kibibytes);
+            std::printf("%-10s %4s signals %12.0f frames/s, %ld KiB at most\n", layout.second,
+                        signals.c_str(), static_cast<double>(each.frames) / each.seconds, each.kibibytes);
             std::fflush(stdout);
         }
     }
