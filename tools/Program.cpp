@@ -11,9 +11,11 @@
 #include "info/InfoCommand.h"
 #include "list/ListCommand.h"
 #include "output/OutputBuffer.h"
+#include "plot/PlotCommand.h"
 #include "program/CommandLine.h"
 #include "program/Completion.h"
 #include "program/ManualPage.h"
+#include "report/ReportCommand.h"
 #include "text/ClosestNames.h"
 #include "text/PrintableText.h"
 #include "trigger/TriggerCommand.h"
@@ -107,9 +109,11 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     int status = Clean;
     addInfoCommand(program, console, status);
     addDecodeCommand(program, console, status);
+    addPlotCommand(program, console, status);
     addExportCommand(program, console, status);
     addTriggerCommand(program, console, status);
     addAuditCommand(program, console, status);
+    addReportCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
     addEventsCommand(program, console, status);

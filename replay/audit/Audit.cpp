@@ -65,9 +65,41 @@ class AuditEngine final : public ValueSink {
                 check->written(value);
             }
         }
+        for (ValueSink* const sink : sinks) {
+            sink->written(message, ids);
+        }
     }
 
-    void decoded(const MessageInfo& /*message*/) override { known = true; }
+    void decoded(const MessageInfo& message) override {
+        known = true;
+        for (ValueSink* const sink : sinks) {
+            sink->decoded(message);
+        }
+    }
+
+    void reached(std::uint64_t timestamp) override {
+        for (ValueSink* const sink : sinks) {
+            sink->reached(timestamp);
+        }
+    }
+
+    void signalsAdded() override {
+        for (ValueSink* const sink : sinks) {
+            sink->signalsAdded();
+        }
+    }
+
+    void withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) override {
+        for (ValueSink* const sink : sinks) {
+            sink->withdrawn(message, ids);
+        }
+    }
+
+    bool closed() const override {
+        return std::ranges::any_of(sinks, [](const ValueSink* sink) { return sink->closed(); });
+    }
+
+    void addSink(ValueSink& sink) { sinks.push_back(&sink); }
 
     std::vector<Finding> findings() {
         replay.finish();
@@ -99,6 +131,7 @@ class AuditEngine final : public ValueSink {
 
     std::bitset<auditRules> skipped;
     std::vector<std::unique_ptr<AuditCheck>> checks;
+    std::vector<ValueSink*> sinks;
     bool known = false;
 };
 
@@ -106,6 +139,10 @@ Audit::Audit(Catalog& catalog, const AuditSettings& settings)
     : engine(std::make_unique<AuditEngine>(catalog, settings)) {}
 
 Audit::~Audit() = default;
+
+void Audit::addValueSink(ValueSink& sink) {
+    engine->addSink(sink);
+}
 
 void Audit::receive(const CANExtTraceMessage& frame) {
     const std::size_t length = std::min<std::size_t>(frame.length, frame.payload.size());
@@ -154,6 +191,10 @@ void Audit::receive(const GPSTraceMessage& message) {
 
 void Audit::pass(PassedMessage kind, std::uint64_t timestamp) {
     engine->pass(kind, timestamp);
+}
+
+bool Audit::closed() const {
+    return engine->closed();
 }
 
 std::vector<Finding> Audit::findings() {

@@ -10,6 +10,7 @@
 #include "text/Export.h"
 #include "trace/MessageSink.h"
 #include "value/ReplayStatistics.h"
+#include "value/ValueSink.h"
 
 #include <bitset>
 #include <cstdint>
@@ -51,6 +52,9 @@ class RKREPLAY_EXPORT Audit final : public MessageSink {
     Audit(const Audit&) = delete;
     Audit& operator=(const Audit&) = delete;
 
+    /// A sink that gets all values, so that messages are decoded once. It must outlive the audit.
+    void addValueSink(ValueSink& sink);
+
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& frame) override;
     void receive(const FlexRayExtTraceMessage& frame) override;
@@ -62,6 +66,7 @@ class RKREPLAY_EXPORT Audit final : public MessageSink {
     void receive(const SystemMessage& message) override;
     void receive(const GPSTraceMessage& message) override;
     void pass(PassedMessage kind, std::uint64_t timestamp) override;
+    bool closed() const override;
 
     /// Ends the audit. By severity, the gravest first, then by rule, then by the first time. Call it once.
     std::vector<Finding> findings();

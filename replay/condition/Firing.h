@@ -26,6 +26,8 @@ class RKREPLAY_EXPORT FiringSink {
 
     /// The signals still have the values that made the condition fire.
     virtual void fired(const Firing& firing) = 0;
+    /// The condition, which was true when it was last known, is false. `timestamp` as that of a firing.
+    virtual void ended(std::size_t /*trigger*/, std::uint64_t /*timestamp*/) {}
     /// Called for each message with the latest time so far, before its values are there.
     virtual void advanced(std::uint64_t /*now*/) {}
     /// The times of the messages have fallen back by more than a second: a clock was set, or another trace

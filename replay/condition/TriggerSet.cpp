@@ -15,6 +15,7 @@ TriggerSet::TriggerSet(const Catalog& catalog, std::vector<Condition> conditions
     }
     due.reserve(triggers.size());
     firing.reserve(triggers.size());
+    ending.reserve(triggers.size());
     buildIndex(catalog);
 }
 
@@ -46,28 +47,32 @@ void TriggerSet::touch(std::size_t signal) {
 
 std::span<const std::uint32_t> TriggerSet::evaluate() {
     firing.clear();
+    ending.clear();
     for (const std::uint32_t trigger : due) {
-        if (fires(triggers[trigger])) {
-            firing.push_back(trigger);
-        }
+        evaluate(trigger);
     }
     due.clear();
     std::sort(firing.begin(), firing.end());
+    std::sort(ending.begin(), ending.end());
     return firing;
 }
 
-bool TriggerSet::fires(Trigger& trigger) {
+void TriggerSet::evaluate(std::uint32_t number) {
+    Trigger& trigger = triggers[number];
     trigger.isDue = false;
     bool result = false;
     if (!trigger.parser->getExpResult(result)) {
         ++trigger.counts.isUnknown;
-        return false;
+        return;
     }
     ++(result ? trigger.counts.isTrue : trigger.counts.isFalse);
     const bool wasTrue = std::exchange(trigger.wasTrue, result);
-    const bool isFiring = result && !(trigger.isEdgeTrigger && wasTrue);
-    trigger.counts.firings += isFiring ? 1 : 0;
-    return isFiring;
+    if (result && !(trigger.isEdgeTrigger && wasTrue)) {
+        ++trigger.counts.firings;
+        firing.push_back(number);
+    } else if (!result && wasTrue) {
+        ending.push_back(number);
+    }
 }
 
 } // namespace rksignal

@@ -35,6 +35,8 @@ class TriggerSet {
     /// Evaluates what is due, each condition once. \return those that fire, by index and in their order; good
     /// until the next call
     std::span<const std::uint32_t> evaluate();
+    /// Those that this has found false, and were true when last known; good as long.
+    std::span<const std::uint32_t> ended() const { return ending; }
 
     std::size_t size() const { return triggers.size(); }
     const Condition& condition(std::size_t trigger) const { return triggers[trigger].condition; }
@@ -51,13 +53,14 @@ class TriggerSet {
     };
 
     void buildIndex(const Catalog& catalog);
-    static bool fires(Trigger& trigger);
+    void evaluate(std::uint32_t number);
 
     std::vector<Trigger> triggers;
     std::vector<std::uint32_t> offsets; ///< by signal: where its part of `users` starts; one more at the end
     std::vector<std::uint32_t> users;   ///< triggers, grouped by signal
     std::vector<std::uint32_t> due;
     std::vector<std::uint32_t> firing;
+    std::vector<std::uint32_t> ending;
 };
 
 } // namespace rksignal

@@ -99,6 +99,11 @@ void Triggers::State::fire(std::uint64_t timestamp, const std::optional<MessageO
             sink->fired(firing);
         }
     }
+    for (const std::uint32_t trigger : triggers.ended()) {
+        for (FiringSink* const sink : firingSinks) {
+            sink->ended(trigger, timestamp);
+        }
+    }
 }
 
 std::string Triggers::State::whyUnknown(BaseSignal& signal) const {

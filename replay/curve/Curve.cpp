@@ -4,7 +4,6 @@
 #include "definition/RawNumber.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -21,6 +20,35 @@ bool measuresQuantity(const baseSignalDef_t& signal) {
     const bool isInteger = signal.type == signalValue_t::Unsigned || signal.type == signalValue_t::Signed;
     const bool isPlain = isInteger && signal.unit.empty() && signal.scale == 1;
     return !isPlain && signal.bits != 1 && signal.unit != "UTC";
+}
+
+/// About how many points remain with buckets of 2^shift nanoseconds.
+std::size_t remaining(std::span<const CurvePoint> points, unsigned char shift) {
+    std::size_t sum = 0;
+    std::size_t ofBucket = 0;
+    std::uint64_t bucket = 0;
+    for (const CurvePoint& point : points) {
+        ofBucket = point.time >> shift == bucket ? ofBucket + 1 : 1;
+        bucket = point.time >> shift;
+        sum += ofBucket <= 4 ? 1U : 0U;
+    }
+    return sum;
+}
+
+/// The narrowest buckets that bring points down to a number of them. It is searched for, not worked out from
+/// the time that they span: where clocks were set, most of that time is empty.
+unsigned char firstShift(std::span<const CurvePoint> points, std::size_t target) {
+    unsigned char low = 0;
+    unsigned char high = widestShift;
+    while (low < high) {
+        const auto middle = static_cast<unsigned char>((low + high) / 2);
+        if (remaining(points, middle) > target) {
+            low = static_cast<unsigned char>(middle + 1);
+        } else {
+            high = middle;
+        }
+    }
+    return low;
 }
 
 } // namespace
@@ -51,7 +79,7 @@ void Curve::change(std::uint64_t time, double value) {
     greatest = isFirst ? value : std::max(greatest, value);
     latestValue = value;
     note(value);
-    if (isOpen && isExtended && isExact && !isQuantity) {
+    if (isExtended && isExact && !isQuantity) {
         all.back() = {time, value}; // what is held needs no end
     } else {
         push({time, value});
@@ -120,15 +148,12 @@ void Curve::makeRoom() {
 /// Makes buckets wider until a quarter of the points is free. With the widest there are two buckets, which
 /// hold fewer than `fewestPoints`.
 void Curve::coarsen() {
-    if (isExact) {
-        isExact = false;
-        const std::uint64_t span = all.back().time - all.front().time;
-        shift = static_cast<unsigned char>(std::bit_width(span / maxPoints));
-    }
+    const std::size_t target = maxPoints - maxPoints / 4;
     do {
-        shift = std::min<unsigned char>(widestShift, shift + 1);
+        shift = isExact ? firstShift(all, target) : static_cast<unsigned char>(shift + 1);
+        isExact = false;
         tail = reducePoints(all, mayBeStates(), [this](std::uint64_t time) { return bucketOf(time); });
-    } while (all.size() > maxPoints - maxPoints / 4 && shift < widestShift);
+    } while (all.size() > target && shift < widestShift);
 }
 
 void Curve::limit(std::size_t most) {
@@ -159,11 +184,12 @@ void Curve::breakAt(std::span<const Gap> gaps, std::uint64_t hold) {
             continue;
         }
         const double value = broken.back().value;
-        if (broken.back().time < gap.begin) {
+        const bool isHeld = !isQuantity || (next != all.cend() && next->value == value);
+        if (isHeld && broken.back().time < gap.begin) {
             broken.push_back({gap.begin, value});
         }
-        broken.push_back({gap.begin + hold, noValue});
-        if (next != all.cend() && next->time > gap.end()) {
+        broken.push_back({broken.back().time + hold, noValue});
+        if (isHeld && next != all.cend() && next->time > gap.end()) {
             broken.push_back({gap.end(), value}); // it goes on as before
         }
     }
@@ -202,7 +228,7 @@ std::vector<CurvePoint> Curve::reduced(std::uint64_t from, std::uint64_t to, std
     const auto begin = std::ranges::lower_bound(all, from, {}, &CurvePoint::time);
     const auto end = std::ranges::upper_bound(begin, all.end(), to, {}, &CurvePoint::time);
     std::vector<CurvePoint> picture(begin, end);
-    const std::uint64_t width = (to - from) / columns + 1;
+    const std::uint64_t width = (to - from) / columns + (to - from < ~std::uint64_t{0} ? 1 : 0);
     reducePoints(picture, isOfStates(), [&](std::uint64_t time) { return (time - from) / width; });
     if (begin != all.begin()) {
         picture.insert(picture.begin(), *std::prev(begin));

@@ -57,9 +57,11 @@ class RKREPLAY_EXPORT Curve {
     void add(std::uint64_t time, double value);
     /// From this time on there is no value, up to the next one.
     void breakOff(std::uint64_t time);
-    /// Adds a break to each gap, `hold` nanoseconds after its begin, unless it has points, or is shorter than
-    /// the resolution or `hold`. To be called behind the last value; the points may become more than the
-    /// limit, by three a gap. REQUIRES: the gaps are in the order of time.
+    /// Adds a break to each gap: `hold` nanoseconds after its begin, of a line that leads from a value before
+    /// to another one behind it, after the one before. What is held goes on behind the gap. A gap that has
+    /// points, or is shorter than the resolution or `hold`, gets none. To be called behind the last value;
+    /// the points may become more than the limit, by three a gap. REQUIRES: the gaps are in the order of
+    /// time.
     void breakAt(std::span<const Gap> gaps, std::uint64_t hold);
     /// Gives memory back, at the cost of the resolution.
     void limit(std::size_t maxPoints);

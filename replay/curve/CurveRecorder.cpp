@@ -13,6 +13,7 @@ namespace rksignal {
 namespace {
 
 constexpr std::size_t keptGaps = 100;
+constexpr std::uint64_t longPause = 1'000'000'000;
 
 /// When values that come together came.
 struct CurveTiming {
@@ -20,6 +21,8 @@ struct CurveTiming {
     bool isSeen = false;
     IntervalSketch intervals;
     GapList gaps{keptGaps};
+    std::vector<Gap> breaks; ///< in the end
+    std::uint64_t hold = 0;  ///< how long values count in these, in nanoseconds
 
     void add(std::uint64_t time) {
         if (isSeen && time > latest) {
@@ -28,6 +31,22 @@ struct CurveTiming {
         }
         latest = time;
         isSeen = true;
+    }
+
+    /// `pauses` are those of all messages, which end at `end`.
+    void findBreaks(std::uint64_t end, const std::vector<Gap>& pauses) {
+        const std::uint64_t median = intervals.percentile(50);
+        if (!isRegular(intervals, median)) {
+            breaks = pauses;
+            std::erase_if(breaks, [](const Gap& each) { return each.length < longPause; });
+            return;
+        }
+        const std::uint64_t threshold = scaledInterval(endFactor, median);
+        hold = median;
+        breaks = gaps.above(threshold);
+        if (end - latest > threshold) {
+            breaks.push_back({latest, end - latest});
+        }
     }
 };
 
@@ -172,25 +191,13 @@ void CurveRecorder::State::withdrawn(std::uint64_t timestamp, std::span<const un
 }
 
 void CurveRecorder::State::finish() {
-    std::map<const CurveTiming*, std::pair<std::uint64_t, std::vector<Gap>>> found;
+    gaps = messages.gaps.above(longestUsualInterval(messages.intervals));
     for (auto& [key, timing] : timings) {
-        const std::uint64_t cycle = timing.intervals.percentile(50);
-        if (isRegular(timing.intervals, cycle)) {
-            const std::uint64_t threshold = scaledInterval(endFactor, cycle);
-            auto& [hold, list] = found[&timing];
-            hold = cycle;
-            list = timing.gaps.above(threshold);
-            if (report.last - timing.latest > threshold) {
-                list.push_back({timing.latest, report.last - timing.latest});
-            }
-        }
+        timing.findBreaks(report.last, gaps);
     }
     for (RecordedSignal& each : stock) {
-        if (const auto place = found.find(&each.timing); place != found.end()) {
-            each.curve.breakAt(place->second.second, place->second.first);
-        }
+        each.curve.breakAt(each.timing.breaks, each.timing.hold);
     }
-    gaps = messages.gaps.above(longestUsualInterval(messages.intervals));
 }
 
 CurveRecorder::CurveRecorder(const Catalog& catalog, std::span<const std::size_t> signals,

@@ -46,7 +46,8 @@ struct CurveReport {
 /// come together: the signals of a message, of CAN those behind the same values of a multiplexer, of inputs
 /// each signal. Where these come at regular intervals (isRegular() in survey/Gaps.h), more than four medians
 /// without a value are a gap, also at the end; the curve breaks one median after the last value. Values that
-/// come in bursts or on change have no gaps. The 100 longest gaps count.
+/// come in bursts or on change have gaps only where no message at all came for a second or more, see gaps().
+/// The 100 longest gaps count.
 ///
 /// Takes at most CurveSettings::memory for points, but `fewestPoints` a signal in any case; besides 0.3 KB a
 /// signal, at most 0.8 KB for such with texts, and 7 KB for each set of values that come together. None of it

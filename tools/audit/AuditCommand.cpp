@@ -9,65 +9,23 @@
 #include "output/ReplaySummary.h"
 #include "output/SummaryText.h"
 #include "output/WindowSummary.h"
-#include "text/ClosestNames.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <ostream>
-#include <string_view>
 
 namespace rksignal {
 namespace {
 
 enum AuditStatus : int { Quiet = 0, Found = 1, InTrouble = 2 };
 
-std::bitset<auditRules> skippedRules(const std::vector<std::string>& names) {
-    std::bitset<auditRules> skipped;
-    for (const std::string& name : names) {
-        const auto rule = auditRuleNamed(name);
-        if (!rule) {
-            std::vector<std::string_view> known;
-            for (const AuditRuleInfo& info : auditRuleTable()) {
-                known.push_back(info.name);
-            }
-            throw UsageError("--skip " + name + ": there is no such rule" + closestNames(name, known));
-        }
-        skipped.set(static_cast<std::size_t>(*rule));
-    }
-    return skipped;
-}
-
-ChecksumChoice checksumChoice(const std::string& argument) {
-    const std::size_t equals = argument.find('=');
-    if (equals == argument.npos || equals == 0) {
-        throw UsageError("--checksum " + argument + ": not of the form GLOB=RULE");
-    }
-    const auto rule = parseChecksumRule(std::string_view(argument).substr(equals + 1));
-    if (!rule) {
-        throw UsageError("--checksum " + argument +
-                         ": the rule is none of xor, sum, crc8-j1850, crc8-h2f, e2e1:ID[:MODE], e2e2:LIST, "
-                         "e2e5:ID");
-    }
-    return {argument.substr(0, equals), *rule};
-}
-
-AuditSettings settingsOf(const AuditOptions& options) {
-    AuditSettings settings;
-    settings.skipped = skippedRules(options.skipped);
-    settings.counters = options.counters;
-    settings.strict = options.strict;
-    for (const std::string& argument : options.checksums) {
-        settings.checksums.push_back(checksumChoice(argument));
-    }
-    return settings;
-}
-
 /// One run of the command.
 class AuditRun {
   public:
     AuditRun(const AuditOptions& options, const Console& console)
-        : options(options), console(console), settings(settingsOf(options)), input(options, console) {
+        : options(options), console(console), settings(auditSettings(options.audit, options.strict)),
+          input(options, console) {
         loadDefinitions(options, input.traces().channels(), catalog, input.inputs());
         for (const Remark& remark : catalog.remarks()) {
             if (!options.quiet || remark.severity == Severity::Error) {
@@ -176,17 +134,7 @@ void addAuditCommand(CLI::App& program, const Console& console, int& status) {
                    "Example:\n  rksignal audit --dbc drive.dbc --checksum 'Engine.Checksum=xor' drive.log\n"
                    "  rksignal audit -q --fail-on error --skip constant drive.log");
     addTraceArguments(command, *options);
-    command.add_option("--checksum", options->checksums, "The rule of checksums, as xor or e2e1:0x123")
-        ->type_name("GLOB=RULE")
-        ->allow_extra_args(false);
-    command
-        .add_option("--counter", options->counters,
-                    "Signals that count messages, besides *Counter and the like")
-        ->type_name("GLOB")
-        ->allow_extra_args(false);
-    command.add_option("--skip", options->skipped, "A rule that does not count")
-        ->type_name("RULE")
-        ->allow_extra_args(false);
+    addAuditArguments(command, options->audit);
     addFailOn(command, *options);
     addAuditFormat(command, *options);
     addResultArguments(command, *options);

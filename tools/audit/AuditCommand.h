@@ -3,19 +3,15 @@
 #pragma once
 
 #include "Console.h"
-#include "audit/Audit.h"
+#include "command/AuditArguments.h"
 #include "command/TraceOptions.h"
 
 #include <optional>
-#include <string>
-#include <vector>
 
 namespace rksignal {
 
 struct AuditOptions : TraceOptions {
-    std::vector<std::string> skipped;                   ///< names of rules
-    std::vector<std::string> counters;                  ///< patterns of instance names
-    std::vector<std::string> checksums;                 ///< `GLOB=RULE`
+    AuditArguments audit;
     std::optional<Severity> failOn = Severity::Warning; ///< none: nothing fails
     bool json = false;                                  ///< one JSON object, else text
 };

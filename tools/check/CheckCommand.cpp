@@ -134,6 +134,7 @@ void addCheckCommand(CLI::App& program, const Console& console, int& status) {
     command.add_option("FILE", options->files, "Definition files and files of conditions");
     addDefinitionArguments(command, *options);
     addConditionArguments(command, options->conditions);
+    addPrintArgument(command, options->conditions);
     command.footer("Examples:\n  rksignal check drive.dbc limits.txt\n"
                    "  rksignal check drive.dbc --print --when 'Gear.Current == \"Sixth\"'");
     command.callback([options, &console, &status] { status = check(*options, console); });

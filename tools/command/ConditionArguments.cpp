@@ -1,5 +1,6 @@
 #include "command/ConditionArguments.h"
 
+#include "command/UsageError.h"
 #include "text/PrintableText.h"
 
 #include <CLI/CLI.hpp>
@@ -18,6 +19,9 @@ void addConditionArguments(CLI::App& command, ConditionArguments& arguments) {
         ->allow_extra_args(false);
     command.add_flag("--allow-unknown", arguments.options.allowUnknown,
                      "A name that no signal has counts as 0 instead of being an error");
+}
+
+void addPrintArgument(CLI::App& command, ConditionArguments& arguments) {
     command.add_flag("--print", arguments.print,
                      "Only write the conditions in the form that the logger takes");
 }
@@ -31,6 +35,38 @@ std::vector<ConditionText> readConditions(const ConditionArguments& arguments, R
         for (ConditionText& text : readConditions(path, remarks)) {
             conditions.push_back(std::move(text));
         }
+    }
+    return conditions;
+}
+
+namespace {
+
+void printRemarks(const RemarkList& remarks, const Console& console, bool quiet) {
+    for (const Remark& remark : remarks) {
+        if (!quiet || remark.severity == Severity::Error) {
+            printWithSeverity(console.messages, remark);
+        }
+    }
+}
+
+} // namespace
+
+std::vector<Condition> loadConditions(const ConditionArguments& arguments, Catalog& catalog, InputSet& inputs,
+                                      const Console& console, bool quiet) {
+    RemarkList unread;
+    for (const std::string& path : arguments.files) {
+        inputs.add(path);
+    }
+    const std::vector<ConditionText> texts = readConditions(arguments, unread);
+    std::vector<Condition> conditions = compileConditions(texts, catalog, arguments.options);
+    printRemarks(unread, console, quiet);
+    bool isUsable = unread.count(Severity::Error) == 0;
+    for (const Condition& condition : conditions) {
+        printRemarks(condition.remarks(), console, quiet);
+        isUsable = isUsable && condition.isUsable();
+    }
+    if (!isUsable) {
+        throw UsageError("not all conditions can be used");
     }
     return conditions;
 }

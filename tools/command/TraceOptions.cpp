@@ -16,11 +16,15 @@ void addTraceReadingArguments(CLI::App& command, TraceOptions& options) {
     addDefinitionArguments(command, options);
 }
 
-void addTraceArguments(CLI::App& command, TraceOptions& options) {
-    command.add_option("TRACE", options.traces, "Traces, merged by time; - is standard input");
+void addReplayArguments(CLI::App& command, TraceOptions& options) {
     addTraceReadingArguments(command, options);
     command.add_flag("--strict", options.strict,
                      "Decode Ethernet frames by the rules of the library alone, as the logger does");
+}
+
+void addTraceArguments(CLI::App& command, TraceOptions& options) {
+    command.add_option("TRACE", options.traces, "Traces, merged by time; - is standard input");
+    addReplayArguments(command, options);
 }
 
 void addResultArguments(CLI::App& command, TraceOptions& options) {

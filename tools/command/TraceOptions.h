@@ -31,7 +31,10 @@ struct TraceOptions : DefinitionOptions {
 /// addDefinitionArguments() adds. `options` must outlive `command`, here and below.
 void addTraceReadingArguments(CLI::App& command, TraceOptions& options);
 
-/// Adds what a replay needs: the traces, that, and `--strict`.
+/// Adds how traces are replayed: that and `--strict`.
+void addReplayArguments(CLI::App& command, TraceOptions& options);
+
+/// Adds what a replay needs: the traces and that.
 void addTraceArguments(CLI::App& command, TraceOptions& options);
 
 /// Adds where results are written: `--output`, `--quiet`.

@@ -109,28 +109,12 @@ class ExportRun {
     }
 
   private:
-    /// In the order of the patterns, and of the definitions for each.
     void selectColumns() {
         run.catalog().addSources(options.trigger);
         for (const std::string& pattern : options.patterns) {
             run.catalog().addSources(pattern);
         }
-        std::vector<bool> isTaken(run.catalog().signals().size());
-        const auto add = [&](const std::vector<std::string>& patterns) {
-            const std::vector<bool> matches = selectSignals(run.catalog(), patterns);
-            for (std::size_t i = 0; i < matches.size(); ++i) {
-                if (matches[i] && !isTaken[i]) {
-                    isTaken[i] = true;
-                    selected.push_back(i);
-                }
-            }
-        };
-        for (const std::string& pattern : options.patterns) {
-            add({pattern});
-        }
-        if (options.patterns.empty()) {
-            add({});
-        }
+        selected = selectInOrder(run.catalog(), options.patterns);
     }
 
     GridSettings gridSettings() {

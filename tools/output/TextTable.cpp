@@ -1,17 +1,10 @@
 #include "output/TextTable.h"
 
+#include "output/TextWidth.h"
+
 #include <algorithm>
 
 namespace rksignal {
-namespace {
-
-/// Characters, not bytes, of UTF-8 text.
-std::size_t width(const std::string& text) {
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
-}
-
-} // namespace
 
 TextTable::TextTable(std::vector<Column> columns) : columns(std::move(columns)) {
     std::vector<std::string> names;
@@ -33,13 +26,13 @@ void TextTable::write(OutputBuffer& out) const {
     std::vector<std::size_t> widths(columns.size());
     for (const auto& row : rows) {
         for (std::size_t i = 0; i < columns.size(); ++i) {
-            widths[i] = std::max(widths[i], width(row[i]));
+            widths[i] = std::max(widths[i], textWidth(row[i]));
         }
     }
     for (const auto& row : rows) {
         std::string line;
         for (std::size_t i = 0; i < columns.size(); ++i) {
-            const std::string padding(widths[i] - width(row[i]), ' ');
+            const std::string padding(widths[i] - textWidth(row[i]), ' ');
             line += i == 0 ? "" : "  ";
             line += columns[i].rightAligned ? padding + row[i] : row[i] + padding;
         }

@@ -17,4 +17,8 @@ void writePage(OutputBuffer& out, std::string_view drive, std::string_view curve
     out.append(page_text::afterCurves);
 }
 
+std::size_t pageFrameSize() {
+    return page_text::beforeDrive.size() + page_text::beforeCurves.size() + page_text::afterCurves.size();
+}
+
 } // namespace rksignal

@@ -4,6 +4,7 @@
 
 #include "output/OutputBuffer.h"
 
+#include <cstddef>
 #include <string_view>
 
 namespace rksignal {
@@ -16,5 +17,8 @@ namespace rksignal {
 /// its own, and no request be made. \throws std::invalid_argument if either text holds a `<`, which could end
 /// its element
 void writePage(OutputBuffer& out, std::string_view drive, std::string_view curves);
+
+/// The bytes of a page besides these two texts.
+std::size_t pageFrameSize();
 
 } // namespace rksignal

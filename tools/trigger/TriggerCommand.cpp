@@ -45,7 +45,7 @@ class TriggerRun {
     TriggerRun(const TriggerOptions& options, const Console& console)
         : options(options), console(console), timeout(parseTimeout(options)), run(options, console),
           moments(parseMoments(options, run)), times(run.times()),
-          triggers(run.catalog(), loadConditions(),
+          triggers(run.catalog(), someConditions(),
                    {timeout, moments, [this](std::uint64_t moment) { explanations->explainAll(moment); },
                     times}) {}
 
@@ -79,34 +79,13 @@ class TriggerRun {
 
     bool writesText() const { return options.explain || !options.moments.empty(); }
 
-    std::vector<Condition> loadConditions() {
-        RemarkList unread;
-        for (const std::string& path : options.conditions.files) {
-            run.inputs().add(path);
-        }
-        const std::vector<ConditionText> texts = readConditions(options.conditions, unread);
-        auto conditions = compileConditions(texts, run.catalog(), options.conditions.options);
-        print(unread);
-        bool isUsable = unread.count(Severity::Error) == 0;
-        for (const Condition& condition : conditions) {
-            print(condition.remarks());
-            isUsable = isUsable && condition.isUsable();
-        }
-        if (!isUsable) {
-            throw UsageError("not all conditions can be used");
-        }
+    std::vector<Condition> someConditions() {
+        auto conditions =
+            loadConditions(options.conditions, run.catalog(), run.inputs(), console, options.quiet);
         if (conditions.empty()) {
             throw UsageError("no condition: --when or --when-file gives them");
         }
         return conditions;
-    }
-
-    void print(const RemarkList& remarks) const {
-        for (const Remark& remark : remarks) {
-            if (!options.quiet || remark.severity == Severity::Error) {
-                printWithSeverity(console.messages, remark);
-            }
-        }
     }
 
     const OutputFormat* framesFormat() const {
@@ -217,6 +196,7 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
     CLI::App& command = *program.add_subcommand("trigger", "Try trigger conditions on recorded traces");
     addTraceArguments(command, *options);
     addConditionArguments(command, options->conditions);
+    addPrintArgument(command, options->conditions);
     command.add_flag("--edge", options->conditions.options.edgeTrigger,
                      "Fire only when a condition becomes true");
     command.add_option("--timeout", options->timeout, "A signal not written for longer is unknown")

@@ -61,7 +61,7 @@ BO_ 3 Event: 8 X
     addEvery(frames, 10, 600, 1000, "001#05");
     addEvery(frames, 20, 5, 1000, "002#0107");
     addEvery(frames, 20, 15, 500, "002#0209"); // to 495, then no more
-    for (const unsigned time : {1, 2, 3, 50, 51, 52, 300, 301, 302, 420, 421, 422, 900}) {
+    for (const unsigned time : {1U, 2U, 3U, 50U, 51U, 52U, 300U, 301U, 302U, 420U, 421U, 422U, 900U}) {
         frames.emplace(time, "003#01");
     }
     addEvery(frames, 1, 901, 915, "003#01"); // a burst
@@ -76,6 +76,26 @@ BO_ 3 Event: 8 X
     EXPECT_EQ(pointsOf(catalog, curves, "Muxed.B"), "15:9 495:9 515:-");
     EXPECT_EQ(pointsOf(catalog, curves, "Event.Button"), "1:1 915:1");
     EXPECT_TRUE(curves.gaps().empty());
+}
+
+TEST(CurveRecorder, NothingGoesOnWhereNoMessageCame) {
+    Catalog catalog;
+    catalog.addDbcText("BO_ 3 Event: 8 X\n SG_ Button : 0|8@1+ (1,0) [0|0] \"\"\n", "test.dbc");
+    Frames frames;
+    addEvery(frames, 10, 0, 1000, "001#05"); // undefined
+    addEvery(frames, 10, 5000, 6000, "001#05");
+    for (const unsigned time : {55U, 5500U}) {
+        frames.emplace(time, "003#01");
+    }
+    CurveRecorder curves(catalog, {}, {});
+    Replay replay(catalog, curves);
+    for (const auto& [time, frame] : frames) {
+        replay.receive(frameOf(frame, time * millisecond));
+    }
+    curves.finish();
+    ASSERT_EQ(curves.gaps().size(), 1U);
+    EXPECT_EQ(curves.gaps()[0], (Gap{1000 * millisecond, 4000 * millisecond}));
+    EXPECT_EQ(pointsOf(catalog, curves, "Event.Button"), "55:1 1000:1 1000:- 5000:1 5500:1");
 }
 
 TEST(CurveRecorder, FollowsTimeSendersAndWithdrawals) {

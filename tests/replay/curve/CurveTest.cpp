@@ -38,6 +38,13 @@ baseSignalDef_t states() {
     return definition;
 }
 
+/// A quantity whose values 14 and 15 have texts.
+baseSignalDef_t quantityOrError() {
+    baseSignalDef_t definition = quantity();
+    definition.valueDescriptions = {{14, "error"}, {15, "not available"}};
+    return definition;
+}
+
 /// `TIME:VALUE` a point, `-` for a break.
 std::string text(std::span<const CurvePoint> points) {
     std::ostringstream out;
@@ -75,6 +82,8 @@ TEST(Curve, KeepsChangesAndBreaks) {
         {quantity(), "5:1 3:2 6:3", "5:1 5:2 6:3", CurveKind::Line}, // time goes back
         {gear(), "1:5 2:5 3:6 4:6 5:6", "1:5 3:6 5:6", CurveKind::Step},
         {gear(), "1:5 2:5 3:- 4:6", "1:5 2:5 3:- 4:6", CurveKind::Step},
+        {quantityOrError(), "1:15 2:14", "1:15 2:14", CurveKind::States},
+        {quantityOrError(), "1:15 2:3 3:3", "1:15 2:3 3:3", CurveKind::Line},
         {states(), "1:0 2:1 3:99", "1:0 2:1 3:99", CurveKind::States}, // one has no text
     };
     for (const Case& each : cases) {
@@ -85,28 +94,66 @@ TEST(Curve, KeepsChangesAndBreaks) {
     }
 }
 
+TEST(Curve, PictureLeadsBeyondItsBorders) {
+    const baseSignalDef_t signal = quantity();
+    Curve curve(signal, Curve::fewestPoints);
+    addAll(curve, "0:1 10:2 20:3 30:4");
+    EXPECT_EQ(text(curve.reduced(12, 18, 4)), "10:2 20:3");
+    EXPECT_EQ(text(curve.reduced(10, 10, 1)), "0:1 10:2 20:3");
+    EXPECT_EQ(text(curve.reduced(0, ~std::uint64_t{0}, 1)), "0:1 30:4");
+    EXPECT_EQ(text(curve.reduced(40, ~std::uint64_t{0}, 3)), "30:4");
+}
+
 TEST(Curve, BreaksAtGaps) {
     struct Case {
+        baseSignalDef_t signal;
         std::string values;
         std::vector<Gap> gaps;
+        std::uint64_t hold;
         std::string points;
     };
     const std::vector<Case> cases = {
-        {"10:1 20:2 90:3", {{20, 70}}, "10:1 20:2 25:- 90:3"},
-        {"10:1 20:1 90:1 95:1", {{20, 70}}, "10:1 20:1 25:- 90:1 95:1"}, // within a run
-        {"10:1 20:1 90:2",
+        {quantity(), "10:1 20:2 90:3", {{20, 70}}, 5, "10:1 20:2 25:- 90:3"},
+        {quantity(), "10:1 20:1 90:1 95:1", {{20, 70}}, 5, "10:1 20:1 25:- 90:1 95:1"}, // in a run
+        {quantity(),
+         "10:1 20:1 90:2",
          {{10, 4}, {20, 70}, {90, 50}},
-         "10:1 20:1 25:- 90:2 95:-"},                               // the first is too short
-        {"10:1 20:2 30:- 90:3", {{20, 70}}, "10:1 20:2 30:- 90:3"}, // there is one
-        {"10:1", {{2, 8}}, "10:1"},                                 // nothing was before
+         5,
+         "10:1 20:1 25:- 90:2 95:-"},                                              // one short
+        {quantity(), "10:1 20:2 30:- 90:3", {{20, 70}}, 5, "10:1 20:2 30:- 90:3"}, // there is one
+        {quantity(), "10:1", {{2, 8}}, 5, "10:1"},                                 // nothing was before
+        {quantity(), "10:1 80:2", {{30, 40}}, 0, "10:1 10:- 80:2"},
+        {quantity(), "10:1 80:1", {{30, 40}}, 0, "10:1 30:1 30:- 70:1 80:1"},
+        {gear(), "10:1 80:2", {{30, 40}}, 0, "10:1 30:1 30:- 70:1 80:2"},
     };
     for (const Case& each : cases) {
-        const baseSignalDef_t signal = quantity();
-        Curve curve(signal, Curve::fewestPoints);
+        Curve curve(each.signal, Curve::fewestPoints);
         addAll(curve, each.values);
-        curve.breakAt(each.gaps, 5);
+        curve.breakAt(each.gaps, each.hold);
         EXPECT_EQ(text(curve.points()), each.points) << each.values;
     }
+}
+
+/// The clock is set from 1970 to 2026 by the second value.
+TEST(Curve, EmptyTimeTakesNoPoints) {
+    constexpr std::uint64_t start = 1'772'352'000'000'000'000;
+    const baseSignalDef_t signal = quantity();
+    Curve curve(signal, 1024);
+    curve.add(0, 0);
+    for (std::uint64_t i = 0; i < 100'000; ++i) {
+        curve.add(start + i * 1'000'000, static_cast<double>(i % 7));
+    }
+    EXPECT_LE(curve.resolution(), 1'000'000'000U); // 100 s in at least 100 buckets
+    const std::size_t points = curve.points().size();
+    EXPECT_GE(points, 400U);
+    for (std::uint64_t i = 100'000; i < 10'000'000; ++i) {
+        curve.add(start + i * 1'000'000, 3); // nor does a constant value
+    }
+    EXPECT_LE(curve.points().size(), points + 3);
+    const Gap narrow{start + 5'000'000, 1'000'000};
+    const std::string before = text(curve.points());
+    curve.breakAt({&narrow, 1}, 0);
+    EXPECT_EQ(text(curve.points()), before);
 }
 
 /// The definition of M4, over all values.
@@ -184,7 +231,7 @@ TEST(Curve, NothingHidesInABucket) {
                 time += random() % 1000;
                 const bool stays = !all.empty() && random() % 4 != 0;
                 const double value = stays ? all.back().value : static_cast<double>(random() % 20);
-                const bool breaks = random() % 1000 == 0;
+                const bool breaks = random() % 200 == 0;
                 breaks || std::isnan(value) ? curve.breakOff(time) : curve.add(time, value);
                 all.push_back({time, breaks ? std::nan("") : value});
                 if (i == count / 2) {
@@ -217,6 +264,7 @@ TEST(Curve, OneOfTenMillionValuesIsSeen) {
         curve.add(i * cycle, i * cycle == spike.time ? spike.value : static_cast<double>(i * i % 11));
     }
     EXPECT_LE(curve.capacity(), 2000U);
+    EXPECT_EQ(curve.minimum(), 0);
     EXPECT_EQ(curve.maximum(), spike.value);
     EXPECT_EQ(std::ranges::count(curve.points(), spike), 1);
     EXPECT_EQ(std::ranges::count(curve.reduced(0, count * cycle, 100), spike), 1);
