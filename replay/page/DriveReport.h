@@ -78,7 +78,7 @@ class RKREPLAY_EXPORT DriveReport {
     const FiringLog& firings() const;
 
     /// The same for the same drive and settings. Curves that are too large together are reduced: of these,
-    /// the signals of panels get eight times the room of others. What else a page has no room for (findings,
+    /// the signals of panels get 32 times the room of others. What else a page has no room for (findings,
     /// rare messages without definition, signals without values) is left out, and a remark in it says how
     /// much.
     PageData page(const PageSettings& settings) const;

@@ -11,7 +11,7 @@
 namespace rksignal {
 namespace {
 
-constexpr std::size_t panelWeight = 8; ///< of curves that are shown at first, against 1 of others
+constexpr std::size_t panelWeight = 32; ///< of curves that are shown at first, against 1 of others
 
 std::string_view curveKindName(CurveKind kind) {
     constexpr std::array<std::string_view, 5> names = {"empty", "constant", "line", "step", "states"};

@@ -12,6 +12,8 @@ namespace {
 
 /// Writes one picture.
 class SvgDrawing {
+    static constexpr double swatch = 9; ///< width and height of a colour in a legend
+
   public:
     SvgDrawing(const Figure& figure, std::span<const FigurePanel> shown, const SvgSize& size,
                const SvgTheme& theme)
@@ -287,24 +289,29 @@ class SvgDrawing {
         text(layout.right, panel.headline, right, "m", "end");
     }
 
-    /// The states, from the right, as many as there is room for.
+    static double swatchedWidth(const std::string& content) {
+        return swatch + 4 + SvgLayout::widthOf(content) + 10;
+    }
+
+    /// The states, on the right, as many as there is room for.
     void stateLegend(const SvgLayout::Panel& panel, const FigureTrack& track) {
-        constexpr double swatch = 9;
-        double room = layout.right - layout.left - SvgLayout::widthOf(track.name) - 24;
-        std::size_t shown = 0;
+        constexpr double ellipsis = 14;
+        double room = layout.right - layout.left - SvgLayout::widthOf(track.name) - 2 * ellipsis;
         double x = layout.right;
-        for (; shown < track.states.size(); ++shown) {
-            const double w = SvgLayout::widthOf(track.states[shown].text) + swatch + 14;
-            if (w > room) {
-                break;
-            }
-            room -= w;
-            x -= w;
+        std::size_t shown = 0;
+        while (shown < track.states.size() && swatchedWidth(track.states[shown].text) <= room) {
+            x -= swatchedWidth(track.states[shown].text);
+            room -= swatchedWidth(track.states[shown].text);
+            ++shown;
+        }
+        if (shown < track.states.size()) {
+            text(layout.right, panel.headline, "…", "m", "end");
+            x -= ellipsis;
         }
         for (std::size_t i = 0; i < shown; ++i) {
             rect(bandClass(i), x, panel.headline - swatch + 1, swatch, swatch);
             text(x + swatch + 4, panel.headline, track.states[i].text, "m");
-            x += SvgLayout::widthOf(track.states[i].text) + swatch + 14;
+            x += swatchedWidth(track.states[i].text);
         }
     }
 
@@ -345,12 +352,16 @@ SvgPicture svgOf(const Figure& figure, const SvgSize& size, const SvgTheme& them
 }
 
 std::vector<SvgPicture> svgPages(const Figure& figure, const SvgSize& size, const SvgTheme& theme) {
+    constexpr double squeezed = 1.15; // by more, curves are hard to read
+    const auto fits = [&](std::span<const FigurePanel> panels) {
+        return SvgLayout(figure, panels, {size.width, 0}).height <= size.height * squeezed &&
+               SvgLayout(figure, panels, size).height <= size.height;
+    };
     std::vector<SvgPicture> pages;
     std::span<const FigurePanel> rest = figure.panels;
     while (!rest.empty()) {
         std::size_t count = 1;
-        while (count < rest.size() &&
-               leastSvgHeight(figure, rest.first(count + 1), size.width) <= size.height) {
+        while (count < rest.size() && fits(rest.first(count + 1))) {
             ++count;
         }
         pages.push_back(SvgDrawing(figure, rest.first(count), size, theme).draw());

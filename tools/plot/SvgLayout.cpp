@@ -113,8 +113,4 @@ void SvgLayout::placeLegend(Panel& panel) const {
     }
 }
 
-double leastSvgHeight(const Figure& figure, std::span<const FigurePanel> shown, unsigned width) {
-    return SvgLayout(figure, shown, {width, 1}).height;
-}
-
 } // namespace rksignal

@@ -58,7 +58,4 @@ struct SvgLayout {
     void placeLegend(Panel& panel) const;
 };
 
-/// The least height of a picture of the panels. Grows with their number.
-double leastSvgHeight(const Figure& figure, std::span<const FigurePanel> shown, unsigned width);
-
 } // namespace rksignal

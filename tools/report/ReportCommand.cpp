@@ -24,6 +24,8 @@
 namespace rksignal {
 namespace {
 
+constexpr std::uint64_t leastPage = 1'000'000; ///< bytes for which there is room in --max-size
+
 /// Without folders, which mean nothing to whom the page is handed on.
 std::vector<std::string> fileNames(const std::vector<std::string>& paths) {
     std::vector<std::string> names;
@@ -68,6 +70,9 @@ class ReportRun {
             throw UsageError("-o " + options.output +
                              ": the page is written in HTML: its name ends in .html");
         }
+        if (options.maxSize < leastPage) {
+            throw UsageError("--max-size: a page takes at least 1 MB");
+        }
         loadDefinitions(options, input.traces().channels(), catalog, input.inputs());
         for (const Remark& remark : catalog.remarks()) {
             if (!options.quiet || remark.severity == Severity::Error) {
@@ -78,12 +83,12 @@ class ReportRun {
     }
 
     ExitStatus run() {
-        OutputFile file(options.output, console.output, input.inputs());
         ConditionArguments conditions = options.conditions;
         conditions.options.edgeTrigger = true;
         std::vector<Condition> compiled =
             loadConditions(conditions, catalog, input.inputs(), console, options.quiet);
         const std::vector<std::size_t> wanted = signalsLike(catalog, options.patterns);
+        OutputFile file(options.output, console.output, input.inputs());
         DriveReport report(catalog, std::move(compiled), settings);
         input.read([&] { input.traces().run(report.messages()); }, nullptr);
         report.finish();
@@ -93,7 +98,8 @@ class ReportRun {
         } else {
             summarise(report, size);
         }
-        printWindow(console.messages, input.traces(), {}, options.quiet);
+        printWindow(console.messages, input.traces(),
+                    {options.time.style, input.traces().windowReport().first}, options.quiet);
         return conclude(report);
     }
 
@@ -150,11 +156,18 @@ class ReportRun {
         const std::uint64_t messages = report.audit().survey().totals().messages;
         const auto seen = std::ranges::count_if(signals, hasValue);
         const std::size_t findings = report.findings().size();
+        const ReplayStatistics& statistics = report.audit().statistics();
         printTraces(console.messages, input.traces());
+        printMisplaced(console.messages, catalog, statistics, input.traces().channels());
+        printNearMatches(console.messages, catalog, statistics);
         console.messages << options.output << ": " << messages << " message" << plural(messages) << ", "
                          << seen << " of " << signals.size() << " signals with values, " << firings
                          << " firing" << plural(firings) << ", " << findings << " finding" << plural(findings)
                          << "; " << (size + 500) / 1000 << " kB\n";
+        if (size > options.maxSize) {
+            console.messages << "warning: that is more than --max-size: messages, signals and findings alone "
+                                "take so much\n";
+        }
     }
 
     ExitStatus conclude(const DriveReport& report) const {

@@ -175,7 +175,8 @@ TEST(DriveReport, WritesTheHeaderAndTheCurves) {
 }
 
 TEST(DriveReport, HoldsAnyTextAsData) {
-    const std::string hostile = "</script><!--<b>&\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\xAE \\\\ \x01\x7F\xFF";
+    const std::string hostile =
+        "</script><!--<b>&\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\xAE\xE2\x80\xAC \\\\ \x01\x7F\xFF";
     const std::string utf8 =
         hostile.substr(0, hostile.size() - 1); // other definitions are read as Windows-1252
     Drive drive("BO_ 1 M: 1 X\n SG_ S : 0|8@1+ (1,0) [0|0] \"" + utf8 + "\" X\nCM_ SG_ 1 S \"" + utf8 +
@@ -185,12 +186,12 @@ TEST(DriveReport, HoldsAnyTextAsData) {
     const json header = drive.finish({.title = hostile, .traces = {hostile}, .remarks = {hostile}});
     EXPECT_EQ(drive.data.header.find_first_of("<>&\x01\x1F"), std::string::npos);
     EXPECT_EQ(drive.data.header.find("\xE2\x80\xA8"), std::string::npos);
-    const std::string whole = "</script><!--<b>&\u2028\u2029\u202E \\\\ \x01\x7F\uFFFD";
+    const std::string whole = "</script><!--<b>&\u2028\u2029\u202E\u202C \\\\ \x01\x7F\uFFFD";
     EXPECT_EQ(header["title"], whole);
     EXPECT_EQ(header["remarks"], json::array({whole}));
     EXPECT_EQ(header["conditions"][0]["name"], "M.S > 1 && M.S < 9");
     const std::string text = header["signals"][0]["texts"]["7"];
-    EXPECT_TRUE(text.starts_with("</script><!--<b>&\u2028\u2029\u202E ")) << text;
+    EXPECT_TRUE(text.starts_with("</script><!--<b>&\u2028\u2029\u202E\u202C ")) << text;
 }
 
 /// Twenty noisy signals in a million frames, one of them with a single spike.

@@ -72,6 +72,8 @@ TEST_F(ReportCommand, WritesNothingWhenItIsCalledWrongly) {
         {"t.log -o a.dbc", "rksignal: -o a.dbc: the page is written in HTML: its name ends in .html\n"},
         {"--dbc a.dbc t.log", "--output is required\nRun with --help for more information.\n"},
         {"--dbc a.dbc t.log -o p.html --only X", "rksignal: --only X matches no signal\n"},
+        {"--dbc a.dbc t.log -o p.html --max-size 400kB",
+         "rksignal: --max-size: a page takes at least 1 MB\n"},
         {"--dbc a.dbc t.html -o t.html", "rksignal: the output would overwrite t.html, which is read\n"},
     };
     folder.write("t.html", folder.read("t.log"));

@@ -52,7 +52,8 @@ export class BandPlot {
     context.fillRect(x0, TOP, Math.max(1, x1 - x0), height - 2 * TOP);
     context.globalAlpha = 1;
     context.fillRect(x0, TOP, Math.min(2, Math.max(1, x1 - x0)), height - 2 * TOP);
-    this.drawText(context, this.signal.texts[String(value)] ?? valueText(this.signal, value), x0 + 6, x1 - 3, height / 2);
+    const text = this.signal.texts[String(value)] ?? valueText(this.signal, value);
+    this.drawText(context, text, x0 + 6, x1 - 3, height / 2);
   }
 
   /** Stripes: what changed too fast to tell in this picture, or in this curve. */

@@ -111,7 +111,8 @@ export class Curve {
   /** @returns the values that a curve of states may have at a time: several where it does not know the order. */
   statesAt(time) {
     const states = new Set([this.valueAt(time)]);
-    for (let i = this.after(time) - 1; i >= 0 && this.times[i] > time - this.resolution; --i) states.add(this.values[i]);
+    const since = time - this.resolution;
+    for (let i = this.after(time) - 1; i >= 0 && this.times[i] > since; --i) states.add(this.values[i]);
     return [...states];
   }
 
@@ -159,7 +160,8 @@ export class Curve {
 
   /**
    * The bands of a curve of states in a picture.
-   * @returns [{from, to, value}] without holes; value NaN: none, undefined: several in one column or within the resolution
+   * @returns [{from, to, value}] without holes; value NaN: none, undefined: several, in one column or within
+   *   the resolution
    */
   bands(from, to, columns) {
     const end = this.after(to);

@@ -16,7 +16,7 @@ export class Events {
     const findings = [...drive.findings].sort((a, b) =>
       SEVERITIES.indexOf(a.severity) - SEVERITIES.indexOf(b.severity) || (a.at ?? -1) - (b.at ?? -1));
     this.tabs = [
-      ["Firings", firings, (entry) => this.firing(entry), this.silentConditions(), "No conditions were given."],
+      ["Firings", firings, (entry) => this.firing(entry), this.aboutConditions(), "No conditions were given."],
       ["Findings", findings, (entry) => this.finding(entry), "", "Nothing odd was found."],
       ["Gaps", drive.gaps, (entry) => this.gap(entry), "", "Frames came all the time."],
       ["Remarks", drive.remarks, (entry) => element("li", "remark", entry), "", ""],
@@ -26,15 +26,19 @@ export class Events {
     if (!firings.length && findings.length) select(1);
   }
 
-  silentConditions() {
-    const silent = this.view.drive.conditions.filter((condition) => !condition.firings.length);
-    return silent.map((condition) => `${condition.name} never fired: ${condition.text}`).join("\n");
+  /** What is to be said of conditions beside their firings: that there are none, or more than the page holds. */
+  aboutConditions() {
+    return this.view.drive.conditions.flatMap(({ name: called, text, firings, count }) => {
+      if (!firings.length) return [`${called} never fired: ${text}`];
+      return count > firings.length ? [`${called} fired ${count} times; ${firings.length} of them are here`] : [];
+    }).join("\n");
   }
 
   fill(title, entries, make, before, none) {
     const list = element("ul", "entries");
     this.list.replaceChildren(list);
-    if (before) this.list.prepend(element("p", "quiet", ...before.split("\n").flatMap((line) => [line, element("br")])));
+    const lines = before.split("\n").flatMap((line) => [line, element("br")]);
+    if (before) this.list.prepend(element("p", "quiet", ...lines));
     if (!entries.length && !before) this.list.append(element("p", "quiet", none));
     let made = 0;
     const more = element("button", "more", "Show more");
@@ -84,11 +88,28 @@ export class Events {
   }
 
   finding(entry) {
+    const show = () => this.showSignals(entry);
     const row = element("div", "row");
-    if (entry.at !== null) row.append(this.moment(entry.at, entry.until, () => this.showSignals(entry)));
-    row.append(element("span", `severity ${SEVERITIES.includes(entry.severity) ? entry.severity : "note"}`, entry.severity));
+    if (entry.at !== null) row.append(this.moment(entry.at, entry.until, show));
+    const severity = SEVERITIES.includes(entry.severity) ? entry.severity : "note";
+    row.append(element("span", `severity ${severity}`, entry.severity));
     row.append(element("span", "rule", entry.rule));
-    return element("li", "finding", row, element("p", "", name(entry.text)));
+    if (entry.count > 1) row.append(element("span", "lasting", `${entry.count} times`));
+    const text = element("p", "", ...(entry.about ? [name(entry.about, "what"), ": "] : []), name(entry.text));
+    const item = element("li", "finding", row, text);
+    if (entry.moments?.length > 1) item.append(this.moments(entry, show));
+    return item;
+  }
+
+  /** The moments of a finding that was made several times. */
+  moments(entry, show) {
+    const details = element("details", "", element("summary", "", `${entry.moments.length} of its moments`));
+    details.addEventListener("toggle", () => {
+      if (details.children.length > 1) return;
+      const rows = entry.moments.map(({ at, text }) => element("div", "row", this.moment(at, null, show), name(text)));
+      details.append(...rows);
+    });
+    return details;
   }
 
   /** Brings the curve that a finding is about into the page; those of its message if it is about a message. */
@@ -103,8 +124,8 @@ export class Events {
   }
 
   gap(entry) {
-    const row = element("div", "row", this.moment(entry.from, entry.to), element("span", "what", "nothing was heard for"),
-      this.lasting(entry.from, entry.to));
+    const what = element("span", "what", "nothing was heard for");
+    const row = element("div", "row", this.moment(entry.from, entry.to), what, this.lasting(entry.from, entry.to));
     return element("li", "gap", row);
   }
 }

@@ -1,6 +1,6 @@
 /**
- * A panel of curves over time. dygraphs lays it out and draws axes and grid; the curves are drawn by the plotter that it
- * is given, from the points that the picture needs.
+ * A panel of curves over time. dygraphs lays it out and draws axes and grid; the plotter that it is given draws the
+ * curves, from the points that the picture needs.
  */
 import { numberText, physical, timeTicks } from "./format.js";
 import { look } from "./look.js";

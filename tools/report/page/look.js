@@ -3,6 +3,9 @@
 const LIGHT = ["#0072B2", "#D55E00", "#009E73", "#CC79A7", "#E69F00", "#56B4E9", "#000000", "#8C7A00"];
 const DARK = ["#56B4E9", "#E69F00", "#2BC495", "#DD97BD", "#F0E442", "#FF8B3D", "#FFFFFF", "#3D9BE0"];
 
+const COLOURS =
+  ["ink", "muted", "grid", "surface", "accent", "gap", "firing", "marked", "error", "warning", "note"];
+
 export const look = { dark: false, curves: LIGHT };
 
 /** Reads the colours of the theme from the style sheet. */
@@ -10,7 +13,7 @@ export function readLook() {
   const style = getComputedStyle(document.documentElement);
   look.dark = style.getPropertyValue("--dark").trim() === "1";
   look.curves = look.dark ? DARK : LIGHT;
-  for (const colour of ["ink", "muted", "grid", "surface", "accent", "gap", "firing", "marked", "error", "warning", "note"]) {
+  for (const colour of COLOURS) {
     look[colour] = style.getPropertyValue(`--${colour}`).trim();
   }
 }

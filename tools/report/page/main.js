@@ -22,7 +22,8 @@ function showFacts(drive) {
   document.title = visible(drive.title);
   document.getElementById("title").append(name(drive.title));
   const grouped = String(drive.frames).replace(/\B(?=(\d{3})+$)/g, "\u202f");
-  const facts = [clockText(drive, drive.from, true).slice(0, 19), lengthText(drive.to - drive.from), `${grouped} frames`];
+  const start = clockText(drive, drive.from, true).slice(0, 19);
+  const facts = [start, lengthText(drive.to - drive.from), `${grouped} frames`];
   const parts = facts.filter(Boolean).map((fact) => [element("span", "", fact)]);
   if (drive.definitions.length) parts.push(drive.definitions.flatMap((file, k) => [k ? ", " : "", name(file)]));
   parts.push([drive.program]);

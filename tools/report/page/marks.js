@@ -36,7 +36,7 @@ export function drawFirings(context, view, area) {
       context.globalAlpha = 0.12;
       if (x1 > x0 + 1) context.fillRect(x0, area.y, x1 - x0, area.h);
       context.globalAlpha = 0.9;
-      context.fillRect(Math.round(x0) - 0.5, area.y, 1, area.h);
+      context.fillRect(Math.round(x0), area.y, 1, area.h);
       context.globalAlpha = 1;
     });
   }

@@ -9,12 +9,15 @@ const AROUND = 8; // rows kept above and below those that are seen
 
 const number = (value) => element("span", "number", value === null ? "–" : numberText(value));
 
-const bound = (signal, raw) => element("span", "number", raw === null ? "–" : String(Number(physical(signal, raw).toPrecision(7))));
+const scaled = (signal, raw) => (raw === null ? null : physical(signal, raw));
+
+function bound(signal, raw) {
+  return element("span", "number", raw === null ? "–" : String(Number(scaled(signal, raw).toPrecision(7))));
+}
 
 /** The columns: title, class, what a row shows there, and by what the table is sorted. */
 function signalColumns(table) {
   const { view } = table;
-  const scaled = (signal, raw) => (raw === null ? null : physical(signal, raw));
   return [
     ["", "toggle", (row) => table.toggle(row)],
     ["Signal", "name", (row) => name(row.of.instance), (row) => row.of.instance],
@@ -33,11 +36,13 @@ function signalColumns(table) {
 function messageColumns() {
   const place = (m) => (m.channel === null ? m.bus : `${m.bus} ${m.channel}`);
   return [
-    ["Message", "name", (row) => name(row.of.name || "not defined", row.of.decoded ? "" : "unknown"), (row) => row.of.name],
+    ["Message", "name", (row) => name(row.of.name || "not defined", row.of.decoded ? "" : "unknown"),
+      (row) => row.of.name],
     ["Identifier", "id", (row) => name(row.of.id), (row) => row.of.id],
     ["Bus", "bus", (row) => name(place(row.of)), (row) => place(row.of)],
     ["Frames", "count", (row) => number(row.of.count), (row) => row.of.count],
-    ["Interval", "interval", (row) => element("span", "number", row.of.interval === null ? "–" : lengthText(row.of.interval)),
+    ["Interval", "interval",
+      (row) => element("span", "number", row.of.interval === null ? "–" : lengthText(row.of.interval)),
       (row) => row.of.interval ?? Infinity],
     ["Bytes", "length", (row) => number(row.of.length), (row) => row.of.length],
     ["Comment", "comment", (row) => name(row.of.comment), (row) => row.of.comment],
@@ -49,18 +54,22 @@ function messageName(drive, signal) {
   return message ? message.name || message.id : "";
 }
 
+/** @returns the rows of a table: what each is of, its index, and the words that a search finds it by */
+function rowsOf(all, words) {
+  return all.map((of, index) => ({ of, index, words: words(of).join("\n").toLowerCase() }));
+}
+
 export class Table {
   constructor(view) {
     this.view = view;
     const { drive } = view;
     this.holder = document.getElementById("table");
     this.search = document.getElementById("search");
-    const texts = (signal) => Object.values(signal.texts ?? {}).join("\n");
     this.kinds = [
-      { columns: signalColumns(this), kind: "signals", rows: drive.signals.map((of, index) =>
-        ({ of, index, words: [of.instance, messageName(drive, of), of.unit, of.comment, texts(of)].join("\n").toLowerCase() })) },
-      { columns: messageColumns(), kind: "messages", rows: drive.messages.map((of, index) =>
-        ({ of, index, words: [of.name, of.id, of.bus, of.comment].join("\n").toLowerCase() })) },
+      { columns: signalColumns(this), kind: "signals", rows: rowsOf(drive.signals, (signal) =>
+        [signal.instance, messageName(drive, signal), signal.unit, signal.comment, ...Object.values(signal.texts)]) },
+      { columns: messageColumns(), kind: "messages", rows: rowsOf(drive.messages, (message) =>
+        [message.name, message.id, message.bus, message.comment]) },
     ];
     const titles = this.kinds.map(({ kind, rows }) => `${kind === "signals" ? "Signals" : "Messages"} ${rows.length}`);
     this.search.addEventListener("input", () => this.filter());

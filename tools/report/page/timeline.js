@@ -35,7 +35,8 @@ export class Timeline {
     const { view } = this;
     this.overview.setAttribute("aria-valuetext", `${secondsText(view.from)} to ${secondsText(view.to)}`);
     const room = view.drive.to - view.drive.from - view.width;
-    this.overview.setAttribute("aria-valuenow", room > 0 ? Math.round((100 * (view.from - view.drive.from)) / room) : 0);
+    const share = room > 0 ? (view.from - view.drive.from) / room : 0;
+    this.overview.setAttribute("aria-valuenow", Math.round(100 * share));
   }
 
   drawOverview() {

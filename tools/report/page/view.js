@@ -1,4 +1,4 @@
-/** What the page shows at the moment: the stretch of time, the cursor, the panels. Others ask it and hear of changes. */
+/** What the page shows: the stretch of time, the cursor, the panels. Others ask it and hear of changes. */
 
 const LEAST_WIDTH = 20; // microseconds
 
