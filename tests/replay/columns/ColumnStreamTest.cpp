@@ -12,7 +12,7 @@
 namespace rksignal {
 namespace {
 
-constexpr const char* definitions = R"(BO_ 256 Engine: 8 X
+constexpr const char* columnDefinitions = R"(BO_ 256 Engine: 8 X
  SG_ Gear : 0|4@1+ (1,0) [0|9] "" X
  SG_ Torque : 8|12@1- (1,0) [0|0] "Nm" X
  SG_ Speed : 24|16@1+ (0.5,-10) [0|0] "km/h" X
@@ -116,7 +116,8 @@ class Columns : public testing::Test {
   protected:
     /// Lines of a candump log, each without its time, which is the number of the line in nanoseconds unless
     /// it stands before the frame.
-    void open(const std::string& frames, const ColumnSettings& settings, const char* text = definitions) {
+    void open(const std::string& frames, const ColumnSettings& settings,
+              const char* text = columnDefinitions) {
         log = frames;
         catalog.addDbcText(text, "test.dbc");
         trace.addMemory({reinterpret_cast<const std::uint8_t*>(log.data()), log.size()}, "test.log");
@@ -148,16 +149,16 @@ class Columns : public testing::Test {
     std::shared_ptr<ColumnStream> stream;
 };
 
-constexpr const char* frames = "(0.000000001) can3 100#01FF0F1400000000\n"
-                               "(0.000000002) can4 101##0010000C03F\n"         // 1.5
-                               "(0.000000003) can3 100#0001\n"                 // too short for the torque
-                               "(0.000000004) can4 101##002FFFFFFFFFFFFFFFF\n" // 2^64 - 1
-                               "(0.000000005) can4 101##007\n"                 // no branch
-                               "(0.000000006) can3 100#0F00080000000000\n";    // the least torque
+constexpr const char* columnFrames = "(0.000000001) can3 100#01FF0F1400000000\n"
+                                     "(0.000000002) can4 101##0010000C03F\n" // 1.5
+                                     "(0.000000003) can3 100#0001\n"         // too short for the torque
+                                     "(0.000000004) can4 101##002FFFFFFFFFFFFFFFF\n" // 2^64 - 1
+                                     "(0.000000005) can4 101##007\n"                 // no branch
+                                     "(0.000000006) can3 100#0F00080000000000\n";    // the least torque
 
 /// By hand from the definitions.
 TEST_F(Columns, EachMessageHasATableOfTheNarrowestTypes) {
-    open(frames, {.layout = ColumnLayout::Message, .batchRows = 2});
+    open(columnFrames, {.layout = ColumnLayout::Message, .batchRows = 2});
     EXPECT_EQ(all(), R"(
 Engine time:tsn:UTC channel:C Gear:C Gear.text:[c] Torque:s Speed:g
 1 3 1 First -1 0
@@ -186,7 +187,7 @@ TEST_F(Columns, MetadataSaysWhatTheDefinitionsSay) {
 }
 
 TEST_F(Columns, LongRowsOfWantedSignals) {
-    open(frames, {.signals = std::vector<std::size_t>{0, 1, 4}, .batchRows = 3});
+    open(columnFrames, {.signals = std::vector<std::size_t>{0, 1, 4}, .batchRows = 3});
     EXPECT_EQ(all(), R"(
  time:tsn:UTC channel:C bus:[c] instance:[i] value:g raw:l text:[i]
 1 3 can Engine.Gear 1 1 First
@@ -231,7 +232,7 @@ BO_ 2364540158 EEC: 8 X
 
 /// As consumers do: a child is moved out of its parent, which is released first, as the stream was before.
 TEST_F(Columns, WhatWasGivenOutBelongsToTheConsumer) {
-    open(frames, {.batchRows = 2});
+    open(columnFrames, {.batchRows = 2});
     ArrowArrayStream exported;
     exportStream(std::move(stream), exported);
     ArrowSchema schema;
@@ -251,7 +252,7 @@ TEST_F(Columns, WhatWasGivenOutBelongsToTheConsumer) {
 }
 
 TEST_F(Columns, AStreamThatWasStoppedDoesNotEndAsIfItWereWhole) {
-    open(frames, {});
+    open(columnFrames, {});
     trace.stop();
     ArrowArrayStream exported;
     exportStream(stream, exported);
