@@ -116,40 +116,26 @@ export class Curve {
     return [...states];
   }
 
-  /**
-   * Picks the points that a picture of from..to with so many columns needs: of each column the first, the least, the
-   * largest and the last, so that no spike is lost (M4: Jugel, Jerzak, Hackenbroich, Markl, VLDB 2014); and one before
-   * and one after it.
-   * @returns indexes in order of time
-   */
-  picture(from, to, columns) {
-    const begin = Math.max(0, this.after(from) - 1);
-    const end = Math.min(this.times.length, this.after(to) + 1);
-    const picked = [];
-    if (end - begin <= 4 * columns) {
-      for (let i = begin; i < end; ++i) picked.push(i);
-      return picked;
-    }
-    picked.push(begin);
-    for (let column = 1, i = begin + 1; i < end && column <= columns; ++column) {
-      const next = this.soonAfter(from + ((to - from) * column) / columns, i, end);
-      this.pickOfColumn(i, next, picked);
-      i = next;
-    }
-    if (picked[picked.length - 1] !== end - 1) picked.push(end - 1);
-    return picked;
+  /** @returns [begin, end) of the points that a picture of from..to needs: with one before and one after it. */
+  span(from, to) {
+    return [Math.max(0, this.after(from) - 1), Math.min(this.times.length, this.after(to) + 1)];
   }
 
-  pickOfColumn(begin, end, picked) {
-    if (end - begin <= 4) {
-      for (let i = begin; i < end; ++i) picked.push(i);
-      return;
+  /**
+   * Calls `act(column, begin, end)` for each column of a picture that has points, the points being begin..end-1; column
+   * -1 has the last point before the picture, column `columns` the first one after it.
+   */
+  eachColumn(from, to, columns, act) {
+    const [begin, end] = this.span(from, to);
+    let i = this.after(from, begin, end);
+    if (i > begin) act(-1, begin, i);
+    while (i < end && this.times[i] <= to) {
+      const column = Math.min(columns - 1, Math.floor(((this.times[i] - from) / (to - from)) * columns));
+      const next = this.soonAfter(from + ((to - from) * (column + 1)) / columns, i + 1, end);
+      act(column, i, next);
+      i = next;
     }
-    const [a, b] = this.extremes.of(begin + 1, end - 1);
-    picked.push(begin);
-    if (a >= 0) picked.push(Math.min(a, b));
-    if (a !== b) picked.push(Math.max(a, b));
-    picked.push(end - 1);
+    if (i < end) act(columns, i, end);
   }
 
   /** @returns [least, largest] value of what is seen between two times, or null if there is none. */

@@ -95,10 +95,18 @@ export class Events {
     row.append(element("span", `severity ${severity}`, entry.severity));
     row.append(element("span", "rule", entry.rule));
     if (entry.count > 1) row.append(element("span", "lasting", `${entry.count} times`));
-    const text = element("p", "", ...(entry.about ? [name(entry.about, "what"), ": "] : []), name(entry.text));
+    const about = entry.about || this.messageOf(entry);
+    const text = element("p", "", ...(about ? [name(about, "what"), ": "] : []), name(entry.text));
     const item = element("li", "finding", row, text);
     if (entry.moments?.length > 1) item.append(this.moments(entry, show));
     return item;
+  }
+
+  /** What a finding without a name of its own is about. */
+  messageOf(entry) {
+    const message = entry.message === null ? null : this.view.drive.messages[entry.message];
+    if (!message) return "";
+    return message.name || `${message.bus} ${message.id}`;
   }
 
   /** The moments of a finding that was made several times. */

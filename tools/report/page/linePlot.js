@@ -1,7 +1,8 @@
 /**
  * A panel of curves over time. dygraphs lays it out and draws axes and grid; the plotter that it is given draws the
- * curves, from the points that the picture needs.
+ * curves.
  */
+import { drawCurve } from "./drawCurve.js";
 import { numberText, physical, timeTicks } from "./format.js";
 import { look } from "./look.js";
 import { drawMarks } from "./marks.js";
@@ -11,33 +12,6 @@ Dygraph.PLUGINS = [Dygraph.Plugins.Axes, Dygraph.Plugins.Grid];
 const TICK = 3; // pixels of an axis tick: dygraphs keeps this room on both sides of the labels
 
 const labelText = (value) => (Math.abs(value) >= 1e7 ? value.toPrecision(4) : numberText(Number(value.toPrecision(6))));
-
-/** Puts the points of a curve into a path, broken where there is no value. */
-class Pen {
-  constructor(context, steps) {
-    this.context = context;
-    this.steps = steps;
-    this.points = 0; // since the last break
-  }
-
-  point(x, y) {
-    if (this.points === 0) {
-      this.context.moveTo(x, y);
-    } else {
-      if (this.steps) this.context.lineTo(x, this.y);
-      this.context.lineTo(x, y);
-    }
-    ++this.points;
-    this.x = x;
-    this.y = y;
-  }
-
-  /** A value that stands alone becomes a dot. */
-  lift() {
-    if (this.points === 1) this.context.rect(this.x - 0.75, this.y - 0.75, 1.5, 1.5);
-    this.points = 0;
-  }
-}
 
 export class LinePlot {
   /**
@@ -84,23 +58,16 @@ export class LinePlot {
   }
 
   drawCurve({ drawingContext, plotArea, dygraph, color, strokeWidth }, k) {
-    const { times, values } = this.curves[k];
-    const signal = this.signals[k];
-    const { from, to, width } = this.view;
-    const perTime = plotArea.w / width;
+    const { factor, offset, kind } = this.signals[k];
+    const { from, to } = this.view;
     const zero = dygraph.toDomYCoord(0);
     const perUnit = dygraph.toDomYCoord(1) - zero;
-    drawingContext.beginPath();
-    const pen = new Pen(drawingContext, signal.kind !== "line");
-    for (const i of this.curves[k].picture(from, to, Math.max(1, Math.round(plotArea.w)))) {
-      if (Number.isNaN(values[i])) pen.lift();
-      else pen.point(plotArea.x + (times[i] - from) * perTime, zero + physical(signal, values[i]) * perUnit);
-    }
-    pen.lift();
     drawingContext.strokeStyle = color;
     drawingContext.lineWidth = strokeWidth;
-    drawingContext.lineJoin = "bevel";
-    drawingContext.stroke();
+    drawCurve(drawingContext, this.curves[k], {
+      from, to, x: plotArea.x, w: plotArea.w, zero: zero + offset * perUnit, scale: factor * perUnit,
+      steps: kind !== "line",
+    });
   }
 
   wholeRange() {

@@ -93,7 +93,7 @@ async function start() {
   view.change("panels");
   view.tell();
   stack.takeBytes(await readCurveBytes());
-  view.change("window");
+  timeline.resize();
   document.documentElement.dataset.ready = "";
 }
 

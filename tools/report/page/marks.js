@@ -35,7 +35,7 @@ export function drawFirings(context, view, area) {
     eachVisible(condition.firings, view, area, (x0, x1) => {
       context.globalAlpha = 0.12;
       if (x1 > x0 + 1) context.fillRect(x0, area.y, x1 - x0, area.h);
-      context.globalAlpha = 0.9;
+      context.globalAlpha = 0.6;
       context.fillRect(Math.round(x0), area.y, 1, area.h);
       context.globalAlpha = 1;
     });

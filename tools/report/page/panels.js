@@ -17,6 +17,13 @@ function button(className, label, text, act) {
   return made;
 }
 
+/** A name that goes on in the next line behind its dots, if it is long. */
+function breakable(text) {
+  const label = name("", "instance");
+  for (const part of text.split(/(?<=[._])/)) label.append(visible(part), element("wbr"));
+  return label;
+}
+
 /** One panel: names and values on the left, the plot on the right. */
 class Panel {
   constructor(stack, signals) {
@@ -45,7 +52,7 @@ class Panel {
       const chip = element("span", "chip");
       chip.style.setProperty("--chip", `var(--curve-${k})`);
       const close = button("close", `Close ${defined.instance}`, "×", () => view.remove(this.signals[k]));
-      const label = name(defined.instance, "instance");
+      const label = breakable(defined.instance);
       label.title = visible(defined.comment || defined.instance);
       list.append(element("li", "", chip, label, this.read[k], close));
     });

@@ -1,7 +1,9 @@
 /** The strip above the panels: the whole drive with the window in it, and the time axis. */
+import { drawCurve } from "./drawCurve.js";
 import { secondsText, timeTicks } from "./format.js";
 import { contextOf, look } from "./look.js";
 import { drawFirings } from "./marks.js";
+import { element } from "./text.js";
 
 const EDGE = 8; // pixels around a border of the window that take hold of it
 
@@ -13,7 +15,8 @@ export class Timeline {
     this.axis = document.getElementById("axis");
     this.grip = null;
     this.width = 0; // until it is laid out
-    view.listen(() => this.draw());
+    this.drive = element("canvas");
+    view.listen((changed) => this.update(changed));
     new ResizeObserver(() => this.resize()).observe(this.overview);
     this.overview.addEventListener("pointerdown", (event) => this.down(event));
     this.overview.addEventListener("pointermove", (event) => this.move(event));
@@ -21,10 +24,16 @@ export class Timeline {
     this.overview.addEventListener("dblclick", () => view.showAll());
   }
 
+  update(changed) {
+    if (changed.has("panels") || changed.has("look")) this.drawDrive();
+    this.draw();
+  }
+
   resize() {
     this.width = this.overview.clientWidth;
     this.height = this.overview.clientHeight;
     this.axisHeight = this.axis.clientHeight;
+    this.drawDrive();
     this.draw();
   }
 
@@ -40,51 +49,62 @@ export class Timeline {
   }
 
   drawOverview() {
+    const context = contextOf(this.overview, this.width, this.height);
+    context.drawImage(this.drive, 0, 0, this.width, this.height);
+    this.drawWindow(context);
+  }
+
+  /** The picture of the whole drive, which the window is drawn over. */
+  drawDrive() {
     const { drive } = this.view;
-    const { height } = this;
-    const context = contextOf(this.overview, this.width, height);
-    const area = { x: 0, y: 0, w: this.width, h: height };
-    const whole = { drive, from: drive.from, to: drive.to, width: Math.max(1, drive.to - drive.from) };
-    const x = (time) => ((time - drive.from) / whole.width) * this.width;
+    const { width, height } = this;
+    if (width === 0) return;
+    const context = contextOf(this.drive, width, height);
     context.fillStyle = look.gap;
-    for (const gap of drive.gaps) context.fillRect(x(gap.from), 0, Math.max(1, x(gap.to) - x(gap.from)), height);
-    this.drawOutline(context, whole, height);
-    drawFirings(context, whole, area);
-    this.drawFindings(context, x, height);
-    this.drawWindow(context, x, height);
+    for (const gap of drive.gaps) {
+      context.fillRect(this.xOf(gap.from), 0, Math.max(1, this.xOf(gap.to) - this.xOf(gap.from)), height);
+    }
+    this.drawOutline(context);
+    const whole = { drive, from: drive.from, to: drive.to, width: Math.max(1, drive.to - drive.from) };
+    drawFirings(context, whole, { x: 0, y: 0, w: width, h: height });
+    this.drawFindings(context);
+  }
+
+  xOf(time) {
+    const { drive } = this.view;
+    return ((time - drive.from) / Math.max(1, drive.to - drive.from)) * this.width;
   }
 
   /** The first curve that is shown, faintly: where in the drive one is. */
-  drawOutline(context, whole, height) {
+  drawOutline(context) {
     const { drive, panels } = this.view;
     const signal = panels.map((panel) => panel[0]).find((s) => drive.signals[s].kind !== "states");
     if (signal === undefined || !this.stack.bytes) return;
-    const curve = this.stack.curve(signal);
-    const { min, max } = drive.signals[signal];
-    const scale = (height - 8) / (max - min || 1);
-    context.beginPath();
-    for (const i of curve.picture(whole.from, whole.to, this.width)) {
-      const y = height - 4 - (curve.values[i] - min) * scale;
-      if (!Number.isNaN(y)) context.lineTo(((curve.times[i] - whole.from) / whole.width) * this.width, y);
-    }
+    const { min, max, kind, factor } = drive.signals[signal];
+    const up = factor < 0 ? 1 : -1;
+    const scale = (up * (this.height - 8)) / (max - min || 1);
     context.strokeStyle = look.muted;
+    context.lineWidth = 1;
     context.globalAlpha = 0.7;
-    context.stroke();
+    drawCurve(context, this.stack.curve(signal), {
+      from: drive.from, to: Math.max(drive.to, drive.from + 1), x: 0, w: this.width, scale,
+      zero: (up < 0 ? this.height - 4 : 4) - min * scale, steps: kind !== "line",
+    });
     context.globalAlpha = 1;
   }
 
-  drawFindings(context, x, height) {
+  drawFindings(context) {
     for (const finding of this.view.drive.findings) {
       if (finding.at === null) continue;
       context.fillStyle = look[finding.severity] ?? look.note;
-      context.fillRect(Math.round(x(finding.at)) - 1, height - 5, 2, 5);
+      context.fillRect(Math.round(this.xOf(finding.at)) - 1, this.height - 5, 2, 5);
     }
   }
 
-  drawWindow(context, x, height) {
-    const { view } = this;
-    const x0 = x(view.from);
-    const x1 = Math.max(x0 + 2, x(view.to));
+  drawWindow(context) {
+    const { view, height } = this;
+    const x0 = this.xOf(view.from);
+    const x1 = Math.max(x0 + 2, this.xOf(view.to));
     context.fillStyle = look.surface;
     context.globalAlpha = 0.65;
     context.fillRect(0, 0, x0, height);
