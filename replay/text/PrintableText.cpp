@@ -13,11 +13,19 @@ void appendEscaped(std::string& out, char byte) {
     out.append("\\x").append(1, digits[value >> 4]).append(1, digits[value & 0xF]);
 }
 
-/// Characters that set the direction of writing: U+061C, U+200E, U+200F, U+202A to U+202E, U+2066 to U+2069.
-bool setsDirection(std::string_view character) {
-    return character == "\u061C" || (character >= "\u200E" && character <= "\u200F") ||
-           (character >= "\u202A" && character <= "\u202E") ||
-           (character >= "\u2066" && character <= "\u2069");
+/// The number of the first character of `text`, which is of two or three bytes of UTF-8.
+unsigned codePoint(std::string_view text, std::size_t length) {
+    unsigned value = static_cast<unsigned char>(text[0]) & (length == 2 ? 0x1FU : 0x0FU);
+    for (const char byte : text.substr(1, length - 1)) {
+        value = value << 6 | (static_cast<unsigned char>(byte) & 0x3FU);
+    }
+    return value;
+}
+
+/// Whether a character sets the direction of writing.
+bool setsDirection(unsigned character) {
+    return character == 0x061C || character == 0x200E || character == 0x200F ||
+           (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
 }
 
 /// Whether the first character of `text`, which is valid UTF-8, could change what the reader sees of others;
@@ -31,7 +39,7 @@ std::pair<bool, std::size_t> isControl(std::string_view text) {
         return {first < 0x20 || first == 0x7F, 1};
     }
     const std::size_t length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-    return {setsDirection(text.substr(0, length)), length};
+    return {length < 4 && setsDirection(codePoint(text, length)), length};
 }
 
 void appendValid(std::string& out, std::string_view text) {

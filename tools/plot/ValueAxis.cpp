@@ -87,8 +87,8 @@ ValueAxis valueAxis(double least, double greatest, unsigned mostTicks, bool whol
     ValueAxis axis = boundsAround(least, greatest);
     const TickStep step = stepFor(axis, mostTicks, wholeNumbers);
     const double first = std::ceil(axis.low / step.size());
-    const double count = ticksBetween(axis, step);
-    for (double i = 0; i < count; ++i) {
+    const double count = ticksBetween(axis, step); // at most `mostTicks`
+    for (unsigned i = 0; i < count; ++i) {
         const double value = step.valueOf(first + i) + 0.0; // no -0
         axis.ticks.push_back({value, tickText(value, step)});
     }
