@@ -5,6 +5,7 @@
 #include "Definitions.h"
 #include "Errors.h"
 #include "FrameReading.h"
+#include "TraceReading.h"
 #include "TriggerReading.h"
 
 namespace rksignal::python {
@@ -27,5 +28,6 @@ NB_MODULE(_rksignal, module) {
     rksignal::python::bindBatch(module);
     rksignal::python::bindColumnReading(module);
     rksignal::python::bindFrameReading(module);
+    rksignal::python::bindTraceReading(module);
     rksignal::python::bindTriggerReading(module);
 }

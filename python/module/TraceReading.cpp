@@ -1,5 +1,6 @@
 #include "TraceReading.h"
 
+#include "Definitions.h"
 #include "Errors.h"
 
 #include <nanobind/stl/optional.h>
@@ -20,6 +21,23 @@ std::optional<Moment> momentOf(const MomentPair& pair) {
     return pair ? std::optional(Moment{pair->first, pair->second}) : std::nullopt;
 }
 
+/// In a part, a moment that counts from the start of the trace does not count from that of the part.
+std::optional<Moment> momentIn(const TraceRequest& request, const MomentPair& pair,
+                               const ChannelMap& channels) {
+    std::optional<Moment> moment = momentOf(pair);
+    if (moment && moment->isRelative && request.part) {
+        Trace whole;
+        whole.channels() = channels;
+        whole.addFile(request.paths.front());
+        moment = Moment{moment->at(whole.start().value_or(0)), false};
+    }
+    return moment;
+}
+
+bool isDivisible(const Definitions& definitions, const nb::dict& request) {
+    return TraceReading(traceRequest(request), definitions.channels()).isDivisible();
+}
+
 } // namespace
 
 TraceRequest traceRequest(const nb::dict& request) {
@@ -30,22 +48,28 @@ TraceRequest traceRequest(const nb::dict& request) {
     }
     made.start = nb::cast<MomentPair>(request["start"]);
     made.end = nb::cast<MomentPair>(request["end"]);
+    made.part = nb::cast<std::optional<std::pair<std::uint64_t, std::uint64_t>>>(request["part"]);
     made.progress = request["progress"];
     return made;
 }
 
 TraceReading::TraceReading(const TraceRequest& request, const ChannelMap& channels) {
     traces.channels() = channels;
-    traces.setWindow({momentOf(request.start), momentOf(request.end), {}});
     traces.onProgress([this] { position.store(traces.position(), std::memory_order_relaxed); });
+    TraceSettings settings;
+    if (request.part) {
+        settings.part = {.from = request.part->first, .to = request.part->second};
+    }
     for (const std::string& path : request.paths) {
         try {
-            run([&] { traces.addFile(path); });
+            run([&] { traces.addFile(path, settings); });
         } catch (const Error& error) {
             setError(error, path);
             throw nb::python_error();
         }
     }
+    traces.setWindow(
+        {momentIn(request, request.start, channels), momentIn(request, request.end, channels), {}});
     size = traces.size();
     progress = request.progress;
 }
@@ -98,6 +122,10 @@ nb::list TraceReading::remarks() const {
         }
     }
     return list;
+}
+
+void bindTraceReading(nb::module_& module) {
+    module.def("is_divisible", &isDivisible, nb::arg("definitions"), nb::arg("request"));
 }
 
 } // namespace rksignal::python

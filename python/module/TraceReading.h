@@ -25,6 +25,7 @@ struct TraceRequest {
     std::vector<std::string> paths;
     MomentPair start;
     MomentPair end;
+    std::optional<std::pair<std::uint64_t, std::uint64_t>> part; ///< bytes, see TraceSettings::part
     nb::object
         progress; ///< called with bytes read and bytes in all, 0 if not known; None: nobody wants to know
 };
@@ -49,6 +50,9 @@ class TraceReading {
     /// What was remarkable in the traces: `(file, line, severity, text)`.
     nb::list remarks() const;
 
+    /// Whether there is one trace, which can be read in parts.
+    bool isDivisible() const { return traces.count() == 1 && traces.isDivisible(0); }
+
   private:
     void tellProgress();
 
@@ -60,5 +64,7 @@ class TraceReading {
 
 /// Takes apart what Python hands over.
 TraceRequest traceRequest(const nb::dict& request);
+
+void bindTraceReading(nb::module_& module);
 
 } // namespace rksignal::python

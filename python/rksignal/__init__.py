@@ -10,7 +10,8 @@ come true.
 
 from ._definitions import Database, Message, Signal, load
 from ._errors import ConditionWarning, DefinitionWarning, Error, FileError, FileMissingError, Remark, TraceWarning
-from ._reading import Batch, Batches, frames, read
+from ._parquet import ParquetSummary, to_parquet
+from ._reading import Batch, Batches, frames, parts, read
 from ._rksignal import __version__
 from ._triggers import Firing, triggers
 
@@ -25,12 +26,15 @@ __all__ = [
     "FileMissingError",
     "Firing",
     "Message",
+    "ParquetSummary",
     "Remark",
     "Signal",
     "TraceWarning",
     "__version__",
     "frames",
     "load",
+    "parts",
     "read",
+    "to_parquet",
     "triggers",
 ]

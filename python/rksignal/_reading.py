@@ -10,7 +10,7 @@ LAYOUTS = ("long", "message", "intervals")
 
 
 def read(traces, db, signals=None, layout="long", start=None, end=None, *, raw=None, text=True, gap=None,
-         batch_rows=65536, progress=False):
+         batch_rows=65536, part=None, progress=False):
     """Decodes traces into columns of values.
 
     Parameters
@@ -46,6 +46,8 @@ def read(traces, db, signals=None, layout="long", start=None, end=None, *, raw=N
         Of intervals: they end after so many seconds without a value.
     batch_rows : int
         So many rows make a batch.
+    part : (int, int), optional
+        Only the lines that begin in these bytes of a log, the last one not included: one of `parts`.
     progress : bool
         Shows a bar, if tqdm is there.
 
@@ -91,7 +93,7 @@ def read(traces, db, signals=None, layout="long", start=None, end=None, *, raw=N
         "batch_rows": rows_of(batch_rows),
     }
     bar = _progress.bar(progress)
-    wanted = request(traces, start, end, bar)
+    wanted = request(traces, start, end, bar, part)
     reading = _rksignal.read_columns(db._definitions, wanted, settings)
     return Batches(reading, reading.tables(), bar)
 
@@ -122,7 +124,44 @@ def frames(traces, start=None, end=None, *, batch_rows=65536, progress=False):
     return Batches(reading, [("", reading.schema_capsule())], bar)
 
 
-def request(traces, start, end, progress):
+def parts(trace, db, layout="long", size=128 << 20):
+    """Where a trace can be cut, so that several processes or machines read it.
+
+    Logs as ``candump -l`` writes them can be, if they are not compressed: each of their lines stands for itself. They
+    are not cut where values come from more than one line, of SAE J1939 and in the layout ``"intervals"``.
+
+    Parameters
+    ----------
+    trace, db, layout
+        As those of `read`.
+    size : int
+        So many bytes at least make a part.
+
+    Returns
+    -------
+    list
+        To be given to `read` one by one; ``[None]`` of a trace that is read as a whole. The values of all parts are
+        those of the trace, in their order.
+
+    Examples
+    --------
+    >>> db = rksignal.load("0=drive.dbc", "1=body.dbc")
+    >>> parts = rksignal.parts("drive.log", db, size=1 << 20)
+    >>> sum(len(batch) for part in parts for batch in rksignal.read("drive.log", db, part=part))
+    """
+    whole = request(trace, None, None, None)
+    if len(whole["paths"]) != 1:
+        raise Error("parts are those of one trace")
+    depends = layout == "intervals" or any(message.parameter_group for message in db.messages)
+    if depends or not _rksignal.is_divisible(db._definitions, whole):
+        return [None]
+    length = os.path.getsize(whole["paths"][0])
+    count = max(1, length // rows_of(size))
+    cuts = [length * number // count for number in range(count)] + [2**64 - 1]
+    return [None] if count == 1 else list(zip(cuts, cuts[1:]))
+
+
+def request(traces, start, end, progress, part=None):
     """What the module wants to know of the traces."""
     paths = [traces] if isinstance(traces, (str, bytes, os.PathLike)) else list(traces)
     if not paths:
@@ -131,6 +170,7 @@ def request(traces, start, end, progress):
         "paths": [os.fsencode(path) for path in paths],
         "start": _times.moment("start", start),
         "end": _times.moment("end", end),
+        "part": part,
         "progress": progress,
     }
 
@@ -208,6 +248,7 @@ class Batches:
         self._reading = reading
         self._schemas = dict(tables)
         self._progress = progress
+        self._remarks = []
         self.tables = tuple(self._schemas)
 
     def __repr__(self):
@@ -217,18 +258,26 @@ class Batches:
         return self
 
     def __next__(self):
-        if self._reading is None:
+        batch = self._take()
+        if batch is None:
+            warn(self._remarks)
+            self._remarks = []
             raise StopIteration
+        return batch
+
+    def _take(self):
+        """The next batch, or None: then `_remarks` is complete."""
+        if self._reading is None:
+            return None
         try:
             batch = self._reading.next()
         except BaseException:
             self.close()
             raise
         if batch is None:
-            reading = self._reading
+            self._remarks = [TraceWarning(*remark) for remark in self._reading.remarks()]
             self.close()
-            warn([TraceWarning(*remark) for remark in reading.remarks()])
-            raise StopIteration
+            return None
         return Batch(batch)
 
     def close(self):

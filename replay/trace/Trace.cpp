@@ -1,6 +1,7 @@
 #include "trace/Trace.h"
 
 #include "file/ContentKind.h"
+#include "file/LinePart.h"
 #include "file/Unpack.h"
 #include "trace/FormatDetection.h"
 #include "trace/RecordTrace.h"
@@ -57,6 +58,24 @@ std::unique_ptr<TraceSource> openSource(File file, TraceFormat format, ChannelMa
     return std::make_unique<CandumpTrace>(std::move(file), channels);
 }
 
+/// Whether each line of it can be read without those before.
+bool isDivisibleLog(const InputFile& file, TraceFormat format, const ChannelMap& channels) {
+    return format == TraceFormat::Candump && file.canReadAt() &&
+           CandumpTrace::isDivisible(file.peeked(), channels);
+}
+
+/// \throws Error
+std::unique_ptr<TraceSource> openPart(File file, const TracePart& part, ChannelMap& channels) {
+    const std::string name = file->path();
+    ReadControl* const control = file->readControl();
+    auto lines = std::make_unique<LinePart>(std::move(file), part.from, part.to);
+    const std::uint64_t begin = lines->begin();
+    auto source = std::make_unique<CandumpTrace>(std::make_unique<InputFile>(std::move(lines), name, control),
+                                                 channels);
+    source->isPartFrom(begin);
+    return source;
+}
+
 /// The text of an error without the file that it names.
 std::string withoutName(std::string_view text, const std::string& name) {
     text.remove_prefix(text.starts_with(name) ? name.size() : 0);
@@ -82,7 +101,8 @@ struct Trace::State {
                                       : addTrace(std::move(unpacked.files.front()), settings);
         } catch (const ReadingStopped&) { // while it waited for the first bytes
             auto empty = std::make_unique<InputFile>(std::span<const std::uint8_t>(), name, &control);
-            return add(openSource(std::move(empty), TraceFormat::Candump, channels), TraceFormat::Candump, 0);
+            return add(openSource(std::move(empty), TraceFormat::Candump, channels), TraceFormat::Candump, 0,
+                       false);
         }
     }
 
@@ -92,7 +112,13 @@ struct Trace::State {
         if (!format) {
             throw Error(file->path() + " is " + std::string(contentKind(file->peeked())) + ", not a trace");
         }
-        return add(openSource(std::move(file), *format, channels), *format, settings.shift);
+        const bool isDivisible = isDivisibleLog(*file, *format, channels);
+        if (settings.part && !isDivisible) {
+            throw Error(file->path() + " cannot be read in parts, as uncompressed logs of candump can");
+        }
+        auto source = settings.part ? openPart(std::move(file), *settings.part, channels)
+                                    : openSource(std::move(file), *format, channels);
+        return add(std::move(source), *format, settings.shift, isDivisible);
     }
 
     /// What is no trace is passed over. \throws Error if nothing is one
@@ -120,9 +146,11 @@ struct Trace::State {
         return first;
     }
 
-    std::size_t add(std::unique_ptr<TraceSource> source, TraceFormat format, std::int64_t shift) {
+    std::size_t add(std::unique_ptr<TraceSource> source, TraceFormat format, std::int64_t shift,
+                    bool isDivisible) {
         traces.add(std::move(source), shift);
         formats.push_back(format);
+        divisible.push_back(isDivisible);
         return formats.size() - 1;
     }
 
@@ -171,6 +199,7 @@ struct Trace::State {
     ChannelMap channels;
     TraceMerge traces;
     std::vector<TraceFormat> formats; ///< by trace
+    std::vector<bool> divisible;      ///< as formats
     TimeWindow window;
     std::optional<TimeBounds> bounds; ///< of the window, once something has been read
     WindowReport left;
@@ -285,6 +314,10 @@ const std::string& Trace::name(std::size_t trace) const {
 
 TraceFormat Trace::format(std::size_t trace) const {
     return state->formats[trace];
+}
+
+bool Trace::isDivisible(std::size_t trace) const {
+    return state->divisible[trace];
 }
 
 const TraceReport& Trace::report(std::size_t trace) const {

@@ -20,10 +20,21 @@
 
 namespace rksignal {
 
+/// Lines of a text, told by the bytes at which they begin.
+struct TracePart {
+    std::uint64_t from = 0;
+    std::uint64_t to = ~std::uint64_t{0}; ///< not included
+};
+
 /// How one trace is read.
 struct TraceSettings {
-    std::int64_t shift = 0;            ///< nanoseconds added to its times, which stay within 64 bits
-    std::optional<TraceFormat> format; ///< nothing: it shows in the content
+    std::int64_t shift = 0;                 ///< nanoseconds added to its times, which stay within 64 bits
+    std::optional<TraceFormat> format = {}; ///< nothing: it shows in the content
+    /// Only these lines, so that several threads, processes or machines can read one log: parts that follow
+    /// each other without a gap hold each line once, wherever they are cut. Of logs as isDivisible() says.
+    /// An interface without digits needs a channel that was assigned. Remarks count lines from the first byte
+    /// of the part on, and name it.
+    std::optional<TracePart> part = {};
 };
 
 /// Where messages of a capture come from.
@@ -88,8 +99,8 @@ class RKREPLAY_EXPORT Trace {
     /// Opens a file or a pipe, `-` being standard input, and waits for its first bytes. One that stop() finds
     /// waiting counts as empty.
     /// \return its number, from 0 in the order of adding; of an archive, that of its first trace
-    /// \throws Error if it cannot be opened, is no trace (the text says what it is, if it can be told), or is
-    /// an archive without a trace or with more than 256 files
+    /// \throws Error if it cannot be opened, is no trace (the text says what it is, if it can be told), is
+    /// an archive without a trace or with more than 256 files, or if it cannot be read in parts and shall be
     std::size_t addFile(const std::string& path, const TraceSettings& settings = {});
     /// Reads from where `descriptor` stands. A copy of it is used: the caller may close it. `name` stands for
     /// a path, here and below, in remarks.
@@ -144,6 +155,10 @@ class RKREPLAY_EXPORT Trace {
     std::size_t count() const; ///< number of traces
     const std::string& name(std::size_t trace) const;
     TraceFormat format(std::size_t trace) const;
+    /// Whether each line of it stands for itself, so that it can be read in parts: a log as `candump -l`
+    /// writes it, in a regular file or in memory, not compressed, and without interfaces in its first lines
+    /// that get their channels in the order in which they come.
+    bool isDivisible(std::size_t trace) const;
     const TraceReport& report(std::size_t trace) const;
     /// Whether all traces could be understood so far.
     bool isSound() const;

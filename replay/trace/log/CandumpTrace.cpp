@@ -1,6 +1,36 @@
 #include "trace/log/CandumpTrace.h"
 
+#include "text/TextEncoding.h"
+
+#include <algorithm>
+
 namespace rksignal {
+
+namespace {
+
+bool hasOwnChannel(std::string_view interfaceName, const ChannelMap& channels) {
+    return trailingNumber(interfaceName) || channels.knows(interfaceName);
+}
+
+} // namespace
+
+bool CandumpTrace::isDivisible(std::string_view first, const ChannelMap& channels) {
+    CandumpLine line;
+    bool hasFrames = false;
+    while (!first.empty()) {
+        const std::size_t end = std::min(first.find('\n'), first.size());
+        std::string_view text = withoutByteOrderMark(first.substr(0, end));
+        text.remove_suffix(text.ends_with('\r') ? 1 : 0);
+        const bool isRead = parseCandumpLine(text, line) == nullptr;
+        if (isRead ? line.kind != CandumpLine::Kind::DropCount && !hasOwnChannel(line.interfaceName, channels)
+                   : CandumpScreen::isLine(text)) {
+            return false;
+        }
+        hasFrames = hasFrames || isRead;
+        first.remove_prefix(std::min(end + 1, first.size()));
+    }
+    return hasFrames;
+}
 
 bool CandumpTrace::next() {
     std::string_view text;
@@ -23,11 +53,14 @@ bool CandumpTrace::next() {
 /// \return null, or why the line cannot be used
 const char* CandumpTrace::read(std::string_view text) {
     const char* reason = parseCandumpLine(text, line);
-    if (reason != nullptr && CandumpScreen::isLine(text)) {
+    if (reason != nullptr && !isPart && CandumpScreen::isLine(text)) {
         reason = screen.read(text, line);
     }
     if (reason != nullptr || line.kind == CandumpLine::Kind::DropCount) {
         return reason;
+    }
+    if (isPart && !hasOwnChannel(line.interfaceName, channels)) {
+        return "interface has no number, and no channel is assigned to it";
     }
     const auto channel = channels.channelOf(line.interfaceName);
     line.frame.channel = channel.value_or(0);

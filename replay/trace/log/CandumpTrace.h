@@ -7,6 +7,9 @@
 #include "trace/log/CandumpScreen.h"
 #include "trace/log/LineTrace.h"
 
+#include <cstdint>
+#include <string_view>
+
 namespace rksignal {
 
 /// The frames of a candump log, see CandumpLine, or of what candump shows, see CandumpScreen. Interface names
@@ -16,6 +19,16 @@ class CandumpTrace : public LineTrace {
     /// `channels` must outlive the trace.
     CandumpTrace(std::unique_ptr<InputFile> file, ChannelMap& channels)
         : LineTrace(std::move(file)), channels(channels), screen(input()) {}
+
+    /// Whether each line stands for itself: the first ones are those of a log, not of the screen, and name
+    /// interfaces that have a channel whatever comes before. \param first lines, the last perhaps in part
+    static bool isDivisible(std::string_view first, const ChannelMap& channels);
+
+    /// The file holds some lines of a log, from this byte of it on. REQUIRES: next() has not been called.
+    void isPartFrom(std::uint64_t byte) {
+        isPart = true;
+        countFrom(byte);
+    }
 
     bool next() override;
 
@@ -27,6 +40,7 @@ class CandumpTrace : public LineTrace {
     ChannelMap& channels;
     CandumpScreen screen;
     CandumpLine line;
+    bool isPart = false; ///< what depends on lines before it cannot be read
 };
 
 } // namespace rksignal

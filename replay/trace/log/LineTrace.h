@@ -5,6 +5,7 @@
 #include "trace/TraceSource.h"
 #include "trace/log/LineReader.h"
 
+#include <cstdint>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -30,11 +31,14 @@ class LineTrace : public TraceSource {
     }
     /// Whether the last line was complete.
     bool hasLineEnd() const { return reader.hasLineEnd(); }
+    /// Lines are counted from this byte of the file on.
+    void countFrom(std::uint64_t byte) { start = byte; }
     /// The last line could not be understood.
     void countMalformed(const char* reason);
 
   private:
     LineReader reader;
+    std::uint64_t start = 0; ///< byte of the file at which the first line begins
 };
 
 } // namespace rksignal

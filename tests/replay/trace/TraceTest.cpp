@@ -82,6 +82,49 @@ TEST(Trace, DamagedLinesAreCountedAndTheFirstTenKept) {
     EXPECT_FALSE(trace.isSound());
 }
 
+/// The frames in a part of a log, and what is remarkable in it; or why it cannot be read in parts.
+std::string listPart(const std::string& content, const TracePart& part) {
+    try {
+        Trace trace;
+        trace.addMemory(std::span(reinterpret_cast<const std::uint8_t*>(content.data()), content.size()), "t",
+                        {.part = part});
+        return listFrames(trace);
+    } catch (const Error& error) {
+        return error.what();
+    }
+}
+
+TEST(Trace, PartsHoldEachLineOnce) {
+    const std::string log =
+        "(1.0) can0 123#11\r\n\n(2.0) can1 123#22\n(3.0) can0 124#\n"
+        "DROPCOUNT: dropped 1 CAN frames on 'can0' socket (total drops 1)\n(4.0) can0 7FF#44";
+    const std::string whole = listFrames(log);
+    for (std::uint64_t cut = 0; cut <= log.size() + 2; ++cut) {
+        for (std::uint64_t other = cut; other <= log.size() + 2; other += 7) {
+            EXPECT_EQ(listPart(log, {.to = cut}) + listPart(log, {cut, other}) +
+                          listPart(log, {.from = other}),
+                      whole)
+                << cut << ' ' << other;
+        }
+    }
+}
+
+TEST(Trace, PartsTellWhatDependsOnOtherLines) {
+    const std::string frame = "(1.0) can0 123#11\n"; // 18 bytes
+    const std::string never = "t cannot be read in parts, as uncompressed logs of candump can";
+    const struct {
+        std::string content, expected;
+    } rows[] = {
+        {frame + "(2.0) can0 12\n",
+         "t: line 1 from byte 18 on: identifier is not 3 or 8 hexadecimal digits\n"},
+        {frame + "(2.0) vcan 123#\n", never},
+        {"date Mon May 18 10:00:00.000 2026\nbase hex  timestamps absolute\n", never},
+    };
+    for (const auto& [content, expected] : rows) {
+        EXPECT_EQ(listPart(content, {.from = 5}), expected) << content;
+    }
+}
+
 TEST(Trace, AStopEndsTheReadingOfASilentPipe) {
     Trace trace;
     const int open = addPipe(trace, "(1.0) can0 123#11\n(2.0) can0 123#1"); // the second one is cut
