@@ -148,6 +148,7 @@ def parts(trace, db, layout="long", size=128 << 20):
     >>> db = rksignal.load("0=drive.dbc", "1=body.dbc")
     >>> parts = rksignal.parts("drive.log", db, size=1 << 20)
     >>> sum(len(batch) for part in parts for batch in rksignal.read("drive.log", db, part=part))
+    636448
     """
     whole = request(trace, None, None, None)
     if len(whole["paths"]) != 1:
