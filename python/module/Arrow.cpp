@@ -54,7 +54,7 @@ nb::object capsule(Owned<Struct> content, const char* name) {
     if (made == nullptr) {
         throw nb::python_error();
     }
-    kept.release();
+    static_cast<void>(kept.release()); // the capsule deletes it
     return nb::steal(made);
 }
 

@@ -19,7 +19,7 @@ nb::object bytesOf(const std::shared_ptr<const void>& owner, const void* buffer,
     auto kept = std::make_unique<std::shared_ptr<const void>>(owner);
     const nb::capsule capsule(
         kept.get(), [](void* held) noexcept { delete static_cast<std::shared_ptr<const void>*>(held); });
-    kept.release();
+    static_cast<void>(kept.release()); // the capsule deletes it
     return nb::cast(Bytes(static_cast<const std::uint8_t*>(buffer), {size}, capsule));
 }
 

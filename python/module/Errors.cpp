@@ -7,15 +7,17 @@ namespace {
 
 /// The file of a remark: its place without what says where in the file.
 std::string_view fileOf(const Remark& remark) {
-    std::string_view place = remark.place;
-    if (remark.line != 0) {
-        const std::string line = ":" + std::to_string(remark.line);
-        const std::size_t at = place.rfind(line);
-        return at != place.npos && (at + line.size() == place.size() || place[at + line.size()] == ':')
-                   ? place.substr(0, at)
-                   : place;
+    const std::string_view place = remark.place;
+    if (remark.line == 0) {
+        return place.substr(0, place.find("#/"));
     }
-    return place.substr(0, place.find("#/"));
+    const std::string line = ":" + std::to_string(remark.line);
+    const std::size_t last = place.rfind(':');
+    const std::size_t before = last != 0 && last != place.npos ? place.rfind(':', last - 1) : place.npos;
+    if (before != place.npos && place.substr(before, last - before) == line) {
+        return place.substr(0, before);
+    }
+    return last != place.npos && place.substr(last) == line ? place.substr(0, last) : place;
 }
 
 /// The first remark of what cannot be used.

@@ -4,6 +4,7 @@
 #include "ColumnReading.h"
 #include "Definitions.h"
 #include "Errors.h"
+#include "Explain.h"
 #include "FrameReading.h"
 #include "TraceReading.h"
 #include "TriggerReading.h"
@@ -30,4 +31,5 @@ NB_MODULE(_rksignal, module) {
     rksignal::python::bindFrameReading(module);
     rksignal::python::bindTraceReading(module);
     rksignal::python::bindTriggerReading(module);
+    rksignal::python::bindExplain(module);
 }

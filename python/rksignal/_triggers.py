@@ -76,7 +76,7 @@ def triggers(traces, db, conditions, start=None, end=None, *, edge=False, timeou
     >>> conditions = {"overspeed": "Vehicle.Speed > 100 && Gear.Current == 6"}
     >>> firings = list(rksignal.triggers("drive.log", db, conditions, edge=True))
     >>> firings[0].time, firings[0].values
-    (numpy.datetime64('2023-11-14T22:16:36.600463000'), {'Vehicle.Speed': 106.05, 'Gear.Current': 6.0})
+    (np.datetime64('2023-11-14T22:16:36.600463000'), {'Gear.Current': 6.0, 'Vehicle.Speed': 106.05})
     >>> print(firings[0].explanation)
     Vehicle.Speed > 100 && Gear.Current == 6: true
       Vehicle.Speed > 100: true

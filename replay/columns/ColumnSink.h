@@ -6,12 +6,16 @@
 #include "columns/ColumnStream.h"
 #include "value/ValueSink.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <vector>
 
 namespace rksignal {
+
+/// The most bytes that wait to be given out, in all batches.
+constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
 
 /// Is closed while a batch is complete: the replay ends there, and goes on when the batch has been taken.
 class ColumnSink : public ValueSink {
@@ -32,6 +36,11 @@ struct ColumnChoice {
     std::vector<bool> wanted;
     const ColumnSettings& settings;
 };
+
+/// The number of rows with which a batch of the only table is complete.
+inline std::size_t rowsOfBatch(const ColumnSettings& settings, std::size_t rowBytes) {
+    return std::clamp<std::size_t>(settings.batchRows, 1, maxWaitingBytes / rowBytes);
+}
 
 std::unique_ptr<ColumnSink> makeLongColumns(ColumnChoice choice);
 std::unique_ptr<ColumnSink> makeIntervalColumns(ColumnChoice choice);

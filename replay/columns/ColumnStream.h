@@ -48,8 +48,8 @@ enum class ColumnLayout : std::uint8_t {
 
 struct ColumnSettings {
     ColumnLayout layout = ColumnLayout::Long;
-    /// By index in Catalog::signals(); nothing: all. One for any sender (SAE J1939) stands for the instances
-    /// of further senders too. Frames of CAN without a wanted signal are not decoded.
+    /// By index in Catalog::signals(); nothing: all. A signal for any sender (SAE J1939) stands for the
+    /// instances of further senders too. Frames of CAN without a wanted signal are not decoded.
     std::optional<std::vector<std::size_t>> signals = {};
     /// A batch is complete with so many rows, and those of the message that has filled it. It is smaller when
     /// all batches together would wait with more than 64 MB.
@@ -86,8 +86,8 @@ struct ColumnTable {
 /// leaves out what no row is wanted of before it is decoded; Trace::onProgress() and Trace::stop() work as
 /// with Trace::run(): a stream that was stopped gives the rows that it has, then ends.
 ///
-/// Takes constant memory, whatever is replayed: a batch a table, 64 MB altogether, and of intervals 80 bytes
-/// a signal and channel. Allocates buffers, and nothing a message.
+/// Takes constant memory, whatever is replayed: a batch a table, 64 MB altogether, and of intervals some 100
+/// bytes a signal and channel. Allocates buffers, and nothing a message.
 ///
 /// For one thread at a time; what it has given out belongs to whoever took it, in any thread, and outlives
 /// it. Streams of different catalogs and traces know nothing of each other.

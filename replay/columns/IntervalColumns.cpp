@@ -24,8 +24,8 @@ class IntervalColumns final : public ColumnSink {
   public:
     explicit IntervalColumns(ColumnChoice choice)
         : catalog(choice.catalog), signals(choice.catalog, std::move(choice.wanted)),
-          batchRows(choice.settings.batchRows), gap(choice.settings.gap.value_or(~std::uint64_t{0})),
-          hasRaw(choice.settings.raw.value_or(true)), hasText(choice.settings.text) {
+          gap(choice.settings.gap.value_or(~std::uint64_t{0})), hasRaw(choice.settings.raw.value_or(true)),
+          hasText(choice.settings.text) {
         instance = columns.add({.name = "instance", .type = CellType::Int32, .texts = signals.instances()});
         channel = columns.add({.name = "channel", .type = CellType::UInt8, .isNullable = true});
         bus = columns.add({.name = "bus", .type = CellType::Int8, .texts = WantedSignals::buses()});
@@ -41,6 +41,7 @@ class IntervalColumns final : public ColumnSink {
                 {.name = "text", .type = CellType::Int32, .isNullable = true, .texts = signals.texts()});
         }
         all.front().signals = signals.indices();
+        batchRows = rowsOfBatch(choice.settings, columns.rowBytes());
         latest.resize(catalog.signals().size(), none);
     }
 
@@ -147,7 +148,7 @@ class IntervalColumns final : public ColumnSink {
     std::vector<std::uint32_t> latest;                       ///< by index in the catalog: place in `series`
     std::unordered_map<std::uint64_t, std::uint32_t> places; ///< by signal and channel
     std::size_t closedSeries = 0;                            ///< of `series`, at the end
-    std::size_t batchRows;
+    std::size_t batchRows = 1;
     std::uint64_t gap;
     bool hasRaw, hasText;
     bool isAtEnd = false;

@@ -12,8 +12,8 @@ namespace {
 class LongColumns final : public ColumnSink {
   public:
     explicit LongColumns(ColumnChoice choice)
-        : signals(choice.catalog, std::move(choice.wanted)), batchRows(choice.settings.batchRows),
-          hasRaw(choice.settings.raw.value_or(true)), hasText(choice.settings.text) {
+        : signals(choice.catalog, std::move(choice.wanted)), hasRaw(choice.settings.raw.value_or(true)),
+          hasText(choice.settings.text) {
         time = columns.add({.name = "time", .type = CellType::Time});
         channel = columns.add({.name = "channel", .type = CellType::UInt8, .isNullable = true});
         bus = columns.add({.name = "bus", .type = CellType::Int8, .texts = WantedSignals::buses()});
@@ -27,6 +27,7 @@ class LongColumns final : public ColumnSink {
                 {.name = "text", .type = CellType::Int32, .isNullable = true, .texts = signals.texts()});
         }
         all.front().signals = signals.indices();
+        batchRows = rowsOfBatch(choice.settings, columns.rowBytes());
     }
 
     const std::vector<ColumnTable>& tables() const override { return all; }
@@ -75,7 +76,7 @@ class LongColumns final : public ColumnSink {
     WantedSignals signals;
     ColumnSet columns;
     std::vector<ColumnTable> all = std::vector<ColumnTable>(1);
-    std::size_t batchRows;
+    std::size_t batchRows = 1;
     bool hasRaw, hasText;
     std::size_t time, channel, bus, instance, value, raw = 0, text = 0;
 };

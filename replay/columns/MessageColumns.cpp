@@ -56,8 +56,9 @@ class MessageColumns final : public ColumnSink {
   public:
     explicit MessageColumns(ColumnChoice choice)
         : catalog(choice.catalog), wanted(std::move(choice.wanted)),
-          batchRows(choice.settings.batchRows), cells{choice.settings.raw.value_or(false),
-                                                      choice.settings.text} {
+          batchRows(std::max<std::size_t>(choice.settings.batchRows, 1)), cells{choice.settings.raw.value_or(
+                                                                                    false),
+                                                                                choice.settings.text} {
         for (std::size_t i = 0; i < wanted.size(); ++i) {
             add(i);
         }
@@ -115,8 +116,6 @@ class MessageColumns final : public ColumnSink {
     }
 
   private:
-    static constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
-
     void add(std::size_t index) {
         places.push_back(nullptr);
         const std::size_t sender = instances[catalog.definedSignal(index)]++;

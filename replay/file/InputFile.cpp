@@ -31,6 +31,15 @@ ssize_t withoutInterruption(auto&& call) {
     return result;
 }
 
+/// With a control, opening a named pipe does not wait for who writes to it: reading does, and can be stopped.
+int openForReading(const std::string& path, const ReadControl* control) {
+    const int handle = open(path.c_str(), O_RDONLY | O_CLOEXEC | (control != nullptr ? O_NONBLOCK : 0));
+    if (handle >= 0 && control != nullptr) {
+        fcntl(handle, F_SETFL, 0);
+    }
+    return handle;
+}
+
 } // namespace
 
 ReadControl::ReadControl() : wakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
@@ -60,9 +69,8 @@ void ReadControl::waitFor(int descriptor) const {
 }
 
 InputFile::InputFile(const std::string& path, ReadControl* control)
-    : name(path), control(control),
-      handle(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)), isOwned(path != "-"),
-      openedPath(isOwned ? path : "") {
+    : name(path), control(control), handle(path == "-" ? STDIN_FILENO : openForReading(path, control)),
+      isOwned(path != "-"), openedPath(isOwned ? path : "") {
     if (handle < 0) {
         fail("open");
     }

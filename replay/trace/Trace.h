@@ -136,7 +136,8 @@ class RKREPLAY_EXPORT Trace {
     std::size_t source() const;
     void deliver(MessageSink& sink);
 
-    /// Delivers all further messages, until stop() or until the sink is closed. \throws Error
+    /// Delivers all further messages, until stop() or until the sink is closed. A sink that has been opened
+    /// again gets those behind with another call. \throws Error
     void run(MessageSink& sink);
 
     /// Lets next() and run() end soon as they do at the end, also while they wait for a pipe: the message

@@ -49,8 +49,9 @@ class RKREPLAY_EXPORT Replay final : public MessageSink {
     Replay(const Replay&) = delete;
     Replay& operator=(const Replay&) = delete;
 
-    /// Replays traces to their end, until Trace::stop(), or until the sink is closed. \throws Error if
-    /// reading fails: what came before has been replayed
+    /// Replays traces to their end, until Trace::stop(), or until the sink is closed; with a sink that has
+    /// been opened again another call goes on. \throws Error if reading fails: what came before has been
+    /// replayed
     void run(Trace& trace);
 
     void receive(const CANExtTraceMessage& frame) override;

@@ -114,7 +114,7 @@ def test_inactive_branches_are_null(db):
 
 
 def test_every_library_sees_the_same(db):
-    pyarrow, polars, duckdb = (pytest.importorskip(name) for name in ("pyarrow", "polars", "duckdb"))
+    pyarrow, polars, duckdb, _ = map(pytest.importorskip, ("pyarrow", "polars", "duckdb", "pandas"))
     read = lambda: rksignal.read("drive.log", db, "Gear.*", batch_rows=1000)  # noqa: E731
     columns = read().to_numpy()
     table = pyarrow.RecordBatchReader.from_stream(read()).read_all()
@@ -166,6 +166,7 @@ def test_frames():
              for number, extended in zip(columns["id"].tolist(), columns["extended"])]
     assert lines == [f"{number}{'##' if fd else '#'}{data.hex().upper()}"
                      for number, fd, data in zip(shown, columns["fd"], columns["data"])]
+    pytest.importorskip("pandas")
     buses = rksignal.frames("drive.rktrace").to_pandas()
     assert set(buses["bus"]) == {"can", "lin", "flexray", "ethernet"}
     assert buses["cycle"].notna().equals(buses["bus"] == "flexray")

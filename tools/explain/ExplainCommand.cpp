@@ -2,17 +2,16 @@
 
 #include "command/TraceRun.h"
 #include "command/UsageError.h"
-#include "explain/MissingValue.h"
 #include "explain/SignalReport.h"
 #include "explain/SignalWatch.h"
 #include "output/OutputFile.h"
 #include "text/ClosestNames.h"
-#include "text/PrintableText.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace rksignal {
 namespace {
@@ -52,49 +51,18 @@ class ExplainRun {
         const ReplayStatistics statistics = run.replay(watch, watch);
         isUnderstood = run.understood(statistics);
         const ReplayResult result{run.catalog(), statistics, run.channels()};
-        const Catalog::Origin& origin = run.catalog().origin(index);
-        BaseSignal& signal = *run.catalog().signals()[index];
-        const Reception reception = run.catalog().receptionOf(signal);
-        const bool hasValue = !watch.values().empty() && reception != Reception::Withdrawn;
-        writeHeadline(hasValue ? valueOf(signal) : std::string("no value, ") + receptionText(reception));
-        const std::vector<std::string> reasons = reasonsForNoValue(result, index, watch);
-        if (hasValue && !reasons.empty()) {
-            out.append(std::string("  not in the last frame of its message: ") + receptionText(reception) +
-                       "\n");
-        }
-        for (const std::string& reason : reasons) {
-            out.append("  " + printable(reason) + "\n");
-        }
-        writeDefinition(run.catalog(), *origin.message, origin.definition(), out);
-        if (!watch.values().empty()) {
-            writeValue(result, index, watch, run.times(), out);
-        }
-        return hasValue;
-    }
-
-    static std::string valueOf(BaseSignal& signal) {
-        double value = 0;
-        unsigned long timestamp = 0;
-        signal.read(value, timestamp);
-        return doubleText(value) + (signal.def.unit.empty() ? "" : " " + signal.def.unit);
-    }
-
-    void writeHeadline(const std::string& text) {
-        out.append(printable(options.instance) + ": " + printable(text) + "\n");
+        return writeExplanation(result, index, watch, run.times(), out);
     }
 
     /// Of a signal that is defined and is not decoded. \return false: it has no value
     bool explainDropped() {
+        if (writeDropped(run.catalog(), options.instance, out)) {
+            return false;
+        }
         std::vector<std::string_view> names;
         for (const MessageDefinition& message : run.catalog().messages()) {
             for (const SignalDefinition& signal : message.signals) {
-                const std::string& instance = signal.common().instance;
-                names.push_back(instance);
-                if (instance == options.instance) {
-                    writeHeadline("no value, the definition is not used");
-                    writeDefinition(run.catalog(), message, signal, out);
-                    return false;
-                }
+                names.push_back(signal.common().instance);
             }
         }
         throw UsageError("there is no signal " + options.instance + closestNames(options.instance, names));

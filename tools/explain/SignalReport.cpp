@@ -7,6 +7,8 @@
 #include "text/PrintableText.h"
 
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace rksignal {
 namespace {
@@ -52,6 +54,17 @@ void writeValues(const SignalWatch& watch, BaseSignal& signal, const TimeFormat&
     table.write(out);
 }
 
+void writeHeadline(const std::string& instance, const std::string& text, OutputBuffer& out) {
+    out.append(printable(instance) + ": " + printable(text) + "\n");
+}
+
+std::string valueOf(BaseSignal& signal) {
+    double value = 0;
+    unsigned long timestamp = 0;
+    signal.read(value, timestamp);
+    return withUnit(doubleText(value), signal.def.unit);
+}
+
 /// About this place, and not about the file as a whole.
 void writeRemarks(const Catalog& catalog, const std::string& place, OutputBuffer& out) {
     for (const Remark& remark : catalog.remarks()) {
@@ -61,8 +74,7 @@ void writeRemarks(const Catalog& catalog, const std::string& place, OutputBuffer
     }
 }
 
-} // namespace
-
+/// The definition in words: frame, field, range, texts, comment; then what was remarked about it.
 void writeDefinition(const Catalog& catalog, const MessageDefinition& message, const SignalDefinition& signal,
                      OutputBuffer& out) {
     const baseSignalDef_t& common = signal.common();
@@ -85,6 +97,8 @@ void writeDefinition(const Catalog& catalog, const MessageDefinition& message, c
     }
 }
 
+/// How the last value came about: the payload with the bits of the signal marked, raw value, scaling, text;
+/// then the last values with their frames. REQUIRES: there was a value.
 void writeValue(const ReplayResult& result, std::size_t signal, const SignalWatch& watch,
                 const TimeFormat& times, OutputBuffer& out) {
     const Catalog::Origin& origin = result.catalog.origin(signal);
@@ -108,6 +122,43 @@ void writeValue(const ReplayResult& result, std::size_t signal, const SignalWatc
     out.append("\nlast " + std::to_string(watch.values().size()) + " of " +
                std::to_string(watch.valueCount()) + " values\n");
     writeValues(watch, built, times, out);
+}
+
+} // namespace
+
+bool writeExplanation(const ReplayResult& result, std::size_t signal, const SignalWatch& watch,
+                      const TimeFormat& times, OutputBuffer& out) {
+    const Catalog::Origin& origin = result.catalog.origin(signal);
+    BaseSignal& built = *result.catalog.signals()[signal];
+    const Reception reception = result.catalog.receptionOf(built);
+    const bool hasValue = !watch.values().empty() && reception != Reception::Withdrawn;
+    writeHeadline(built.def.instance,
+                  hasValue ? valueOf(built) : std::string("no value, ") + receptionText(reception), out);
+    const std::vector<std::string> reasons = reasonsForNoValue(result, signal, watch);
+    if (hasValue && !reasons.empty()) {
+        out.append(std::string("  not in the last frame of its message: ") + receptionText(reception) + "\n");
+    }
+    for (const std::string& reason : reasons) {
+        out.append("  " + printable(reason) + "\n");
+    }
+    writeDefinition(result.catalog, *origin.message, origin.definition(), out);
+    if (!watch.values().empty()) {
+        writeValue(result, signal, watch, times, out);
+    }
+    return hasValue;
+}
+
+bool writeDropped(const Catalog& catalog, const std::string& instance, OutputBuffer& out) {
+    for (const MessageDefinition& message : catalog.messages()) {
+        for (const SignalDefinition& signal : message.signals) {
+            if (signal.common().instance == instance) {
+                writeHeadline(instance, "no value, the definition is not used", out);
+                writeDefinition(catalog, message, signal, out);
+                return true;
+            }
+        }
+    }
+    return false;
 }
 
 } // namespace rksignal

@@ -7,16 +7,17 @@
 #include "text/NumberText.h"
 
 #include <cstddef>
+#include <string>
 
 namespace rksignal {
 
-/// Writes the definition in words: frame, field, range, texts, comment; then what was remarked about it.
-void writeDefinition(const Catalog& catalog, const MessageDefinition& message, const SignalDefinition& signal,
-                     OutputBuffer& out);
+/// Writes how a signal came to its last value, at the end of a replay, or why it has none: what is known of
+/// its frames, its definition, and its last values. \return whether it has a value
+bool writeExplanation(const ReplayResult& result, std::size_t signal, const SignalWatch& watch,
+                      const TimeFormat& times, OutputBuffer& out);
 
-/// Writes how the last value came about: the payload with the bits of the signal marked, raw value, scaling,
-/// text; then the last values with their frames. REQUIRES: there was a value.
-void writeValue(const ReplayResult& result, std::size_t signal, const SignalWatch& watch,
-                const TimeFormat& times, OutputBuffer& out);
+/// The same of a signal that is defined and is not decoded. \return false, and writes nothing, if there is
+/// none of that name
+bool writeDropped(const Catalog& catalog, const std::string& instance, OutputBuffer& out);
 
 } // namespace rksignal

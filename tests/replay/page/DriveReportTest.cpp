@@ -100,7 +100,7 @@ class Drive {
     PageData data;
 };
 
-const char* const definitions = R"(BO_ 256 Motion: 8 X
+const char* const motionDbc = R"(BO_ 256 Motion: 8 X
  SG_ Speed : 0|16@1- (0.5,-10) [0|0] "km/h" X
  SG_ Gear : 16|8@1+ (1,0) [0|0] "" X
  SG_ Force : 32|32@1- (1,0) [0|0] "N" X
@@ -113,7 +113,7 @@ SIG_VALTYPE_ 256 Force : 1;
 )";
 
 TEST(DriveReport, WritesTheHeaderAndTheCurves) {
-    Drive drive(definitions, {"fast = Motion.Speed > 40"});
+    Drive drive(motionDbc, {"fast = Motion.Speed > 40"});
     drive.send(0, "100#0000000000000000");
     drive.send(100 * ms, "100#FEFF04000000803F");
     drive.send(200 * ms + 999, "100#C80004000000C0BF");

@@ -65,13 +65,13 @@ export class Events {
     return made;
   }
 
-  lasting(at, until) {
-    return element("span", "lasting", until === null ? "" : lengthText(until - at));
+  lasting(at, until, endless = "") {
+    return element("span", "lasting", until === null ? endless : lengthText(until - at));
   }
 
   firing({ condition, firing }) {
     const row = element("div", "row", this.moment(firing.at, firing.until), name(condition.name, "what"),
-      this.lasting(firing.at, firing.until));
+      this.lasting(firing.at, firing.until, "to the end"));
     return element("li", "firing", row, this.explanation(condition, firing));
   }
 

@@ -32,7 +32,7 @@ export function drawMarks(context, view, area) {
 export function drawFirings(context, view, area) {
   context.fillStyle = look.firing;
   for (const condition of view.drive.conditions) {
-    eachVisible(condition.firings, view, area, (x0, x1) => {
+    eachVisible(condition.lasting, view, area, (x0, x1) => {
       context.globalAlpha = 0.12;
       if (x1 > x0 + 1) context.fillRect(x0, area.y, x1 - x0, area.h);
       context.globalAlpha = 0.6;

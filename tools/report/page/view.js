@@ -14,6 +14,10 @@ export class View {
     this.fitted = false; // whether value axes follow what is visible
     this.earlier = []; // windows to go back to
     this.listeners = [];
+    for (const condition of drive.conditions) {
+      // What holds when the drive ends is drawn up to there.
+      condition.lasting = condition.firings.map(({ at, until }) => ({ at, until: until ?? drive.to }));
+    }
     this.changed = new Set();
   }
 
