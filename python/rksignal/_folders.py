@@ -46,7 +46,7 @@ def _names(paths):
     if len(set(whole)) < len(whole):
         twice = next(path for path, real in zip(paths, whole) if whole.count(real) > 1)
         raise Error(f"{twice} is named twice", twice)
-    parts = [path.split("/") for path in whole]
+    parts = [os.path.abspath(path).split("/") for path in paths]
     length = [1] * len(paths)
     while True:
         names = ["/".join(each[-count:]) for each, count in zip(parts, length)]

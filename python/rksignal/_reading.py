@@ -147,6 +147,8 @@ def parts(trace, db, layout="long", size=128 << 20):
     --------
     >>> db = rksignal.load("0=drive.dbc", "1=body.dbc")
     >>> parts = rksignal.parts("drive.log", db, size=1 << 20)
+    >>> len(parts)
+    5
     >>> sum(len(batch) for part in parts for batch in rksignal.read("drive.log", db, part=part))
     636448
     """
