@@ -13,4 +13,5 @@ one() { # ARCHIVE LAKE TRACE [OPTION...]
 }
 export -f one
 find "$archive" -type f -print0 | sort -z |
-    SHELL=/bin/bash parallel --null --resume-failed --joblog "$lake.jobs" one "$(printf %q "$archive")" "$(printf %q "$lake")" {} "$(printf '%q ' "$@")"
+    SHELL=/bin/bash parallel --null --resume-failed --joblog "$lake.jobs" \
+        one "$(printf %q "$archive")" "$(printf %q "$lake")" {} "$(printf '%q ' "$@")"

@@ -31,18 +31,21 @@ def parser():
     made = argparse.ArgumentParser(
         prog="rksignal-parquet", formatter_class=argparse.RawDescriptionHelpFormatter, epilog=_EXAMPLES,
         description="Decodes traces into Parquet files: FOLDER/drive=TRACE/message=MESSAGE/part-0.parquet.")
-    made.add_argument("traces", nargs="+", metavar="TRACE", help="a file of any format that rksignal decode reads; a drive")
+    made.add_argument("traces", nargs="+", metavar="TRACE",
+                      help="a file of any format that rksignal decode reads; a drive")
     made.add_argument("--definitions", action="append", required=True, metavar="[CHANNEL=]FILE",
                       help="definitions of signals; may be given several times")
-    made.add_argument("-o", "--output", required=True, metavar="FOLDER", help="where the drives are; made if there is none")
+    made.add_argument("-o", "--output", required=True, metavar="FOLDER",
+                      help="where the drives are; made if there is none")
     made.add_argument("--layout", choices=LAYOUTS, default="message",
                       help="a row: a frame (message), a value (long), as long as a value stays (intervals); message if "
                            "not given")
     made.add_argument("--compression", choices=("zstd", "snappy", "gzip", "brotli", "lz4", "none"), default="zstd",
                       help="zstd if not given")
     made.add_argument("--only", action="append", metavar="GLOB", help="only these signals; may be given several times")
-    made.add_argument("--from", dest="start", metavar="TIME", help="only from this time on: seconds since 1970, a date as "
-                      "2026-11-22T10:00:00+01:00, or +95s from the start of a trace")
+    made.add_argument("--from", dest="start", metavar="TIME",
+                      help="only from this time on: seconds since 1970, a date as 2026-11-22T10:00:00+01:00, or +95s "
+                           "from the start of a trace")
     made.add_argument("--to", dest="end", metavar="TIME", help="only up to this time")
     made.add_argument("--raw", action="store_true", help="columns of raw values also in the layout message")
     made.add_argument("--drive", metavar="NAME", help="all traces are one drive with this name, merged by time")
@@ -82,8 +85,8 @@ def _run(options):
     done = files = rows = size = 0
     for drive, paths in drives.items():
         try:
-            made = to_parquet({drive: paths}, db, options.output, options.layout, options.compression, signals=options.only,
-                              start=options.start, end=options.end, raw=True if options.raw else None,
+            made = to_parquet({drive: paths}, db, options.output, options.layout, options.compression,
+                              signals=options.only, start=options.start, end=options.end, raw=options.raw or None,
                               overwrite=options.overwrite, progress=options.progress)
         except Error as error:
             if len(drives) == 1:

@@ -29,11 +29,12 @@ class ParquetSummary:
     remarks: tuple
 
     def __repr__(self):
-        return f"<ParquetSummary: {len(self.files)} files, {self.rows} rows, {self.bytes} bytes, {len(self.remarks)} remarks>"
+        return (f"<ParquetSummary: {len(self.files)} files, {self.rows} rows, {self.bytes} bytes, "
+                f"{len(self.remarks)} remarks>")
 
 
-def to_parquet(traces, db, folder, layout="message", compression="zstd", *, signals=None, start=None, end=None, raw=None,
-               text=True, gap=None, overwrite=False, progress=False):
+def to_parquet(traces, db, folder, layout="message", compression="zstd", *, signals=None, start=None, end=None,
+               raw=None, text=True, gap=None, overwrite=False, progress=False):
     """Decodes traces into Parquet files, for data lakes and fleets. Needs pyarrow.
 
     The files are ``FOLDER/drive=DRIVE/message=MESSAGE/part-0.parquet``, with further parts where there are many rows or
