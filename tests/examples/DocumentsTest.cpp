@@ -44,21 +44,20 @@ TEST(Readme, ShowsWhatTheProgramsPrint) {
     const std::string readme = contentOf(project / "README.md");
     EXPECT_EQ(firstBlock(readme, "cpp"), contentOf(project / "examples/first_signal.cpp"));
     EXPECT_EQ(firstBlock(readme, "text"), outputOf(FIRST_SIGNAL));
-    const std::string fence = "```sh\nbuild/release/bin/rksignal";
+    const std::regex block("```sh\n(build/release/bin/rksignal[^`]*)```\n\n```text\n([^`]*)```");
+    const std::regex trace("build/release/examples/drive/drive\\.(log|rktrace)");
     int commands = 0;
-    for (std::size_t at = readme.find(fence); at != readme.npos;
-         at = readme.find(fence, at + 1), ++commands) {
-        const std::string shown = readme.substr(at);
-        std::string command = std::regex_replace(firstBlock(shown, "sh"),
-                                                 std::regex("build/release/bin/rksignal"), RKSIGNAL_PROGRAM);
-        const std::regex trace("build/release/examples/drive/drive\\.(log|rktrace)");
+    for (std::sregex_iterator shown(readme.begin(), readme.end(), block), end; shown != end;
+         ++shown, ++commands) {
+        std::string command =
+            std::regex_replace(shown->str(1), std::regex("build/release/bin/rksignal"), RKSIGNAL_PROGRAM);
         std::smatch match;
         ASSERT_TRUE(std::regex_search(command, match, trace)) << command;
         const std::string output = match.str(1) == "log" ? " --output - " : " --records - ";
         command = std::regex_replace(command, trace, "--quiet -");
         const std::string printed =
             outputOf("cd '" + project.string() + "' && " MAKE_DRIVE + output + "| " + command);
-        EXPECT_EQ(firstBlock(shown, "text"), std::regex_replace(printed, std::regex("\n\n$"), "\n"));
+        EXPECT_EQ(shown->str(2), std::regex_replace(printed, std::regex("\n\n$"), "\n"));
     }
     EXPECT_EQ(commands, 3);
 }
@@ -86,7 +85,8 @@ TEST(Documents, NameOnlyWhatExists) {
                               contentOf(project / "examples/CMakeLists.txt") +
                               contentOf(project / "CMakePresets.json");
     std::vector<fs::path> documents{project / "README.md", project / "CHANGELOG.md"};
-    std::copy(fs::directory_iterator(project / "docs"), {}, std::back_inserter(documents));
+    std::copy_if(fs::directory_iterator(project / "docs"), {}, std::back_inserter(documents),
+                 [](const fs::path& path) { return path.extension() == ".md"; });
     for (const fs::path& document : documents) {
         SCOPED_TRACE(document);
         const std::string text = std::regex_replace(contentOf(document), std::regex(R"(\\\n)"), " ");
@@ -107,9 +107,9 @@ TEST(Documents, NameOnlyWhatExists) {
         for (const std::string& preset : matches(text, R"(--preset[ =](\w+))")) {
             EXPECT_NE(build.find("\"" + preset + "\""), std::string::npos) << preset;
         }
-        for (const char* program :
-             {"rksignal decode", "rksignal trigger", "rksignal events", "rksignal check", "rksignal convert",
-              "rksignal list", "rksignal explain", "rksignal export", "make_drive"}) {
+        for (const char* program : {"rksignal decode", "rksignal trigger", "rksignal events",
+                                    "rksignal check", "rksignal convert", "rksignal list", "rksignal explain",
+                                    "rksignal export", "rksignal plot", "rksignal report", "make_drive"}) {
             const std::string help = outputOf((programs / program).string() + " --help");
             for (const std::string& use : matches(text, "(" + std::string(program) + " [^`\n]*)")) {
                 for (const std::string& option : matches(use, R"( (--?[a-z][a-z-]*))")) {
