@@ -1,7 +1,7 @@
 /// \file
 /// Columns of data as every library that speaks Apache Arrow takes them: the structs of "The Arrow C data
-/// interface" and "The Arrow C stream interface" (arrow.apache.org, Format). Their layout is that of the
-/// specification and never changes; the guards are its own, so that several headers may define them.
+/// interface" and "The Arrow C stream interface" (arrow.apache.org, Format). Their layout is fixed there
+/// and never changes; the guards are those of the format, so that several headers may define them.
 #pragma once
 
 #include <cstdint>

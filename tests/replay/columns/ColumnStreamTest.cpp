@@ -1,5 +1,5 @@
 /// \file
-/// The columns of traces, read as the Arrow specification has them: formats, bits of validity, indices of
+/// The columns of traces, read as the Arrow format has them: formats, bits of validity, indices of
 /// dictionaries, and who releases what.
 #include "columns/ColumnStream.h"
 #include "text/NumberText.h"
@@ -92,7 +92,7 @@ std::string rowsOf(const ArrowSchema& schema, const ArrowArray& batch) {
     return text;
 }
 
-/// `KEY=VALUE KEY=VALUE`, by the format of the specification.
+/// `KEY=VALUE KEY=VALUE`, as the Arrow format lays it out.
 std::string metadataOf(const ArrowSchema& schema) {
     const char* at = schema.metadata;
     const auto number = [&at] {
