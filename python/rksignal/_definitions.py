@@ -288,7 +288,8 @@ def load(*definitions, clusters=(), channels=None):
     """
     if not definitions:
         raise TypeError("load() takes at least one file of definitions")
-    return Database([_source(each) for each in definitions], [_cluster(each) for each in clusters], dict(channels or {}))
+    sources = [_source(each) for each in definitions]
+    return Database(sources, [_cluster(each) for each in clusters], dict(channels or {}))
 
 
 def _message(fields):

@@ -161,7 +161,8 @@ class _MessagesOfRows:
     def split(self, batch):
         """`(message, rows)`, the rows in their order."""
         instance = batch.column("instance")
-        of_code = numpy.array([self._number(name) for name in instance.dictionary.to_pylist()] or [0], dtype=numpy.int32)
+        names = instance.dictionary.to_pylist()
+        of_code = numpy.array([self._number(name) for name in names] or [0], dtype=numpy.int32)
         numbers = of_code[instance.indices.to_numpy()]
         order = numpy.argsort(numbers.astype(numpy.uint16) if len(self._numbers) < 1 << 16 else numbers, kind="stable")
         sorted_rows = batch.take(self._pa.array(order))

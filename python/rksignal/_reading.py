@@ -110,8 +110,8 @@ def frames(traces, start=None, end=None, *, batch_rows=65536, progress=False):
     -------
     Batches
         With the columns `time`, `channel`, `bus`, `id` (the slot of FlexRay; null of Ethernet), `extended` (29
-        bits), `fd`, `cycle` (of FlexRay, else null) and `data` (the payload; of Ethernet the frame). Remote and error frames are
-        left out.
+        bits), `fd`, `cycle` (of FlexRay, else null) and `data` (the payload; of Ethernet the frame). Remote and error
+        frames are left out.
 
     Examples
     --------
@@ -297,8 +297,8 @@ class Batches:
 
     def _only(self, purpose):
         if len(self.tables) != 1:
-            raise Error(f"{purpose} is of one table, and there are {len(self.tables)}: iterate, or choose the signals of "
-                        f"one message")
+            raise Error(f"{purpose} is of one table, and there are {len(self.tables)}: "
+                        f"iterate, or choose the signals of one message")
         return self._schemas[self.tables[0]]
 
     def __arrow_c_schema__(self):

@@ -183,8 +183,15 @@ def _options(request, table, narrowed):
     signals = table.signals if request.signals is None else list(request.signals)
     if narrowed.instances is not None and request.layout == "long" and request.table == "values":
         signals = _among(request.database(), signals, narrowed.instances)
-    return {"signals": signals, "layout": request.layout, "gap": request.gap,
-            "raw": table.has_raw, "text": table.has_text, "start": _bound(request.start, narrowed.start, max), "end": _bound(request.end, narrowed.end, min)}
+    return {
+        "signals": signals,
+        "layout": request.layout,
+        "gap": request.gap,
+        "raw": table.has_raw,
+        "text": table.has_text,
+        "start": _bound(request.start, narrowed.start, max),
+        "end": _bound(request.end, narrowed.end, min),
+    }
 
 
 def _among(db, signals, instances):

@@ -64,8 +64,12 @@ class Table:
 
     def remarks(self, remarks):
         """A row each."""
-        cells = {"file": [_text(remark.file) for remark in remarks], "line": [remark.line for remark in remarks],
-                 "severity": [remark.severity for remark in remarks], "text": [_text(remark.text) for remark in remarks]}
+        cells = {
+            "file": [_text(remark.file) for remark in remarks],
+            "line": [remark.line for remark in remarks],
+            "severity": [remark.severity for remark in remarks],
+            "text": [_text(remark.text) for remark in remarks],
+        }
         columns = [pyarrow.array(cells[field.name], field.type) for field in self._schema]
         return pyarrow.RecordBatch.from_arrays(columns, schema=self._schema)
 

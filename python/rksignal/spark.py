@@ -114,7 +114,8 @@ class _Reader(datasource.DataSourceReader):
             self._files = wanted if self._files is None else self._files & wanted
         else:
             before = self._narrowed.instances
-            self._narrowed = dataclasses.replace(self._narrowed, instances=wanted if before is None else before & wanted)
+            instances = wanted if before is None else before & wanted
+            self._narrowed = dataclasses.replace(self._narrowed, instances=instances)
 
     def _limit(self, kind, condition):
         span = _span(getattr(condition, "value", None))
@@ -122,7 +123,8 @@ class _Reader(datasource.DataSourceReader):
         if span is not None and kind in ("EqualTo", "GreaterThan", "GreaterThanOrEqual"):
             narrowed = dataclasses.replace(narrowed, start=max(span[0], narrowed.start or 0))
         if span is not None and kind in ("EqualTo", "LessThan", "LessThanOrEqual"):
-            narrowed = dataclasses.replace(narrowed, end=min(span[1], span[1] if narrowed.end is None else narrowed.end))
+            end = span[1] if narrowed.end is None else min(span[1], narrowed.end)
+            narrowed = dataclasses.replace(narrowed, end=end)
         self._narrowed = narrowed
 
     def partitions(self):
