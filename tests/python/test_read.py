@@ -3,7 +3,6 @@
 import csv
 import datetime
 import io
-import pathlib
 import re
 import subprocess
 import sys
@@ -12,7 +11,6 @@ import numpy
 import pytest
 
 import rksignal
-from conftest import RECORDINGS
 
 BUSES = ["drive.dbc", "body.dbc", "drive.ldf", "drive.arxml", "logger.json"]
 CASES = {
@@ -20,12 +18,6 @@ CASES = {
     "records": (["drive.rktrace"], BUSES),
     "capture": (["drive.pcapng"], ["drive.arxml"]),
     "merged": (["drive.log", "drive.nmea"], ["drive.dbc", "logger.json"]),
-}
-RECORDED = {
-    "truck": ("CSS-api-examples/2F6913DB-00000001.MF4", "CSS-api-examples/canmod-gps.dbc"),
-    "car": ("kona-ev-can/250105-1-2020-comp-can-heating.converted.candump.log", "kona-ev-can/comp_can.dbc"),
-    "temperature": ("remora_ctrl_proto/candump-2021-07-22_220952-short-temp-sensor-black-box.log",
-                    "remora_ctrl_proto/remora.dbc"),
 }
 
 
@@ -72,34 +64,6 @@ def test_long_is_what_decode_writes(case, program):
     traces, definitions = CASES[case]
     db = rksignal.load(*definitions)
     assert check_rows(decoded(program, traces, definitions), rksignal.read(traces, db).to_numpy(), db) > 100
-
-
-@pytest.mark.parametrize("case", RECORDED)
-def test_recordings(case, program):
-    if not RECORDINGS:
-        pytest.skip("RKSIGNAL_RECORDINGS names no folder of recordings")
-    trace, definition = (pathlib.Path(RECORDINGS, name) for name in RECORDED[case])
-    if not trace.exists():
-        pytest.skip(f"{trace.name} is not among the recordings")
-    db = rksignal.load(definition)
-    assert check_rows(decoded(program, [trace], [definition]), rksignal.read(trace, db).to_numpy(), db) > 0
-
-
-def test_layouts_tell_the_same(db):
-    long = rksignal.read("drive.log", db).to_numpy()
-    by_name = {name: long["instance"] == name for name in db}
-    for table, columns in rksignal.read("drive.log", db, layout="message", text=False).to_numpy().items():
-        for signal in db.messages[table].signals:
-            cells = numpy.ma.masked_invalid(columns[signal.signal])
-            valid = ~numpy.ma.getmaskarray(cells)
-            rows = by_name[signal.name]
-            numpy.testing.assert_array_equal(columns["time"][valid], long["time"][rows])
-            numpy.testing.assert_array_equal(cells[valid].astype(float), long["value"][rows])
-    intervals = rksignal.read("drive.log", db, layout="intervals").to_numpy()
-    for name, rows in by_name.items():
-        mine = intervals["instance"] == name
-        expanded = numpy.repeat(intervals["value"][mine], intervals["count"][mine].astype(int))
-        numpy.testing.assert_array_equal(expanded, long["value"][rows])
 
 
 def test_inactive_branches_are_null(db):
