@@ -8,6 +8,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <future>
+#include <span>
+#include <vector>
 
 namespace rksignal {
 namespace {
@@ -27,6 +30,14 @@ BA_DEF_ BO_ "GenMsgCycleTime" INT 0 1000;
 BA_ "GenMsgCycleTime" BO_ 256 20;
 VAL_ 256 Gear 0 "Neutral" 1 "First" 15 "Neutral" ;
 SIG_VALTYPE_ 257 Ratio : 1;
+)";
+
+constexpr const char* columnGroup =
+    R"(BA_DEF_ BO_ "VFrameFormat" ENUM "StandardCAN","ExtendedCAN","reserved","J1939PG";
+BA_DEF_DEF_ "VFrameFormat" "J1939PG";
+BO_ 2364540158 EEC: 8 X
+ SG_ S : 0|8@1+ (1,0) [0|0] ""
+ SG_ T : 8|8@1+ (1,0) [0|0] ""
 )";
 
 template <class Cell>
@@ -218,15 +229,8 @@ Engine.Gear 1 can 21 21 1 1 First)");
 
 /// A further sender has instances of its own, and so a table of its own.
 TEST_F(Columns, FurtherSendersAreAdded) {
-    constexpr const char* group =
-        R"(BA_DEF_ BO_ "VFrameFormat" ENUM "StandardCAN","ExtendedCAN","reserved","J1939PG";
-BA_DEF_DEF_ "VFrameFormat" "J1939PG";
-BO_ 2364540158 EEC: 8 X
- SG_ S : 0|8@1+ (1,0) [0|0] ""
- SG_ T : 8|8@1+ (1,0) [0|0] ""
-)";
     const std::string senders = "(0.000000001) can0 0CF00400#0102\n(0.000000002) can0 0CF00421#0304\n";
-    open(senders, {.layout = ColumnLayout::Message, .signals = std::vector<std::size_t>{1}}, group);
+    open(senders, {.layout = ColumnLayout::Message, .signals = std::vector<std::size_t>{1}}, columnGroup);
     EXPECT_EQ(all(), "\nEEC time:tsn:UTC channel:C T:C\n1 0 2\nEEC@SA21 time:tsn:UTC channel:C T:C\n2 0 4");
 }
 
@@ -260,6 +264,48 @@ TEST_F(Columns, AStreamThatWasStoppedDoesNotEndAsIfItWereWhole) {
     EXPECT_EQ(exported.get_next(&exported, &batch), ECANCELED);
     EXPECT_STREQ(exported.get_last_error(&exported), "reading was stopped");
     exported.release(&exported);
+}
+
+/// The rows before come first, then the error.
+TEST_F(Columns, AStreamOfOneTableEndsWhereAnotherSenderBegins) {
+    open("(0.000000001) can0 0CF00400#01\n(0.000000002) can0 0CF00421#02\n",
+         {.layout = ColumnLayout::Message, .batchRows = 1}, columnGroup);
+    ArrowArrayStream exported;
+    exportStream(stream, exported);
+    ArrowArray batch;
+    ASSERT_EQ(exported.get_next(&exported, &batch), 0);
+    EXPECT_EQ(batch.length, 1);
+    batch.release(&batch);
+    EXPECT_EQ(exported.get_next(&exported, &batch), EIO);
+    EXPECT_STREQ(exported.get_last_error(&exported), "a further sender of EEC has a table of its own");
+    exported.release(&exported);
+}
+
+TEST(ColumnThreads, ReadStreamsOfTheirOwn) {
+    std::string frames;
+    for (int i = 0; i < 200; ++i) {
+        frames += columnFrames;
+    }
+    const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(frames.data()),
+                                              frames.size());
+    std::vector<std::future<std::int64_t>> rows;
+    for (int i = 0; i < 4; ++i) {
+        rows.push_back(std::async(std::launch::async, [bytes] {
+            Catalog catalog;
+            catalog.addDbcText(columnDefinitions, "test.dbc");
+            Trace trace;
+            trace.addMemory(bytes, "test.log");
+            ColumnStream stream(catalog, trace, {.batchRows = 7});
+            std::int64_t found = 0;
+            for (ArrowArray batch; stream.next(batch); batch.release(&batch)) {
+                found += batch.length;
+            }
+            return found;
+        }));
+    }
+    for (std::future<std::int64_t>& each : rows) {
+        EXPECT_EQ(each.get(), 200 * 12);
+    }
 }
 
 } // namespace
