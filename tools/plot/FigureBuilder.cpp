@@ -1,5 +1,6 @@
 #include "plot/FigureBuilder.h"
 
+#include "definition/RawNumber.h"
 #include "plot/SvgTheme.h"
 #include "plot/ValueAxis.h"
 #include "text/PrintableText.h"
@@ -22,26 +23,11 @@ double physical(const baseSignalDef_t& signal, double raw) {
     return std::isnan(value) ? value : std::clamp(value, -limit, limit);
 }
 
-/// The text of a raw value, or null. Negative ones stand in the table as the words that they are.
-const std::string* textOf(const baseSignalDef_t& signal, double raw) {
-    constexpr double signedLimit = 9223372036854775808.0; // 2^63
-    std::uint64_t word = 0;
-    if (raw >= -signedLimit && raw < signedLimit) {
-        word = static_cast<std::uint64_t>(static_cast<std::int64_t>(raw));
-    } else if (raw >= signedLimit && raw < 2 * signedLimit) {
-        word = static_cast<std::uint64_t>(raw);
-    } else {
-        return nullptr;
-    }
-    const auto entry = signal.valueDescriptions.find(word);
-    return entry != signal.valueDescriptions.end() ? &entry->second : nullptr;
-}
-
 CurveKind kindOf(const Curve& curve) {
     if (curve.kind() != CurveKind::Constant) {
         return curve.kind();
     }
-    return textOf(curve.definition(), curve.minimum()) != nullptr ? CurveKind::States : CurveKind::Step;
+    return textOfNumber(curve.definition(), curve.minimum()) != nullptr ? CurveKind::States : CurveKind::Step;
 }
 
 void enterStates(FigureTrack& track, const baseSignalDef_t& signal) {
@@ -54,7 +40,7 @@ void enterStates(FigureTrack& track, const baseSignalDef_t& signal) {
     std::ranges::sort(values);
     values.erase(std::unique(values.begin(), values.end()), values.end());
     for (const double value : values) {
-        const std::string* const text = textOf(signal, value);
+        const std::string* const text = textOfNumber(signal, value);
         track.states.push_back(
             {value, text != nullptr ? printable(*text) : valueText(physical(signal, value))});
     }
