@@ -116,9 +116,10 @@ struct Trace::State {
         if (settings.part && !isDivisible) {
             throw Error(file->path() + " cannot be read in parts, as uncompressed logs of candump can");
         }
-        auto source = settings.part ? openPart(std::move(file), *settings.part, channels)
-                                    : openSource(std::move(file), *format, channels);
-        return add(std::move(source), *format, settings.shift, isDivisible);
+        if (settings.part) {
+            return add(openPart(std::move(file), *settings.part, channels), *format, settings.shift, true);
+        }
+        return add(openSource(std::move(file), *format, channels), *format, settings.shift, isDivisible);
     }
 
     /// What is no trace is passed over. \throws Error if nothing is one
