@@ -74,10 +74,10 @@ class RKSIGNAL_EXPORT SlotView {
 
   private:
     struct Detach {
-        void operator()(const signalSlot_t* attached) const;
+        RKSIGNAL_HIDDEN void operator()(const signalSlot_t* attached) const;
     };
 
-    void attach();
+    RKSIGNAL_HIDDEN void attach();
 
     std::string instance;
     key_t segmentKey = -1;
