@@ -47,8 +47,8 @@ struct PayloadBytes {
     }
 };
 
-/// Whether a value that was just read from the slot was one: looked at last, since `clear`, which takes no lock,
-/// takes it away first.
+/// Whether a value that was just read from the slot was one: looked at last, since `clear`, which takes no
+/// lock, takes it away first.
 bool isStillValid(const signalSlot_t& slot) {
     std::atomic_signal_fence(std::memory_order_acquire);
     return slot.valid != 0;

@@ -74,7 +74,7 @@ class RKSIGNAL_EXPORT SlotView {
 
   private:
     struct Detach {
-        RKSIGNAL_HIDDEN void operator()(const signalSlot_t* attached) const;
+        void operator()(const signalSlot_t* attached) const;
     };
 
     RKSIGNAL_HIDDEN void attach();
