@@ -29,6 +29,9 @@ struct RKSIGNAL_EXPORT SlotHolder {
     bool isGone() const;
 };
 
+/// How often the threads of this process have found a slot locked, every try counted.
+RKSIGNAL_EXPORT std::uint64_t slotLockRetries();
+
 /// Takes the lock over from a holder who is gone for good: makes the value invalid, which may be half
 /// written, and releases the lock. It is up to the caller to know that nobody has it. \return false if the
 /// lock word is not `lockWord` any more, or the mutex is none of the default kind

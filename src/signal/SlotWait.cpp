@@ -3,6 +3,7 @@
 #include "signal/SlotMutex.h"
 
 #include <algorithm>
+#include <atomic>
 #include <ctime>
 #include <sched.h>
 
@@ -13,6 +14,8 @@ constexpr std::int64_t yieldingTime = millisecond;
 constexpr std::int64_t firstSleep = 50 * microsecond, longestSleep = millisecond;
 constexpr std::int64_t timeToLook = 10 * millisecond;
 
+std::atomic<std::uint64_t> retries = 0;
+
 std::int64_t monotonicTime() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -21,11 +24,16 @@ std::int64_t monotonicTime() {
 
 } // namespace
 
+std::uint64_t slotLockRetries() {
+    return retries;
+}
+
 SlotWait::SlotWait(pthread_mutex_t& mutex)
     : mutex(mutex), start(monotonicTime()), watched(start), sleep(firstSleep),
       word(slotmutex::wordOf(mutex)) {}
 
 void SlotWait::pause() {
+    retries.fetch_add(1, std::memory_order_relaxed);
     sched_yield();
     if (duration() > yieldingTime) {
         const timespec time{.tv_sec = 0, .tv_nsec = sleep};

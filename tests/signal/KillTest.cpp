@@ -5,11 +5,11 @@
 #include "signal/SlotView.h"
 
 #include "rkutil/LogUtil.h"
+#include "support/Latencies.h"
 
 #include <array>
 #include <atomic>
 #include <csignal>
-#include <ctime>
 #include <memory>
 #include <random>
 #include <sys/mman.h>
@@ -22,11 +22,6 @@ namespace {
 /// to it.
 unsigned long valueAt(unsigned long timestamp) {
     return timestamp * 0x9E3779B97F4A7C15 + 1;
-}
-unsigned long newStamp() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<unsigned long>(now.tv_sec) * 1'000'000'000 + static_cast<unsigned long>(now.tv_nsec);
 }
 
 /// A record that forked processes share.
@@ -141,7 +136,7 @@ class Crowd {
     void write(std::size_t number) {
         BaseSignal signal(definitions[number], true);
         for (unsigned long step = 0;; ++step) {
-            const unsigned long timestamp = newStamp();
+            const unsigned long timestamp = clockTime();
             signal.writeRaw(valueAt(timestamp), timestamp);
             if (step % 16 == 0)
                 signal.invalidate();
