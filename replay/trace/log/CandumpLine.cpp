@@ -283,4 +283,21 @@ const char* parseCandumpLine(std::string_view line, CandumpLine& result) {
     return LineParser(line, result).parse();
 }
 
+void deliverLine(CandumpLine& line, MessageSink& sink, std::uint64_t time) {
+    switch (line.kind) {
+    case CandumpLine::Kind::Data:
+        line.frame.timestamp = time;
+        sink.receive(line.frame);
+        break;
+    case CandumpLine::Kind::Remote:
+        sink.pass(PassedMessage::Remote, time);
+        break;
+    case CandumpLine::Kind::Error:
+        sink.pass(PassedMessage::Error, time);
+        break;
+    default:
+        sink.pass(PassedMessage::Xl, time);
+    }
+}
+
 } // namespace rksignal

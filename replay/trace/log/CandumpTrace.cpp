@@ -68,20 +68,7 @@ const char* CandumpTrace::read(std::string_view text) {
 }
 
 void CandumpTrace::deliver(MessageSink& sink, std::uint64_t time) {
-    switch (line.kind) {
-    case CandumpLine::Kind::Data:
-        line.frame.timestamp = time;
-        sink.receive(line.frame);
-        break;
-    case CandumpLine::Kind::Remote:
-        sink.pass(PassedMessage::Remote, time);
-        break;
-    case CandumpLine::Kind::Error:
-        sink.pass(PassedMessage::Error, time);
-        break;
-    default:
-        sink.pass(PassedMessage::Xl, time);
-    }
+    deliverLine(line, sink, time);
 }
 
 void CandumpTrace::completeReport() {
