@@ -1,6 +1,7 @@
-// The floor under rksignal decode: the least scalar code that reads a candump log and gives the last value of each
-// signal, or the rows of all signals as CSV. One file, one thread, no damage, no options, classic frames, and messages
-// without multiplexers that are bound to no channel. For such a log `csv` writes what the program writes, byte for byte:
+// The floor under rksignal decode: the least scalar code that reads a candump log and gives the last value of
+// each signal, or the rows of all signals as CSV. One file, one thread, no damage, no options, classic
+// frames, and messages without multiplexers that are bound to no channel. For such a log `csv` writes what
+// the program writes, byte for byte:
 //
 //     text_floor last drive.log drive.dbc
 //     text_floor csv drive.log drive.dbc | cmp - rows.csv
@@ -63,8 +64,17 @@ std::unordered_map<std::uint32_t, Message> load(const char* path) {
             // The word of 8 bytes is the first one; bits are counted from its least significant end.
             const unsigned low = def.endian ? 8 * (7 - start / 8) + start % 8 + 1 - bits : start;
             const unsigned end = def.endian ? (63 - low) / 8 + 1 : (low + bits - 1) / 8 + 1;
-            Field field{"," + def.instance + ",", "," + def.unit + ",", {}, def.scale, def.offset, 0,
-                        end, 64 - bits - low, 64 - bits, def.endian, def.type == signalValue_t::Signed};
+            Field field{"," + def.instance + ",",
+                        "," + def.unit + ",",
+                        {},
+                        def.scale,
+                        def.offset,
+                        0,
+                        end,
+                        64 - bits - low,
+                        64 - bits,
+                        def.endian,
+                        def.type == signalValue_t::Signed};
             for (const auto& [raw, text] : def.valueDescriptions) {
                 const bool isQuoted = text.find_first_of(",\"") != text.npos;
                 field.texts.emplace_back(raw, isQuoted ? '"' + text + '"' : text);
@@ -92,9 +102,8 @@ Frame parse(const char* at, const char* end) {
     }
     frame.id |= at - id > 3 ? 1U << 31 : 0;
     for (++at; at < end; at += 2) {
-        frame.data[frame.length++] =
-            static_cast<std::uint8_t>(digitOf[static_cast<unsigned char>(at[0])] << 4 |
-                                      digitOf[static_cast<unsigned char>(at[1])]);
+        frame.data[frame.length++] = static_cast<std::uint8_t>(
+            digitOf[static_cast<unsigned char>(at[0])] << 4 | digitOf[static_cast<unsigned char>(at[1])]);
     }
     return frame;
 }
@@ -132,8 +141,8 @@ class Csv {
                 continue;
             }
             const std::uint64_t raw = cut(field, frame);
-            const auto number =
-                field.isSigned ? static_cast<double>(static_cast<std::int64_t>(raw)) : static_cast<double>(raw);
+            const auto number = field.isSigned ? static_cast<double>(static_cast<std::int64_t>(raw))
+                                               : static_cast<double>(raw);
             put(start);
             put(field.head);
             at = writeValue(at, number * field.scale + field.offset);

@@ -106,10 +106,17 @@ ValueSample ValueSample::of(BaseSignal& signal) {
     return sample;
 }
 
+/// Messages of one origin follow each other, so its cells are kept.
 void RowFormat::setMessage(const MessageInfo& message) {
+    if (!latest || latest->channel != message.origin.channel || latest->kind != message.origin.kind) {
+        latest = message.origin;
+        parts.clear();
+        appendOrigin(parts, syntax, message.origin);
+        origin.set(parts);
+    }
     parts.assign(syntax.open);
     appendTime(parts, syntax, time, message.timestamp);
-    appendOrigin(parts, syntax, message.origin);
+    parts += origin.view();
     common.set(parts);
 }
 
