@@ -102,8 +102,10 @@ class RowFormat {
     const RowSyntax& syntax;
     OutputBuffer& out;
     TimeText time;
-    std::string parts; ///< of `common`, as it is put together
-    PaddedText common; ///< time, channel and bus
+    std::string parts;                   ///< what is put together
+    std::optional<MessageOrigin> latest; ///< of the message before
+    PaddedText origin;                   ///< its cells
+    PaddedText common;                   ///< time, channel and bus
     RowEndings::Budget budget;
 };
 
