@@ -52,7 +52,11 @@ bool CandumpTrace::next() {
 
 /// \return null, or why the line cannot be used
 const char* CandumpTrace::read(std::string_view text) {
+    if (CandumpShape::isUsed && shape.read(text, line)) {
+        return nullptr;
+    }
     const char* reason = parseCandumpLine(text, line);
+    const bool isLog = reason == nullptr;
     if (reason != nullptr && !isPart && CandumpScreen::isLine(text)) {
         reason = screen.read(text, line);
     }
@@ -64,6 +68,9 @@ const char* CandumpTrace::read(std::string_view text) {
     }
     const auto channel = channels.channelOf(line.interfaceName);
     line.frame.channel = channel.value_or(0);
+    if (channel && isLog) {
+        shape.learn(text, line, *channel);
+    }
     return channel ? nullptr : "too many different interface names";
 }
 
