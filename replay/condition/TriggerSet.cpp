@@ -57,6 +57,11 @@ std::span<const std::uint32_t> TriggerSet::evaluate() {
     return firing;
 }
 
+std::optional<bool> TriggerSet::value(std::size_t trigger) const {
+    bool result = false;
+    return triggers[trigger].parser->getExpResult(result) ? std::optional(result) : std::nullopt;
+}
+
 void TriggerSet::evaluate(std::uint32_t number) {
     Trigger& trigger = triggers[number];
     trigger.isDue = false;
