@@ -62,6 +62,7 @@ export class LiveData {
       this.times[signal] = time;
       this.updates[signal] = updates;
     }
+    if (event.run !== undefined) this.counted.set(this.updates); // those before were not seen now
     for (const [signal, connection] of event.connections ?? []) this.connections[signal] = connection;
     for (const [index, state, firings] of event.states ?? []) Object.assign(this.conditions[index], { state, firings });
     for (const listener of this.listeners) listener(event);
