@@ -4,7 +4,10 @@
 #include "text/ParseNumber.h"
 
 #include <arpa/inet.h>
+#include <array>
+#include <climits>
 #include <netinet/in.h>
+#include <unistd.h>
 
 namespace rksignal {
 
@@ -24,7 +27,11 @@ bool ListenAddress::isLoopback() const {
 }
 
 std::string ListenAddress::url(int actualPort) const {
-    const std::string shown = host.find(':') == host.npos ? host : "[" + host + "]";
+    std::string shown = host.find(':') == host.npos ? host : "[" + host + "]";
+    std::array<char, HOST_NAME_MAX + 1> name{};
+    if ((host == "0.0.0.0" || host == "::") && gethostname(name.data(), name.size() - 1) == 0) {
+        shown = name.data();
+    }
     return "http://" + shown + ":" + std::to_string(actualPort) + "/";
 }
 

@@ -15,7 +15,7 @@ struct ListenAddress {
 
     /// Whether nobody but this machine reaches it.
     bool isLoopback() const;
-    /// `http://127.0.0.1:8765/`, with `actualPort` for the port.
+    /// `http://127.0.0.1:8765/`, with `actualPort` for the port; of all addresses, the name of the machine.
     std::string url(int actualPort) const;
 };
 

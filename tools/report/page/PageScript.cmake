@@ -7,8 +7,8 @@ function(read_without_source_map file result)
   set(${result} "${text}" PARENT_SCOPE)
 endfunction()
 
-# page_script(<result> <library> <module file>...): one script of a library and the modules, which are given in the order
-# in which they need each other. The import lines of the modules and the word `export` fall away.
+# page_script(<result> <library> <module file>...): one script of a library and the modules, which are given in the
+# order in which they need each other. The import lines of the modules and the word `export` fall away.
 function(page_script result library)
   read_without_source_map("${library}" script)
   string(APPEND script "\n(function () {\n\"use strict\";\n")

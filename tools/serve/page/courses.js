@@ -1,6 +1,7 @@
 /** The last minutes of the signals that are shown: what the server has kept, and what has come since. */
 
 const MOST_POINTS = 20000; // of a course; the server gives a coarser one then
+const DISORDER = 1e6; // microseconds
 const AT_ONCE = 16; // signals of one request
 const COLUMNS = 1500;
 
@@ -16,7 +17,8 @@ class Course {
   add(time, number) {
     const value = typeof number === "number" ? number : NaN;
     const last = this.times[this.times.length - 1];
-    if (last !== undefined && time <= last) return;
+    if (last !== undefined && time < last - DISORDER) this.times.length = this.values.length = 0; // a clock was set
+    else if (last !== undefined && time <= last) return;
     this.times.push(time);
     this.values.push(value);
   }
@@ -29,15 +31,6 @@ class Course {
     this.times = [...times, ...this.times.slice(later)];
     this.values = [...values.map((value) => (typeof value === "number" ? value : NaN)), ...this.values.slice(later)];
     this.isLoaded = true;
-  }
-
-  /** Drops what is before a time, but for the value that holds then. */
-  dropBefore(time) {
-    let begin = 0;
-    while (begin + 1 < this.times.length && this.times[begin + 1] < time) ++begin;
-    if (begin < 1000) return; // not for a few points
-    this.times.splice(0, begin);
-    this.values.splice(0, begin);
   }
 }
 
@@ -105,7 +98,7 @@ export class Courses {
   }
 }
 
-/** @returns pairs of least and largest value of a course, scaled to 0 to 255, for sparkline(); null where there is none */
+/** @returns pairs of least and largest value, 0 to 255, for sparkline(); null where there is no value */
 export function sparkOf(course, from, to, columns) {
   const bounds = Array.from({ length: columns }, () => [Infinity, -Infinity]);
   let held = NaN;

@@ -44,9 +44,13 @@ class LivePanel {
 
   /** The last value holds up to now. */
   curveOf({ times, values }) {
-    const end = Math.max(this.stack.view.to, times[times.length - 1] ?? 0);
-    const held = values.length ? values[values.length - 1] : NaN;
-    return new Curve({ times: Float64Array.from([...times, end]), values: Float64Array.from([...values, held]) });
+    const count = times.length;
+    const points = { times: new Float64Array(count + 1), values: new Float64Array(count + 1) };
+    points.times.set(times);
+    points.values.set(values);
+    points.times[count] = Math.max(this.stack.view.to, times[count - 1] ?? 0);
+    points.values[count] = count ? values[count - 1] : NaN;
+    return new Curve(points);
   }
 
   showValue() {
@@ -128,7 +132,8 @@ export class LiveStack {
 
   area() {
     const plot = this.panels[0]?.plotHolder;
-    return plot ? { x: plot.offsetLeft + LinePlot.axisWidth, w: plot.clientWidth - LinePlot.axisWidth } : { x: 0, w: 0 };
+    if (!plot) return { x: 0, w: 0 };
+    return { x: plot.offsetLeft + LinePlot.axisWidth, w: plot.clientWidth - LinePlot.axisWidth };
   }
 
   moveCursor(clientX) {

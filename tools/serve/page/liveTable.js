@@ -17,7 +17,8 @@ const MISSING = { missing: "missing", removed: "removed", refused: "not usable",
 /** @returns an age in few digits, which do not flicker */
 function ageText(micros) {
   if (micros < 1e6) return "< 1 s";
-  return micros < 60e6 ? `${Math.floor(micros / 1e6)} s` : lengthText(Math.floor(micros / 60e6) * 60e6).replace(" 0 s", "");
+  if (micros < 60e6) return `${Math.floor(micros / 1e6)} s`;
+  return lengthText(Math.floor(micros / 60e6) * 60e6).replace(" 0 s", "");
 }
 
 function rateText(rate) {
@@ -105,7 +106,9 @@ export class LiveTable extends RowTable {
       if (isAging) this.showAge(row);
       if (isSparking) this.showSpark(row);
     }
-    if (isSparking) this.courses.keep(new Set([...this.view.chosen, ...[...this.made.values()].map((row) => row.signal)]));
+    if (!isSparking) return;
+    const shown = [...this.made.values()].map((row) => row.signal);
+    this.courses.keep(new Set([...this.view.chosen, ...shown]));
   }
 
   show(row) {

@@ -78,7 +78,8 @@ export class LiveView {
   chooseFirst() {
     const { data } = this;
     const used = data.conditions.flatMap((condition) => condition.signals);
-    const quantities = data.signals.flatMap(({ kind, unit }, k) => (kind === "line" && unit && data.hasValue(k) ? [k] : []));
+    const isQuantity = ({ kind, unit }, k) => kind === "line" && unit && data.hasValue(k);
+    const quantities = data.signals.flatMap((signal, k) => (isQuantity(signal, k) ? [k] : []));
     this.chosen = [...new Set(used.length ? used : quantities)].slice(0, FIRST_CURVES);
   }
 
