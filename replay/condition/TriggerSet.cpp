@@ -74,6 +74,11 @@ std::span<const std::uint32_t> TriggerSet::evaluate() {
     return firing;
 }
 
+std::optional<bool> TriggerSet::value(std::size_t trigger) const {
+    bool result = false;
+    return triggers[places[trigger]].parser->getExpResult(result) ? std::optional(result) : std::nullopt;
+}
+
 void TriggerSet::evaluate(Trigger& trigger) {
     trigger.isDue = false;
     bool result = false;

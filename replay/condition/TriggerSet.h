@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -49,6 +50,9 @@ class TriggerSet {
     std::span<const std::uint32_t> evaluate();
     /// Those that this has found false, and were true when last known; good as long.
     std::span<const std::uint32_t> ended() const { return ending; }
+
+    /// What a condition is at this moment; nothing while that cannot be known. Counts for nothing.
+    std::optional<bool> value(std::size_t trigger) const;
 
     std::size_t size() const { return conditions.size(); }
     const Condition& condition(std::size_t trigger) const { return conditions[trigger]; }

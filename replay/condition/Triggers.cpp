@@ -211,6 +211,10 @@ const TriggerCounts& Triggers::counts(std::size_t trigger) const {
     return state->triggers.counts(trigger);
 }
 
+std::optional<bool> Triggers::evaluate(std::size_t trigger) const {
+    return state->triggers.value(trigger);
+}
+
 std::string Triggers::explain(const Condition& condition) const {
     return condition.explain([this](BaseSignal& signal) { return state->whyUnknown(signal); });
 }
