@@ -11,7 +11,7 @@
 namespace rksignal {
 namespace {
 
-constexpr const char* definitions = R"(BO_ 1 A: 8
+constexpr const char* rowDefinitions = R"(BO_ 1 A: 8
  SG_ Flag : 0|1@1+ (1,0) [0|0] ""
  SG_ Gear : 8|4@1- (1,0) [0|0] "a,b"
  SG_ Speed : 16|16@1+ (0.1,-40) [0|0] "km/h"
@@ -48,7 +48,7 @@ class PlainRows : public ValueSink {
     std::vector<SignalCells> cells;
 };
 
-std::string contentOf(int file) {
+std::string textIn(int file) {
     std::string text(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
     EXPECT_EQ(pread(file, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     close(file);
@@ -59,7 +59,7 @@ std::string contentOf(int file) {
 template <class Rows>
 std::string rowsOf(const RowSyntax& syntax) {
     Catalog catalog;
-    catalog.addDbcText(definitions, "a.dbc");
+    catalog.addDbcText(rowDefinitions, "a.dbc");
     const int file = memfd_create("rows", MFD_CLOEXEC);
     {
         OutputBuffer out(file);
@@ -84,7 +84,7 @@ std::string rowsOf(const RowSyntax& syntax) {
             replay.receive(frame);
         }
     }
-    return contentOf(file);
+    return textIn(file);
 }
 
 TEST(RowSink, WritesWhatThePlainWayWrites) {
