@@ -181,7 +181,7 @@ int run(std::uint64_t seconds) {
     record.isWarm = true;
     kills += receiveVisitors(record, prefix, begin + seconds * second);
     // Every slot is written again, and the lock of who was killed last is passed on.
-    for (const std::uint64_t last = record.frames + 2 * messages;
+    for (const std::uint64_t last = record.frames + 2ULL * messages;
          record.frames < last && isAlive(processes[0]);) {
         usleep(1'000);
     }
