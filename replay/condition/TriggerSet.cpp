@@ -74,6 +74,13 @@ std::span<const std::uint32_t> TriggerSet::evaluate() {
     return firing;
 }
 
+void TriggerSet::settle() {
+    for (Trigger& trigger : triggers) {
+        bool result = false;
+        trigger.wasTrue = trigger.parser->getExpResult(result) && result;
+    }
+}
+
 std::optional<bool> TriggerSet::value(std::size_t trigger) const {
     bool result = false;
     return triggers[places[trigger]].parser->getExpResult(result) ? std::optional(result) : std::nullopt;

@@ -39,6 +39,8 @@ class TriggerSet {
             touch(used);
         }
     }
+    /// The signal has a value, which is no news.
+    void hasValue(std::size_t signal) { signals[signal].isKnown = true; }
     /// The signal has lost its value: its conditions are due.
     void lost(std::size_t signal) {
         signals[signal].isKnown = false;
@@ -48,6 +50,8 @@ class TriggerSet {
     /// Evaluates what is due, each condition once. \return those that fire, by index and in their order; good
     /// until the next call
     std::span<const std::uint32_t> evaluate();
+    /// Takes note of what all conditions come to now; none of them fires.
+    void settle();
     /// Those that this has found false, and were true when last known; good as long.
     std::span<const std::uint32_t> ended() const { return ending; }
 

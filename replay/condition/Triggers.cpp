@@ -21,27 +21,29 @@ FiringSink::~FiringSink() = default;
 
 struct Triggers::State {
     State(const Catalog& catalog, std::vector<Condition> conditions, TriggerSettings given)
-        : catalog(catalog), triggers(catalog, std::move(conditions)), settings(std::move(given)) {
-        if (settings.timeout) {
-            timeouts.emplace(catalog.signals().size(), *settings.timeout);
+        : catalog(catalog), triggers(catalog, std::move(conditions)), settings(std::move(given)),
+          timesOut(settings.timeout || settings.timeoutOf) {
+        addTimeouts();
+    }
+
+    /// Those of signals that have come since.
+    void addTimeouts() {
+        while (timesOut && timeouts.size() < catalog.signals().size()) {
+            timeouts.add(settings.timeoutOf ? settings.timeoutOf(timeouts.size()) : settings.timeout);
         }
     }
 
-    /// Calls `use` with the index of each of these signals that conditions use.
-    template <class Use>
-    void forEachUsed(std::span<const unsigned long> ids, Use use) {
-        for (const unsigned long id : ids) {
-            const std::size_t signal = catalog.indexOf(id);
-            if (triggers.uses(signal)) {
-                use(signal);
-            }
-        }
+    bool isWatched(std::size_t signal) const {
+        return timesOut && (settings.onTimeout || triggers.uses(signal));
     }
+
+    void noteWrite(std::size_t signal);
+    void noteWithdrawal(std::size_t signal);
 
     void restartClock(std::uint64_t timestamp);
     void passMoments(std::uint64_t end);
     void expire(std::uint64_t end);
-    void forget(std::size_t signal);
+    void forget(std::size_t signal, std::uint64_t moment);
     void fire(std::uint64_t timestamp, const std::optional<MessageOrigin>& origin);
     std::string whyUnknown(BaseSignal& signal) const;
 
@@ -50,16 +52,15 @@ struct Triggers::State {
     TriggerSettings settings;
     std::vector<FiringSink*> firingSinks;
     std::vector<ValueSink*> valueSinks;
-    std::optional<SignalTimeouts> timeouts;
+    SignalTimeouts timeouts;
+    bool timesOut;
     std::uint64_t now = 0;
     std::size_t nextMoment = 0;
 };
 
 void Triggers::State::restartClock(std::uint64_t timestamp) {
     now = timestamp;
-    if (timeouts) {
-        timeouts->restart(now);
-    }
+    timeouts.restart(now);
     for (FiringSink* const sink : firingSinks) {
         sink->clockSetBack();
     }
@@ -74,18 +75,44 @@ void Triggers::State::passMoments(std::uint64_t end) {
 }
 
 void Triggers::State::expire(std::uint64_t end) {
-    while (timeouts && timeouts->hasExpired(end)) {
-        const std::uint64_t moment = timeouts->earliest();
-        while (timeouts->hasExpired(end) && timeouts->earliest() == moment) {
-            forget(timeouts->take());
+    while (timeouts.hasExpired(end)) {
+        const std::uint64_t moment = timeouts.earliest();
+        while (timeouts.hasExpired(end) && timeouts.earliest() == moment) {
+            forget(timeouts.take(), moment);
         }
         fire(moment, std::nullopt);
     }
 }
 
-void Triggers::State::forget(std::size_t signal) {
-    catalog.signals()[signal]->clear();
-    triggers.lost(signal);
+void Triggers::State::forget(std::size_t signal, std::uint64_t moment) {
+    catalog.signals()[signal]->invalidate();
+    if (settings.onTimeout) {
+        settings.onTimeout({signal, timeouts.lastWrite(signal), moment, false});
+    }
+    if (triggers.uses(signal)) {
+        triggers.lost(signal);
+    }
+}
+
+void Triggers::State::noteWrite(std::size_t signal) {
+    if (isWatched(signal)) {
+        if (settings.onTimeout && timeouts.isTimedOut(signal)) {
+            settings.onTimeout({signal, timeouts.lastWrite(signal), now, true});
+        }
+        timeouts.written(signal, now);
+    }
+    if (triggers.uses(signal)) {
+        triggers.written(signal);
+    }
+}
+
+void Triggers::State::noteWithdrawal(std::size_t signal) {
+    if (isWatched(signal)) {
+        timeouts.withdraw(signal);
+    }
+    if (triggers.uses(signal)) {
+        triggers.lost(signal);
+    }
 }
 
 void Triggers::State::fire(std::uint64_t timestamp, const std::optional<MessageOrigin>& origin) {
@@ -112,11 +139,10 @@ std::string Triggers::State::whyUnknown(BaseSignal& signal) const {
     // long enough, and still no value: whatever is read of the multiplexer now, it did not select the signal
     std::string last = receptionText(reception == Reception::Written ? Reception::Unselected : reception);
     const std::size_t index = catalog.indexOf(signal.id);
-    if (!timeouts || !timeouts->isTimedOut(index)) {
+    if (!timesOut || !timeouts.isTimedOut(index)) {
         return last;
     }
-    const std::string text =
-        "timed out, last seen at " + timeText(timeouts->lastWrite(index), settings.times);
+    const std::string text = "timed out, last seen at " + timeText(timeouts.lastWrite(index), settings.times);
     return isGiven ? text : text + "; " + last;
 }
 
@@ -131,6 +157,25 @@ void Triggers::addFiringSink(FiringSink& sink) {
 
 void Triggers::addValueSink(ValueSink& sink) {
     state->valueSinks.push_back(&sink);
+}
+
+void Triggers::resume(std::uint64_t now) {
+    State& all = *state;
+    all.now = std::max(all.now, now);
+    for (std::size_t signal = 0; signal < all.catalog.signals().size(); ++signal) {
+        unsigned long raw = 0;
+        unsigned long timestamp = 0;
+        if (!all.catalog.signals()[signal]->read(raw, timestamp)) {
+            continue;
+        }
+        if (all.isWatched(signal)) {
+            all.timeouts.written(signal, all.now);
+        }
+        if (all.triggers.uses(signal)) {
+            all.triggers.hasValue(signal);
+        }
+    }
+    all.triggers.settle();
 }
 
 void Triggers::reached(std::uint64_t timestamp) {
@@ -151,6 +196,7 @@ void Triggers::reached(std::uint64_t timestamp) {
 
 /// No condition can read them.
 void Triggers::signalsAdded() {
+    state->addTimeouts();
     for (ValueSink* const sink : state->valueSinks) {
         sink->signalsAdded();
     }
@@ -158,12 +204,9 @@ void Triggers::signalsAdded() {
 
 void Triggers::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     State& all = *state;
-    all.forEachUsed(ids, [&all](std::size_t signal) {
-        if (all.timeouts) {
-            all.timeouts->written(signal, all.now);
-        }
-        all.triggers.written(signal);
-    });
+    for (const unsigned long id : ids) {
+        all.noteWrite(all.catalog.indexOf(id));
+    }
     for (ValueSink* const sink : all.valueSinks) {
         sink->written(message, ids);
     }
@@ -171,12 +214,9 @@ void Triggers::written(const MessageInfo& message, std::span<const unsigned long
 
 void Triggers::withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) {
     State& all = *state;
-    all.forEachUsed(ids, [&all](std::size_t signal) {
-        if (all.timeouts) {
-            all.timeouts->withdraw(signal);
-        }
-        all.triggers.lost(signal);
-    });
+    for (const unsigned long id : ids) {
+        all.noteWithdrawal(all.catalog.indexOf(id));
+    }
     for (ValueSink* const sink : all.valueSinks) {
         sink->withdrawn(message, ids);
     }

@@ -19,9 +19,22 @@
 
 namespace rksignal {
 
+/// A signal that has not been written for longer than its time-out, or that is written again.
+struct Timeout {
+    std::size_t signal;      ///< index in Catalog::signals()
+    std::uint64_t lastWrite; ///< before the signal became stale
+    std::uint64_t timestamp; ///< when it became stale, or was written again
+    bool isOver;             ///< it is written again
+};
+
 struct TriggerSettings {
     /// Nanoseconds after which a signal that is not written becomes unknown; none: never.
     std::optional<std::uint64_t> timeout = {};
+    /// The same for each signal, by its index in Catalog::signals(); asked once a signal. Null: `timeout`.
+    std::function<std::optional<std::uint64_t>(std::size_t)> timeoutOf = nullptr;
+    /// Told of each time-out and of its end, before conditions see it. With it all signals time out, without
+    /// it those that conditions use.
+    std::function<void(const Timeout&)> onTimeout = nullptr;
     std::vector<std::uint64_t> moments = {};               ///< ascending times at which `atMoment` is called
     std::function<void(std::uint64_t)> atMoment = nullptr; ///< before the first message behind the moment
     TimeFormat times = {};                                 ///< in explanations
@@ -64,6 +77,11 @@ class RKREPLAY_EXPORT Triggers final : public ValueSink {
     /// A sink that gets all values, before the firings that they cause.
     void addValueSink(ValueSink& sink);
 
+    /// Signals may have values before the first message: from another process, or from before the conditions
+    /// were loaded again. They count as written at `now`, and conditions that are true already have fired.
+    void resume(std::uint64_t now);
+
+    /// Also to be called now and then while no messages come, lest time-outs wait for the next one.
     void reached(std::uint64_t timestamp) override;
     void signalsAdded() override;
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;

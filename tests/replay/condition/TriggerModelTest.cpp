@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <set>
 
 namespace rksignal {
 namespace {
@@ -19,7 +18,11 @@ BO_ 2 B: 8 X
  SG_ Zero m0 : 1|1@1+ (1,0) [0|0] "" X
  SG_ One m1 : 8|2@1+ (1,0) [0|0] "" X
 )";
-constexpr std::uint64_t timeout = 400'000'000;
+
+/// Of a signal by its number.
+std::optional<std::uint64_t> timeoutOf(std::size_t signal) {
+    return 400'000'000 + signal % 3 * 200'000'000;
+}
 
 struct Dice : std::mt19937 {
     using std::mt19937::mt19937;
@@ -64,16 +67,16 @@ struct Model : ValueSink {
         : catalog(catalog), parsers(std::move(parsers)), edge(edge), before(look()) {}
 
     void reached(std::uint64_t now) override {
-        std::set<std::uint64_t> writes;
-        for (const auto& signal : catalog.signals()) {
-            writes.insert(signal->slot->timestamp);
+        std::map<std::uint64_t, std::vector<unsigned long>> stale; // by time
+        for (std::size_t i = 0; i < catalog.signals().size(); ++i) {
+            const BaseSignal& signal = *catalog.signals()[i];
+            stale[signal.slot->valid != 0 ? signal.slot->timestamp + *timeoutOf(i) : now].push_back(
+                signal.id);
         }
-        for (const std::uint64_t write : writes) {
-            std::vector<unsigned long> ids;
-            if (write + timeout < now) {
-                BaseSignal::checkTimeout(write + 1, ids, catalog.signals()[0]->storage);
+        for (const auto& [time, ids] : stale) {
+            if (time < now) {
                 BaseSignal::clear(ids, catalog.signals()[0]->storage);
-                evaluate(write + timeout);
+                evaluate(time);
             }
         }
     }
@@ -126,7 +129,7 @@ std::vector<std::string> firings(const std::string& log, unsigned seed, bool edg
         conditions.emplace_back(text, catalog, ConditionOptions{.edgeTrigger = edge});
     }
     Model model(catalog, std::move(parsers), edge);
-    Triggers triggers(catalog, std::move(conditions), {.timeout = timeout});
+    Triggers triggers(catalog, std::move(conditions), {.timeoutOf = timeoutOf});
     Recorder recorder;
     triggers.addFiringSink(recorder);
     Trace trace;
