@@ -66,6 +66,8 @@ class OutputBuffer {
     /// The error number of the first failure, 0 if there was none. EPIPE means that the reader has gone,
     /// which is not a fault.
     int error() const { return failure; }
+    /// Tries again after a failure, with what is appended from now on.
+    void retry() { failure = 0; }
 
   private:
     static constexpr std::size_t capacity = std::size_t{64} * 1024;

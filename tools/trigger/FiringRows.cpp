@@ -26,9 +26,9 @@ struct Reading {
 
 } // namespace
 
-FiringRows::FiringRows(const RowSyntax& syntax, OutputBuffer& out, const TimeFormat& times)
+FiringRows::FiringRows(const RowSyntax& syntax, OutputBuffer& out, const TimeFormat& times, bool withHeader)
     : syntax(syntax), out(out), time(times) {
-    if (!syntax.json) {
+    if (withHeader && !syntax.json) {
         out.append("time,channel,bus,condition,signals\n");
     }
 }

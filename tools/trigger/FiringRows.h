@@ -18,8 +18,8 @@ namespace rksignal {
 /// As CSV the signals share a cell, so that all rows have the same columns; as JSON lines they are objects.
 class FiringRows : public FiringSink {
   public:
-    /// Writes the header. Everything must outlive the sink.
-    FiringRows(const RowSyntax& syntax, OutputBuffer& out, const TimeFormat& times);
+    /// Writes the header, if wanted. Everything must outlive the sink.
+    FiringRows(const RowSyntax& syntax, OutputBuffer& out, const TimeFormat& times, bool withHeader = true);
 
     void fired(const Firing& firing) override;
     bool closed() const override { return out.closed(); }

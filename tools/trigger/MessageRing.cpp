@@ -1,32 +1,11 @@
 #include "trigger/MessageRing.h"
 
-#include "rktrace/TraceRecord.h"
-
 #include <algorithm>
 #include <cstring>
 
 namespace rksignal {
 
-template <class Message>
-void MessageRing::keep(const Message& message) {
-    encodeRecord(message, scratch);
-    push(scratch, message.timestamp);
-}
-
-void MessageRing::receive(const SystemMessage& message) {
-    if (const auto* const usage = dynamic_cast<const SystemUsageMessage*>(&message)) {
-        keep(*usage);
-    } else {
-        keep(message);
-    }
-}
-
-bool MessageRing::receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) {
-    push(bytes, timestamp);
-    return true;
-}
-
-void MessageRing::push(std::span<const std::uint8_t> bytes, std::uint64_t time) {
+void MessageRing::keep(std::span<const std::uint8_t> bytes, std::uint64_t time) {
     const Head head{time, bytes.size()};
     const std::size_t size = sizeof head + bytes.size();
     while (first < kept.size() && kept.size() - first + size > limit) {

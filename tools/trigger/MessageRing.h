@@ -2,7 +2,7 @@
 /// The latest messages of traces, as far as they may still be wanted.
 #pragma once
 
-#include "trace/MessageSink.h"
+#include "command/RecordSink.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,21 +13,9 @@ namespace rksignal {
 
 /// Keeps messages as raw records, one behind the other, up to a number of bytes; then the oldest make room.
 /// Allocates only while it grows. What is only counted is not kept.
-class MessageRing final : public MessageSink {
+class MessageRing final : public RecordSink {
   public:
     explicit MessageRing(std::size_t limit) : limit(limit) {}
-
-    void receive(const CANExtTraceMessage& frame) override { keep(frame); }
-    void receive(const LINTraceMessage& frame) override { keep(frame); }
-    void receive(const FlexRayExtTraceMessage& frame) override { keep(frame); }
-    void receive(const MIITraceMessage& frame) override { keep(frame); }
-    void receive(const EthernetTraceMessage& frame) override { keep(frame); }
-    void receive(const GpioTraceMessage& message) override { keep(message); }
-    void receive(const AnalogTraceMessage& message) override { keep(message); }
-    void receive(const KeyboardMessage& message) override { keep(message); }
-    void receive(const SystemMessage& message) override;
-    void receive(const GPSTraceMessage& message) override { keep(message); }
-    bool receiveRecord(std::span<const std::uint8_t> bytes, std::uint64_t timestamp) override;
 
     /// Forgets the oldest messages as long as they are earlier than `time`.
     void forgetBefore(std::uint64_t time);
@@ -45,14 +33,11 @@ class MessageRing final : public MessageSink {
         std::size_t length;
     };
 
-    template <class Message>
-    void keep(const Message& message);
-    void push(std::span<const std::uint8_t> bytes, std::uint64_t time);
+    void keep(std::span<const std::uint8_t> bytes, std::uint64_t time) override;
     Head headAt(std::size_t offset) const;
     void pop();
 
     std::size_t limit;
-    std::vector<std::uint8_t> scratch; ///< the record that is made
     std::vector<std::uint8_t> kept;
     std::size_t first = 0; ///< offset of the oldest head
     std::uint64_t lost = 0;

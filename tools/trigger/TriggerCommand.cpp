@@ -3,7 +3,6 @@
 #include "command/SecondsArgument.h"
 #include "command/TraceRun.h"
 #include "command/UsageError.h"
-#include "convert/OutputFormat.h"
 #include "trigger/FiringExplanations.h"
 #include "trigger/FiringRows.h"
 #include "trigger/WindowWriter.h"
@@ -30,15 +29,6 @@ std::optional<std::uint64_t> parseTimeout(const TriggerOptions& options) {
     return options.timeout.empty() ? std::nullopt : std::optional(parseSeconds("--timeout", options.timeout));
 }
 
-WindowWriter::Extent parseWindow(const std::string& text) {
-    const std::size_t comma = text.find(',');
-    if (comma == text.npos) {
-        throw UsageError("--window " + text + ": not of the form BEFORE,AFTER");
-    }
-    return {parseSeconds("--window", text.substr(0, comma)),
-            parseSeconds("--window", text.substr(comma + 1))};
-}
-
 /// One run of the command.
 class TriggerRun {
   public:
@@ -46,8 +36,10 @@ class TriggerRun {
         : options(options), console(console), timeout(parseTimeout(options)), run(options, console),
           moments(parseMoments(options, run)), times(run.times()),
           triggers(run.catalog(), someConditions(),
-                   {timeout, moments, [this](std::uint64_t moment) { explanations->explainAll(moment); },
-                    times}) {}
+                   {.timeout = timeout,
+                    .moments = moments,
+                    .atMoment = [this](std::uint64_t moment) { explanations->explainAll(moment); },
+                    .times = times}) {}
 
     TriggerStatus replay() {
         if (options.conditions.print) {
@@ -88,18 +80,13 @@ class TriggerRun {
         return conditions;
     }
 
-    const OutputFormat* framesFormat() const {
-        const OutputFormat* const format = outputFormatOf("." + options.frames);
-        if (format == nullptr && !options.frames.empty()) {
-            throw UsageError("--frames " + options.frames + ": not one of " + outputEndings());
-        }
-        return format;
-    }
-
     void openWindows() {
-        if (!options.window.empty()) {
-            windows.emplace(run.catalog(), triggers, parseWindow(options.window),
-                            WindowWriter::Folder{options.folder, options.overwrite, framesFormat()},
+        if (!options.windows.extent.empty()) {
+            windows.emplace(run.catalog(), triggers, parseExtent(options.windows),
+                            WindowWriter::Folder{options.windows.folder,
+                                                 options.overwrite ? WindowWriter::Earlier::Replace
+                                                                   : WindowWriter::Earlier::Refuse,
+                                                 framesFormat(options.windows)},
                             run.inputs(), times);
         }
     }
@@ -180,13 +167,13 @@ namespace {
 
 /// `--to` named the folder of the windows before there were options of time. What is no time still does.
 void takeFolder(TriggerOptions& options) {
-    if (options.window.empty() || !options.folder.empty()) {
+    if (options.windows.extent.empty() || !options.windows.folder.empty()) {
         return;
     }
     if (options.time.to.empty() || parseMoment(options.time.to)) {
         throw UsageError("--window requires --windows");
     }
-    options.folder.swap(options.time.to);
+    options.windows.folder.swap(options.time.to);
 }
 
 } // namespace
@@ -207,16 +194,7 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
         command.add_option("--at", options->moments, "The value of every sub-expression at this time")
             ->type_name("TIME")
             ->allow_extra_args(false);
-    CLI::Option* const window =
-        command.add_option("--window", options->window, "Write the values around each firing, in seconds")
-            ->type_name("BEFORE,AFTER");
-    command.add_option("--windows", options->folder, "Folder of the windows, a file each")
-        ->type_name("FOLDER")
-        ->needs(window);
-    command
-        .add_option("--frames", options->frames, "Write the frames around each firing, too, as such a trace")
-        ->type_name("ENDING")
-        ->needs(window);
+    CLI::Option* const window = addWindowFileArguments(command, options->windows);
     command.add_flag("--overwrite", options->overwrite, "FOLDER may hold windows of an earlier run")
         ->needs(window);
     addOutputArguments(command, *options)->excludes(explain)->excludes(moments);

@@ -5,6 +5,7 @@
 #include "Console.h"
 #include "command/ConditionArguments.h"
 #include "command/TraceOptions.h"
+#include "trigger/WindowArguments.h"
 
 #include <string>
 #include <vector>
@@ -17,10 +18,8 @@ struct TriggerOptions : TraceOptions {
     std::string timeout;              ///< empty: signals stay known
     bool explain = false;             ///< explanations of the firings instead of rows
     std::vector<std::string> moments; ///< at which all conditions are explained, instead of rows
-    std::string window;               ///< `BEFORE,AFTER`; empty: no windows
-    std::string folder;               ///< of the windows
-    std::string frames;               ///< ending of the traces beside the windows; empty: none
-    bool overwrite = false;           ///< the folder may hold windows of an earlier run
+    WindowArguments windows;
+    bool overwrite = false; ///< the folder may hold windows of an earlier run
 };
 
 /// Exit statuses, which are those of grep. A damaged input is an error, whatever fired.

@@ -1,6 +1,7 @@
 #include "trigger/WindowWriter.h"
 
 #include "command/UsageError.h"
+#include "text/ParseNumber.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -28,15 +29,24 @@ std::string fileStem(std::string_view name) {
     return stem.empty() ? "condition" : stem;
 }
 
-/// `CONDITION-NUMBER.csv`
-bool isWindowName(std::string_view name) {
+struct WindowName {
+    std::string stem;
+    std::uint64_t number;
+};
+
+/// Takes `CONDITION-NUMBER.csv` apart, or nothing.
+std::optional<WindowName> parseWindowName(std::string_view name) {
     constexpr std::string_view ending = ".csv";
     if (!name.ends_with(ending)) {
-        return false;
+        return std::nullopt;
     }
     name.remove_suffix(ending.size());
     const std::size_t digits = name.find_last_not_of("0123456789") + 1; // npos + 1 is 0
-    return digits > 1 && digits < name.size() && name[digits - 1] == '-';
+    const auto number = parseNumber<std::uint64_t>(name.substr(digits));
+    if (!number || digits < 2 || name[digits - 1] != '-') {
+        return std::nullopt;
+    }
+    return WindowName{std::string(name.substr(0, digits - 1)), *number};
 }
 
 std::uint64_t difference(std::uint64_t left, std::uint64_t right) {
@@ -52,7 +62,7 @@ std::uint64_t sum(std::uint64_t left, std::uint64_t right) {
 WindowWriter::WindowWriter(const Catalog& catalog, const Triggers& triggers, Extent extent,
                            const Folder& folder, const InputSet& inputs, const TimeFormat& times)
     : catalog(catalog), extent(extent), folder(folder), inputs(inputs), times(times), values(maxValues) {
-    prepareFolder(folder.mayHoldWindows);
+    prepareFolder();
     signalsAdded();
     nameFiles(triggers);
 }
@@ -63,16 +73,22 @@ void WindowWriter::signalsAdded() {
     }
 }
 
-void WindowWriter::prepareFolder(bool mayHoldWindows) {
+void WindowWriter::prepareFolder() {
     std::error_code error;
     std::filesystem::create_directories(folder.path, error);
     for (std::filesystem::directory_iterator file(folder.path, error), end; !error && file != end;
          file.increment(error)) {
         const std::string name = file->path().filename().string();
-        if (!isWindowName(name)) {
+        const auto window = parseWindowName(name);
+        if (!window) {
             continue;
         }
-        if (!mayHoldWindows) {
+        if (folder.earlier == Earlier::NumberOn) {
+            std::uint64_t& number = highest[window->stem];
+            number = std::max(number, window->number);
+            continue;
+        }
+        if (folder.earlier == Earlier::Refuse) {
             throw UsageError("--windows " + folder.path + " holds windows already, such as " + name +
                              "; --overwrite writes more into it");
         }
@@ -118,7 +134,10 @@ void WindowWriter::written(const MessageInfo& message, std::span<const unsigned 
 
 void WindowWriter::fired(const Firing& firing) {
     if (files + open.size() >= maxFiles) {
-        ++omitted;
+        if (omitted++ == 0 && folder.onFailure) {
+            folder.onFailure("there are " + std::to_string(maxFiles) +
+                             " windows; further ones are not written");
+        }
         return;
     }
     open.push_back({firing.trigger, firing.number, difference(firing.timestamp, extent.before),
@@ -126,11 +145,26 @@ void WindowWriter::fired(const Firing& firing) {
 }
 
 std::string WindowWriter::pathOf(const Window& window, std::string_view ending) const {
-    const std::string name = stems[window.trigger] + "-" + std::to_string(window.number);
+    const std::string& stem = stems[window.trigger];
+    const auto before = highest.find(stem);
+    const std::string name =
+        stem + "-" + std::to_string(window.number + (before != highest.end() ? before->second : 0));
     return (std::filesystem::path(folder.path) / name).string().append(ending);
 }
 
 void WindowWriter::write(const Window& window) {
+    try {
+        writeFiles(window);
+    } catch (const std::system_error& error) {
+        if (!folder.onFailure) {
+            throw;
+        }
+        ++failures;
+        folder.onFailure(error.what());
+    }
+}
+
+void WindowWriter::writeFiles(const Window& window) {
     writeValues(window);
     if (folder.frames != nullptr) {
         writeFrames(window);
@@ -192,6 +226,9 @@ void WindowWriter::summarise(std::ostream& out) const {
     }
     if (omitted > 0) {
         out << "firings without a window, behind the first " << maxFiles << ": " << omitted << '\n';
+    }
+    if (failures > 0) {
+        out << "windows that could not be written: " << failures << '\n';
     }
 }
 

@@ -13,7 +13,9 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <iosfwd>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -38,10 +40,19 @@ class WindowWriter : public FiringSink, public ValueSink {
         std::uint64_t after;
     };
 
+    /// What becomes of windows in the folder.
+    enum class Earlier : std::uint8_t {
+        Refuse,   ///< there must be none
+        Replace,  ///< those of the same number are replaced
+        NumberOn, ///< all stay: the first new window has the number behind the highest one of its condition
+    };
+
     struct Folder {
         std::string path;
-        bool mayHoldWindows;                  ///< of an earlier run
+        Earlier earlier;
         const OutputFormat* frames = nullptr; ///< the format in which messages are written, too; null: none
+        /// Told why a window could not be written, and is left out. Null: that is thrown.
+        std::function<void(const std::string&)> onFailure = nullptr;
     };
 
     /// Makes the folder if it is not there; everything else must outlive the writer.
@@ -67,6 +78,9 @@ class WindowWriter : public FiringSink, public ValueSink {
     /// Says how many files there are, and what is missing in them, in one to four lines.
     void summarise(std::ostream& out) const;
 
+    std::uint64_t written() const { return files; }
+    std::uint64_t unwritten() const { return failures + omitted; } ///< those behind `maxFiles`, too
+
   private:
     struct Window {
         std::size_t trigger;
@@ -75,9 +89,10 @@ class WindowWriter : public FiringSink, public ValueSink {
         std::uint64_t to;
     };
 
-    void prepareFolder(bool mayHoldWindows);
+    void prepareFolder();
     void nameFiles(const Triggers& triggers);
     void write(const Window& window);
+    void writeFiles(const Window& window);
     void writeValues(const Window& window);
     void writeFrames(const Window& window);
     std::string pathOf(const Window& window, std::string_view ending) const;
@@ -87,8 +102,9 @@ class WindowWriter : public FiringSink, public ValueSink {
     Folder folder;
     const InputSet& inputs;
     TimeFormat times;
-    std::vector<SignalCells> cells; ///< as Catalog::signals()
-    std::vector<std::string> stems; ///< of the file names, by trigger
+    std::vector<SignalCells> cells;               ///< as Catalog::signals()
+    std::map<std::string, std::uint64_t> highest; ///< number in the folder, by stem
+    std::vector<std::string> stems;               ///< of the file names, by trigger
     ValueRing values;
     MessageRing frames{maxMessageBytes};
     std::deque<Window> open;
@@ -96,6 +112,7 @@ class WindowWriter : public FiringSink, public ValueSink {
     std::uint64_t files = 0;
     std::uint64_t incomplete = 0;
     std::uint64_t omitted = 0;
+    std::uint64_t failures = 0;
     std::uint64_t unheld = 0; ///< messages that the format does not hold
 };
 
