@@ -57,4 +57,10 @@ int openCan(const std::string& interface, std::span<const can_filter> filters) {
     return opened.release();
 }
 
+void setReceiveFilters(int socket, std::span<const can_filter> filters) {
+    constexpr can_filter all{0, 0};
+    const std::span<const can_filter> given = filters.empty() ? std::span(&all, 1) : filters;
+    setOption(socket, SOL_CAN_RAW, CAN_RAW_FILTER, given.data(), given.size_bytes());
+}
+
 } // namespace rksignal

@@ -17,4 +17,7 @@ namespace rksignal {
 /// \throws Error that names the interface and says which step failed
 RKREPLAY_EXPORT int openCan(const std::string& interface, std::span<const can_filter> filters);
 
+/// Gives a raw CAN socket other filters (nothing: all frames). Does nothing if `socket` is none.
+RKREPLAY_EXPORT void setReceiveFilters(int socket, std::span<const can_filter> filters);
+
 } // namespace rksignal
