@@ -10,6 +10,7 @@
 #include "export/ExportCommand.h"
 #include "info/InfoCommand.h"
 #include "list/ListCommand.h"
+#include "live/LiveCommand.h"
 #include "output/OutputBuffer.h"
 #include "plot/PlotCommand.h"
 #include "program/CommandLine.h"
@@ -115,6 +116,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addTriggerCommand(program, console, status);
     addAuditCommand(program, console, status);
     addReportCommand(program, console, status);
+    addLiveCommand(program, console, status);
     addServeCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
