@@ -16,7 +16,7 @@ import time
 from playwright.sync_api import sync_playwright
 
 DEFINITIONS = pathlib.Path(__file__).parent.parent.parent / "examples" / "drive" / "drive.dbc"
-BEGIN, SECONDS = 30, 75
+BEGIN, SECONDS = 30, 70
 CONDITIONS = ["--when", "fast = Vehicle.Speed > 50", "--when", "high_revs = Engine.Speed > 2500 && Gear.Current >= 2"]
 
 
