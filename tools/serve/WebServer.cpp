@@ -209,7 +209,7 @@ class WebServer::Routes {
         asset("/page\\.css", page_assets::style, "text/css; charset=utf-8");
         asset("/page\\.js", page_assets::script, "text/javascript; charset=utf-8");
         const auto json = [this](const std::string& path, auto&& textOf) {
-            server.Get(path, [this, textOf](const Request&, Response& response) {
+            server.Get(path, [textOf](const Request&, Response& response) {
                 response.set_content(textOf(), "application/json");
             });
         };
