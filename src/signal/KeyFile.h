@@ -5,6 +5,7 @@
 /// can have one key. `KeyClaim` notes whose a key is.
 #pragma once
 
+#include <map>
 #include <string>
 #include <sys/types.h>
 
@@ -40,6 +41,13 @@ Creation create(const std::string& instance);
 /// Reads the whole directory.
 std::string rivalOf(const std::string& instance, key_t key);
 
+/// The files in /tmp that may be key files, by their keys.
+std::multimap<key_t, std::string> instancesByKey();
+
+/// Removes the key file of an instance if it has this key. To be called with the `StartLock`, when nobody is
+/// attached to the segment of that key. \return 0 or the error number
+int remove(const std::string& instance, key_t key);
+
 } // namespace keyfile
 
 /// Held by a process while it finds or creates a segment: no other process does so meanwhile. It is the lock
@@ -52,6 +60,10 @@ class StartLock {
     StartLock(const StartLock&) = delete;
     StartLock& operator=(const StartLock&) = delete;
 
+    /// Whether it was got.
+    bool isHeld() const { return held; }
+
   private:
     int directory;
+    bool held = false;
 };
