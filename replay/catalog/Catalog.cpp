@@ -220,7 +220,7 @@ class Catalog::FileAdder {
             storage = &catalog.anyChannel;
         }
         auto* const signal =
-            static_cast<Signal*>(catalog.adopt(std::make_unique<Signal>(record, /*shmem=*/false, storage),
+            static_cast<Signal*>(catalog.adopt(std::make_unique<Signal>(record, catalog.isShared, storage),
                                                {&message, index, catalog.allSignals.size()}));
         if (signal != nullptr && storage != &catalog.registry) {
             catalog.registry.instancesByName.try_emplace(record.instance, signal);

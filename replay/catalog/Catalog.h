@@ -33,6 +33,12 @@ struct SignalGroup {
     std::vector<std::uint8_t> anyChannelSources;
 };
 
+/// Where the values of signals lie.
+enum class SignalPlace : std::uint8_t {
+    Private, ///< in the signals
+    Shared,  ///< in shared memory, for all processes that build signals of these names
+};
+
 /// Messages and signals, from definition files of any number and format:
 ///
 ///     Catalog catalog;
@@ -70,7 +76,10 @@ class RKREPLAY_EXPORT Catalog {
         const SignalDefinition& definition() const { return message->signals[signal]; }
     };
 
-    Catalog() = default;
+    /// Instances for further senders lie where all other signals do. A signal that cannot have shared memory
+    /// says so in a message line, and has a private value. Signals in shared memory are destroyed, and who
+    /// may use them, as the switches of BaseSignal say.
+    explicit Catalog(SignalPlace place = SignalPlace::Private) : isShared(place == SignalPlace::Shared) {}
     Catalog(const Catalog&) = delete;
     Catalog& operator=(const Catalog&) = delete;
 
@@ -188,6 +197,7 @@ class RKREPLAY_EXPORT Catalog {
     BaseSignal* adopt(std::unique_ptr<BaseSignal> signal, const Origin& origin);
     bool isTaken(const std::string& instance) const { return registry.instancesByName.contains(instance); }
 
+    bool isShared;
     SignalStorage registry{SignalTables::Own};
     SignalStorage anyChannel{SignalTables::Own};
     std::deque<MessageDefinition> allMessages; // where they stay

@@ -80,8 +80,8 @@ MessageDecoder* Catalog::decoderFor(const MessageDecoder& decoder, std::uint8_t 
         record.channel = message.channel.value_or(0);
         record.instance = names.find(allSignals[index]->def.instance + sourceSuffix(source),
                                      [this](const std::string& name) { return isTaken(name); });
-        signals[signal] = static_cast<CANSignal*>(adopt(
-            std::make_unique<CANSignal>(record, /*shmem=*/false, &registry), {&message, signal, index}));
+        signals[signal] = static_cast<CANSignal*>(
+            adopt(std::make_unique<CANSignal>(record, isShared, &registry), {&message, signal, index}));
     }
     const auto& made =
         frameDecoders.emplace_back(std::make_unique<MessageDecoder>(message, signals, decoder.number()));

@@ -43,6 +43,9 @@ MessageDecoder::MessageDecoder(const MessageDefinition& message, const std::vect
         fields.back().multiplexer = node.parent ? static_cast<std::uint32_t>(*node.parent) : none;
         fields.back().branchEnd = static_cast<std::uint32_t>(node.branchEnd);
     }
+    if (!fields.empty() && fields.front().signal->shmem) {
+        writtenHere.resize(fields.size());
+    }
 }
 
 /// The 8 bytes that hold the field end where it does, or are the first 8: bytes that were not received are
@@ -138,10 +141,7 @@ void MessageDecoder::decodeFields(const std::uint8_t* bytes, std::size_t length,
             std::memcpy(&word, bytes + field.word, sizeof word);
             const std::uint64_t raw =
                 field.cut(field.bigEndian ? bitfield::swapped(word) : word, field.isSigned);
-            field.signal->modified = field.slot->raw != raw;
-            field.slot->raw = raw;
-            field.slot->timestamp = timestamp;
-            field.slot->valid = 1;
+            write(i, raw, timestamp);
             ids.push_back(field.signal->id);
             if constexpr (countsReserved) {
                 countReserved(i, raw);
@@ -149,6 +149,24 @@ void MessageDecoder::decodeFields(const std::uint8_t* bytes, std::size_t length,
             ++i;
         }
     }
+}
+
+inline void MessageDecoder::write(std::size_t field, std::uint64_t raw, std::uint64_t timestamp) {
+    CANSignal& signal = *fields[field].signal;
+    if (!writtenHere.empty()) [[unlikely]] {
+        signal.writeRaw(raw, timestamp);
+        writtenHere[field] = raw;
+        return;
+    }
+    signalSlot_t& slot = *fields[field].slot;
+    signal.modified = slot.raw != raw;
+    slot.raw = raw;
+    slot.timestamp = timestamp;
+    slot.valid = 1;
+}
+
+std::uint64_t MessageDecoder::lastValue(std::size_t field) const {
+    return writtenHere.empty() ? fields[field].slot->raw : writtenHere[field];
 }
 
 void MessageDecoder::countReserved(std::size_t field, std::uint64_t raw) {
@@ -161,8 +179,8 @@ void MessageDecoder::countReserved(std::size_t field, std::uint64_t raw) {
 
 /// REQUIRES: the multiplexer of the field has just been written.
 bool MessageDecoder::isSelected(const Field& field) const {
-    const Field& multiplexer = fields[field.multiplexer];
-    const std::uint64_t value = multiplexer.slot->raw & multiplexer.signal->d_maksBits; // without its sign
+    const std::uint64_t value =
+        lastValue(field.multiplexer) & fields[field.multiplexer].signal->d_maksBits; // without its sign
     return std::any_of(field.ranges.begin(), field.ranges.end(),
                        [value](const auto& range) { return range.first <= value && value <= range.second; });
 }

@@ -55,7 +55,8 @@ class RKREPLAY_EXPORT MessageDecoder {
     };
 
     /// `signals` has one entry for each signal of `message`; null ones are not decoded. Their values are
-    /// private and written by this decoder alone. All must outlive it. `number` is the client's.
+    /// either all private, and written by this decoder alone, or all asked to lie in shared memory: then each
+    /// is written under its lock. All must outlive the decoder. `number` is the client's.
     MessageDecoder(const MessageDefinition& message, const std::vector<CANSignal*>& signals,
                    std::size_t number = 0);
 
@@ -108,6 +109,8 @@ class RKREPLAY_EXPORT MessageDecoder {
 
     void addField(const SignalDefinition& signal, CANSignal& built);
     void decodeMessage(const std::uint8_t* bytes, const Payload& received, std::vector<unsigned long>& ids);
+    void write(std::size_t field, std::uint64_t raw, std::uint64_t timestamp);
+    std::uint64_t lastValue(std::size_t field) const;
     template <bool countsReserved>
     void decodeFields(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp,
                       std::vector<unsigned long>& ids);
@@ -120,6 +123,8 @@ class RKREPLAY_EXPORT MessageDecoder {
     std::size_t messageNumber;
     std::vector<Field> fields;                   ///< parents first
     std::vector<j1939::ReservedValues> reserved; ///< as fields; empty unless this is a parameter group
+    /// As fields, of shared values: what this decoder wrote last, whoever else has written since.
+    std::vector<std::uint64_t> writtenHere;
     std::optional<std::uint8_t> sender;
     bool isFurther = false;
     std::size_t lastLength = 0; ///< of the last frame

@@ -5,11 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <regex>
 #include <sstream>
+#include <sys/shm.h>
 #include <thread>
+#include <unistd.h>
 
 namespace rksignal {
 namespace {
@@ -206,6 +209,42 @@ TEST(Catalog, TwoDoNotKnowOfEachOther) {
     EXPECT_EQ(plain, "1:S=255 2:S=1 ");
     EXPECT_EQ(withSign, "1:S=-1 2:S=1 ");
     EXPECT_EQ(decoded(other, "#FF02"), "1:S=2 ");
+}
+
+/// What one catalog decodes another one reads, as in two processes; a further sender's signals, too.
+TEST(Catalog, SharedValuesAreThoseOfAllCatalogs) {
+    const std::string name = "Shared" + std::to_string(getpid());
+    const std::string text = "BA_ \"ProtocolType\" \"J1939\";\nBO_ 2364540158 " + name +
+                             ": 8 X\n SG_ M M : 0|8@1+ (1,0) [0|0] \"\"\n"
+                             " SG_ One m1 : 8|8@1+ (1,0) [0|0] \"\"\n SG_ Two m2 : 8|8@1+ (1,0) [0|0] \"\"\n";
+    BaseSignal::detachOnly = true; // the test removes what it made
+    Catalog reader(SignalPlace::Shared);
+    Catalog writer(SignalPlace::Shared);
+    std::vector<unsigned long> ids;
+    for (Catalog* const catalog : {&reader, &writer}) {
+        catalog->addDbcText(text, "t");
+        catalog->addSources(name + ".One@SA21");
+    }
+    std::uint64_t time = 0;
+    for (const char* const frame : {"0CF00421#0107", "0CF00400#0208"}) {
+        const CANExtTraceMessage received = frameOf(frame, ++time);
+        writer.groupDecodersOf(0, received.canId)[1].front()->decode(received, ids);
+    }
+    std::ostringstream values;
+    for (const auto& signal : reader.signals()) {
+        unsigned long raw = 0;
+        unsigned long timestamp = 0;
+        if (signal->read(raw, timestamp)) {
+            values << signal->def.instance.substr(name.size()) << '=' << raw << '@' << timestamp << ' ';
+        }
+        EXPECT_NE(signal->shmId, -1);
+        shmctl(signal->shmId, IPC_RMID, nullptr);
+        std::ostringstream claim;
+        claim << "/tmp/.rksignal-key-" << std::hex << signal->key;
+        std::filesystem::remove(claim.str());
+        std::filesystem::remove("/tmp/" + signal->def.instance);
+    }
+    EXPECT_EQ(values.str(), ".M=2@2 .Two=8@2 .M@SA21=1@1 .One@SA21=7@1 ");
 }
 
 } // namespace
