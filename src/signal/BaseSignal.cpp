@@ -7,12 +7,14 @@
 #include "signal/StorageTables.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
 #include <iomanip>
 
 int BaseSignal::debug = 0;
 bool BaseSignal::detachOnly = false;
+SegmentAccess BaseSignal::segmentAccess;
 std::uint64_t BaseSignal::instanceCounter = 0;
 SignalStorage BaseSignal::defSignalStorage;
 
@@ -44,6 +46,14 @@ struct PayloadBytes {
         return out;
     }
 };
+
+/// Whether a value that was just read from the slot was one. `clear`, which takes no lock, takes the validity
+/// away before the value, so that validity is looked at after the value. Processors of this kind keep the
+/// order of stores and that of loads; the compiler is told to.
+bool isStillValid(const signalSlot_t& slot) {
+    std::atomic_signal_fence(std::memory_order_acquire);
+    return slot.valid != 0;
+}
 
 } // namespace
 
@@ -211,7 +221,7 @@ bool BaseSignal::read(double& physicalValue, unsigned long& timestamp) {
     if (debug) {
         traceValue("read");
     }
-    return slot->valid != 0;
+    return isStillValid(*slot);
 }
 
 bool BaseSignal::read(unsigned long& raw, unsigned long& timestamp) {
@@ -221,7 +231,7 @@ bool BaseSignal::read(unsigned long& raw, unsigned long& timestamp) {
     if (debug) {
         traceValue("read");
     }
-    return slot->valid != 0;
+    return isStillValid(*slot);
 }
 
 bool BaseSignal::writeTS(unsigned long timestamp) {
@@ -267,11 +277,17 @@ bool BaseSignal::isModified() const {
 }
 
 void BaseSignal::clear() {
-    slot->valid = 0;
+    slot->valid = 0; // first: see isStillValid
+    std::atomic_signal_fence(std::memory_order_release);
     slot->raw = 0;
     slot->timestamp = 0;
     value = 0.0;
     modified = true;
+}
+
+void BaseSignal::invalidate() {
+    const SlotLock guard(*this);
+    clear();
 }
 
 std::string BaseSignal::getUnit() const {

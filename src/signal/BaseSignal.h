@@ -35,6 +35,7 @@
 #pragma once
 
 #include "signal/Export.h"
+#include "signal/SegmentAccess.h"
 #include "signal/SignalDefinition.h"
 #include "signal/SignalSlot.h"
 #include "signal/SignalStorage.h"
@@ -67,6 +68,7 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
 
     static int debug;                      ///< 0 quiet; non-zero debug lines; 2 and above also table dumps
     static bool detachOnly;                ///< destructors detach from shared memory instead of removing it
+    static SegmentAccess segmentAccess;    ///< of shared memory that signals create from now on
     static std::uint64_t instanceCounter;  ///< running number of the identifiers
     static SignalStorage defSignalStorage; ///< used whenever a storage argument is null
 
@@ -132,10 +134,15 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     virtual bool writeRaw(unsigned long raw, unsigned long timestamp);
     /// Whether the last write changed the raw value, or the signal was cleared since.
     virtual bool isModified() const;
-    /// Marks the slot as holding no value and zeroes it. Takes no lock.
+    /// Marks the slot as holding no value and zeroes it. Takes no lock: who reads a shared slot meanwhile
+    /// gets the old value or none, but who writes it meanwhile may leave a value that is zero, or whose time
+    /// stamp is, until the next write. `invalidate` does not.
     virtual void clear();
     /// The text of a raw value, or an empty string.
     virtual std::string getValueDescription(unsigned long raw) const;
+
+    /// `clear` under the slot's lock, as `write` takes it: for slots that others write or read meanwhile.
+    void invalidate();
 
     // --- steps of the above, without lock ---
 

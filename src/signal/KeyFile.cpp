@@ -18,26 +18,26 @@
 namespace {
 
 constexpr int projectId = 102;
-constexpr mode_t permissions = 0666;
 
 /// How many new key files are tried before a free key is given up: with a tenth of all 65,536 keys free, one
 /// search in a thousand fails.
 constexpr std::size_t maxKeyFilesTried = 64;
 
 /// Opens a file for output, then closes it. \return 0 or the error number
-/// Not blocking: the path might be a FIFO that nobody reads.
-int touch(const std::string& path, int flags) {
-    const int file = open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, permissions);
+/// Not blocking: the path might be a FIFO that nobody reads. A new file is its owner's alone until it has the
+/// group that was asked for, and stays so if that may not be given.
+int touch(const std::string& path, int flags, const SegmentAccess& access = {}) {
+    const mode_t mode = access.mode & 0666;
+    const int file = open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags,
+                          access.group ? mode & 0600 : mode);
     if (file < 0) {
         return errno;
     }
+    if (access.group && fchown(file, static_cast<uid_t>(-1), *access.group) == 0) {
+        fchmod(file, mode);
+    }
     close(file);
     return 0;
-}
-
-bool isSymbolicLink(const std::string& path) {
-    struct stat status {};
-    return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
 /// Whether the path can be a key file that this library or another one has opened for output.
@@ -55,7 +55,7 @@ bool hasSegment(key_t key) {
 /// the same inode. A process that died in a search has left its files: the next search removes them.
 class Candidates {
   public:
-    Candidates() = default;
+    explicit Candidates(const SegmentAccess& access) : access(access) {}
     Candidates(const Candidates&) = delete;
     Candidates& operator=(const Candidates&) = delete;
     ~Candidates() {
@@ -70,7 +70,7 @@ class Candidates {
         while (error == EEXIST && number < 16 * maxKeyFilesTried) {
             const std::string path = keyfile::ownPrefix + "new-" + std::to_string(number++);
             unlink(path.c_str()); // refused if another user's: that name is passed over
-            error = touch(path, O_CREAT | O_EXCL);
+            error = touch(path, O_CREAT | O_EXCL, access);
             if (error == 0) {
                 paths.push_back(path);
             }
@@ -94,6 +94,7 @@ class Candidates {
     }
 
   private:
+    const SegmentAccess& access;
     std::vector<std::string> paths;
     std::size_t number = 0;
 };
@@ -114,14 +115,19 @@ bool keyfile::isPlainFileName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." && name.find_first_of(unfit) == std::string::npos;
 }
 
+bool keyfile::isSymbolicLink(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
 int keyfile::truncate(const std::string& instance) {
     const std::string path = pathOf(instance);
     const int error = touch(path, O_TRUNC);
     return isSymbolicLink(path) ? ELOOP : error;
 }
 
-keyfile::Creation keyfile::create(const std::string& instance) {
-    Candidates candidates;
+keyfile::Creation keyfile::create(const std::string& instance, const SegmentAccess& access) {
+    Candidates candidates(access);
     Creation creation;
     while (candidates.count() < maxKeyFilesTried) {
         creation.error = candidates.add();

@@ -5,6 +5,8 @@
 /// can have one key. `KeyClaim` notes whose a key is.
 #pragma once
 
+#include "signal/SegmentAccess.h"
+
 #include <map>
 #include <string>
 #include <sys/types.h>
@@ -22,6 +24,8 @@ key_t keyOf(const std::string& path);
 /// Whether the name is a file directly in /tmp: "." and ".." are not, nor is anything with a separator.
 bool isPlainFileName(const std::string& name);
 
+bool isSymbolicLink(const std::string& path);
+
 /// Truncates the key file of an instance. Never follows a symbolic link.
 /// \return 0; ENOENT if there is none; ELOOP if it is a symbolic link; else why it could not be opened
 int truncate(const std::string& instance);
@@ -35,7 +39,7 @@ struct Creation {
 
 /// Makes the key file of an instance, with a key that no segment has and no other instance, and claims that
 /// key. The file appears under its name only then. To be called with the `StartLock`.
-Creation create(const std::string& instance);
+Creation create(const std::string& instance, const SegmentAccess& access);
 
 /// Another file in /tmp that looks like a key file and has this key: the name of its instance, or empty.
 /// Reads the whole directory.

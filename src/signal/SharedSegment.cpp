@@ -6,12 +6,14 @@
 #include <cerrno>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 namespace {
 
 using Outcome = SharedSegment::Outcome;
 
-constexpr int permissions = 0666;
+/// What a process that writes must be allowed to do with a segment that it finds.
+constexpr int readAndWrite = 0666;
 
 /// How often a segment may vanish between finding and attaching it, before that is reported.
 constexpr int maxVanished = 100;
@@ -24,20 +26,40 @@ SharedSegment keyTaken(key_t key, const std::string& owner) {
     return {.outcome = Outcome::KeyTaken, .key = key, .owner = owner};
 }
 
+/// Creates the segment with this key, its owner's alone until it has the group that was asked for.
+SharedSegment create(key_t key, const SegmentAccess& access) {
+    SharedSegment segment{.outcome = Outcome::Created, .key = key, .owner = {}};
+    const mode_t mode = access.mode & 0666;
+    segment.shmId = shmget(key, sizeof(signalSlot_t),
+                           IPC_CREAT | IPC_EXCL | static_cast<int>(access.group ? mode & 0600 : mode));
+    if (segment.shmId < 0) {
+        segment.outcome = Outcome::ShmgetFailed;
+        segment.error = errno;
+        return segment;
+    }
+    if (access.group) {
+        shmid_ds status{};
+        status.shm_perm.uid = geteuid();
+        status.shm_perm.gid = *access.group;
+        status.shm_perm.mode = static_cast<decltype(status.shm_perm.mode)>(mode);
+        segment.accessError = shmctl(segment.shmId, IPC_SET, &status) == 0 ? 0 : errno;
+    }
+    return segment;
+}
+
 /// The segment with this key, whoever it belongs to, created if there is none.
-SharedSegment findOrCreate(key_t key) {
+SharedSegment findOrCreate(key_t key, const SegmentAccess& access) {
     for (;;) {
-        const int found = shmget(key, sizeof(signalSlot_t), permissions);
+        const int found = shmget(key, sizeof(signalSlot_t), readAndWrite);
         if (found >= 0) {
             return {.outcome = Outcome::Found, .key = key, .shmId = found, .owner = {}};
         }
-        const int created =
-            errno == ENOENT ? shmget(key, sizeof(signalSlot_t), IPC_CREAT | IPC_EXCL | permissions) : -1;
-        if (created >= 0) {
-            return {.outcome = Outcome::Created, .key = key, .shmId = created, .owner = {}};
-        }
-        if (errno != EEXIST) { // else another process has been quicker
+        if (errno != ENOENT) {
             return {.outcome = Outcome::ShmgetFailed, .key = key, .error = errno, .owner = {}};
+        }
+        SharedSegment created = create(key, access);
+        if (created.error != EEXIST) { // else another process has been quicker
+            return created;
         }
     }
 }
@@ -61,14 +83,15 @@ bool hasVanished(const SharedSegment& segment) {
 }
 
 /// The segment of an instance whose key file has this key.
-SharedSegment acquireByKey(key_t key, const std::string& instance, const std::string& signal) {
+SharedSegment acquireByKey(key_t key, const std::string& instance, const std::string& signal,
+                           const SegmentAccess& access) {
     const std::string owner = KeyClaim::ownerOf(key);
     if (!owner.empty() && owner != instance) {
         return keyTaken(key, owner);
     }
     SharedSegment segment{.outcome = Outcome::ShmgetFailed, .owner = {}};
     for (int tries = 0; tries < maxVanished; ++tries) {
-        segment = findOrCreate(key);
+        segment = findOrCreate(key, access);
         if (segment.shmId < 0) {
             return segment;
         }
@@ -91,7 +114,8 @@ SharedSegment acquireByKey(key_t key, const std::string& instance, const std::st
 
 } // namespace
 
-SharedSegment SharedSegment::acquire(const std::string& instance, const std::string& signal) {
+SharedSegment SharedSegment::acquire(const std::string& instance, const std::string& signal,
+                                     const SegmentAccess& access) {
     if (!keyfile::isPlainFileName(instance)) {
         return missingFile(ENOENT);
     }
@@ -101,7 +125,7 @@ SharedSegment SharedSegment::acquire(const std::string& instance, const std::str
         return missingFile(error);
     }
     if (error == ENOENT) {
-        const keyfile::Creation creation = keyfile::create(instance);
+        const keyfile::Creation creation = keyfile::create(instance, access);
         if (creation.error == EADDRINUSE) {
             return keyTaken(creation.key, creation.owner);
         }
@@ -111,5 +135,5 @@ SharedSegment SharedSegment::acquire(const std::string& instance, const std::str
     }
     // Any other error leaves the file as it is: its key counts even if it cannot be opened.
     const key_t key = keyfile::keyOf(keyfile::pathOf(instance));
-    return key == -1 ? missingFile(errno) : acquireByKey(key, instance, signal);
+    return key == -1 ? missingFile(errno) : acquireByKey(key, instance, signal, access);
 }

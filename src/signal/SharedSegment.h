@@ -15,6 +15,7 @@
 /// them is put right by the next.
 #pragma once
 
+#include "signal/SegmentAccess.h"
 #include "signal/SignalSlot.h"
 
 #include <string>
@@ -36,10 +37,13 @@ struct SharedSegment {
     int shmId = -1;               ///< -1 unless created or found
     signalSlot_t* slot = nullptr; ///< attached and initialised; null if that failed, with `error`
     int error = 0;                ///< errno of MissingFile, ShmgetFailed, or attaching
+    int accessError = 0;          ///< errno of giving a new one its group; it is its owner's alone then
     std::string owner;            ///< of KeyTaken; empty if unknown
 
     /// Finds or creates the segment of `instance`. The slot of a new one, or of one that its creator left
-    /// without, is initialised as that of a signal called `signal`. Never opens a path outside /tmp and never
-    /// follows a symbolic link. May run in several processes and threads at once.
-    static SharedSegment acquire(const std::string& instance, const std::string& signal);
+    /// without, is initialised as that of a signal called `signal`. `access` is for what is new. Never opens
+    /// a path outside /tmp and never follows a symbolic link. May run in several processes and threads at
+    /// once.
+    static SharedSegment acquire(const std::string& instance, const std::string& signal,
+                                 const SegmentAccess& access);
 };

@@ -12,7 +12,7 @@
 bool BaseSignal::createSharedMemory() {
     constexpr LogSite site{"BaseSignal", "createSharedMemory"};
     const std::string& instance = def.instance;
-    const SharedSegment segment = SharedSegment::acquire(instance, def.signal);
+    const SharedSegment segment = SharedSegment::acquire(instance, def.signal, segmentAccess);
     key = segment.key;
     shmId = segment.shmId;
     switch (segment.outcome) {
@@ -35,6 +35,9 @@ bool BaseSignal::createSharedMemory() {
     }
     initSmData = segment.outcome == SharedSegment::Outcome::Created;
     logInfo(site, instance, ": shmId = ", std::dec, shmId, initSmData ? " created" : " found");
+    if (segment.accessError != 0) {
+        logSystemError(site, segment.accessError, instance, ": group ", std::dec, *segmentAccess.group);
+    }
     if (debug) {
         // Leaves standard output in boolalpha mode, as callers have come to expect.
         logDebug(site, instance, ": key = 0x", std::hex, key, ", shmId = ", std::dec, shmId,
