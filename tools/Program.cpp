@@ -15,6 +15,7 @@
 #include "program/CommandLine.h"
 #include "program/Completion.h"
 #include "program/ManualPage.h"
+#include "publish/PublishCommand.h"
 #include "report/ReportCommand.h"
 #include "shm/ShmCommand.h"
 #include "text/ClosestNames.h"
@@ -121,6 +122,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);
     addCompareCommand(program, console, status);
+    addPublishCommand(program, console, status);
     addShmCommand(program, console, status);
     addDescriptions(program, console);
     if (const std::string message = wrongCommand(program, arguments.front()); !message.empty()) {
