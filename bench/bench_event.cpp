@@ -1,5 +1,6 @@
-// Scanning event descriptions for the names of signals: the library, and beside it RE2 finding the same names
-// with one alternation and doing nothing with them.
+// Scanning event descriptions for the names of signals, which make up 0.1 % to 50 % of the text: the library,
+// by its search and by its scanner, and beside it RE2 and, where it is installed, Hyperscan, which find the
+// same names with one alternation and do nothing with them.
 
 #include "event/EventParser.h"
 
@@ -7,20 +8,25 @@
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <random>
 #include <re2/re2.h>
 #include <string>
 #include <string_view>
 
+#ifdef BENCH_HYPERSCAN
+#include <hs.h>
+#endif
+
 namespace {
 
 constexpr std::size_t textSize = 10'000'000;
-constexpr double nameShare = 0.2; ///< of the text's bytes
+constexpr std::array<int, 4> nameShares = {1, 10, 200, 500}; ///< of the text's bytes, in thousandths
 
 /// Trigger conditions with remarks, as users write them, with as many remarks as bring names to their share.
 class EventText {
   public:
-    EventText() {
+    explicit EventText(double nameShare) : nameShare(nameShare) {
         while (text.size() < textSize) {
             addCondition();
         }
@@ -91,18 +97,19 @@ class EventText {
 
     double share() const { return static_cast<double>(nameBytes) / static_cast<double>(text.size()); }
 
+    double nameShare;
     std::mt19937 random{20240501};
     std::size_t nameBytes = 0;
 };
 
-const EventText& eventText() {
-    static const EventText made;
-    return made;
+const EventText& eventText(std::int64_t thousandths) {
+    static std::map<std::int64_t, EventText> made;
+    return made.try_emplace(thousandths, static_cast<double>(thousandths) / 1000).first->second;
 }
 
-void check(std::size_t found) {
-    if (found != eventText().names) {
-        std::fprintf(stderr, "%zu names found of %zu\n", found, eventText().names);
+void check(std::size_t found, const EventText& text) {
+    if (found != text.names) {
+        std::fprintf(stderr, "%zu names found of %zu\n", found, text.names);
         std::exit(1);
     }
 }
@@ -114,39 +121,91 @@ std::size_t mentions(const eventFlexer& found) {
 }
 
 void setBytes(benchmark::State& state) {
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(eventText().text.size()));
+    const std::size_t size = eventText(state.range(0)).text.size();
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
 }
 
-void library(benchmark::State& state) {
-    const std::string& text = eventText().text;
+void library(benchmark::State& state, EventSearch search) {
+    const EventText& event = eventText(state.range(0));
     std::size_t found = 0;
     for (auto _ : state) {
-        const EventParser parser(text);
+        const EventParser parser(event.text, search);
         found = mentions(parser.scanner);
     }
-    check(found + (eventText().names - found) / 65536 * 65536);
+    check(found + (event.names - found) / 65536 * 65536, event);
     setBytes(state);
 }
 
+constexpr const char* pattern =
+    "(?:CAN|LIN|FLEXRAY|MII)\\.signal[0-9]+|RC\\.F[0-9]+|RC\\.TRG|[DA]I\\.[0-9]+|"
+    "Logger\\.(?:Status|Start|Timer|IntMemory|ExtMemory)|"
+    "GPS\\.(?:Status|Time|Latitude|Longitude|Speed|Course|Date|Satellites|Altitude)";
+
 void re2FindAndConsume(benchmark::State& state) {
-    const std::string& text = eventText().text;
-    const RE2 name("((?:CAN|LIN|FLEXRAY|MII)\\.signal[0-9]+|RC\\.F[0-9]+|RC\\.TRG|[DA]I\\.[0-9]+|"
-                   "Logger\\.(?:Status|Start|Timer|IntMemory|ExtMemory)|"
-                   "GPS\\.(?:Status|Time|Latitude|Longitude|Speed|Course|Date|Satellites|Altitude))");
+    const EventText& event = eventText(state.range(0));
+    const RE2 name("(" + std::string(pattern) + ")");
     std::size_t found = 0;
     for (auto _ : state) {
-        re2::StringPiece rest(text);
+        re2::StringPiece rest(event.text);
         re2::StringPiece match;
         for (found = 0; RE2::FindAndConsume(&rest, name, &match); ++found) {
         }
     }
-    check(found);
+    check(found, event);
     setBytes(state);
 }
 
+#ifdef BENCH_HYPERSCAN
+/// Counts names by where they begin: it tells of every end that a name could have.
+struct Beginnings {
+    unsigned long long last = ~0ULL;
+    std::size_t count = 0;
+
+    static int add(unsigned, unsigned long long begin, unsigned long long, unsigned, void* context) {
+        auto& found = *static_cast<Beginnings*>(context);
+        found.count += found.last != begin ? 1 : 0;
+        found.last = begin;
+        return 0;
+    }
+};
+
+void hyperscan(benchmark::State& state) {
+    const EventText& event = eventText(state.range(0));
+    hs_database_t* database = nullptr;
+    hs_compile_error_t* error = nullptr;
+    hs_scratch_t* scratch = nullptr;
+    hs_compile(pattern, HS_FLAG_SOM_LEFTMOST, HS_MODE_BLOCK, nullptr, &database, &error);
+    hs_alloc_scratch(database, &scratch);
+    Beginnings found;
+    for (auto _ : state) {
+        found = {};
+        hs_scan(database, event.text.data(), static_cast<unsigned>(event.text.size()), 0, scratch,
+                Beginnings::add, &found);
+    }
+    check(found.count, event);
+    setBytes(state);
+    hs_free_scratch(scratch);
+    hs_free_database(database);
+}
+#endif
+
 } // namespace
 
-BENCHMARK(library)->Name("EventScan/10_MB")->Unit(benchmark::kMillisecond);
-BENCHMARK(re2FindAndConsume)->Name("EventScan_RE2/10_MB")->Unit(benchmark::kMillisecond);
-
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    const auto add = [](const char* subject, auto run) {
+        for (const int share : nameShares) {
+            char name[64];
+            std::snprintf(name, sizeof name, "%s/names_%g%%", subject, share / 10.0);
+            benchmark::RegisterBenchmark(name, run)->Arg(share)->Unit(benchmark::kMillisecond);
+        }
+    };
+    add("EventScan", [](benchmark::State& state) { library(state, EventSearch::Points); });
+    add("EventScan_scanner", [](benchmark::State& state) { library(state, EventSearch::Scanner); });
+    add("EventScan_RE2", re2FindAndConsume);
+#ifdef BENCH_HYPERSCAN
+    add("EventScan_Hyperscan", hyperscan);
+#endif
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}

@@ -2,6 +2,8 @@
 
 #include "event/EventParser.h"
 
+#include "event/NameSearch.h"
+
 #include <istream>
 #include <streambuf>
 
@@ -22,12 +24,17 @@ class TextBuffer : public std::streambuf {
 
 eventFlexer::eventFlexer(std::istream* in, std::ostream* out) : eventFlexLexer(in, out) {}
 
-EventParser::EventParser(const std::string& text) {
-    TextBuffer buffer(text);
-    std::istream stream(&buffer);
-    scanner.switch_streams(&stream, nullptr);
-    scanner.yylex();
+EventParser::EventParser(const std::string& text) : EventParser(text, EventSearch::Points) {}
 
+EventParser::EventParser(const std::string& text, EventSearch search) {
+    if (search == EventSearch::Points) {
+        searchNames(text, scanner);
+    } else {
+        TextBuffer buffer(text);
+        std::istream stream(&buffer);
+        scanner.switch_streams(&stream, nullptr);
+        scanner.yylex();
+    }
     std::istream nothing(nullptr); // the scanner outlives the text
     scanner.switch_streams(&nothing, nullptr);
 }

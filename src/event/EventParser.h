@@ -72,12 +72,19 @@ class RKSIGNAL_EXPORT eventFlexer : public eventFlexLexer {
     std::uint16_t miiCount = 0; ///< "MII.signal" and digits
 };
 
+/// How the names in a text are found. The results are the same.
+enum class EventSearch : std::uint8_t {
+    Points,  ///< by the point that each name holds: at the speed of memory where names are rare
+    Scanner, ///< by `eventFlexer::yylex`, which reads streams too
+};
+
 /// A scanned event description. Construct one at a time in the process; once constructed it is only read, by
 /// any number of threads.
 class RKSIGNAL_EXPORT EventParser {
   public:
     /// Scans `text`, which is not kept.
     explicit EventParser(const std::string& text);
+    EventParser(const std::string& text, EventSearch search);
     ~EventParser();
     EventParser(const EventParser&) = delete;
     EventParser& operator=(const EventParser&) = delete;

@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <iostream>
 #include <mutex>
-#include <sstream>
 #include <utility>
 
 std::set<ExpParser*> ExpParser::allExpParsers;
@@ -33,9 +32,12 @@ ExpParser::ExpParser(const char* text, bool reportsEdge, SignalStorage* registry
     : ExpParser(text, reportsEdge, registry, ExpErrors::Print) {}
 
 ExpParser::ExpParser(const char* text, bool reportsEdge, SignalStorage* registry, ExpErrors whatToDo)
-    : lexer(std::make_unique<ExpLexer>()), expression(text), edgeTrigger(reportsEdge), storage(registry),
+    : lexer(spentLexer()), expression(text), edgeTrigger(reportsEdge), storage(registry),
       machine(std::make_unique<ExpMachine>()), printsErrors(whatToDo == ExpErrors::Print) {
+    constexpr std::size_t fewSteps = 16; // short programs grow without an allocation
+    program.reserve(fewSteps);
     usable = parse();
+    program.shrink_to_fit();
     if (usable) {
         machine->compile(program);
         const std::lock_guard guard(allExpParsersMutex);
@@ -58,25 +60,37 @@ void ExpParser::clear() {
     }
 }
 
+/// The scanner lives no longer than this, and the stack is allocated once, when its size is known.
 bool ExpParser::parse() {
-    std::istringstream text(expression + '\n');
+    const std::string text = expression + '\n';
+    ExpLexer textScanner(text);
+    scanner = &textScanner;
+    lexer = {std::shared_ptr<void>(), scanner};
     if (debug > 1) {
         lexer->set_debug(1);
         expdebug = 1;
     }
-    lexer->switch_streams(&text, nullptr);
     if (debug != 0) {
-        writeLine(LogLevel::Debug, "parsing ", text.view());
+        writeLine(LogLevel::Debug, "parsing ", text);
     }
     const bool isExpression = expparse(this) == 0;
-    static_cast<ExpLexer&>(*lexer).release();
+    lastLine = line();
+    lexer = spentLexer();
+    scanner = nullptr;
+    if (stackCapacity != 0) {
+        allocateStack(stackCapacity);
+    }
     if (!isExpression && printsErrors) {
-        writeLine(LogLevel::Error, "parser error in ExpParser: ", text.view());
+        writeLine(LogLevel::Error, "parser error in ExpParser: ", text);
     }
     if (isExpression && debug != 0) {
         writeLine(LogLevel::Debug, "parsed");
     }
     return isExpression;
+}
+
+int ExpParser::line() const {
+    return scanner != nullptr ? scanner->lineno() : lastLine;
 }
 
 void ExpParser::report(ExpError error) {
@@ -108,7 +122,7 @@ void ExpParser::add(const std::string& name) {
     if (signal == nullptr) {
         report({.kind = ExpError::Kind::UnknownSignal,
                 .message = "Signal not found",
-                .line = lexer->lineno(),
+                .line = line(),
                 .excerpt = {},
                 .name = name});
         add(0.0);
@@ -123,19 +137,22 @@ void ExpParser::add(const std::string& name) {
     growStack();
 }
 
-/// Makes room for as many values as there are steps. If that takes an allocation, the room is at least
-/// doubled, so that a long program takes linear time. Only steps that push a value call it, and none is
-/// pushed while the program is built, so the stack neither overflows nor has anything to carry over.
+/// Makes room for as many values as there are steps, unless the program is being parsed. If that takes an
+/// allocation, the room is at least doubled, so that a program built by hand takes linear time. Only steps
+/// that push a value call it, and none is pushed while the program is built, so the stack neither overflows
+/// nor has anything to carry over.
 void ExpParser::growStack() {
-    const auto capacity = std::max<std::uint64_t>(stackCapacity, program.size());
-    if (capacity > stackRoom) {
-        const std::uint64_t room = std::max(capacity, 2 * stackRoom);
-        auto* const larger = new double[room + 1];
-        stackTop = larger + (stackTop - stackBase);
-        delete[] std::exchange(stackBase, larger);
-        stackRoom = room;
+    stackCapacity = std::max<std::uint64_t>(stackCapacity, program.size());
+    if (scanner == nullptr && stackCapacity > stackRoom) {
+        allocateStack(std::max(stackCapacity, 2 * stackRoom));
     }
-    stackCapacity = capacity;
+}
+
+void ExpParser::allocateStack(std::uint64_t room) {
+    auto* const larger = new double[room + 1];
+    stackTop = larger + (stackTop - stackBase);
+    delete[] std::exchange(stackBase, larger);
+    stackRoom = room;
 }
 
 void ExpParser::clearstack() {

@@ -29,6 +29,7 @@
 #include <vector>
 
 class expFlexLexer;
+class ExpLexer;
 class ExpMachine;
 
 /// Operand of one step.
@@ -164,9 +165,10 @@ class RKSIGNAL_EXPORT ExpParser {
     /// At least `stackCapacity` + 1 elements, the first of them unused. Owned, as are all other pointers but
     /// `storage` and the signals.
     double* stackBase = nullptr;
-    double* stackTop = nullptr;          ///< top element; equal to `stackBase` when the stack is empty
-    std::unique_ptr<expFlexLexer> lexer; ///< at the end of its text once the object is built
-    std::string expression;              ///< text as given
+    double* stackTop = nullptr; ///< top element; equal to `stackBase` when the stack is empty
+    /// While the object is built, its scanner; then one that is at its end, the same for all expressions.
+    std::shared_ptr<expFlexLexer> lexer;
+    std::string expression; ///< text as given
     bool edgeTrigger;
     bool lastResult = false;                          ///< last known result, in edge mode
     std::set<std::uint64_t> signalIds;                ///< identifiers of the signals
@@ -174,8 +176,13 @@ class RKSIGNAL_EXPORT ExpParser {
     SignalStorage* storage;
 
   private:
+    friend int explex(YYSTYPE* value, void* parser);
+    friend void reportAtToken(void* parser, ExpError::Kind kind, const char* message);
+
     RKSIGNAL_HIDDEN bool parse();
+    RKSIGNAL_HIDDEN int line() const;
     RKSIGNAL_HIDDEN void growStack();
+    RKSIGNAL_HIDDEN void allocateStack(std::uint64_t room);
     RKSIGNAL_HIDDEN bool runSteps(double& value);
     RKSIGNAL_HIDDEN void require(std::ptrdiff_t count) const;
     template <auto function>
@@ -185,7 +192,9 @@ class RKSIGNAL_EXPORT ExpParser {
 
     std::unique_ptr<ExpMachine> machine; ///< the program in the form that is run
     std::vector<ExpError> foundErrors;
+    ExpLexer* scanner = nullptr; ///< `lexer` while the object is built
     std::uint64_t stackRoom = 0; ///< elements allocated, without the unused one
+    int lastLine = 1;            ///< on which the text was parsed to its end, or to its error
     bool printsErrors;
     bool usable = false;
 };

@@ -4,6 +4,7 @@
 #include "expression/ExpLexer.h"
 #include "expression/ExpParser.h"
 
+#include <algorithm>
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
@@ -14,10 +15,6 @@ ExpParser& expressionOf(void* parser) {
     return *static_cast<ExpParser*>(parser);
 }
 
-ExpLexer& lexerOf(void* parser) {
-    return static_cast<ExpLexer&>(*expressionOf(parser).lexer);
-}
-
 /// Always with a decimal point, whatever the process's locale has. Not std::from_chars, which leaves a number
 /// that is too large or too small for a double to the caller.
 double numberOf(const char* digits) {
@@ -25,7 +22,36 @@ double numberOf(const char* digits) {
     return strtod_l(digits, nullptr, classic);
 }
 
+/// Is always at the end: the code of each token is 0.
+class SpentLexer : public expFlexLexer {
+  public:
+    SpentLexer() { yytext = &noText; }
+    int yylex() override { return YYEOF; }
+
+  private:
+    char noText = '\0';
+};
+
 } // namespace
+
+std::shared_ptr<expFlexLexer> spentLexer() {
+    static SpentLexer spent;
+    return {std::shared_ptr<void>(), &spent}; // owned by none of them
+}
+
+/// With a buffer that the text fits into, up to a size at which reading in pieces costs nothing.
+ExpLexer::ExpLexer(std::string_view textToScan) : text(textToScan) {
+    constexpr std::size_t largestBuffer = 16'384;
+    constexpr std::size_t reserve = 2; // which the scanner leaves free
+    const std::size_t size = std::min(text.size() + reserve, largestBuffer);
+    yy_switch_to_buffer(yy_create_buffer(yyin, static_cast<int>(size)));
+}
+
+int ExpLexer::LexerInput(char* buffer, int size) {
+    const std::size_t length = text.copy(buffer, static_cast<std::size_t>(size), handedOver);
+    handedOver += length;
+    return static_cast<int>(length);
+}
 
 int ExpLexer::next() {
     excerptBegin = tokenBegin;
@@ -35,34 +61,31 @@ int ExpLexer::next() {
     return code;
 }
 
-ExpError ExpLexer::errorAtToken(ExpError::Kind kind, const char* message, const std::string& text) const {
+ExpError ExpLexer::errorAtToken(ExpError::Kind kind, const char* message) const {
+    const std::size_t begin = std::min(excerptBegin, position);
     return {.kind = kind,
             .message = message,
             .line = excerptLine,
-            .excerpt = excerpt(text),
+            .excerpt = std::string(text.substr(begin, position - begin)),
             .name = kind == ExpError::Kind::LongName ? YYText() : ""};
-}
-
-std::string ExpLexer::excerpt(const std::string& text) const {
-    const bool isOfText = excerptBegin <= text.size(); // a client may have given the scanner another text
-    return isOfText ? text.substr(excerptBegin, position - excerptBegin) : std::string();
-}
-
-void ExpLexer::release() {
-    yypop_buffer_state();
-    yyin.rdbuf(&nothing);
-    yy_init = 0; // makes a new buffer if it is asked for another token
-    yytext = &noText;
-    yyleng = 0;
 }
 
 void reportAtToken(void* parser, ExpError::Kind kind, const char* message) {
     ExpParser& expression = expressionOf(parser);
-    expression.report(lexerOf(parser).errorAtToken(kind, message, expression.expression + '\n'));
+    if (expression.scanner != nullptr) {
+        expression.report(expression.scanner->errorAtToken(kind, message));
+    } else {
+        expression.report(
+            {.kind = kind, .message = message, .line = expression.line(), .excerpt = {}, .name = {}});
+    }
 }
 
 int explex(YYSTYPE* value, void* parser) {
-    ExpLexer& lexer = lexerOf(parser);
+    ExpLexer* const scanner = expressionOf(parser).scanner;
+    if (scanner == nullptr) {
+        return YYEOF;
+    }
+    ExpLexer& lexer = *scanner;
     const int code = lexer.next();
     const auto length = static_cast<std::size_t>(lexer.YYLeng());
     if (code == NUM) {

@@ -19,16 +19,19 @@
     NAME(opdiv, a / b)                         \
     NAME(opmod, remainder(a, b))               \
     NAME(opexp, std::pow(a, b))                \
+    EXP_COMPARISON_OPERATIONS(NAME)            \
+    NAME(opbeq, ifKnown(a, b, a == b))         \
+    NAME(opbne, ifKnown(a, b, a != b))         \
+    NAME(oplor, logicalOr(a, b))               \
+    NAME(opland, logicalAnd(a, b))
+// of numbers
+#define EXP_COMPARISON_OPERATIONS(NAME)        \
     NAME(oplt, ifKnown(a, b, a < b))           \
     NAME(opgt, ifKnown(a, b, a > b))           \
     NAME(ople, ifKnown(a, b, a <= b))          \
     NAME(opge, ifKnown(a, b, a >= b))          \
-    NAME(opbeq, ifKnown(a, b, a == b))         \
-    NAME(opbne, ifKnown(a, b, a != b))         \
     NAME(opdeq, ifKnown(a, b, a == b))         \
-    NAME(opdne, ifKnown(a, b, a != b))         \
-    NAME(oplor, logicalOr(a, b))               \
-    NAME(opland, logicalAnd(a, b))
+    NAME(opdne, ifKnown(a, b, a != b))
 // clang-format on
 
 namespace operation {

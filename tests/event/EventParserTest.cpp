@@ -22,11 +22,14 @@ TEST(EventParser, FindsTheNames) {
         {"DI.+5 AI.-3 AI. 7 CAN.signal gps.speed GPS.Spe Logger.Star RC.TR can.signal1", {}},
         {"xCAN.signal1y.5 CAN.sigCAN.signal1 RC.FLEXRAY.signal3 FLEXRAI.5",
          {"CAN.signal1", "CAN.signal1", "FLEXRAY.signal3", "AI.5"}},
+        {"GPS.TimeGPS.Date RC.TRGPS.Speed AI.3DI.4.5CAN.signal6 .. LoggerGPS.Speed.Timer.",
+         {"GPS.Time", "GPS.Date", "RC.TRG", "AI.3", "DI.4", "CAN.signal6", "GPS.Speed"}},
         {"\0LIN.signal1\xff\0DI.2\0"s, {"LIN.signal1", "DI.2"}},
     };
     for (const auto& [text, names] : rows) {
         EXPECT_EQ(EventMentions(text).names, names);
-        EXPECT_EQ(tablesOf(EventParser(text).scanner), EventMentions(text).tables()) << text;
+        for (const EventSearch search : {EventSearch::Points, EventSearch::Scanner})
+            EXPECT_EQ(tablesOf(EventParser(text, search).scanner), EventMentions(text).tables()) << text;
     }
 }
 
@@ -57,7 +60,8 @@ TEST(EventParser, AgreesWithTheModelOnRandomTexts) {
     std::mt19937 random(81);
     for (std::size_t round = 0; round < 3000; ++round) {
         const std::string text = randomText(random, round % 1000 == 0 ? 20'000 : round % 40);
-        ASSERT_EQ(tablesOf(EventParser(text).scanner), EventMentions(text).tables()) << text;
+        for (const EventSearch search : {EventSearch::Points, EventSearch::Scanner})
+            ASSERT_EQ(tablesOf(EventParser(text, search).scanner), EventMentions(text).tables()) << text;
     }
 }
 
@@ -68,9 +72,11 @@ TEST(EventParser, ScansLongTextsAndNamesAndWrapsCounters) {
     text.resize(63'000'000);
     for (int mention = 0; mention < 65'538; ++mention)
         text += "RC.TRG ";
-    const EventParser parser(text);
-    EXPECT_EQ(parser.scanner.allSignals, (std::set<std::string>{name, "RC.TRG"}));
-    EXPECT_EQ(parser.scanner.rcCount, 2);
+    for (const EventSearch search : {EventSearch::Points, EventSearch::Scanner}) {
+        const EventParser parser(text, search);
+        EXPECT_EQ(parser.scanner.allSignals, (std::set<std::string>{name, "RC.TRG"}));
+        EXPECT_EQ(parser.scanner.rcCount, 2);
+    }
 }
 
 TEST(EventFlexer, AddsWhatAFurtherStreamHolds) {

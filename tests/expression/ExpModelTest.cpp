@@ -20,7 +20,11 @@ TEST_F(ExpModelTest, RandomExpressions) {
         const auto term = RandomExpression(seed, values).boolean(4);
         const std::string expected = std::isnan(term.value) ? "unknown" : term.value != 0 ? "true" : "false";
         ++seen[expected];
-        ASSERT_EQ(result(term.text), expected) << "seed " << seed << ": " << term.text;
+        ExpParser expression(term.text.c_str(), false, &storage);
+        ASSERT_TRUE(expression.isUsable()) << "seed " << seed << ": " << term.text;
+        ASSERT_EQ(result(expression), expected) << "seed " << seed << ": " << term.text;
+        expression.program.reserve(expression.program.size() + 1); // moves: it is run step by step
+        ASSERT_EQ(result(expression), expected) << "step by step, seed " << seed << ": " << term.text;
     }
     for (const char* const outcome : {"true", "false", "unknown"})
         EXPECT_GT(seen[outcome], 2'000) << outcome;

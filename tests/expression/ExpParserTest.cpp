@@ -5,14 +5,18 @@
 
 #include <atomic>
 #include <barrier>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <malloc.h>
 #include <new>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
 std::atomic<std::size_t> allocations = 0;
+std::atomic<std::size_t> bytesInUse = 0;
 
 /// A signal whose class has its own way of reading.
 class Doubling : public BaseSignal {
@@ -32,23 +36,28 @@ class Doubling : public BaseSignal {
 std::size_t allocationsSoFar() {
     return allocations;
 }
+std::size_t allocatedBytes() {
+    return bytesInUse;
+}
 
 // Not inlined: the compiler would take the pairs of new and free for mistakes.
-[[gnu::noinline]] void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     ++allocations;
-    if (void* const memory = std::malloc(size))
+    void* const memory = std::malloc(size);
+    bytesInUse += malloc_usable_size(memory);
+    return memory;
+}
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    if (void* const memory = operator new(size, std::nothrow))
         return memory;
     throw std::bad_alloc();
 }
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    ++allocations;
-    return std::malloc(size);
-}
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
+    bytesInUse -= malloc_usable_size(memory);
     std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    operator delete(memory);
 }
 
 using ExpParserTest = ExpressionTest;
@@ -141,6 +150,54 @@ TEST_F(ExpParserTest, ClientClassesReadInTheirOwnWay) {
     BaseSignal::getInstance("doubled", &storage)->writeRaw(21, 1);
     EXPECT_EQ(result("doubled == 42"), "true");
     EXPECT_EQ(result("42 == doubled && !(doubled != 42)"), "true");
+}
+
+TEST_F(ExpParserTest, ReadsSignalsOfEveryTypeAsTheyReadThemselves) {
+    const std::string name = "expression_" + std::to_string(getpid());
+    std::stringstream claims;
+    const struct {
+        signalValue_t type;
+        double scale, offset;
+    } definitions[] = {{signalValue_t::Unsigned, 0.1, -40},
+                       {signalValue_t::Signed, -0.25, 1e9},
+                       {signalValue_t::Float, 3, 0.5},
+                       {signalValue_t::Double, 1, -0.0}};
+    for (const auto& [type, scale, offset] : definitions) {
+        for (const bool shared : {false, true}) {
+            baseSignalDef_t definition = byteDefinition(name);
+            definition.type = type;
+            definition.scale = scale;
+            definition.offset = offset;
+            const CapturedOutput quiet;
+            BaseSignal signal(definition, shared, &storage);
+            for (const unsigned long raw : {0UL, 1UL, 0x42280000UL, 1UL << 63, ~0UL, 0x4045000000000000UL}) {
+                signal.writeRaw(raw, 1);
+                double expected = 0;
+                unsigned long timestamp = 0;
+                signal.read(expected, timestamp);
+                set("expected", expected);
+                signal.value = 0; // which reading sets
+                EXPECT_EQ(result(name + " == expected"), std::isnan(expected) ? "unknown" : "true") << raw;
+                EXPECT_EQ(std::bit_cast<std::uint64_t>(signal.value), std::bit_cast<std::uint64_t>(expected));
+            }
+            signal.clear();
+            EXPECT_EQ(result(name + " == 0"), "unknown");
+            claims << "/tmp/.rksignal-key-" << std::hex << (shared ? signal.key : 0) << '\n';
+        }
+    }
+    std::remove(("/tmp/" + name).c_str());
+    for (std::string path; std::getline(claims, path);)
+        std::remove(path.c_str());
+}
+
+TEST_F(ExpParserTest, KeepsNothingOfItsScanner) {
+    std::vector<std::unique_ptr<ExpParser>> expressions(1000);
+    set("Vehicle.Speed", 1);
+    set("Door.Open", 1);
+    const std::size_t before = allocatedBytes();
+    for (auto& expression : expressions)
+        expression = std::make_unique<ExpParser>("Vehicle.Speed > 50 && Door.Open == 1", true, &storage);
+    EXPECT_LE((allocatedBytes() - before) / expressions.size(), 1'500U);
 }
 
 TEST_F(ExpParserTest, EvaluationAllocatesNothing) {
