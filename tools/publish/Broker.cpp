@@ -109,6 +109,11 @@ void Broker::followEvents() {
         handle, [](mosquitto*, void* object, int code) { brokerOf(object).connected(code); });
     mosquitto_disconnect_callback_set(handle,
                                       [](mosquitto*, void* object, int) { brokerOf(object).disconnected(); });
+    mosquitto_log_callback_set(handle, [](mosquitto*, void* object, int level, const char* text) {
+        if (level == MOSQ_LOG_ERR) {
+            brokerOf(object).lastError = printable(text); // of TLS: nothing else tells what is wrong
+        }
+    });
     mosquitto_publish_callback_set(handle, [](mosquitto*, void* object, int) {
         Broker& broker = brokerOf(object);
         broker.underWay -= std::min<std::size_t>(broker.underWay, 1);
@@ -127,7 +132,7 @@ void Broker::settle(int code) {
     if (code == MOSQ_ERR_SUCCESS) {
         return;
     }
-    const std::string reason = reasonOf(code);
+    const std::string reason = code == MOSQ_ERR_TLS && !lastError.empty() ? lastError : reasonOf(code);
     disconnected();
     sayOutage(reason);
 }

@@ -81,6 +81,7 @@ class Broker {
     bool isConnected = false;
     bool isConnecting = false;
     bool outageIsSaid = false;
+    std::string lastError;         ///< what the MQTT library last complained about
     std::string refusal;           ///< why the broker refused, not yet thrown
     std::uint64_t nextTry = 0;     ///< steady clock, nanoseconds
     std::uint64_t tryDelay = 0;    ///< nanoseconds

@@ -62,17 +62,32 @@ class Background {
     pid_t process;
 };
 
-/// A port of the loopback address that was free a moment ago.
-inline std::string freePort() {
-    const int server = socket(AF_INET, SOCK_STREAM, 0);
+inline sockaddr_in loopback(std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+/// A port of the loopback address that was free a moment ago.
+inline std::string freePort() {
+    const int server = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
     bind(server, reinterpret_cast<sockaddr*>(&address), length);
     getsockname(server, reinterpret_cast<sockaddr*>(&address), &length);
     close(server);
     return std::to_string(ntohs(address.sin_port));
+}
+
+/// Whether somebody listens on it.
+inline bool answers(const std::string& port) {
+    const int client = socket(AF_INET, SOCK_STREAM, 0);
+    const sockaddr_in address = loopback(static_cast<std::uint16_t>(std::stoi(port)));
+    const bool isThere = connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    close(client);
+    return isThere;
 }
 
 /// Keeps what is published: the last message of each topic.

@@ -36,6 +36,7 @@ class Publish : public testing::Test {
     void startBroker(const std::string& settings) {
         broker.reset();
         broker.emplace(folder, "broker", std::string(brokerProgram) + " -c " + settings);
+        EXPECT_TRUE(becomesTrue([this] { return answers(port); }));
     }
     std::unique_ptr<Background> publish(const std::string& arguments) const {
         return std::make_unique<Background>(
