@@ -79,11 +79,8 @@ void nameSegments(std::vector<Candidate>& segments) {
 }
 
 void lookInto(Candidate& segment) {
-    if (segment.record.size < sizeof(signalSlot_t)) {
-        return;
-    }
-    if (const AttachedSlot attached(segment.record.shmId, AttachedSlot::Access::Read); attached.slot()) {
-        segment.look.emplace(*attached.slot());
+    if (const SlotView view = SlotView::ofSegment(segment.record.shmId); view.isAttached()) {
+        segment.look.emplace(view);
     }
 }
 
@@ -203,7 +200,7 @@ class LockWatch {
   public:
     void add(Candidate& segment) {
         if (segment.look && segment.look->isDefaultMutex && segment.look->lockWord != 0) {
-            held.push_back({&segment, {segment.record.shmId, AttachedSlot::Access::Read}});
+            held.push_back({&segment, SlotView::ofSegment(segment.record.shmId)});
         }
     }
 
@@ -224,21 +221,21 @@ class LockWatch {
   private:
     struct Held {
         Candidate* segment;
-        AttachedSlot attached;
+        SlotView view;
     };
 
-    /// Whether the lock was let go, or never will be.
+    /// Whether the lock was let go, if only for somebody else to take it, or never will be.
     static bool isDecided(const Held& each) {
-        if (each.attached.slot() == nullptr) {
+        if (!each.view.isAttached()) {
             return true; // removed meanwhile
         }
         Candidate& segment = *each.segment;
         const LockHolder holder = LockHolder::of(*segment.look);
         const bool isGone = holder.isCertain && holder.state == LockHolder::State::Gone;
-        const SlotLook now(*each.attached.slot());
+        const SlotLook now(each.view);
         if (!now.isHeldAs(*segment.look)) {
             segment.look = now;
-            return now.lockWord == 0;
+            return true;
         }
         if (isGone) { // looked up before `now`, so it is the holder, not one who had the lock before
             conclude(segment);

@@ -2,11 +2,10 @@
 
 #include "signal/KeyClaim.h"
 #include "signal/KeyFile.h"
+#include "signal/SlotHolder.h"
 #include "signal/SlotInventory.h"
 #include "signal/SlotLook.h"
-#include "signal/SlotMutex.h"
 
-#include <atomic>
 #include <cerrno>
 #include <sys/shm.h>
 
@@ -18,45 +17,30 @@ bool isSame(const SlotRecord& slot, const shmid_ds& status) {
            status.shm_segsz == slot.size && status.shm_cpid == slot.creator;
 }
 
-/// Makes the lock this thread's, if nobody has let it go or taken it since. \return 0 or EBUSY
-int takeOver(signalSlot_t& slot, std::uint32_t lockWord) {
-    int expected = static_cast<int>(lockWord);
-    const std::atomic_ref lock(slot.mutex.__data.__lock);
-    return lock.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed)
-               ? 0
-               : EBUSY;
-}
-
 } // namespace
 
 int SlotInventory::release(const SlotRecord& slot) {
-    if (slot.size < sizeof(signalSlot_t)) {
-        return EINVAL;
+    const SlotView view = SlotView::ofSegment(slot.shmId);
+    if (!view.isAttached()) {
+        return view.error() != 0 ? view.error() : EINVAL;
     }
     shmid_ds status{};
     if (shmctl(slot.shmId, IPC_STAT, &status) != 0) {
         return errno;
     }
-    const AttachedSlot attached(slot.shmId, AttachedSlot::Access::Write);
-    if (attached.slot() == nullptr) {
-        return attached.error();
-    }
-    if (!isSame(slot, status)) {
+    const SlotLook look(view);
+    const bool isAsBefore = isSame(slot, status) && look.lockWord != 0 && look.lockWord == slot.lockWord &&
+                            look.raw == slot.raw && look.timestamp == slot.timestamp;
+    if (!isAsBefore || LockHolder::of(look).state == LockHolder::State::Exists) {
         return EBUSY;
     }
-    signalSlot_t& content = *attached.slot();
-    const SlotLook look(content);
-    const bool isAsBefore = look.lockWord != 0 && look.lockWord == slot.lockWord && look.raw == slot.raw &&
-                            look.timestamp == slot.timestamp && look.isDefaultMutex;
-    if (!isAsBefore || LockHolder::of(look).state == LockHolder::State::Exists ||
-        takeOver(content, slot.lockWord) != 0) {
-        return EBUSY;
+    void* const address = shmat(slot.shmId, nullptr, 0);
+    if (address == reinterpret_cast<void*>(-1)) {
+        return errno;
     }
-    content.valid = 0;
-    content.raw = 0;
-    content.timestamp = 0;
-    content.mutex.__data.__owner = 0; // else the C library's word would stand for whoever comes next
-    return slotmutex::unlock(content.mutex);
+    const bool isReleased = releaseSlot(*static_cast<signalSlot_t*>(address), slot.lockWord);
+    shmdt(address);
+    return isReleased ? 0 : EBUSY;
 }
 
 int SlotInventory::remove(const SlotRecord& slot) {
