@@ -31,8 +31,7 @@ std::uint64_t steadyNow() {
 }
 
 std::string reasonOf(int code) {
-    return code == MOSQ_ERR_ERRNO || code == MOSQ_ERR_CONN_LOST ? std::strerror(errno) // NOLINT: one thread
-                                                                : mosquitto_strerror(code);
+    return code == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(code); // NOLINT: one thread
 }
 
 void check(int code, const std::string& what) {

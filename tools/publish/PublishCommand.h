@@ -4,7 +4,7 @@
 
 #include "Console.h"
 #include "command/DefinitionArguments.h"
-#include "publish/Broker.h"
+#include "publish/BrokerArguments.h"
 #include "publish/ValuePublisher.h"
 
 #include <cstddef>
@@ -19,9 +19,7 @@ namespace rksignal {
 
 struct PublishOptions : DefinitionOptions {
     std::vector<std::string> patterns; ///< of instance names; empty: all signals
-    std::string broker;                ///< `HOST[:PORT]`
-    std::string passwordFile;
-    BrokerSettings connection;
+    BrokerArguments connection;
     PublisherSettings form;
     std::string batch;    ///< duration; empty: no batches
     double rate = 0;      ///< messages a second of a signal; 0: no limit

@@ -35,7 +35,8 @@ struct Repair {
     int (*perform)(const SlotRecord&);
 };
 
-constexpr Repair releasing{"release", "released", "locked by nobody that is there", isReleasable,
+constexpr Repair releasing{"release", "released",
+                           "locked by threads that are gone or unknown, their values get lost", isReleasable,
                            SlotInventory::release};
 constexpr Repair removing{"remove", "removed", "left over, their values get lost",
                           [](const SlotRecord& slot) { return slot.has(SlotFault::LeftOver); },
