@@ -17,6 +17,7 @@
 #include "program/ManualPage.h"
 #include "publish/PublishCommand.h"
 #include "report/ReportCommand.h"
+#include "serve/ServeCommand.h"
 #include "shm/ShmCommand.h"
 #include "text/ClosestNames.h"
 #include "text/PrintableText.h"
@@ -116,6 +117,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addTriggerCommand(program, console, status);
     addAuditCommand(program, console, status);
     addReportCommand(program, console, status);
+    addServeCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
     addEventsCommand(program, console, status);
