@@ -16,8 +16,10 @@
 #include "program/CommandLine.h"
 #include "program/Completion.h"
 #include "program/ManualPage.h"
+#include "publish/PublishCommand.h"
 #include "report/ReportCommand.h"
 #include "serve/ServeCommand.h"
+#include "shm/ShmCommand.h"
 #include "text/ClosestNames.h"
 #include "text/PrintableText.h"
 #include "trigger/TriggerCommand.h"
@@ -124,6 +126,8 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);
     addCompareCommand(program, console, status);
+    addPublishCommand(program, console, status);
+    addShmCommand(program, console, status);
     addDescriptions(program, console);
     if (const std::string message = wrongCommand(program, arguments.front()); !message.empty()) {
         console.messages << "rksignal: " << message << "\nRun with --help for more information.\n";

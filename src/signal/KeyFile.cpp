@@ -159,12 +159,31 @@ std::string keyfile::rivalOf(const std::string& instance, key_t key) {
     return {};
 }
 
+std::multimap<key_t, std::string> keyfile::instancesByKey() {
+    std::multimap<key_t, std::string> instances;
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/tmp"), closedir);
+    while (const dirent* const entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
+        const std::string path = pathOf(entry->d_name);
+        if (!path.starts_with(ownPrefix) && looksLikeKeyFile(path)) {
+            instances.emplace(keyOf(path), entry->d_name);
+        }
+    }
+    return instances;
+}
+
+int keyfile::remove(const std::string& instance, key_t key) {
+    const std::string path = pathOf(instance);
+    const bool isKeyFile = isPlainFileName(instance) && looksLikeKeyFile(path) && keyOf(path) == key;
+    return !isKeyFile || unlink(path.c_str()) == 0 ? 0 : errno;
+}
+
 StartLock::StartLock() : directory(open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     constexpr timespec pause{.tv_sec = 0, .tv_nsec = 50'000};
     constexpr int maxTries = 10'000; // with the system's own delay of 50 microseconds: about a second
-    for (int tries = 0; tries < maxTries && flock(directory, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-         ++tries) {
+    held = flock(directory, LOCK_EX | LOCK_NB) == 0;
+    for (int tries = 0; !held && tries < maxTries && errno == EWOULDBLOCK; ++tries) {
         nanosleep(&pause, nullptr);
+        held = flock(directory, LOCK_EX | LOCK_NB) == 0;
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include "signal/SegmentAccess.h"
 
+#include <map>
 #include <string>
 #include <sys/types.h>
 
@@ -44,6 +45,13 @@ Creation create(const std::string& instance, const SegmentAccess& access);
 /// Reads the whole directory.
 std::string rivalOf(const std::string& instance, key_t key);
 
+/// The files in /tmp that may be key files, by their keys.
+std::multimap<key_t, std::string> instancesByKey();
+
+/// Removes the key file of an instance if it has this key. To be called with the `StartLock`, when nobody is
+/// attached to the segment of that key. \return 0 or the error number
+int remove(const std::string& instance, key_t key);
+
 } // namespace keyfile
 
 /// Held by a process while it finds or creates a segment: no other process does so meanwhile. It is the lock
@@ -56,6 +64,10 @@ class StartLock {
     StartLock(const StartLock&) = delete;
     StartLock& operator=(const StartLock&) = delete;
 
+    /// Whether it was got.
+    bool isHeld() const { return held; }
+
   private:
     int directory;
+    bool held = false;
 };

@@ -66,6 +66,10 @@ class RKSIGNAL_EXPORT SlotView {
     /// Whether the segment has not been removed, and the name still leads to it. Two system calls.
     bool isCurrent() const;
 
+    /// All of the slot, where everything may change at any moment and may be anything; null if nothing is
+    /// attached. For examinations: values are read by `read`.
+    const signalSlot_t* content() const { return slot.get(); }
+
     /// The slot's lock word as it is now (signal/SlotMutex.h); 0 if nothing is attached.
     std::uint32_t lockWord() const;
     /// The signal's name as it stands in the slot, at most 32 bytes of anything; empty if nothing is
