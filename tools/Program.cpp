@@ -19,6 +19,7 @@
 #include "text/ClosestNames.h"
 #include "text/PrintableText.h"
 #include "trigger/TriggerCommand.h"
+#include "watch/WatchCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -116,6 +117,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addReportCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
+    addWatchCommand(program, console, status);
     addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);

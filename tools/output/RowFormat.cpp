@@ -110,6 +110,11 @@ void RowFormat::setMessage(const MessageInfo& message) {
     appendOrigin(common, syntax, message.origin);
 }
 
+void RowFormat::setOrigin(const MessageOrigin& origin) {
+    common.assign(syntax.open).append(noneText());
+    appendOrigin(common, syntax, origin);
+}
+
 void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
                       std::optional<std::uint64_t> count) {
     out.append(common);
@@ -124,6 +129,15 @@ void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueS
         writeInteger(*count);
     }
     out.append(syntax.close);
+    out.endRow();
+}
+
+void RowFormat::writeWithoutValue(const SignalCells& cells) {
+    for (const std::string_view part : {std::string_view(common), std::string_view(cells.head()), noneText(),
+                                        std::string_view(cells.unit()), noneText(), syntax.text,
+                                        std::string_view(cells.none()), syntax.close}) {
+        out.append(part);
+    }
     out.endRow();
 }
 

@@ -47,6 +47,7 @@ class SignalCells {
 
     const std::string& head() const { return instance; }  ///< from before the instance up to the value
     const std::string& unit() const { return unitToRaw; } ///< from behind the value up to the raw value
+    const std::string& none() const { return noText; }    ///< the quoted text of a raw value that has none
     /// Appends the quoted text of a raw value.
     void appendText(std::uint64_t raw, OutputBuffer& out) const;
 
@@ -78,10 +79,15 @@ class RowFormat {
 
     /// Sets what the next rows have in common. Call before write().
     void setMessage(const MessageInfo& message);
+    /// The same without a time.
+    void setOrigin(const MessageOrigin& origin);
     void write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
                std::optional<std::uint64_t> count = {});
+    /// A row of a signal that has none.
+    void writeWithoutValue(const SignalCells& cells);
 
   private:
+    std::string_view noneText() const { return syntax.json ? "null" : ""; }
     void writeValue(double value);
     void writeRawCell(std::uint64_t raw, signalValue_t type);
     void writeInteger(std::uint64_t value);
