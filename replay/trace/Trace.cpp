@@ -266,6 +266,10 @@ void Trace::deliver(MessageSink& sink) {
     state->traces.deliver(sink);
 }
 
+void Trace::deliver(MessageSink& sink, std::uint64_t timestamp) {
+    state->traces.deliver(sink, timestamp);
+}
+
 void Trace::run(MessageSink& sink) {
     State& all = *state;
     while (!sink.closed() && all.next()) {

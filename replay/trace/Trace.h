@@ -135,6 +135,8 @@ class RKREPLAY_EXPORT Trace {
     /// Number of the trace that the message comes from.
     std::size_t source() const;
     void deliver(MessageSink& sink);
+    /// With another time stamp.
+    void deliver(MessageSink& sink, std::uint64_t timestamp);
 
     /// Delivers all further messages, until stop() or until the sink is closed. A sink that has been opened
     /// again gets those behind with another call. \throws Error

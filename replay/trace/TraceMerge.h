@@ -21,8 +21,9 @@ class TraceMerge {
 
     /// Goes on to the next message of all traces. \return false at their end \throws Error
     bool next();
-    /// Hands it over. REQUIRES: next() returned true.
-    void deliver(MessageSink& sink) { inputs[current].source->handOver(sink, inputs[current].time); }
+    /// Hands it over, with `time` for its time stamp. REQUIRES: next() returned true.
+    void deliver(MessageSink& sink, std::uint64_t time) { inputs[current].source->handOver(sink, time); }
+    void deliver(MessageSink& sink) { deliver(sink, inputs[current].time); }
     std::size_t source() const { return current; }                   ///< of the message
     std::uint64_t timestamp() const { return inputs[current].time; } ///< of the message, shifted
     std::uint64_t turn() const { return inputs[current].turn; }      ///< the time that it counts as having

@@ -47,9 +47,8 @@ struct PayloadBytes {
     }
 };
 
-/// Whether a value that was just read from the slot was one. `clear`, which takes no lock, takes the validity
-/// away before the value, so that validity is looked at after the value. Processors of this kind keep the
-/// order of stores and that of loads; the compiler is told to.
+/// Whether a value that was just read from the slot was one: looked at last, since `clear`, which takes no
+/// lock, takes it away first.
 bool isStillValid(const signalSlot_t& slot) {
     std::atomic_signal_fence(std::memory_order_acquire);
     return slot.valid != 0;
@@ -277,10 +276,7 @@ bool BaseSignal::isModified() const {
 }
 
 void BaseSignal::clear() {
-    slot->valid = 0; // first: see isStillValid
-    std::atomic_signal_fence(std::memory_order_release);
-    slot->raw = 0;
-    slot->timestamp = 0;
+    slot->clear();
     value = 0.0;
     modified = true;
 }

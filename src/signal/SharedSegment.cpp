@@ -2,6 +2,8 @@
 
 #include "signal/KeyClaim.h"
 #include "signal/KeyFile.h"
+#include "signal/SlotMutex.h"
+#include "signal/SlotWait.h"
 
 #include <cerrno>
 #include <sys/ipc.h>
@@ -17,6 +19,9 @@ constexpr int readAndWrite = 0666;
 
 /// How often a segment may vanish between finding and attaching it, before that is reported.
 constexpr int maxVanished = 100;
+
+/// How long a blank slot may be locked before it is initialised all the same, ns.
+constexpr std::int64_t longestWait = 100'000'000;
 
 SharedSegment missingFile(int error) {
     return {.outcome = Outcome::MissingFile, .error = error, .owner = {}};
@@ -64,6 +69,25 @@ SharedSegment findOrCreate(key_t key, const SegmentAccess& access) {
     }
 }
 
+/// Initialises a slot unless that has been done. Others may do the same at this moment, or write already, if
+/// this process or another goes on without the StartLock: so it is done under the slot's lock, unless that
+/// cannot be had.
+void initialise(signalSlot_t& slot, const std::string& signal) {
+    int result = EBUSY;
+    for (SlotWait wait(slot.mutex); slot.isBlank() && result == EBUSY && wait.duration() < longestWait;) {
+        result = wait.takesOver() ? 0 : slotmutex::tryLock(slot.mutex);
+        if (result == EBUSY) {
+            wait.pause();
+        }
+    }
+    if (slot.isBlank()) {
+        slot.initialise(signal);
+    }
+    if (result == 0) {
+        slotmutex::unlock(slot.mutex);
+    }
+}
+
 /// Attaches the slot, and initialises it unless that has been done.
 void attach(SharedSegment& segment, const std::string& signal) {
     void* const address = shmat(segment.shmId, nullptr, 0);
@@ -72,9 +96,7 @@ void attach(SharedSegment& segment, const std::string& signal) {
         return;
     }
     segment.slot = static_cast<signalSlot_t*>(address);
-    if (segment.slot->isBlank()) {
-        segment.slot->initialise(signal);
-    }
+    initialise(*segment.slot, signal);
 }
 
 /// Whether the segment was removed after it had been found.

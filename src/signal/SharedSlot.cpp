@@ -4,9 +4,9 @@
 #include "signal/Diagnostics.h"
 #include "signal/KeyFile.h"
 #include "signal/SharedSegment.h"
+#include "signal/SlotWait.h"
 
 #include <cerrno>
-#include <sched.h>
 #include <sys/shm.h>
 
 bool BaseSignal::createSharedMemory() {
@@ -69,11 +69,17 @@ void BaseSignal::releaseSharedMemory() {
 /// \param result of the first try, which has failed
 void BaseSignal::keepTryingToLock(int result) {
     constexpr LogSite site{"BaseSignal", "lock"};
-    for (; result == EBUSY; result = slotmutex::tryLock(slot->mutex)) {
+    for (SlotWait wait(slot->mutex); result == EBUSY; result = slotmutex::tryLock(slot->mutex)) {
+        if (wait.takesOver()) {
+            slot->clear();
+            logError(site, def.instance, ": thread ", std::dec, wait.formerHolder().thread,
+                     " died while it held the lock, value cleared");
+            return;
+        }
         if (debug) {
             logDebug(site, "mutex trylock(", def.instance, "): retrying");
         }
-        sched_yield();
+        wait.pause();
     }
     if (result != 0) {
         logSystemError(site, result, "mutex trylock(", def.instance, ")");

@@ -21,8 +21,9 @@
 /// - `name` and `padding` are never read. `name` may lack its NUL.
 /// - `valid` counts as 1 unless it is 0.
 /// - `mutex`: its kind and its lock word are looked at. With a kind other than the default one it refuses to
-///   be locked, which is reported; operations go on without it. A lock word that is never zero makes
-///   operations wait for ever. Nothing else in it is read, and no call of the C library gets it.
+///   be locked, which is reported; operations go on without it. A lock word that is never zero
+///   makes operations wait for ever, unless it names a thread that has died. Nothing else in it is read, and
+///   no call of the C library gets it.
 /// - `raw` and `timestamp` may be any 64 bits.
 struct signalSlot_t {
     std::uint64_t size = 0; ///< sizeof(signalSlot_t) once initialised
@@ -44,6 +45,14 @@ struct signalSlot_t {
         raw = unwrittenRaw;
         timestamp = unwrittenTimestamp;
         std::atomic_ref(size).store(sizeof *this, std::memory_order_release);
+    }
+    /// Leaves it without a value. The validity goes first: who looks at it last never takes what is half zero
+    /// for a value. Processors of this kind keep the order of stores, and of loads; the compiler is told to.
+    void clear() {
+        valid = 0;
+        std::atomic_signal_fence(std::memory_order_release);
+        raw = 0;
+        timestamp = 0;
     }
     /// Whether it was never initialised nor written to.
     bool isBlank() { return std::atomic_ref(size).load(std::memory_order_acquire) == 0 && valid == 0; }

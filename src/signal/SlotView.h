@@ -77,7 +77,7 @@ class RKSIGNAL_EXPORT SlotView {
         void operator()(const signalSlot_t* attached) const;
     };
 
-    void attach();
+    RKSIGNAL_HIDDEN void attach();
 
     std::string instance;
     key_t segmentKey = -1;

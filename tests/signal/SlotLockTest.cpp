@@ -3,9 +3,14 @@
 #include "signal/SharedMemoryTest.h"
 
 #include "bus/CANSignal.h"
+#include "rkutil/LogUtil.h"
+#include "signal/SlotHolder.h"
+#include "signal/SlotView.h"
 
 #include <array>
 #include <bit>
+#include <chrono>
+#include <csignal>
 #include <cstring>
 #include <thread>
 
@@ -141,6 +146,129 @@ TEST_F(SlotLock, NoTornPairBetweenFourProcesses) {
     EXPECT_EQ(peers[0].answer(), "0 torn\n" + retry);
     EXPECT_EQ(peers[1].answer(), "0 torn\n" + retry);
     stop.writeRaw(1, 1);
+}
+
+TEST_F(SlotLock, LockWordsNameTheirHolder) {
+    const std::uint32_t tag = static_cast<std::uint32_t>(slotmutex::makeOwnMark()) >> 22 << 22;
+    const auto own = static_cast<std::uint32_t>(gettid());
+    const auto dead = static_cast<std::uint32_t>(fork());
+    if (dead == 0)
+        _exit(0);
+    siginfo_t ended{};
+    EXPECT_EQ(waitid(P_PID, dead, &ended, WEXITED | WNOWAIT), 0); // not reaped: a zombie from now on
+    using Kind = SlotHolder::Kind;
+    const struct {
+        std::uint32_t word;
+        Kind kind;
+        std::uint32_t thread;
+        bool isGone;
+    } rows[] = {
+        {0, Kind::Nobody, 0, false},
+        {1, Kind::CLibrary, 0, false},
+        {2, Kind::CLibrary, 0, false},
+        {tag | own, Kind::Thread, own, false},
+        {tag | 1, Kind::Thread, 1, false},
+        {tag | dead, Kind::Thread, dead, true},
+        {tag | 0x3FFFFF, Kind::Thread, 0x3FFFFF, true}, // beyond kernel.pid_max
+        {(tag ^ 1U << 22) | dead, Kind::OtherThread, dead, false},
+        {3, Kind::Unintelligible, 0, false},
+        {tag, Kind::Unintelligible, 0, false},
+        {0xFFFFFFFF, Kind::Unintelligible, 0, false},
+    };
+    for (const auto& row : rows) {
+        const SlotHolder holder = SlotHolder::of(row.word);
+        EXPECT_EQ(holder.kind, row.kind) << row.word;
+        EXPECT_EQ(holder.thread, static_cast<pid_t>(row.thread)) << row.word;
+        EXPECT_EQ(holder.isGone(), row.isGone) << row.word;
+    }
+    waitpid(static_cast<pid_t>(dead), nullptr, 0);
+    EXPECT_TRUE(SlotHolder::of(tag | dead).isGone());
+}
+
+TEST_F(SlotLock, LockOfADeadThreadPassesOnWithoutItsValue) {
+    BaseSignal signal(definition("S"), true);
+    pthread_mutex_t& mutex = signal.slot->mutex;
+    unsigned long raw = 0, timestamp = 0;
+    const std::function<void()> operations[] = {
+        [&] { EXPECT_FALSE(signal.read(raw, timestamp)); },
+        [&] { signal.writeRaw(1, 2); },
+        [&] { signal.invalidate(); },
+    };
+    for (const auto& operation : operations) {
+        signal.writeRaw(7, 7);
+        const pid_t holder = fork();
+        if (holder == 0)
+            _exit(slotmutex::tryLock(mutex));
+        waitpid(holder, nullptr, 0);
+        EXPECT_EQ(SlotView(signal.def.instance).read(raw, timestamp), SlotView::State::Held);
+        output.take();
+        operation();
+        EXPECT_EQ(output.take(),
+                  filled("[ERROR] BaseSignal::lock() NAME: thread ID died while it held the lock, "
+                         "value cleared\n",
+                         {{"NAME", signal.def.instance}, {"ID", std::to_string(holder)}}));
+        EXPECT_EQ(slotmutex::wordOf(mutex), 0);
+    }
+    EXPECT_EQ(rawText(signal), "invalid");
+}
+
+/// Until somebody who knows better releases it.
+TEST_F(SlotLock, LockOfAnyoneElseStaysWithHim) {
+    BaseSignal signal(definition("S"), true);
+    pthread_mutex_t& mutex = signal.slot->mutex;
+    const Peer inC(
+        {[&] { return std::to_string(pthread_mutex_trylock(&mutex)) + std::to_string(getpid()); }});
+    const Peer here({[&] { return std::to_string(slotmutex::tryLock(mutex)) + std::to_string(getpid()); },
+                     [] { return std::string(); }}); // which it waits for
+    const Peer elsewhere({[&] {
+        slotmutex::ownMark = slotmutex::makeOwnMark() ^ 1 << slotmutex::threadBits;
+        return std::to_string(slotmutex::tryLock(mutex)) + std::to_string(getpid());
+    }});
+    const std::tuple<const Peer&, bool, SlotHolder::Kind> rows[] = {
+        // who holds it, whether he dies
+        {inC, true, SlotHolder::Kind::CLibrary},
+        {here, false, SlotHolder::Kind::Thread},
+        {elsewhere, true, SlotHolder::Kind::OtherThread},
+    };
+    for (const auto& [holder, dies, kind] : rows) {
+        signal.writeRaw(7, 7);
+        const std::string answer = holder.step();
+        EXPECT_EQ(answer[0], '0');
+        if (dies) {
+            kill(std::stoi(answer.substr(1)), SIGKILL);
+            holder.answer(); // its end
+        }
+        const auto word = static_cast<std::uint32_t>(slotmutex::wordOf(mutex));
+        EXPECT_EQ(SlotHolder::of(word).kind, kind);
+        const auto start = std::chrono::steady_clock::now();
+        bool wasReleased = false;
+        BaseSignal::debug = 1;
+        LogUtil::setReceiver([&](LogLevel, std::string_view) {
+            // Long after a dead one would have been found.
+            if (!wasReleased && std::chrono::steady_clock::now() - start > std::chrono::milliseconds(50)) {
+                EXPECT_FALSE(releaseSlot(*signal.slot, word + 1));
+                EXPECT_EQ(signal.slot->raw, 7U);
+                EXPECT_TRUE(wasReleased = releaseSlot(*signal.slot, word));
+            }
+        });
+        EXPECT_EQ(rawText(signal), "invalid");
+        EXPECT_TRUE(wasReleased);
+        BaseSignal::debug = 0;
+        LogUtil::setReceiver({});
+    }
+}
+
+TEST_F(SlotLock, ChildForkedUnderTheLockIsNotItsHolder) {
+    BaseSignal signal(definition("S"), true);
+    pthread_mutex_t& mutex = signal.slot->mutex;
+    EXPECT_EQ(slotmutex::tryLock(mutex), 0);
+    const Peer child({[&] {
+        slotmutex::unlock(mutex);
+        return std::to_string(slotmutex::tryLock(mutex));
+    }});
+    EXPECT_EQ(child.step(), std::to_string(EBUSY));
+    EXPECT_EQ(slotmutex::unlock(mutex), 0);
+    EXPECT_EQ(slotmutex::tryLock(mutex), 0);
 }
 
 } // namespace

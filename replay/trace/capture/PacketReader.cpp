@@ -1,7 +1,7 @@
 #include "trace/capture/PacketReader.h"
 
 #include "rkutil/ByteOrder.h"
-#include "trace/CanFrame.h"
+#include "trace/SocketCanFrame.h"
 
 #include <algorithm>
 #include <iterator>
@@ -80,45 +80,15 @@ std::optional<FrameContent> PacketReader::readCooked(Bytes packet) {
     return readCanFrame(isHostBigEndian ? bigEndian<4>(frame.data()) : littleEndian<4>(frame.data()), frame);
 }
 
-/// Identifier and flags (4 bytes), length, CAN FD flags, two more bytes, data.
 std::optional<FrameContent> PacketReader::readCanFrame(std::uint32_t id, Bytes packet) {
-    constexpr std::uint32_t extendedFlag = 0x80000000;
-    constexpr std::uint32_t remoteFlag = 0x40000000;
-    constexpr std::uint32_t errorFlag = 0x20000000;
-    constexpr std::uint8_t xlFlag = 0x80; // in place of the length
     constexpr std::uint8_t fdFlag = 0x04;
     constexpr std::size_t headLength = 8;
     constexpr std::size_t classicBytes = 8;
-    if (packet.size() < headLength) {
-        return fail(tooShort);
-    }
-    const std::uint8_t length = packet[4];
-    if ((length & xlFlag) != 0) {
-        return PassedMessage::Xl;
-    }
-    if ((id & errorFlag) != 0) {
-        return PassedMessage::Error;
-    }
     // Older recorders do not set the flag; their CAN FD frames have room for 64 bytes.
-    const bool fd = (packet[5] & fdFlag) != 0 || length > classicBytes ||
-                    packet.size() == headLength + can.payload.size();
-    if ((id & remoteFlag) != 0 && !fd) { // CAN FD has no remote frames (ISO 11898-1)
-        return PassedMessage::Remote;
-    }
-    if (length > can.payload.size()) {
-        return fail("CAN frame of more than 64 bytes");
-    }
-    if (packet.size() < headLength + length) {
-        return fail(tooLong);
-    }
-    const bool extended = (id & extendedFlag) != 0;
+    const bool isFd = packet.size() >= headLength && ((packet[5] & fdFlag) != 0 || packet[4] > classicBytes ||
+                                                      packet.size() == headLength + can.payload.size());
     can.channel = channel;
-    can.frameFormat = (extended ? CANExtTraceMessage::Extended : CANExtTraceMessage::Standard) |
-                      (fd ? CANExtTraceMessage::FdStandard : CANExtTraceMessage::Standard);
-    can.canId = id & greatestCanId(extended);
-    can.length = length;
-    std::copy_n(packet.begin() + headLength, length, can.payload.begin());
-    return &can;
+    return readSocketCanFrame(id, isFd, packet, can, reason);
 }
 
 /// Revision of the format, three more bytes, a byte of length, message type and checksum type, protected
