@@ -16,6 +16,7 @@ constexpr std::size_t rateWidth = 5;
 constexpr std::size_t textColumnWidth = 16;
 constexpr std::size_t mostUnit = 8;
 constexpr std::size_t leastName = 12;
+constexpr std::size_t usualName = 18; ///< where names are longer, other columns come first
 
 const char* titleOf(WatchColumn column) {
     switch (column) {
@@ -82,7 +83,7 @@ std::string fitted(const std::string& number, std::size_t width) {
 std::vector<WatchCell> watchColumns(std::size_t width, const WatchModel& model) {
     const std::size_t natural = std::max(model.widestName(), textWidth(titleOf(WatchColumn::Name)));
     const std::size_t unit = std::clamp<std::size_t>(model.widestUnit(), 4, mostUnit);
-    std::vector<WatchCell> columns = {{WatchColumn::Name, std::min(natural, std::max(leastName, width / 2))},
+    std::vector<WatchCell> columns = {{WatchColumn::Name, std::min(natural, std::max(usualName, width / 4))},
                                       {WatchColumn::Value, valueWidth}};
     std::size_t used = columns[0].width + 1 + valueWidth;
     const auto add = [&](WatchColumn column, std::size_t cells) {
