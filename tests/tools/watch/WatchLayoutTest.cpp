@@ -70,8 +70,8 @@ struct WatchLayout : testing::Test {
 };
 
 TEST_F(WatchLayout, LittleRoomKeepsWhatMatters) {
-    give("Selector", 1, 0);
-    give("Branch", 100, 0);
+    give("Selector", 1, 1);
+    give("Branch", 100, 1);
     const struct {
         std::size_t width;
         const char* header;
@@ -79,17 +79,17 @@ TEST_F(WatchLayout, LittleRoomKeepsWhatMatters) {
     } cases[] = {
         {100, "instance                        value unit text                  age    Hz course          ",
          "  WatchLayoutTest.Branch|*33.33333333|km/h|                | missing|     |                "},
-        {60, "instance                        value unit      age",
-         "  WatchLayoutTest.Branch|*33.33333333|km/h| missing"},
-        {40, "instance                  value      age", "  …utTest.Branch  |*33.33333333| missing"},
-        {20, "instance      value", "  …anch|*33.33333333"},
-        {1, "", "|"},
+        {60, "instance                        value unit      age    Hz",
+         "  WatchLayoutTest.Branch|*33.33333333|km/h| missing|     "},
+        {40, "instance                  value      age", "  …youtTest.Branch|*33.33333333| missing"},
+        {20, "instance       value", "  …Branch|*33.333333"},
+        {1, "", ""},
     };
     for (const auto& expected : cases) {
         SCOPED_TRACE(expected.width);
         const std::string header = headerText(watchColumns(expected.width, model));
         EXPECT_LE(textWidth(header), expected.width);
-        EXPECT_EQ(line("Branch", expected.width, 0), expected.branch);
+        EXPECT_EQ(line("Branch", expected.width, 1), expected.branch);
         EXPECT_EQ(header, expected.header);
     }
 }
