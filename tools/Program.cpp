@@ -16,6 +16,7 @@
 #include "program/Completion.h"
 #include "program/ManualPage.h"
 #include "report/ReportCommand.h"
+#include "serve/ServeCommand.h"
 #include "text/ClosestNames.h"
 #include "text/PrintableText.h"
 #include "trigger/TriggerCommand.h"
@@ -115,6 +116,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addTriggerCommand(program, console, status);
     addAuditCommand(program, console, status);
     addReportCommand(program, console, status);
+    addServeCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
     addWatchCommand(program, console, status);

@@ -46,6 +46,20 @@ MessageDecoder::MessageDecoder(const MessageDefinition& message, const std::vect
     if (!fields.empty() && fields.front().signal->shmem) {
         writtenHere.resize(fields.size());
     }
+    findPlain();
+}
+
+/// Whether all frames that are long enough write all fields, of which nothing more is asked: they are
+/// private, no multiplexer selects among them, and there are no values to count.
+void MessageDecoder::findPlain() {
+    const auto isSelected = [](const Field& field) { return field.multiplexer != none; };
+    if (!reserved.empty() || !writtenHere.empty() || std::any_of(fields.begin(), fields.end(), isSelected)) {
+        return;
+    }
+    plainIds = signals();
+    for (const Field& field : fields) {
+        plainEnd = std::max<std::size_t>(plainEnd, field.end);
+    }
 }
 
 /// The 8 bytes that hold the field end where it does, or are the first 8: bytes that were not received are
@@ -124,11 +138,24 @@ bool MessageDecoder::decodePdu(const CANExtTraceMessage& received, std::size_t l
     return !ids.empty();
 }
 
+inline std::uint64_t MessageDecoder::cut(const Field& field, const std::uint8_t* bytes) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes + field.word, sizeof word);
+    return field.cut(field.bigEndian ? bitfield::swapped(word) : word, field.isSigned);
+}
+
 /// REQUIRES: `length` bytes, and at least 8, can be read.
 template <bool countsReserved>
 void MessageDecoder::decodeFields(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp,
                                   std::vector<unsigned long>& ids) {
     lastLength = length;
+    if (plainEnd <= length && !plainIds.empty()) {
+        for (const Field& field : fields) {
+            writePrivate(field, cut(field, bytes), timestamp);
+        }
+        ids = plainIds;
+        return;
+    }
     for (std::size_t i = 0; i < fields.size();) {
         const Field& field = fields[i];
         if (field.multiplexer != none && !isSelected(field)) {
@@ -137,10 +164,7 @@ void MessageDecoder::decodeFields(const std::uint8_t* bytes, std::size_t length,
             ++counts.untouched;
             i = field.branchEnd;
         } else {
-            std::uint64_t word = 0;
-            std::memcpy(&word, bytes + field.word, sizeof word);
-            const std::uint64_t raw =
-                field.cut(field.bigEndian ? bitfield::swapped(word) : word, field.isSigned);
+            const std::uint64_t raw = cut(field, bytes);
             write(i, raw, timestamp);
             ids.push_back(field.signal->id);
             if constexpr (countsReserved) {
@@ -158,8 +182,12 @@ inline void MessageDecoder::write(std::size_t field, std::uint64_t raw, std::uin
         writtenHere[field] = raw;
         return;
     }
-    signalSlot_t& slot = *fields[field].slot;
-    signal.modified = slot.raw != raw;
+    writePrivate(fields[field], raw, timestamp);
+}
+
+inline void MessageDecoder::writePrivate(const Field& field, std::uint64_t raw, std::uint64_t timestamp) {
+    signalSlot_t& slot = *field.slot;
+    field.signal->modified = slot.raw != raw;
     slot.raw = raw;
     slot.timestamp = timestamp;
     slot.valid = 1;

@@ -110,7 +110,10 @@ class RKREPLAY_EXPORT MessageDecoder {
     void addField(const SignalDefinition& signal, CANSignal& built);
     void decodeMessage(const std::uint8_t* bytes, const Payload& received, std::vector<unsigned long>& ids);
     void write(std::size_t field, std::uint64_t raw, std::uint64_t timestamp);
+    static std::uint64_t cut(const Field& field, const std::uint8_t* bytes);
+    static void writePrivate(const Field& field, std::uint64_t raw, std::uint64_t timestamp);
     std::uint64_t lastValue(std::size_t field) const;
+    void findPlain();
     template <bool countsReserved>
     void decodeFields(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp,
                       std::vector<unsigned long>& ids);
@@ -125,6 +128,8 @@ class RKREPLAY_EXPORT MessageDecoder {
     std::vector<j1939::ReservedValues> reserved; ///< as fields; empty unless this is a parameter group
     /// As fields, of shared values: what this decoder wrote last, whoever else has written since.
     std::vector<std::uint64_t> writtenHere;
+    std::vector<unsigned long> plainIds; ///< of all fields, if each frame writes them all; else empty
+    std::size_t plainEnd = 0;            ///< behind the last byte of all fields
     std::optional<std::uint8_t> sender;
     bool isFurther = false;
     std::size_t lastLength = 0; ///< of the last frame

@@ -78,11 +78,11 @@ std::unique_ptr<CompiledCondition> CompiledCondition::compile(const ConditionTex
 
 CompiledCondition::CompiledCondition(ConditionText text, std::string translation,
                                      std::unique_ptr<ExpParser> parser)
-    : source(std::move(text)), translated(std::move(translation)), program(std::move(parser)),
-      expressionTree(*program), values(program->program.size()) {}
+    : source(std::move(text)), translated(std::move(translation)), program(std::move(parser)) {}
 
-std::span<const double> CompiledCondition::evaluate() {
+std::vector<double> CompiledCondition::evaluate() {
     ExpParser& machine = *program;
+    std::vector<double> values(machine.program.size());
     machine.clearstack();
     auto value = values.begin();
     for (machine.pc = machine.program.begin(); machine.pc != machine.program.end(); ++machine.pc) {

@@ -7,7 +7,6 @@
 #include "text/Remark.h"
 
 #include <memory>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -24,15 +23,16 @@ class CompiledCondition {
     const ConditionText& text() const { return source; }
     /// The expression in the language of librksignal, see ConditionLanguage.h.
     const std::string& translation() const { return translated; }
-    const ExpressionTree& tree() const { return expressionTree; }
+    /// Made when it is asked for, as the values are: few conditions are ever explained.
+    ExpressionTree tree() const { return ExpressionTree(*program); }
 
     /// Evaluates and gives the signals: `getExpResult`, `getTrigger`, `signals`.
     ExpParser& parser() { return *program; }
     const ExpParser& parser() const { return *program; }
 
     /// Evaluates every sub-expression, by the library's own operations. \return the values by node, NaN where
-    /// unknown; good until the next call
-    std::span<const double> evaluate();
+    /// unknown
+    std::vector<double> evaluate();
 
   private:
     CompiledCondition(ConditionText text, std::string translation, std::unique_ptr<ExpParser> parser);
@@ -40,8 +40,6 @@ class CompiledCondition {
     ConditionText source;
     std::string translated;
     std::unique_ptr<ExpParser> program;
-    ExpressionTree expressionTree;
-    std::vector<double> values;
 };
 
 } // namespace rksignal

@@ -55,7 +55,7 @@ class Check {
         : condition(condition), tree(condition.tree()), remarks(remarks) {}
 
     void run() {
-        const std::span<const double> now = condition.evaluate();
+        const std::vector<double> now = condition.evaluate();
         if (tree.isConstant(tree.root())) {
             warn("the expression reads no signal: it " +
                  std::string(verdict(truthOf(Interval::of(now.back())))));
@@ -214,7 +214,7 @@ class Check {
     }
 
     CompiledCondition& condition;
-    const ExpressionTree& tree;
+    const ExpressionTree tree;
     RemarkList& remarks;
     std::vector<Interval> intervals; ///< by node
 };

@@ -107,8 +107,8 @@ class Explainer {
                (meaning.empty() ? "" : " (" + meaning + ")");
     }
 
-    const ExpressionTree& tree;
-    const std::span<const double> values;
+    const ExpressionTree tree;
+    const std::vector<double> values;
     const UnknownReason& reason;
     std::ostream& out;
     std::vector<Line> open; ///< lines still to be written, the next one last

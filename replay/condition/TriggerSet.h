@@ -9,7 +9,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace rksignal {
@@ -26,11 +28,22 @@ class TriggerSet {
     /// Whether a condition uses the signal; none uses one that was added since. Signals are named by their
     /// index in Catalog::signals().
     bool uses(std::size_t signal) const {
-        return signal + 1 < offsets.size() && offsets[signal] != offsets[signal + 1];
+        return signal < signals.size() && signals[signal].firstUser != signals[signal].lastUser;
     }
 
-    /// A signal has changed: its conditions are due. REQUIRES: the catalog has the signal.
-    void touch(std::size_t signal);
+    /// A message has written the signal: if that has changed its value, or given it one, its conditions are
+    /// due. REQUIRES here and below: uses(signal)
+    void written(std::size_t signal) {
+        UsedSignal& used = signals[signal];
+        if (!std::exchange(used.isKnown, true) || used.signal->modified) {
+            touch(used);
+        }
+    }
+    /// The signal has lost its value: its conditions are due.
+    void lost(std::size_t signal) {
+        signals[signal].isKnown = false;
+        touch(signals[signal]);
+    }
 
     /// Evaluates what is due, each condition once. \return those that fire, by index and in their order; good
     /// until the next call
@@ -38,28 +51,42 @@ class TriggerSet {
     /// Those that this has found false, and were true when last known; good as long.
     std::span<const std::uint32_t> ended() const { return ending; }
 
-    std::size_t size() const { return triggers.size(); }
-    const Condition& condition(std::size_t trigger) const { return triggers[trigger].condition; }
-    const TriggerCounts& counts(std::size_t trigger) const { return triggers[trigger].counts; }
+    /// What a condition is at this moment; nothing while that cannot be known. Counts for nothing.
+    std::optional<bool> value(std::size_t trigger) const;
+
+    std::size_t size() const { return conditions.size(); }
+    const Condition& condition(std::size_t trigger) const { return conditions[trigger]; }
+    const TriggerCounts& counts(std::size_t trigger) const { return triggers[places[trigger]].counts; }
 
   private:
-    struct Trigger {
-        Condition condition;
-        ExpParser* parser; ///< of the condition, without a detour: most conditions are not in the cache
+    /// What an evaluation needs and changes, in one cache line. Most are in no cache when their turn comes.
+    struct alignas(64) Trigger {
+        ExpParser* parser; ///< of the condition
         TriggerCounts counts = {};
+        std::uint32_t number; ///< of the condition
         bool isEdgeTrigger = false;
         bool wasTrue = false; ///< when last known
         bool isDue = false;
     };
+    /// What a written signal needs, side by side with the other signals of its message.
+    struct UsedSignal {
+        const BaseSignal* signal = nullptr;
+        std::uint32_t firstUser = 0; ///< its part of `users`
+        std::uint32_t lastUser = 0;  ///< behind it
+        bool isKnown = false;        ///< has a value
+    };
 
     void buildIndex(const Catalog& catalog);
-    void evaluate(std::uint32_t number);
+    void touch(const UsedSignal& signal);
+    void evaluate(Trigger& trigger);
 
-    std::vector<Trigger> triggers;
-    std::vector<std::uint32_t> offsets; ///< by signal: where its part of `users` starts; one more at the end
-    std::vector<std::uint32_t> users;   ///< triggers, grouped by signal
+    std::vector<Condition> conditions;
+    std::vector<Trigger> triggers;     ///< those of one message lie together
+    std::vector<std::uint32_t> places; ///< by number of the condition: index of its trigger
+    std::vector<UsedSignal> signals;
+    std::vector<std::uint32_t> users; ///< triggers by index, grouped by signal
     std::vector<std::uint32_t> due;
-    std::vector<std::uint32_t> firing;
+    std::vector<std::uint32_t> firing; ///< by number of the condition, as are those that end
     std::vector<std::uint32_t> ending;
 };
 

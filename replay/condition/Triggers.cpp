@@ -21,8 +21,7 @@ FiringSink::~FiringSink() = default;
 
 struct Triggers::State {
     State(const Catalog& catalog, std::vector<Condition> conditions, TriggerSettings given)
-        : catalog(catalog), triggers(catalog, std::move(conditions)), settings(std::move(given)),
-          known(catalog.signals().size()) {
+        : catalog(catalog), triggers(catalog, std::move(conditions)), settings(std::move(given)) {
         if (settings.timeout) {
             timeouts.emplace(catalog.signals().size(), *settings.timeout);
         }
@@ -52,7 +51,6 @@ struct Triggers::State {
     std::vector<FiringSink*> firingSinks;
     std::vector<ValueSink*> valueSinks;
     std::optional<SignalTimeouts> timeouts;
-    std::vector<bool> known; ///< by signal: has a value; only of those that conditions use
     std::uint64_t now = 0;
     std::size_t nextMoment = 0;
 };
@@ -87,8 +85,7 @@ void Triggers::State::expire(std::uint64_t end) {
 
 void Triggers::State::forget(std::size_t signal) {
     catalog.signals()[signal]->clear();
-    known[signal] = false;
-    triggers.touch(signal);
+    triggers.lost(signal);
 }
 
 void Triggers::State::fire(std::uint64_t timestamp, const std::optional<MessageOrigin>& origin) {
@@ -165,10 +162,7 @@ void Triggers::written(const MessageInfo& message, std::span<const unsigned long
         if (all.timeouts) {
             all.timeouts->written(signal, all.now);
         }
-        if (!all.known[signal] || all.catalog.signals()[signal]->isModified()) {
-            all.known[signal] = true;
-            all.triggers.touch(signal);
-        }
+        all.triggers.written(signal);
     });
     for (ValueSink* const sink : all.valueSinks) {
         sink->written(message, ids);
@@ -181,8 +175,7 @@ void Triggers::withdrawn(const MessageInfo& message, std::span<const unsigned lo
         if (all.timeouts) {
             all.timeouts->withdraw(signal);
         }
-        all.known[signal] = false;
-        all.triggers.touch(signal);
+        all.triggers.lost(signal);
     });
     for (ValueSink* const sink : all.valueSinks) {
         sink->withdrawn(message, ids);
@@ -216,6 +209,10 @@ const Condition& Triggers::condition(std::size_t trigger) const {
 
 const TriggerCounts& Triggers::counts(std::size_t trigger) const {
     return state->triggers.counts(trigger);
+}
+
+std::optional<bool> Triggers::evaluate(std::size_t trigger) const {
+    return state->triggers.value(trigger);
 }
 
 std::string Triggers::explain(const Condition& condition) const {

@@ -78,6 +78,8 @@ class RKREPLAY_EXPORT Triggers final : public ValueSink {
     const Condition& condition(std::size_t trigger) const;
     const TriggerCounts& counts(std::size_t trigger) const;
 
+    /// Whether the condition is true at this moment; nothing while that cannot be known. Counts for nothing.
+    std::optional<bool> evaluate(std::size_t trigger) const;
     /// Condition::explain(), with the reasons: never seen, timed out, branch inactive, frame too short or no
     /// fix.
     std::string explain(const Condition& condition) const;

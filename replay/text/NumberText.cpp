@@ -46,6 +46,32 @@ char* writeDateAndClock(char* out, std::uint64_t second) {
     return writePadded(at, ofDay % 60, 2);
 }
 
+/// Writes a number that has at most `digits` decimals. No two numbers of at most 15 digits are the same
+/// double, so the one that gives `value` is its shortest text. Costs a division, a tenth of the general way.
+/// \param scale 10 to the power of `digits` \return null if it has more decimals, or is too great
+char* writeDecimals(char* out, double value, double scale, int digits) {
+    const double magnitude = std::fabs(value);
+    const double scaled = magnitude * scale + 0.5;
+    if (!(scaled < integerLimit)) {
+        return nullptr;
+    }
+    const auto whole = static_cast<std::uint64_t>(scaled);
+    if (static_cast<double>(whole) / scale != magnitude) {
+        return nullptr;
+    }
+    const auto divisor = static_cast<std::uint64_t>(scale);
+    if (std::signbit(value)) {
+        *out++ = '-';
+    }
+    out = std::to_chars(out, out + maxNumberText / 2, whole / divisor).ptr;
+    *out++ = '.';
+    out = writePadded(out, whole % divisor, digits);
+    while (out[-1] == '0') {
+        --out;
+    }
+    return out;
+}
+
 } // namespace
 
 char* writeDouble(char* out, double value) {
@@ -57,6 +83,12 @@ char* writeDouble(char* out, double value) {
             return std::to_chars(out, end, integer).ptr;
         }
         if (magnitude >= 1e-5) {
+            if (char* const at = writeDecimals(out, value, 1e3, 3)) {
+                return at;
+            }
+            if (char* const at = writeDecimals(out, value, 1e8, 8)) {
+                return at;
+            }
             return std::to_chars(out, end, value, std::chars_format::fixed).ptr;
         }
     }

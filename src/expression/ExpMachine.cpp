@@ -127,8 +127,12 @@ void ExpMachine::compile(const std::vector<ExpParser::Step>& program) {
 
 template <bool direct>
 bool ExpMachine::addAll(const std::vector<ExpParser::Step>& program) {
-    return std::all_of(program.begin(), program.end(),
-                       [this](const auto& step) { return add<direct>(step); });
+    for (const ExpParser::Step& step : program) {
+        if (!add<direct>(step)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 /// \return whether the step can be carried out with what is on the stack

@@ -14,7 +14,10 @@ using Attachment = SlotView::Attachment;
 
 class SlotViews : public SharedMemoryTest {
   protected:
-    SlotViews() { BaseSignal::detachOnly = true; }
+    void SetUp() override {
+        SharedMemoryTest::SetUp();
+        BaseSignal::detachOnly = true;
+    }
 
     static std::string textOf(const SlotView& view) {
         std::uint64_t raw = 7, timestamp = 7;

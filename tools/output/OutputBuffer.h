@@ -38,7 +38,9 @@ class OutputBuffer {
         used += text.size();
     }
 
-    /// Room for at least `size` bytes, at most 4096, to be confirmed by advance().
+    static constexpr std::size_t mostReserved = 4096;
+
+    /// Room for at least `size` bytes, at most `mostReserved`, to be confirmed by advance().
     char* reserve(std::size_t size) {
         if (size > capacity - used) {
             makeRoom(size);

@@ -1,10 +1,12 @@
 #include "output/RowFormat.h"
 
+#include "bus/CANSignal.h"
 #include "input/GPSSignal.h"
 
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <typeinfo>
 
 namespace rksignal {
 namespace {
@@ -50,7 +52,7 @@ SignalCells::SignalCells(const BaseSignal& signal, const RowSyntax& syntax)
     : computing(dynamic_cast<const GPSSignal*>(&signal)), quote(syntax.quote),
       instance(std::string(syntax.instance) + syntax.quote(signal.def.instance) + std::string(syntax.value)),
       unitToRaw(std::string(syntax.unit) + syntax.quote(signal.def.unit) + std::string(syntax.raw)),
-      noText(syntax.quote("")) {
+      noText(syntax.quote("")), isPlain(typeid(signal) == typeid(CANSignal)) {
     for (const auto& [raw, text] : signal.def.valueDescriptions) {
         texts.emplace_back(raw, syntax.quote(text));
     }
@@ -104,60 +106,110 @@ ValueSample ValueSample::of(BaseSignal& signal) {
     return sample;
 }
 
+/// Messages of one origin follow each other, so its cells are kept.
 void RowFormat::setMessage(const MessageInfo& message) {
-    common.assign(syntax.open);
-    appendTime(common, syntax, time, message.timestamp);
-    appendOrigin(common, syntax, message.origin);
+    if (!latest || latest->channel != message.origin.channel || latest->kind != message.origin.kind) {
+        latest = message.origin;
+        parts.clear();
+        appendOrigin(parts, syntax, message.origin);
+        origin.set(parts);
+    }
+    parts.assign(syntax.open);
+    appendTime(parts, syntax, time, message.timestamp);
+    parts += origin.view();
+    common.set(parts);
 }
 
-void RowFormat::setOrigin(const MessageOrigin& origin) {
-    common.assign(syntax.open).append(noneText());
-    appendOrigin(common, syntax, origin);
+void RowFormat::setOrigin(const MessageOrigin& messageOrigin) {
+    parts.assign(syntax.open).append(noneText());
+    appendOrigin(parts, syntax, messageOrigin);
+    common.set(parts);
 }
 
 void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
                       std::optional<std::uint64_t> count) {
-    out.append(common);
-    out.append(cells.head());
-    writeValue(sample.value);
+    out.append(common.view());
+    out.append(cells.head().view());
+    out.advance(writeValue(out.reserve(maxNumberText), sample.value));
     out.append(cells.unit());
-    writeRawCell(sample.raw, type);
+    out.advance(writeRawCell(out.reserve(maxNumberText), sample.raw, type));
     out.append(syntax.text);
     cells.appendText(sample.raw, out);
     if (count) {
         out.append(syntax.count);
-        writeInteger(*count);
+        out.advance(writeRaw(out.reserve(maxNumberText), *count, signalValue_t::Unsigned));
     }
     out.append(syntax.close);
     out.endRow();
 }
 
 void RowFormat::writeWithoutValue(const SignalCells& cells) {
-    for (const std::string_view part : {std::string_view(common), std::string_view(cells.head()), noneText(),
-                                        std::string_view(cells.unit()), noneText(), syntax.text,
-                                        std::string_view(cells.none()), syntax.close}) {
+    for (const std::string_view part :
+         {common.view(), cells.head().view(), noneText(), std::string_view(cells.unit()), noneText(),
+          syntax.text, std::string_view(cells.none()), syntax.close}) {
         out.append(part);
     }
     out.endRow();
 }
 
-void RowFormat::writeValue(double value) {
-    if (syntax.json && !std::isfinite(value)) {
-        out.append("null");
-    } else {
-        out.advance(writeDouble(out.reserve(maxNumberText), value));
+/// What stands behind the head follows from the raw value, and is kept for the next row with that value.
+void RowFormat::write(const SignalCells& cells, BaseSignal& signal, RowEndings& endings) {
+    const std::size_t room = common.size() + cells.head().size() + RowEndings::longest + PaddedText::block;
+    if (!keepsEndings || !cells.areOfRaw() || room > OutputBuffer::mostReserved) {
+        return write(cells, signal.def.type, ValueSample::of(signal));
     }
+    unsigned long raw = 0;
+    unsigned long timestamp = 0;
+    signal.read(raw, timestamp);
+    const RowEndings::Ending* const known = endings.find(raw);
+    char made[longestEnding];
+    const std::string_view text = known != nullptr ? std::string_view() : makeEnding(cells, signal, made);
+    if (known == nullptr && text.empty()) {
+        return write(cells, signal.def.type, ValueSample::of(signal));
+    }
+    char* at = cells.head().copyTo(common.copyTo(out.reserve(room)));
+    if (known != nullptr) {
+        std::memcpy(at, known->text.data(), RowEndings::longest);
+        out.advance(at + known->length);
+    } else {
+        out.advance(at);
+        out.append(text);
+        endings.keep(raw, text, budget);
+    }
+    out.endRow();
 }
 
-void RowFormat::writeRawCell(std::uint64_t raw, signalValue_t type) {
-    const bool quoted = syntax.json && (type == signalValue_t::Float || type == signalValue_t::Double);
-    out.append(quoted ? "\"" : "");
-    out.advance(writeRaw(out.reserve(maxNumberText), raw, type));
-    out.append(quoted ? "\"" : "");
+/// Everything behind the head, at `text`, which has room for `longestEnding`. \return empty if it is longer
+std::string_view RowFormat::makeEnding(const SignalCells& cells, BaseSignal& signal, char* text) const {
+    const ValueSample sample = ValueSample::of(signal);
+    const std::string_view description = cells.text(sample.raw);
+    constexpr std::size_t numbers = std::size_t{3} * maxNumberText; // with what stands around them
+    if (cells.unit().size() + description.size() + numbers > longestEnding) {
+        return {};
+    }
+    const auto append = [](char* at, std::string_view piece) { return at + piece.copy(at, piece.size()); };
+    char* at = append(writeValue(text, sample.value), cells.unit());
+    at = append(writeRawCell(at, sample.raw, signal.def.type), syntax.text);
+    at = append(append(at, description), syntax.close);
+    return {text, at};
 }
 
-void RowFormat::writeInteger(std::uint64_t value) {
-    out.advance(writeRaw(out.reserve(maxNumberText), value, signalValue_t::Unsigned));
+char* RowFormat::writeValue(char* at, double value) const {
+    constexpr std::string_view none = "null";
+    return syntax.json && !std::isfinite(value) ? at + none.copy(at, none.size()) : writeDouble(at, value);
+}
+
+/// Takes at most `maxNumberText`: in quotes is only what has 18 characters.
+char* RowFormat::writeRawCell(char* at, std::uint64_t raw, signalValue_t type) const {
+    const bool isQuoted = syntax.json && (type == signalValue_t::Float || type == signalValue_t::Double);
+    if (isQuoted) {
+        *at++ = '"';
+    }
+    at = writeRaw(at, raw, type);
+    if (isQuoted) {
+        *at++ = '"';
+    }
+    return at;
 }
 
 } // namespace rksignal

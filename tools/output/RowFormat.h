@@ -3,6 +3,8 @@
 #pragma once
 
 #include "output/OutputBuffer.h"
+#include "output/PaddedText.h"
+#include "output/RowEndings.h"
 #include "signal/BaseSignal.h"
 #include "text/NumberText.h"
 #include "value/ValueSink.h"
@@ -45,20 +47,23 @@ class SignalCells {
     /// `signal` must outlive the cells.
     SignalCells(const BaseSignal& signal, const RowSyntax& syntax);
 
-    const std::string& head() const { return instance; }  ///< from before the instance up to the value
+    const PaddedText& head() const { return instance; }   ///< from before the instance up to the value
     const std::string& unit() const { return unitToRaw; } ///< from behind the value up to the raw value
     const std::string& none() const { return noText; }    ///< the quoted text of a raw value that has none
+    /// Whether everything behind the head follows from the raw value.
+    bool areOfRaw() const { return isPlain; }
+    /// The quoted text of a raw value. REQUIRES: areOfRaw()
+    std::string_view text(std::uint64_t raw) const;
     /// Appends the quoted text of a raw value.
     void appendText(std::uint64_t raw, OutputBuffer& out) const;
 
   private:
-    std::string_view text(std::uint64_t raw) const;
-
     const BaseSignal* computing; ///< computes its texts; null: they are in the table
     std::string (*quote)(std::string_view);
-    std::string instance;
+    PaddedText instance;
     std::string unitToRaw;
     std::string noText;
+    bool isPlain;
     std::vector<std::pair<std::uint64_t, std::string>> texts; ///< by raw value
 };
 
@@ -80,22 +85,34 @@ class RowFormat {
     /// Sets what the next rows have in common. Call before write().
     void setMessage(const MessageInfo& message);
     /// The same without a time.
-    void setOrigin(const MessageOrigin& origin);
+    void setOrigin(const MessageOrigin& messageOrigin);
     void write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
                std::optional<std::uint64_t> count = {});
     /// A row of a signal that has none.
     void writeWithoutValue(const SignalCells& cells);
+    /// The same of the value that `signal` has, without a count: the fast way, for many rows.
+    void write(const SignalCells& cells, BaseSignal& signal, RowEndings& endings);
+
+    /// Whether endings of rows are kept. Off: each row is written anew, with the same result.
+    static constexpr bool keepsEndings = true;
 
   private:
     std::string_view noneText() const { return syntax.json ? "null" : ""; }
-    void writeValue(double value);
-    void writeRawCell(std::uint64_t raw, signalValue_t type);
-    void writeInteger(std::uint64_t value);
+    /// Longest ending that is put together before it is written.
+    static constexpr std::size_t longestEnding = 512;
+
+    char* writeValue(char* at, double value) const;
+    char* writeRawCell(char* at, std::uint64_t raw, signalValue_t type) const;
+    std::string_view makeEnding(const SignalCells& cells, BaseSignal& signal, char* text) const;
 
     const RowSyntax& syntax;
     OutputBuffer& out;
     TimeText time;
-    std::string common; ///< time, channel and bus
+    std::string parts;                   ///< what is put together
+    std::optional<MessageOrigin> latest; ///< of the message before
+    PaddedText origin;                   ///< its cells
+    PaddedText common;                   ///< time, channel and bus
+    RowEndings::Budget budget;
 };
 
 } // namespace rksignal

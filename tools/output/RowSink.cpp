@@ -15,7 +15,8 @@ RowSink::RowSink(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& 
 
 void RowSink::addColumn(std::size_t signal, bool selected) {
     BaseSignal& added = *catalog.signals()[signal];
-    columns.push_back({&added, SignalCells(added, syntax), selected, false});
+    const std::uint64_t greatest = added.d_maksBits;
+    columns.push_back({&added, SignalCells(added, syntax), RowEndings(greatest), selected, false});
 }
 
 void RowSink::signalsAdded() {
@@ -24,14 +25,17 @@ void RowSink::signalsAdded() {
     }
 }
 
+/// The first value counts as a change, whatever the slot held before.
+bool RowSink::isChanged(Column& column) {
+    return !std::exchange(column.seen, true) || column.signal->isModified();
+}
+
 void RowSink::written(const MessageInfo& message, std::span<const unsigned long> ids) {
     format.setMessage(message);
     for (const unsigned long id : ids) {
         Column& column = columns[catalog.indexOf(id)];
-        // The first value counts as a change, whatever the slot held before.
-        const bool changed = !std::exchange(column.seen, true) || column.signal->isModified();
-        if (column.selected && (changed || !changedOnly)) {
-            format.write(column.cells, column.signal->def.type, ValueSample::of(*column.signal));
+        if (column.selected && (!changedOnly || isChanged(column))) {
+            format.write(column.cells, *column.signal, column.endings);
         }
     }
 }

@@ -31,10 +31,12 @@ class RowSink : public ValueSink {
     struct Column {
         BaseSignal* signal;
         SignalCells cells;
+        RowEndings endings;
         bool selected;
         bool seen;
     };
 
+    static bool isChanged(Column& column);
     void addColumn(std::size_t signal, bool selected);
 
     const Catalog& catalog;

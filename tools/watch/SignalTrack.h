@@ -19,10 +19,11 @@ class SignalTrack {
     double value = 0;                ///< physical
     std::uint64_t raw = 0;           ///< as it lies in the slot
     std::uint64_t timestamp = 0;     ///< nanoseconds since 1970-01-01 UTC
+    std::uint64_t seenAt = 0;        ///< steady clock: when the value was found
     std::uint64_t changedAt = 0;     ///< steady clock, nanoseconds; 0: never
     std::uint32_t changedNumber = 0; ///< grows with each change of any signal; 0: never
 
-    /// A value came. `isClose`: the one before was looked for so shortly before that hardly any was missed.
+    /// A value came. `isClose`: since the one before, looks were so close that hardly any was missed.
     void note(double newValue, std::uint64_t newRaw, std::uint64_t newTimestamp, bool isClose) {
         if (hasValue && newTimestamp > timestamp) {
             ++(isClose ? closeValues : values);

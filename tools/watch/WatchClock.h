@@ -20,7 +20,7 @@ class WatchClock {
         return (now / step + 1) * step;
     }
     /// Whether two looks at these times are so close that hardly a value is missed between them.
-    bool areClose(std::uint64_t former, std::uint64_t now) const { return now - former <= interval / 5; }
+    bool areClose(std::uint64_t former, std::uint64_t now) const { return now - former <= interval * 3 / 20; }
     /// Whether the close looks of a second have ended between the two times.
     bool hasSettled(std::uint64_t former, std::uint64_t now) const {
         return now >= 2 * interval &&

@@ -152,7 +152,8 @@ void WatchModel::written(const MessageInfo& message, std::span<const unsigned lo
         double value = 0;
         unsigned long timestamp = 0;
         signal.read(value, timestamp);
-        track.note(value, signal.slot->raw, message.timestamp, isClose);
+        track.note(value, signal.slot->raw, message.timestamp, track.seenAt >= closeSince);
+        track.seenAt = now;
         if (isFirst || signal.isModified()) {
             track.changedAt = now;
             track.changedNumber = ++changes;
@@ -169,9 +170,11 @@ void WatchModel::withdrawn(const MessageInfo& /*message*/, std::span<const unsig
     }
 }
 
-void WatchModel::startPoll(const WatchTime& time, bool close) {
+void WatchModel::startPoll(const WatchTime& time, bool isClose) {
     now = time.steady;
-    isClose = close;
+    if (!isClose) {
+        closeSince = now;
+    }
 }
 
 void WatchModel::settleRates() {

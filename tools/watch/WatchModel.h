@@ -103,8 +103,8 @@ class WatchModel : public ValueSink {
     bool reversed = false;
     bool hidesEmpty = false;
     bool hasValueTexts = false;
-    bool isClose = false;
-    std::uint64_t now = 0; ///< steady
+    std::uint64_t now = 0;        ///< steady
+    std::uint64_t closeSince = 0; ///< steady: no two looks since were far apart
     std::uint32_t changes = 0;
     std::size_t nameWidth = 0;
     std::size_t unitWidth = 0;

@@ -1,10 +1,10 @@
 #include "trace/log/CandumpLine.h"
 
 #include "trace/CanFrame.h"
+#include "trace/log/HexDigits.h"
 #include "trace/log/Seconds.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstddef>
 #include <system_error>
@@ -13,21 +13,6 @@ namespace rksignal {
 namespace {
 
 constexpr std::uint32_t errorFlag = 0x20000000; // of an 8-digit identifier
-
-/// The value of a hexadecimal digit by character, -1 for any other character.
-constexpr std::array<std::int8_t, 256> hexValues = [] {
-    std::array<std::int8_t, 256> values{};
-    values.fill(-1);
-    for (int digit = 0; digit < 16; ++digit) {
-        values[static_cast<unsigned char>("0123456789ABCDEF"[digit])] = static_cast<std::int8_t>(digit);
-        values[static_cast<unsigned char>("0123456789abcdef"[digit])] = static_cast<std::int8_t>(digit);
-    }
-    return values;
-}();
-
-int hexValue(char character) {
-    return hexValues[static_cast<unsigned char>(character)];
-}
 
 /// At most 15 bytes, none of them a control character, a blank, `/` or `:`.
 bool isInterfaceName(std::string_view name) {
@@ -281,6 +266,23 @@ class LineParser {
 
 const char* parseCandumpLine(std::string_view line, CandumpLine& result) {
     return LineParser(line, result).parse();
+}
+
+void deliverLine(CandumpLine& line, MessageSink& sink, std::uint64_t time) {
+    switch (line.kind) {
+    case CandumpLine::Kind::Data:
+        line.frame.timestamp = time;
+        sink.receive(line.frame);
+        break;
+    case CandumpLine::Kind::Remote:
+        sink.pass(PassedMessage::Remote, time);
+        break;
+    case CandumpLine::Kind::Error:
+        sink.pass(PassedMessage::Error, time);
+        break;
+    default:
+        sink.pass(PassedMessage::Xl, time);
+    }
 }
 
 } // namespace rksignal

@@ -12,7 +12,7 @@
 /// The name may be padded with blanks, and ` T` or ` R` behind a frame says whether it was sent or received.
 #pragma once
 
-#include "rktrace/CANExtTraceMessage.h"
+#include "trace/MessageSink.h"
 
 #include <cstdint>
 #include <string_view>
@@ -43,5 +43,8 @@ struct CandumpLine {
 /// \return null, or why the line is not a candump line (a text with static lifetime); `result` is then
 ///         unspecified
 const char* parseCandumpLine(std::string_view line, CandumpLine& result);
+
+/// Hands over what was read, with `time` for its time stamp. REQUIRES: it is no DropCount
+void deliverLine(CandumpLine& line, MessageSink& sink, std::uint64_t time);
 
 } // namespace rksignal

@@ -52,7 +52,11 @@ bool CandumpTrace::next() {
 
 /// \return null, or why the line cannot be used
 const char* CandumpTrace::read(std::string_view text) {
+    if (CandumpShape::isUsed && shape.read(text, line)) {
+        return nullptr;
+    }
     const char* reason = parseCandumpLine(text, line);
+    const bool isLog = reason == nullptr;
     if (reason != nullptr && !isPart && CandumpScreen::isLine(text)) {
         reason = screen.read(text, line);
     }
@@ -64,24 +68,14 @@ const char* CandumpTrace::read(std::string_view text) {
     }
     const auto channel = channels.channelOf(line.interfaceName);
     line.frame.channel = channel.value_or(0);
+    if (channel && isLog) {
+        shape.learn(text, line, *channel);
+    }
     return channel ? nullptr : "too many different interface names";
 }
 
 void CandumpTrace::deliver(MessageSink& sink, std::uint64_t time) {
-    switch (line.kind) {
-    case CandumpLine::Kind::Data:
-        line.frame.timestamp = time;
-        sink.receive(line.frame);
-        break;
-    case CandumpLine::Kind::Remote:
-        sink.pass(PassedMessage::Remote, time);
-        break;
-    case CandumpLine::Kind::Error:
-        sink.pass(PassedMessage::Error, time);
-        break;
-    default:
-        sink.pass(PassedMessage::Xl, time);
-    }
+    deliverLine(line, sink, time);
 }
 
 void CandumpTrace::completeReport() {

@@ -5,6 +5,7 @@
 #include "trace/ChannelMap.h"
 #include "trace/log/CandumpLine.h"
 #include "trace/log/CandumpScreen.h"
+#include "trace/log/CandumpShape.h"
 #include "trace/log/LineTrace.h"
 
 #include <cstdint>
@@ -39,6 +40,7 @@ class CandumpTrace : public LineTrace {
 
     ChannelMap& channels;
     CandumpScreen screen;
+    CandumpShape shape;
     CandumpLine line;
     bool isPart = false; ///< what depends on lines before it cannot be read
 };

@@ -19,7 +19,8 @@ std::size_t bufferSize(const InputFile& file) {
 
 LineReader::LineReader(InputFile& file) : file(file), buffer(bufferSize(file)), at(buffer.data()), end(at) {}
 
-bool LineReader::next(std::string_view& line) {
+/// The first line, one that is too long, and one that is not wholly in the buffer, among all others.
+bool LineReader::nextOfAnyKind(std::string_view& line) {
     if (unfinished && !skipLine()) {
         return false;
     }

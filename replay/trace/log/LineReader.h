@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,7 +25,21 @@ class LineReader {
     /// the next call. A line of more than `maxLength` bytes gives its first `maxLength`; see tooLong().
     /// \return false at the end of the file
     /// \throws Error if reading fails; the text names the file.
-    bool next(std::string_view& line);
+    bool next(std::string_view& line) {
+        const bool isPlain = number > 0 && !unfinished;
+        const auto* const lineEnd = static_cast<const char*>(
+            isPlain ? std::memchr(at, '\n', static_cast<std::size_t>(end - at)) : nullptr);
+        if (lineEnd == nullptr || lineEnd - at > static_cast<std::ptrdiff_t>(maxLength)) [[unlikely]] {
+            return nextOfAnyKind(line);
+        }
+        line = {at, lineEnd};
+        line.remove_suffix(lineEnd != at && lineEnd[-1] == '\r' ? 1 : 0);
+        at = lineEnd + 1;
+        overlong = false;
+        ended = true;
+        ++number;
+        return true;
+    }
 
     bool tooLong() const { return overlong; }
     bool hasLineEnd() const { return ended; } ///< of the last line given; only the file's last has none
@@ -32,6 +47,7 @@ class LineReader {
     const std::string& path() const { return file.path(); }
 
   private:
+    bool nextOfAnyKind(std::string_view& line);
     bool refill();
     bool lastLine(std::string_view& line);
     bool skipLine();

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
+#include <iterator>
+#include <random>
 #include <string>
 
 namespace rksignal {
@@ -27,6 +30,26 @@ TEST(NumberText, IsTheShortestThatReadsBackTheSame) {
                   textOf(writeRaw, ~0UL << 32 | 1, signalValue_t::Float) +
                   textOf(writeRaw, 1UL, signalValue_t::Double),
               "-9223372036854775808 0x00000001 0x0000000000000001 ");
+}
+
+/// Numbers with few decimals go a shorter way than those that the standard library writes, and so do their
+/// neighbours, which differ in the last bit only.
+TEST(NumberText, IsTheSameWhateverTheNumberOfDecimals) {
+    std::mt19937_64 random(1);
+    std::uniform_int_distribution<int> decimals(0, 10);
+    for (int i = 0; i < 200'000; ++i) {
+        const auto whole = static_cast<double>(random() >> (random() % 63));
+        const double exact = (i % 2 == 0 ? 1 : -1) * whole / std::pow(10, decimals(random));
+        for (const double value : {exact, std::nextafter(exact, 0)}) {
+            char text[512];
+            const bool isFixed = std::fabs(value) >= 1e-5 && std::fabs(value) < 1e15;
+            const auto result = isFixed ? std::to_chars(text, std::end(text), value, std::chars_format::fixed)
+                                        : std::to_chars(text, std::end(text), value);
+            if (isFixed || value != std::trunc(value)) {
+                ASSERT_EQ(doubleText(value), std::string(text, result.ptr));
+            }
+        }
+    }
 }
 
 } // namespace

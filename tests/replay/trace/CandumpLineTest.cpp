@@ -1,22 +1,22 @@
 #include "trace/log/CandumpLine.h"
+#include "trace/log/CandumpShape.h"
 
 #include <gtest/gtest.h>
 
 #include <iomanip>
+#include <iterator>
+#include <memory>
+#include <random>
 #include <sstream>
 
 namespace rksignal {
 namespace {
 
-/// `data can1 5 std 123 [2] 1122 0 0` with flags and length code at the end, or the reason why it is not
-/// read.
-std::string read(const std::string& text, CandumpLine& line) {
+/// `data can1 5 std 123 [2] 1122 0 0` with flags and length code at the end.
+std::string show(const CandumpLine& line) {
     constexpr const char* kinds[] = {"data ", "remote ", "error ", "xl ", "drop count "};
     constexpr const char* formats[] = {" std ", " ext ", " fd std ", " fd ext "};
     constexpr const char* directions[] = {"", " received", " sent"};
-    if (const char* const reason = parseCandumpLine(text, line)) {
-        return reason;
-    }
     std::ostringstream out;
     out << kinds[static_cast<int>(line.kind)];
     if (line.kind == CandumpLine::Kind::DropCount || line.kind == CandumpLine::Kind::Xl) {
@@ -32,6 +32,12 @@ std::string read(const std::string& text, CandumpLine& line) {
     out << ' ' << int{line.fdFlags} << ' ' << int{line.lengthCode}
         << directions[static_cast<int>(line.direction)];
     return out.str();
+}
+
+/// That, or the reason why it is not read.
+std::string read(const std::string& text, CandumpLine& line) {
+    const char* const reason = parseCandumpLine(text, line);
+    return reason != nullptr ? reason : show(line);
 }
 
 /// One record serves all lines.
@@ -80,6 +86,45 @@ TEST(CandumpLine, IsReadOrRefusedWithAReason) {
     for (const auto& [text, expected] : rows) {
         EXPECT_EQ(read(text, line), expected) << text;
     }
+}
+
+/// What the shape reads at once is what the plain way reads; all whole lines of the usual form are among it.
+TEST(CandumpShape, ReadsWhatThePlainWayReads) {
+    const std::string lines[] = {"(1626905042.645596) can1 0CF00400#507D8DD11200F48E",
+                                 "(1626905042.000001) vcan12 7FF#",
+                                 "(7.999999) x 1FFFFFFF#aB",
+                                 "(0001626905042.645596) can1 123#11",
+                                 "(1626905042.645596) an-8-char 123#11223344",
+                                 "(1626905042.645596) can1 123##51122",
+                                 "(1626905042.6) can1 123#R8"};
+    constexpr std::string_view letters = "0189afAFgG#.() :_R\x7f\xff";
+    std::mt19937 random(1);
+    const auto below = [&random](std::size_t limit) { return random() % limit; };
+    CandumpShape shape;
+    CandumpLine plain;
+    CandumpLine fast;
+    int whole = 0;
+    for (int i = 0; i < 300'000; ++i) {
+        std::string line = lines[below(std::size(lines))];
+        const std::size_t changes = below(3);
+        for (std::size_t change = 0; change < changes; ++change) {
+            line[below(line.size())] = letters[below(letters.size())];
+        }
+        line.resize(line.size() - (changes == 0 ? 0 : below(4)));
+        const std::unique_ptr<char[]> exact(new char[line.size()]); // so that no byte more can be read
+        line.copy(exact.get(), line.size());
+        const std::string_view text(exact.get(), line.size());
+        const bool isShape = shape.read(text, fast);
+        const std::string expected = read(line, plain);
+        if (isShape) {
+            ASSERT_EQ(show(fast), expected) << line;
+            ASSERT_EQ(fast.frame.channel, plain.interfaceName.size()) << line;
+            whole += changes == 0 ? 1 : 0;
+        } else if (parseCandumpLine(text, plain) == nullptr) {
+            shape.learn(text, plain, static_cast<std::uint8_t>(plain.interfaceName.size()));
+        }
+    }
+    EXPECT_GT(whole, 10'000);
 }
 
 } // namespace

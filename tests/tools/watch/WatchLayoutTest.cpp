@@ -110,14 +110,14 @@ TEST_F(WatchLayout, AgesSayHowLongAgo) {
 
 TEST_F(WatchLayout, RatesAreThoseOfTheTimeStamps) {
     for (std::uint64_t at = 0; at <= 40; at += 10) {
-        give("Heat", at, at, true);
+        give("Heat", at, at, at > 0);
     }
     give("Heat", 5, 940); // many were missed since
     give("Other", 1, 0);
     give("Other", 2, 500);
-    give("Branch", 1, 0, true);
-    give("Branch", 2, 4, true);
-    give("Branch", 3, 8, true);
+    give("Branch", 1, 960);
+    give("Branch", 2, 964, true);
+    give("Branch", 3, 968, true);
     model.settleRates();
     EXPECT_EQ(model.row(index("Heat"), slots, {0, start}).rate, "100");
     EXPECT_EQ(model.row(index("Other"), slots, {0, start}).rate, "2.0");

@@ -1,8 +1,8 @@
 # cmake -DPAGE=<folder> -DLIBRARY=<dygraph.min.js> -DMODULES=<names> -DOUTPUT=<file> -P EmbedPage.cmake
 #
 # Puts the page together from page.html, page.css, the plotting library and the modules in the order in which they need
-# each other, and writes a C++ source file that holds it. The modules become one script: their import lines and the word
-# `export` fall away. The page's security policy names its script and its style by their hashes.
+# each other, and writes a C++ source file that holds it. The page's security policy names its script and its style by
+# their hashes.
 
 # The base64 of the SHA-256 of a text, as a content security policy has it.
 function(sha256_base64 text result)
@@ -23,21 +23,10 @@ function(sha256_base64 text result)
   set(${result} "${encoded}=" PARENT_SCOPE)
 endfunction()
 
-function(read_without_source_map file result)
-  file(READ "${file}" text)
-  string(REGEX REPLACE "\n[^\n]*sourceMappingURL=[^\n]*" "" text "${text}")
-  set(${result} "${text}" PARENT_SCOPE)
-endfunction()
-
-read_without_source_map("${LIBRARY}" script)
-string(APPEND script "\n(function () {\n\"use strict\";\n")
-foreach(module IN LISTS MODULES)
-  file(READ "${PAGE}/${module}.js" text)
-  string(REGEX REPLACE "\nimport [^\n]*" "" text "\n${text}")
-  string(REPLACE "\nexport " "\n" text "${text}")
-  string(APPEND script "${text}")
-endforeach()
-string(APPEND script "})();\n")
+include(${CMAKE_CURRENT_LIST_DIR}/PageScript.cmake)
+list(TRANSFORM MODULES PREPEND "${PAGE}/")
+list(TRANSFORM MODULES APPEND ".js")
+page_script(script "${LIBRARY}" ${MODULES})
 file(READ "${PAGE}/page.css" style)
 if(script MATCHES "</script" OR style MATCHES "</style")
   message(FATAL_ERROR "The page's script or style would end its own element")

@@ -1,8 +1,8 @@
-/** The keys of the page, and the buttons that do the same. */
-import { element } from "./text.js";
+/** The keys of the page. */
+import { goToSearch, isDark } from "./keys.js";
 
-/** What can be done, with the keys that do it; `id`: of the button that does, too. */
-function actions(view) {
+/** What can be done, see listenToKeys(). */
+export function actions(view) {
   const step = (share) => () => view.setCursor((view.cursor ?? (view.from + view.to) / 2) + share * view.width);
   return [
     { keys: ["+", "="], text: "zoom in", id: "zoom-in", act: () => view.zoom(0.5) },
@@ -23,7 +23,7 @@ function actions(view) {
   ];
 }
 
-const GESTURES = [
+export const GESTURES = [
   ["drag", "zoom to what is dragged over"],
   ["wheel", "zoom; sideways or with Shift: pan"],
   ["double click", "back to the window before"],
@@ -31,42 +31,3 @@ const GESTURES = [
   ["touch", "tap: cursor; one finger: pan; two: zoom"],
   ["⠿", "drag to order the panels, or arrow keys up and down"],
 ];
-
-export function isDark() {
-  const { theme } = document.documentElement.dataset;
-  return theme ? theme === "dark" : matchMedia("(prefers-color-scheme: dark)").matches;
-}
-
-function goToSearch() {
-  const search = document.getElementById("search");
-  search.focus();
-  search.select();
-}
-
-function fillHelp(all) {
-  const names = { ArrowLeft: "←", ArrowRight: "→", Backspace: "Backspace" };
-  const shown = (key) => key.split("+").map((part) => names[part] ?? part).join(" + ") || "+";
-  const rows = all.map(({ keys, text }) => [keys[0] === "+" ? "+" : shown(keys[0]), text]);
-  for (const [key, text] of [...rows, ...GESTURES]) {
-    document.getElementById("keys").append(element("dt", "", element("kbd", "", key)), element("dd", "", text));
-  }
-}
-
-export function listenToKeys(view) {
-  const all = actions(view);
-  fillHelp(all);
-  const byKey = new Map(all.flatMap((action) => action.keys.map((key) => [key, action])));
-  for (const { id, act } of all) if (id) document.getElementById(id).addEventListener("click", act);
-  document.addEventListener("keydown", (event) => {
-    if (event.ctrlKey || event.altKey || event.metaKey || document.querySelector("dialog[open]")) return;
-    if (event.target.closest("input")) {
-      if (event.key === "Escape") event.target.blur();
-      return;
-    }
-    const moves = event.shiftKey && event.key.startsWith("Arrow");
-    const action = byKey.get((moves ? "Shift+" : "") + event.key);
-    if (!action || (event.target.id === "table" && /^(Home|End)$/.test(event.key))) return;
-    event.preventDefault();
-    action.act();
-  });
-}

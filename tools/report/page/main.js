@@ -4,7 +4,8 @@ import { readCurveBytes, readHeader } from "./curveData.js";
 import { Events } from "./events.js";
 import { clockText, lengthText, numberText } from "./format.js";
 import { Gestures } from "./gestures.js";
-import { isDark, listenToKeys } from "./keyboard.js";
+import { GESTURES, actions } from "./keyboard.js";
+import { isDark, listenToKeys } from "./keys.js";
 import { readLook } from "./look.js";
 import { colourChips, Stack } from "./panels.js";
 import { Table } from "./table.js";
@@ -84,7 +85,7 @@ async function start() {
   new Gestures(view, stack);
   new Events(view);
   new Table(view);
-  listenToKeys(view);
+  listenToKeys(actions(view), GESTURES);
   view.listen(() => showButtons(view));
   keepAddress(view);
   speak(view, stack);
