@@ -23,6 +23,7 @@
 #include "text/ClosestNames.h"
 #include "text/PrintableText.h"
 #include "trigger/TriggerCommand.h"
+#include "watch/WatchCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -122,6 +123,7 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     addServeCommand(program, console, status);
     addListCommand(program, console, status);
     addExplainCommand(program, console, status);
+    addWatchCommand(program, console, status);
     addEventsCommand(program, console, status);
     addCheckCommand(program, console, status);
     addConvertCommand(program, console, status);

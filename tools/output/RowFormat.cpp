@@ -120,6 +120,12 @@ void RowFormat::setMessage(const MessageInfo& message) {
     common.set(parts);
 }
 
+void RowFormat::setOrigin(const MessageOrigin& messageOrigin) {
+    parts.assign(syntax.open).append(noneText());
+    appendOrigin(parts, syntax, messageOrigin);
+    common.set(parts);
+}
+
 void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
                       std::optional<std::uint64_t> count) {
     out.append(common.view());
@@ -134,6 +140,15 @@ void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueS
         out.advance(writeRaw(out.reserve(maxNumberText), *count, signalValue_t::Unsigned));
     }
     out.append(syntax.close);
+    out.endRow();
+}
+
+void RowFormat::writeWithoutValue(const SignalCells& cells) {
+    for (const std::string_view part :
+         {common.view(), cells.head().view(), noneText(), std::string_view(cells.unit()), noneText(),
+          syntax.text, std::string_view(cells.none()), syntax.close}) {
+        out.append(part);
+    }
     out.endRow();
 }
 

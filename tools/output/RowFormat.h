@@ -49,6 +49,7 @@ class SignalCells {
 
     const PaddedText& head() const { return instance; }   ///< from before the instance up to the value
     const std::string& unit() const { return unitToRaw; } ///< from behind the value up to the raw value
+    const std::string& none() const { return noText; }    ///< the quoted text of a raw value that has none
     /// Whether everything behind the head follows from the raw value.
     bool areOfRaw() const { return isPlain; }
     /// The quoted text of a raw value. REQUIRES: areOfRaw()
@@ -83,8 +84,12 @@ class RowFormat {
 
     /// Sets what the next rows have in common. Call before write().
     void setMessage(const MessageInfo& message);
+    /// The same without a time.
+    void setOrigin(const MessageOrigin& messageOrigin);
     void write(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
                std::optional<std::uint64_t> count = {});
+    /// A row of a signal that has none.
+    void writeWithoutValue(const SignalCells& cells);
     /// The same of the value that `signal` has, without a count: the fast way, for many rows.
     void write(const SignalCells& cells, BaseSignal& signal, RowEndings& endings);
 
@@ -92,6 +97,7 @@ class RowFormat {
     static constexpr bool keepsEndings = true;
 
   private:
+    std::string_view noneText() const { return syntax.json ? "null" : ""; }
     /// Longest ending that is put together before it is written.
     static constexpr std::size_t longestEnding = 512;
 
