@@ -217,7 +217,10 @@ TEST(Catalog, SharedValuesAreThoseOfAllCatalogs) {
     const std::string text = "BA_ \"ProtocolType\" \"J1939\";\nBO_ 2364540158 " + name +
                              ": 8 X\n SG_ M M : 0|8@1+ (1,0) [0|0] \"\"\n"
                              " SG_ One m1 : 8|8@1+ (1,0) [0|0] \"\"\n SG_ Two m2 : 8|8@1+ (1,0) [0|0] \"\"\n";
-    BaseSignal::detachOnly = true; // the test removes what it made
+    struct DetachOnly {
+        DetachOnly() { BaseSignal::detachOnly = true; } // the test removes what it made
+        ~DetachOnly() { BaseSignal::detachOnly = false; }
+    } const detach;
     Catalog reader(SignalPlace::Shared);
     Catalog writer(SignalPlace::Shared);
     std::vector<unsigned long> ids;
