@@ -17,11 +17,11 @@
 namespace rksignal {
 namespace {
 
-constexpr std::uint64_t second = 1'000'000'000;
-constexpr std::uint64_t usualInterval = second / 20;
-constexpr std::uint64_t statisticsInterval = 10 * second;
+constexpr std::uint64_t oneSecond = 1'000'000'000;
+constexpr std::uint64_t usualInterval = oneSecond / 20;
+constexpr std::uint64_t statisticsInterval = 10 * oneSecond;
 /// How long the command takes at most to send what waits when it ends.
-constexpr std::uint64_t farewell = 2 * second;
+constexpr std::uint64_t farewell = 2 * oneSecond;
 
 std::uint64_t steadyClock() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -33,7 +33,7 @@ std::uint64_t durationOf(const std::string& option, const std::string& text, std
         return absent;
     }
     const std::optional<std::uint64_t> duration = parseDuration(text);
-    if (!duration || *duration == 0 || *duration > 86'400 * second) {
+    if (!duration || *duration == 0 || *duration > 86'400 * oneSecond) {
         throw UsageError(option + " " + text + ": not a duration up to a day, as 0.5 or 50ms");
     }
     return *duration;
@@ -46,7 +46,7 @@ PublisherSettings formOf(const PublishOptions& options) {
     }
     form.batch = durationOf("--batch", options.batch, 0);
     form.interval =
-        options.rate > 0 ? static_cast<std::uint64_t>(static_cast<double>(second) / options.rate) : 0;
+        options.rate > 0 ? static_cast<std::uint64_t>(static_cast<double>(oneSecond) / options.rate) : 0;
     return form;
 }
 
@@ -142,7 +142,7 @@ class PublishRun {
         publisher.end();
         while (!queue.empty() && broker.isUp() && steadyClock() < deadline) {
             send(broker);
-            broker.wait(second / 100);
+            broker.wait(oneSecond / 100);
         }
         broker.leave(deadline - std::min(deadline, steadyClock()));
         messages << sent << " values published";

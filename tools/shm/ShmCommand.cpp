@@ -47,7 +47,7 @@ std::string nameOf(const SlotRecord& slot) {
     return printable(name) + " (segment " + std::to_string(slot.shmId) + ")";
 }
 
-std::string reasonOf(int error) {
+std::string repairFailure(int error) {
     return error == EBUSY    ? "it has come into use meanwhile"
            : error == EAGAIN ? "another process holds the lock of /tmp"
                              : std::strerror(error); // NOLINT(concurrency-mt-unsafe): one thread
@@ -132,8 +132,8 @@ class ShmRun {
         if (error == 0) {
             console.messages << repair.done << ' ' << nameOf(slot) << '\n';
         } else {
-            console.messages << "cannot " << repair.task << ' ' << nameOf(slot) << ": " << reasonOf(error)
-                             << '\n';
+            console.messages << "cannot " << repair.task << ' ' << nameOf(slot) << ": "
+                             << repairFailure(error) << '\n';
         }
     }
 
