@@ -24,7 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const rksignal::Verdict open = rksignal::Access().judge(visit);
     const std::string_view host = visit.host;
-    const bool mayBeLoopback = host.starts_with("127.") || host.starts_with("localhost") || host.starts_with('[');
+    const bool mayBeLoopback =
+        host.starts_with("127.") || host.starts_with("localhost") || host.starts_with('[');
     if (open != rksignal::Verdict::WrongHost && !mayBeLoopback) {
         std::abort();
     }
