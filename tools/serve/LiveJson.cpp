@@ -72,7 +72,8 @@ Json signalJson(const Live& live, std::size_t signal) {
             {"float", isFloatingType(definition)},
             {"factor", jsonNumber(definition.scale)},
             {"offset", jsonNumber(definition.offset)},
-            {"texts", textsOf(definition)}};
+            {"texts", textsOf(definition)},
+            {"stale", staleAge(live.catalog, signal, live.settings.staleAfter) / 1000}};
 }
 
 void append(std::string& out, std::integral auto number) {
@@ -195,7 +196,6 @@ std::string signalsJson(const Live& live, std::string_view program) {
     return dumped({{"program", program},
                    {"run", std::to_string(live.start)},
                    {"origin", std::to_string(live.origin)},
-                   {"stale", live.settings.staleAfter / 1000},
                    {"history", live.settings.history / 1000},
                    {"signals", signals},
                    {"conditions", conditions}});

@@ -6,6 +6,7 @@
 #include "condition/Condition.h"
 #include "condition/Triggers.h"
 #include "live/SlotReplay.h"
+#include "output/StaleAge.h"
 #include "serve/LiveValues.h"
 #include "serve/RecentCurves.h"
 #include "serve/RecentFirings.h"
@@ -23,7 +24,7 @@ namespace rksignal {
 
 struct LiveSettings {
     std::optional<std::uint64_t> timeout = {};         ///< TriggerSettings::timeout
-    std::uint64_t staleAfter = 2'000'000'000;          ///< nanoseconds without a value
+    std::uint64_t staleAfter = usualStaleAge;          ///< staleAge() at least
     std::uint64_t history = 600'000'000'000;           ///< nanoseconds of curves that are kept at least
     std::size_t historyMemory = std::size_t{64} << 20; ///< bytes for them
 };

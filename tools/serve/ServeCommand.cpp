@@ -132,7 +132,7 @@ void addServeCommand(CLI::App& program, const Console& console, int& status) {
     command
         .add_option("--timeout", options->timeout, "A signal not written for longer is unknown to conditions")
         ->type_name("SECONDS");
-    command.add_option("--stale", options->stale, "A value that is older is shown dim; 2 if not given")
+    command.add_option("--stale", options->stale, "A value that is older is shown dim; 3 if not given")
         ->type_name("SECONDS");
     command
         .add_option("--history", options->history, "Keep the curves of the last so many; 600 if not given")

@@ -14,7 +14,7 @@ namespace rksignal {
 struct ServeOptions : DefinitionOptions {
     ConditionArguments conditions;
     std::string timeout;           ///< seconds; empty: signals stay known
-    std::string stale = "2";       ///< seconds
+    std::string stale = "3";       ///< seconds
     std::string history = "600";   ///< seconds
     std::string interval = "0.01"; ///< seconds between two polls
     std::string listen;            ///< empty: the loopback address

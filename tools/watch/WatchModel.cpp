@@ -251,13 +251,6 @@ void WatchModel::sort() {
     }
 }
 
-std::uint64_t WatchModel::staleAfter(std::size_t signal) const {
-    const std::optional<double> cycle = catalog.origin(signal).message->cycleTime;
-    constexpr double longest = 1e12; // milliseconds
-    const double cycles = cycle ? 3e6 * std::clamp(*cycle, 0.0, longest) : 0;
-    return std::max(settings.stale, static_cast<std::uint64_t>(cycles));
-}
-
 bool WatchModel::isActive(std::size_t signal) const {
     for (; multiplexers[signal] != signal; signal = multiplexers[signal]) {
         const SignalTrack& multiplexer = tracks[multiplexers[signal]];
@@ -278,8 +271,8 @@ WatchRow WatchModel::row(std::size_t signal, const SlotReplay& slots, const Watc
     const SignalTrack& track = tracks[signal];
     const BaseSignal& shown = *catalog.signals()[signal];
     const std::string absence = absenceText(slots.connection(signal), slots.view(signal).attachment());
-    const bool isStale =
-        track.hasValue && time.wall > track.timestamp && time.wall - track.timestamp > staleAfter(signal);
+    const bool isStale = track.hasValue && time.wall > track.timestamp &&
+                         time.wall - track.timestamp > staleAge(catalog, signal, settings.stale);
     const bool isLive = track.hasValue && !isStale;
     return {.name = shown.def.instance,
             .level = levels[signal],
@@ -297,8 +290,8 @@ WatchRow WatchModel::row(std::size_t signal, const SlotReplay& slots, const Watc
 std::size_t WatchModel::fresh(const WatchTime& time) const {
     return static_cast<std::size_t>(std::ranges::count_if(all, [&](std::size_t signal) {
         const SignalTrack& track = tracks[signal];
-        return track.hasValue &&
-               (track.timestamp >= time.wall || time.wall - track.timestamp <= staleAfter(signal));
+        return track.hasValue && (track.timestamp >= time.wall ||
+                                  time.wall - track.timestamp <= staleAge(catalog, signal, settings.stale));
     }));
 }
 

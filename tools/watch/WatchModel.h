@@ -4,6 +4,7 @@
 
 #include "catalog/Catalog.h"
 #include "live/SlotReplay.h"
+#include "output/StaleAge.h"
 #include "value/ValueSink.h"
 #include "watch/SignalTrack.h"
 
@@ -42,7 +43,7 @@ struct WatchRow {
 
 struct WatchSettings {
     std::uint64_t interval = 50'000'000; ///< nanoseconds between two looks
-    std::uint64_t stale = 3'000'000'000; ///< a value that is older is shown dim
+    std::uint64_t stale = usualStaleAge; ///< a value that is older is shown dim
 };
 
 /// Keeps what a SlotReplay tells of the signals that are wanted, and makes rows of it.
@@ -86,7 +87,6 @@ class WatchModel : public ValueSink {
     std::size_t fresh(const WatchTime& time) const;
 
   private:
-    std::uint64_t staleAfter(std::size_t signal) const;
     bool isActive(std::size_t signal) const;
     bool matches(std::size_t signal) const;
     void add(std::size_t signal);

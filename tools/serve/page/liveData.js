@@ -14,7 +14,6 @@ export class LiveData {
   constructor(header) {
     this.run = header.run;
     this.startNs = header.origin;
-    this.stale = header.stale;
     this.history = header.history;
     this.signals = header.signals;
     this.conditions = header.conditions.map((condition) => ({ ...condition, state: null, firings: 0, last: [] }));
@@ -87,7 +86,7 @@ export class LiveData {
   }
 
   isStale(signal) {
-    return this.age(signal) > this.stale;
+    return this.age(signal) > this.signals[signal].stale;
   }
 
   count() {
