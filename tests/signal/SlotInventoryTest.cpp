@@ -58,12 +58,12 @@ TEST_F(SlotInventoryOf, EverySortOfSlot) {
     using F = SlotFault;
     const auto name = [this](const std::string& text) { return definition(text).instance; };
     const auto makeKeyFile = [&name](const std::string& text) {
-        const std::string instance = name(text);
+        std::string instance = name(text);
         std::ofstream("/tmp/" + instance) << "";
         return instance;
     };
     const auto makeSegment = [&makeKeyFile](const std::string& text, std::size_t size) {
-        const std::string instance = makeKeyFile(text);
+        std::string instance = makeKeyFile(text);
         EXPECT_GE(shmget(keyOf(instance), size, IPC_CREAT | 0666), 0);
         return instance;
     };
