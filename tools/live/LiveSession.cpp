@@ -18,7 +18,8 @@ namespace {
 constexpr double shortestTimeout = 100; // milliseconds
 
 std::string secondsText(std::uint64_t nanoseconds) {
-    return doubleText(static_cast<double>(nanoseconds / 1'000'000) / 1e3);
+    const std::uint64_t milliseconds = nanoseconds / 1'000'000;
+    return doubleText(static_cast<double>(milliseconds) / 1e3);
 }
 
 } // namespace
