@@ -54,7 +54,7 @@ PublisherSettings formOf(const PublishOptions& options) {
 class PublishRun {
   public:
     PublishRun(const PublishOptions& options, const Console& console)
-        : options(options), console(console), form(formOf(options)),
+        : options(options), form(formOf(options)),
           interval(durationOf("--interval", options.interval, usualInterval)), silence(nullptr),
           messages(options.quiet ? silence : console.messages), queue(options.queue),
           statisticsTopic(form.prefix + "/statistics") {
@@ -156,7 +156,6 @@ class PublishRun {
     }
 
     const PublishOptions& options;
-    const Console& console;
     PublisherSettings form;
     std::uint64_t interval;
     std::ostream silence;
