@@ -74,7 +74,7 @@ class SlotReplay::State {
             read(signal);
         }
         noteTime();
-        std::ranges::sort(changes); // by time, then by the order of definition
+        std::sort(changes.begin(), changes.end()); // by time, then by the order of definition
         for (std::size_t next = 0; next < changes.size() && !sink.closed();) {
             next = changes[next].isLoss ? withdraw(next) : write(next);
         }
@@ -101,7 +101,9 @@ class SlotReplay::State {
         std::uint64_t raw;
         bool isLoss;
 
-        auto operator<=>(const Change&) const = default;
+        bool operator<(const Change& other) const {
+            return std::tie(timestamp, signal) < std::tie(other.timestamp, other.signal);
+        }
     };
 
     /// Looks whether a slot is still where it was, or has appeared.

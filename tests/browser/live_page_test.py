@@ -6,6 +6,7 @@
 import json
 import pathlib
 import sys
+import time
 
 from live_server import Feeder, Server
 from playwright.sync_api import expect, sync_playwright
@@ -76,7 +77,7 @@ def shows_values(session):
     expect(session.row("Gear").locator(".current")).to_have_text("second (2)")
     expect(session.page.locator(".panel .instance")).to_have_text(["LivePage.Speed"]) # the condition's
     expect(session.page.locator(".panel .read")).to_have_text("111 rpm")
-    session.page.wait_for_function(INK)
+    wait_until(session.page, f"({INK})()")
     expect(speed).to_have_class("tr stale") # nothing is written any more
     expect(session.page.locator(".panel .read")).to_have_class("read stale")
     session.write("Gear", "")
@@ -137,15 +138,23 @@ def obeys_keys(session):
     expect(page.locator(".panel .instance")).to_have_text(["LivePage.Speed", "LivePage.Gear"])
 
 
+def wait_until(page, expression, seconds=15):
+    """The page does not allow scripts of others, so that it cannot wait by itself."""
+    end = time.monotonic() + seconds
+    while not page.evaluate(expression):
+        assert time.monotonic() < end, f"never true: {expression}"
+        page.wait_for_timeout(20)
+
+
 def suits_the_screen(session):
     page = session.page
     shade = "getComputedStyle(document.body).backgroundColor"
     light = page.evaluate(shade)
     page.keyboard.press("t")
-    page.wait_for_function(f"{shade} !== '{light}'")
+    wait_until(page, f"{shade} !== '{light}'")
     for width in (1600, 1000, 700, 400, 320):
         page.set_viewport_size({"width": width, "height": 800})
-        page.wait_for_function(f"innerWidth === {width} && document.documentElement.scrollWidth <= {width}")
+        wait_until(page, f"innerWidth === {width} && document.documentElement.scrollWidth <= {width}")
     page.set_viewport_size({"width": 1600, "height": 1000})
 
 

@@ -146,7 +146,8 @@ TEST(ReceiveFilters, NameTheIdentifiersThatHaveDefinitions) {
     for (int i = 0; i < 512; ++i) {
         many += "BO_ " + std::to_string(i) + " M" + std::to_string(i) + ": 8 X\n" + signal;
     }
-    EXPECT_EQ(filtersOf(many, 1).size(), std::string("0/c00007ff ").size() * 512 + 240 + 2 * 256);
+    EXPECT_EQ(filtersOf(many, 1).size(),
+              std::string("0/c00007ff ").size() * 512 + 240 + std::size_t{2} * 256);
     EXPECT_EQ(filtersOf(many + "BO_ 512 N: 8 X\n" + signal, 1), "");
 }
 

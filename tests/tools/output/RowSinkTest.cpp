@@ -27,7 +27,7 @@ SIG_VALTYPE_ 2 Single : 1;
 class PlainRows : public ValueSink {
   public:
     PlainRows(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& out)
-        : catalog(catalog), out(out), format(syntax, out, {}) {
+        : catalog(catalog), format(syntax, out, {}) {
         out.append(syntax.header);
         for (const auto& signal : catalog.signals()) {
             cells.emplace_back(*signal, syntax);
@@ -43,7 +43,6 @@ class PlainRows : public ValueSink {
 
   private:
     const Catalog& catalog;
-    OutputBuffer& out;
     RowFormat format;
     std::vector<SignalCells> cells;
 };

@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <chrono>
 #include <csignal>
+#include <gtest/gtest.h>
 #include <mosquitto.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -75,7 +76,7 @@ inline std::string freePort() {
     const int server = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
-    bind(server, reinterpret_cast<sockaddr*>(&address), length);
+    EXPECT_EQ(bind(server, reinterpret_cast<sockaddr*>(&address), length), 0);
     getsockname(server, reinterpret_cast<sockaddr*>(&address), &length);
     close(server);
     return std::to_string(ntohs(address.sin_port));
@@ -123,7 +124,7 @@ class Subscriber {
             if (mosquitto_loop(client, 10, 1) != MOSQ_ERR_SUCCESS) {
                 mosquitto_reconnect(client);
             }
-            return last.count(topic) > 0 && last[topic] == payload;
+            return last.contains(topic) && last[topic] == payload;
         });
     }
     std::map<std::string, std::string> last;
