@@ -16,8 +16,7 @@ void handle(int signal) {
         traces->stop();
     } else {
         OutputFile::removeIncomplete();
-        std::signal(signal, SIG_DFL);
-        raise(signal); // is delivered when the handler returns
+        endBySignal(signal);
     }
     errno = error;
 }
@@ -26,22 +25,11 @@ void handle(int signal) {
 
 Interruption::Interruption(Trace& traces) {
     running = &traces;
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        Former old{signal, {}};
-        sigaction(signal, nullptr, &old.action);
-        if (old.action.sa_handler != SIG_IGN) {
-            struct sigaction action {};
-            action.sa_handler = handle;
-            sigaction(signal, &action, nullptr);
-            former.push_back(old);
-        }
-    }
+    handlers.emplace({SIGINT, SIGTERM, SIGHUP}, handle);
 }
 
 Interruption::~Interruption() {
-    for (const Former& old : former) {
-        sigaction(old.signal, &old.action, nullptr);
-    }
+    handlers.reset();
     running = nullptr;
 }
 

@@ -2,10 +2,10 @@
 /// Ctrl-C, and how a command ends then.
 #pragma once
 
+#include "command/SignalHandlers.h"
 #include "trace/Trace.h"
 
-#include <csignal>
-#include <vector>
+#include <optional>
 
 namespace rksignal {
 
@@ -21,12 +21,7 @@ class Interruption {
     Interruption& operator=(const Interruption&) = delete;
 
   private:
-    struct Former {
-        int signal;
-        struct sigaction action;
-    };
-
-    std::vector<Former> former;
+    std::optional<SignalHandlers> handlers;
 };
 
 } // namespace rksignal

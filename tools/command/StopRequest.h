@@ -2,8 +2,9 @@
 /// How a command that runs until it is told to stop is told.
 #pragma once
 
-#include <csignal>
-#include <vector>
+#include "command/SignalHandlers.h"
+
+#include <optional>
 
 namespace rksignal {
 
@@ -12,19 +13,13 @@ namespace rksignal {
 class StopRequest {
   public:
     StopRequest();
-    ~StopRequest();
     StopRequest(const StopRequest&) = delete;
     StopRequest& operator=(const StopRequest&) = delete;
 
     static bool isMade();
 
   private:
-    struct Former {
-        int signal;
-        struct sigaction action;
-    };
-
-    std::vector<Former> former;
+    std::optional<SignalHandlers> handlers;
 };
 
 } // namespace rksignal

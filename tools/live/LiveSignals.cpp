@@ -21,8 +21,7 @@ void handleLiveSignal(int signal) {
         loop->stop();
     } else {
         OutputFile::removeIncomplete();
-        std::signal(signal, SIG_DFL);
-        raise(signal); // is delivered when the handler returns
+        endBySignal(signal);
     }
     errno = error;
 }
@@ -33,22 +32,11 @@ LiveSignals::LiveSignals(LiveLoop& loop) {
     running = &loop;
     wasStopped = false;
     reloadWanted = false;
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        Former old{signal, {}};
-        sigaction(signal, nullptr, &old.action);
-        if (old.action.sa_handler != SIG_IGN) {
-            struct sigaction action {};
-            action.sa_handler = handleLiveSignal;
-            sigaction(signal, &action, nullptr);
-            former.push_back(old);
-        }
-    }
+    handlers.emplace({SIGINT, SIGTERM, SIGHUP}, handleLiveSignal);
 }
 
 LiveSignals::~LiveSignals() {
-    for (const Former& old : former) {
-        sigaction(old.signal, &old.action, nullptr);
-    }
+    handlers.reset();
     running = nullptr;
 }
 

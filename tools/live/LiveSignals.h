@@ -2,10 +2,10 @@
 /// The signals by which a running logger is told what to do.
 #pragma once
 
+#include "command/SignalHandlers.h"
 #include "live/LiveLoop.h"
 
-#include <csignal>
-#include <vector>
+#include <optional>
 
 namespace rksignal {
 
@@ -26,12 +26,7 @@ class LiveSignals {
     static bool stopped();
 
   private:
-    struct Former {
-        int signal;
-        struct sigaction action;
-    };
-
-    std::vector<Former> former;
+    std::optional<SignalHandlers> handlers;
 };
 
 } // namespace rksignal

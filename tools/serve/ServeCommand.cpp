@@ -1,43 +1,18 @@
 #include "serve/ServeCommand.h"
 
 #include "command/SecondsArgument.h"
+#include "command/StopRequest.h"
 #include "command/UsageError.h"
 #include "output/OutputBuffer.h"
 #include "serve/WebServer.h"
 
 #include <CLI/CLI.hpp>
-#include <atomic>
-#include <csignal>
 #include <memory>
 #include <ostream>
 #include <thread>
 
 namespace rksignal {
 namespace {
-
-std::atomic<bool> isToEnd; // what the handler reaches
-
-/// While an object exists, SIGINT and SIGTERM are noted. There can be one object at a time.
-class EndSignals {
-  public:
-    EndSignals() {
-        isToEnd = false;
-        struct sigaction action {};
-        action.sa_handler = [](int) { isToEnd = true; };
-        sigaction(SIGINT, &action, &interrupt);
-        sigaction(SIGTERM, &action, &terminate);
-    }
-    ~EndSignals() {
-        sigaction(SIGINT, &interrupt, nullptr);
-        sigaction(SIGTERM, &terminate, nullptr);
-    }
-    EndSignals(const EndSignals&) = delete;
-    EndSignals& operator=(const EndSignals&) = delete;
-
-  private:
-    struct sigaction interrupt {};
-    struct sigaction terminate {};
-};
 
 WebSettings webSettings(const ServeOptions& options) {
     WebSettings settings;
@@ -76,7 +51,7 @@ std::chrono::nanoseconds pollInterval(const ServeOptions& options) {
 /// Polls at its interval until the program is to end. A poll that was late is not made up for.
 void pollUntilEnd(LiveState& state, std::chrono::nanoseconds interval) {
     auto next = std::chrono::steady_clock::now();
-    while (!isToEnd) {
+    while (!StopRequest::isMade()) {
         state.poll();
         next = std::max(next + interval, std::chrono::steady_clock::now());
         std::this_thread::sleep_until(next);
@@ -114,7 +89,7 @@ ExitStatus serve(const ServeOptions& options, const Console& console) {
     conditions.options.edgeTrigger = true;
     LiveState state(catalog, loadConditions(conditions, catalog, inputs, console, options.quiet), settings);
     WebServer server(web, state);
-    const EndSignals signals;
+    const StopRequest signals;
     state.poll();
     server.start();
     tellAddress(server, web, options, console);

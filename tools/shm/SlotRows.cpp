@@ -45,7 +45,7 @@ std::string userName(uid_t user) {
 }
 
 /// `0.25 s`, `12 s`, `5 min`, `3 h`, `12 d`; a time to come has a sign.
-std::string ageText(std::uint64_t now, std::uint64_t timestamp) {
+std::string slotAge(std::uint64_t now, std::uint64_t timestamp) {
     constexpr std::uint64_t second = 1'000'000'000;
     const bool isAhead = timestamp > now;
     const std::uint64_t age = isAhead ? timestamp - now : now - timestamp;
@@ -173,7 +173,7 @@ void writeSlotTable(const std::vector<SlotRecord>& slots, const Catalog& catalog
                         isThere ? printable(userName(slot.owner)) : "", isThere ? modeText(slot.mode) : "",
                         isThere ? std::to_string(slot.attached) : "",
                         isThere ? std::to_string(slot.creator) : "", rawCell(slot, signal),
-                        slot.isValid ? ageText(now, slot.timestamp) : "", faultTexts(slot)});
+                        slot.isValid ? slotAge(now, slot.timestamp) : "", faultTexts(slot)});
     }
     writeTable(columns, rows, out);
 }
