@@ -6,10 +6,10 @@
 import json
 import pathlib
 import sys
-import time
 
 from live_server import Feeder, Server
 from playwright.sync_api import expect, sync_playwright
+from waiting import wait_until
 
 HOSTILE = "<img src=x onerror='window.broken = 1'>\u202e"
 DEFINITIONS = {"can": [
@@ -136,14 +136,6 @@ def obeys_keys(session):
     expect(page.locator("#table .head .current")).to_have_attribute("aria-sort", "ascending")
     page.reload()
     expect(page.locator(".panel .instance")).to_have_text(["LivePage.Speed", "LivePage.Gear"])
-
-
-def wait_until(page, expression, seconds=15):
-    """The page does not allow scripts of others, so that it cannot wait by itself."""
-    end = time.monotonic() + seconds
-    while not page.evaluate(expression):
-        assert time.monotonic() < end, f"never true: {expression}"
-        page.wait_for_timeout(20)
 
 
 def suits_the_screen(session):

@@ -14,6 +14,7 @@ import sys
 import hostile_drive
 import playwright.sync_api
 from playwright.sync_api import expect, sync_playwright
+from waiting import wait_until
 
 LOOK_FOR = """() => {
     // Whether a curve is in the highest tenth of the first plot, near the column of a time (share of the width).
@@ -181,10 +182,10 @@ def suits_the_screen(session):
     dark = page.evaluate(shade)
     assert light != dark, "dark is not darker"
     page.get_by_role("button", name="Light").click()
-    page.wait_for_function(f"{shade} === '{light}'")
+    wait_until(page, f"{shade} === '{light}'")
     for width in (1600, 1000, 700, 400, 320):
         page.set_viewport_size({"width": width, "height": 800})
-        page.wait_for_function(f"innerWidth === {width} && document.documentElement.scrollWidth <= {width}")
+        wait_until(page, f"innerWidth === {width} && document.documentElement.scrollWidth <= {width}")
 
 
 def obeys_fingers(session):
