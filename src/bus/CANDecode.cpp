@@ -76,11 +76,14 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
     /// multiplexer of the frame adds its own on top. Selected CAN FD signals are neither searched in a PDU
     /// nor checked for length nor reported, unlike classic ones; this is deliberate. One level only.
     void decodeSelected(const FieldWriter& multiplexer) {
-        auto* const selected = findSelected(*multiplexer.signal);
+        auto* const selected = findSelected(multiplexer);
         if (selected == nullptr) {
             return;
         }
         const FrameProgram& program = FrameProgram::of(*selected, table, placeOf);
+        if (storedWhole(program)) {
+            return;
+        }
         const unsigned long* id = program.ids().data();
         for (const FieldWriter& writer : program.writers()) {
             const unsigned long ownId = *id++;
@@ -98,10 +101,20 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
     }
 
   private:
-    Table::Frame* findSelected(BaseSignal& multiplexer) {
-        unsigned long raw = 0;
+    /// A private multiplexer that was just written holds what was written; others are read as clients read
+    /// them.
+    static bool readMultiplexer(const FieldWriter& multiplexer, unsigned long& raw) {
+        if (multiplexer.isDirect() && !multiplexer.isShared() && BaseSignal::debug == 0) {
+            raw = multiplexer.slot->raw;
+            return true;
+        }
         unsigned long timestamp = 0;
-        if (!multiplexer.read(raw, timestamp)) {
+        return multiplexer.signal->read(raw, timestamp);
+    }
+
+    Table::Frame* findSelected(const FieldWriter& multiplexer) {
+        unsigned long raw = 0;
+        if (!readMultiplexer(multiplexer, raw)) {
             return nullptr;
         }
         key += can::multiplexerTerm(raw);
@@ -110,7 +123,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
         }
         auto* const selected = table.lookup(key);
         if (selected == nullptr && tracing) {
-            logDebug(site, multiplexer.def.instance,
+            logDebug(site, multiplexer.signal->def.instance,
                      ": Multiplexed CAN message not in canMessageContainer: ", message);
         }
         return selected;

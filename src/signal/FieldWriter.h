@@ -4,6 +4,7 @@
 
 #include "signal/BaseSignal.h"
 #include "signal/BitField.h"
+#include "signal/PrivateField.h"
 
 #include <cstdint>
 
@@ -50,7 +51,7 @@ class FieldWriter {
     void store(std::uint64_t bytes, std::uint64_t swapped, std::uint64_t timestamp, bool isShared) const {
         const std::uint64_t raw = field(bigEndian ? swapped : bytes, isSigned);
         if (isShared) {
-            signal->lock();
+            lock();
         }
         signal->modified = slot->raw != raw;
         slot->raw = raw;
@@ -59,8 +60,24 @@ class FieldWriter {
             slot->valid = 1;
         }
         if (isShared) {
-            signal->unlock();
+            unlock();
         }
+    }
+
+    /// Whether the signal keeps its value in its own private slot, with the mark that says whether the last
+    /// write changed it directly behind: then a write needs nothing of the signal's object.
+    bool hasOwnRecord() const {
+        return !shared && slot == &signal->privateSlot &&
+               &signal->modified == &PrivateField::modifiedBeside(*slot);
+    }
+    /// REQUIRES: `isDirect()` and `hasOwnRecord()`.
+    PrivateField privateField() const {
+        return {isSigned ? ~std::uint64_t{0} : ~std::uint64_t{0} >> field.right,
+                slot,
+                field,
+                bigEndian,
+                place.selects,
+                place.startByte};
     }
 
     BaseSignal* signal;
@@ -68,6 +85,17 @@ class FieldWriter {
     FieldPlace place;
 
   private:
+    void lock() const {
+        if (const int result = slotmutex::tryLock(slot->mutex); result != 0) [[unlikely]] {
+            signal->keepTryingToLock(result);
+        }
+    }
+    void unlock() const {
+        if (const int result = slotmutex::unlock(slot->mutex); result != 0) [[unlikely]] {
+            signal->reportUnlock(result);
+        }
+    }
+
     /// Whether the byte range holds the whole field, as it does unless a client has changed the one without
     /// the other. Bytes behind the range count as zero.
     bool rangeHoldsField() const {

@@ -48,7 +48,7 @@ class FrameDecoder {
                        std::vector<unsigned long>& ids, const More&... more) {
         const FrameProgram& program = FrameProgram::of(entry, table, Bus::placeOf);
         if (BaseSignal::debug != 0 || !storeAll(program, frame, ids)) {
-            Bus(table, frame, ids, more...).decodeEach(program);
+            Bus(table, frame, ids, more...).decodeOther(program);
         }
     }
 
@@ -82,6 +82,17 @@ class FrameDecoder {
         }
     }
 
+    /// Writes all signals of a program and reports them. \return false, and nothing is done, unless they are
+    /// all private ones in the first 8 bytes, and nobody traces
+    bool storedWhole(const FrameProgram& program) {
+        if (tracing || program.form() != FrameProgram::Form::WholeFrame) {
+            return false;
+        }
+        storeWord(program, frame.firstWord, frame.timestamp);
+        append(program.ids(), ids);
+        return true;
+    }
+
     void trace(const FieldWriter& writer, const char* text) const {
         if (tracing) {
             logDebug(Bus::site, writer.signal->def.instance, text);
@@ -100,56 +111,109 @@ class FrameDecoder {
   private:
     Bus& bus() { return static_cast<Bus&>(*this); }
 
-    /// Decodes a frame whose signals are all direct, plain and of one kind. \return false if it is another
-    /// one, or not all of it was received
+    /// Decodes a frame of one of the forms that need no look at each signal's kind. \return false if it is of
+    /// another one, or not all of it was received
     static bool storeAll(const FrameProgram& program, const ReceivedFrame& frame,
                          std::vector<unsigned long>& ids) {
         if (!frame.origin) {
             return false;
         }
-        switch (program.form()) {
-        case FrameProgram::Form::Mixed:
+        const std::size_t origin = *frame.origin;
+        const auto form = program.form();
+        if (form == FrameProgram::Form::WholeFrame) [[likely]] {
+            storeWord(program, frame.firstWord, frame.timestamp);
+        } else if (form == FrameProgram::Form::SharedWholeFrame) {
+            storeSharedFirstWord(program, frame.firstWord, frame.timestamp);
+        } else if (form < FrameProgram::Form::RangesInWord || !frame.holdsRange(origin, program.end())) {
             return false;
-        case FrameProgram::Form::WholeFrame:
-            program.isShared() ? storeFirstWord<true>(program, frame) : storeFirstWord<false>(program, frame);
-            break;
-        case FrameProgram::Form::Ranges:
-            if (!frame.holdsRange(*frame.origin, program.end())) {
-                return false;
-            }
-            program.isShared() ? storeRanges<true>(program, frame) : storeRanges<false>(program, frame);
-            break;
+        } else if (form == FrameProgram::Form::RangesInWord) {
+            storeWord(program, wordAt(frame.bytes, origin), frame.timestamp);
+        } else if (form == FrameProgram::Form::Ranges) {
+            storeRanges(program, frame.bytes.subspan(origin), frame.timestamp);
+        } else {
+            storeSharedRanges(program, frame.bytes.subspan(origin), frame.timestamp);
         }
-        appendIds(program.ids(), ids);
+        append(program.ids(), ids);
         return true;
     }
 
-    template <bool shared>
-    static void storeFirstWord(const FrameProgram& program, const ReceivedFrame& frame) {
-        const std::uint64_t swapped = bitfield::swapped(frame.firstWord);
-        for (const FieldWriter& writer : program.writers()) {
-            writer.store(frame.firstWord, swapped, frame.timestamp, shared);
+    /// All fields lie in one word.
+    static void storeWord(const FrameProgram& program, std::uint64_t word, std::uint64_t timestamp) {
+        const std::uint64_t inOrder[2] = {word, bitfield::swapped(word)};
+        for (const PrivateField& field : program.fields()) {
+            field.store(inOrder[field.bigEndian ? 1 : 0], timestamp);
         }
     }
 
-    template <bool shared>
-    static void storeRanges(const FrameProgram& program, const ReceivedFrame& frame) {
-        for (const FieldWriter& writer : program.writers()) {
-            const std::uint64_t word = wordAt(frame.bytes, *frame.origin + writer.place.startByte);
-            writer.store(word, bitfield::swapped(word), frame.timestamp, shared);
+    static void storeRanges(const FrameProgram& program, std::span<const std::uint8_t> bytes,
+                            std::uint64_t timestamp) {
+        for (const PrivateField& field : program.fields()) {
+            const std::uint64_t word = wordAt(bytes, field.startByte);
+            const std::uint64_t difference = word ^ bitfield::swapped(word);
+            // No branch: which fields are big-endian is no pattern that a processor learns.
+            field.store(word ^ (difference & -std::uint64_t{field.bigEndian}), timestamp);
         }
     }
 
-    /// Few identifiers are appended faster one by one than by a call that copies them.
-    static void appendIds(std::span<const unsigned long> own, std::vector<unsigned long>& ids) {
-        constexpr std::size_t few = 8;
-        if (own.size() > few) {
+    [[gnu::noinline]] static void storeSharedFirstWord(const FrameProgram& program, std::uint64_t word,
+                                                       std::uint64_t timestamp) {
+        fetch(program);
+        const std::uint64_t swapped = bitfield::swapped(word);
+        for (const FieldWriter& writer : program.writers()) {
+            writer.store(word, swapped, timestamp, /*isShared=*/true);
+        }
+    }
+
+    [[gnu::noinline]] static void storeSharedRanges(const FrameProgram& program,
+                                                    std::span<const std::uint8_t> bytes,
+                                                    std::uint64_t timestamp) {
+        fetch(program);
+        for (const FieldWriter& writer : program.writers()) {
+            const std::uint64_t word = wordAt(bytes, writer.place.startByte);
+            writer.store(word, bitfield::swapped(word), timestamp, /*isShared=*/true);
+        }
+    }
+
+    /// Fetches shared slots, which lie far apart: a lock waits for every write before it to be done, so that
+    /// without it one miss would follow the other.
+    static void fetch(const FrameProgram& program) {
+        for (const FieldWriter& writer : program.writers()) {
+            __builtin_prefetch(&writer.slot->mutex, 1);
+            __builtin_prefetch(&writer.slot->raw, 1);
+            __builtin_prefetch(&writer.signal->modified, 1);
+        }
+    }
+
+    static void append(std::span<const unsigned long> own, std::vector<unsigned long>& ids) {
+        if (ids.empty()) {
+            ids.assign(own.begin(), own.end());
+        } else {
             ids.insert(ids.end(), own.begin(), own.end());
-            return;
         }
-        for (const unsigned long id : own) {
-            ids.push_back(id);
+    }
+
+    [[gnu::noinline]] void decodeOther(const FrameProgram& program) {
+        if (program.form() == FrameProgram::Form::Selecting && frame.origin && !tracing) {
+            storeSelecting(program);
+        } else {
+            decodeEach(program);
         }
+    }
+
+    /// What a signal selects is decoded before the next one, and its identifiers come before that one's.
+    void storeSelecting(const FrameProgram& program) {
+        const std::uint64_t inOrder[2] = {frame.firstWord, bitfield::swapped(frame.firstWord)};
+        const auto fields = program.fields();
+        std::size_t reported = 0;
+        for (std::size_t i = 0; i < fields.size(); ++i) {
+            fields[i].store(inOrder[fields[i].bigEndian ? 1 : 0], frame.timestamp);
+            if (fields[i].selects) {
+                append(program.ids().subspan(reported, i + 1 - reported), ids);
+                reported = i + 1;
+                bus().decodeSelected(program.writers()[i]);
+            }
+        }
+        append(program.ids().subspan(reported), ids);
     }
 
     /// Any frame: looks at the kind of each signal.
