@@ -64,11 +64,11 @@ class FieldWriter {
         }
     }
 
-    /// Whether the signal keeps its value in its own private slot, with the mark that says whether the last
-    /// write changed it directly behind: then a write needs nothing of the signal's object.
+    /// Whether the signal keeps its value in its own private slot, with the mark beside it that says whether
+    /// the last write changed it: then a write needs nothing of the signal's object.
     bool hasOwnRecord() const {
         return !shared && slot == &signal->privateSlot &&
-               &signal->modified == &PrivateField::modifiedBeside(*slot);
+               &signal->modified == &SlotRecord::of(*slot).modified;
     }
     /// REQUIRES: `isDirect()` and `hasOwnRecord()`.
     PrivateField privateField() const {

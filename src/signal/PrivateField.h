@@ -3,7 +3,7 @@
 #pragma once
 
 #include "signal/BitField.h"
-#include "signal/SignalSlot.h"
+#include "signal/SlotPool.h"
 
 #include <atomic>
 #include <cstdint>
@@ -26,14 +26,11 @@ struct PrivateField {
         return moved;
     }
 
-    /// The mark behind a private slot: whether the last write changed the value.
-    static bool& modifiedBeside(signalSlot_t& slot) { return *reinterpret_cast<bool*>(&slot + 1); }
-
     /// Stores the field from the 8 bytes that hold it, taken in its byte order.
     void store(std::uint64_t word, std::uint64_t timestamp) const {
         signalSlot_t& own = *slot;
         const std::uint64_t raw = field(word, /*isSigned=*/true) & mask;
-        modifiedBeside(own) = raw != own.raw;
+        SlotRecord::of(own).modified = raw != own.raw;
         own.raw = raw;
         std::atomic_signal_fence(std::memory_order_release); // two stores cost less than one of a vector
         own.timestamp = timestamp;
