@@ -1,119 +1,207 @@
 // Ethernet frames: the analysis of their headers, frames known to carry signals or none, frames never seen
-// before among many positions, and SOME/IP messages. Bare signals beside the least work that gives the same
-// result. Times are per frame.
+// before among many positions. Decoding of bare signals and of those in PDUs and SOME/IP messages beside the
+// least work that gives the same result. Times are per frame.
 
+#include "BusBench.h"
 #include "bus/EthernetSignal.h"
+#include "rkutil/ByteOrder.h"
+#include "signal/ByteOrder.h"
 #include "support/EthernetFrame.h"
 
-#include <benchmark/benchmark.h>
-#include <cstdlib>
-#include <cstring>
-#include <iostream>
-#include <memory>
-#include <string>
-#include <unordered_map>
-#include <vector>
+#include <array>
 
 namespace {
 
-constexpr unsigned frameCount = 100;
 constexpr unsigned signalsPerFrame = 8;
+
+Octets frameTo(unsigned port, const Octets& payload = Octets(64, 0xA5)) {
+    return FrameText{.sourcePort = 30490, .destinationPort = static_cast<std::uint16_t>(port)}.with(payload);
+}
+
+struct Ethernet {
+    using Signal = EthernetSignal;
+    using Definition = ethernetSignalDef_t;
+    using Message = MIITraceMessage;
+    static constexpr const char* name = "Ethernet";
+
+    static void decode(const Message& message, std::vector<unsigned long>& ids, SignalStorage* storage) {
+        EthernetSignal::decodeMessage(message, ids, storage);
+    }
+
+    template <class Field>
+    class Probe;
+};
+
+/// Frames are told apart by their destination port alone, with a hash over all that is read of their headers.
+/// The headers of containers are read once a frame.
+template <class Field>
+class Ethernet::Probe {
+  public:
+    explicit Probe(const std::vector<ethernetSignalDef_t>& definitions) : table(definitions.size()) {
+        for (std::size_t i = 0; i < definitions.size(); ++i) {
+            const ethernetPosition_t& position = definitions[i].positions.front();
+            Field& field = table.fields.emplace_back(definitions[i], position.startBit, i);
+            type = position.ethSignalType;
+            field.container = type == ethSignalPosType_t::IPDU
+                                  ? position.pduId
+                                  : position.serviceId << 16 | position.methodEventId;
+            if (i + 1 == definitions.size() ||
+                definitions[i + 1].positions.front().destinationPort != position.destinationPort) {
+                const Octets frame = frameTo(position.destinationPort);
+                miiFrameInfo_t info{};
+                MIITraceMessage::analyzeFrame(frame.data(), frame.size(), info);
+                table.enter(keyOf(info, 0), begin);
+                begin = table.fields.size();
+            }
+        }
+    }
+
+    void decode(const MIITraceMessage& message, std::vector<unsigned long>& ids) {
+        ids.clear();
+        miiFrameInfo_t info{};
+        const std::span frame(message.frame);
+        if (!MIITraceMessage::analyzeFrame(frame.data(), frame.size(), info)) {
+            return;
+        }
+        const std::span<Field> fields = table.find(keyOf(info, message.channel));
+        if (fields.empty()) {
+            return;
+        }
+        if (type == ethSignalPosType_t::DEFAULT) {
+            for (Field& field : fields) {
+                storeAt(info.payloadOffset, field, message, ids);
+            }
+        } else {
+            readContainers(frame, info.payloadOffset);
+            std::uint32_t container = ProbeField::none;
+            std::size_t offset = 0;
+            for (Field& field : fields) {
+                if (field.container != container) {
+                    container = field.container;
+                    offset = dataOf(container);
+                }
+                storeAt(offset, field, message, ids);
+            }
+        }
+    }
+
+    ProbeTable<Field> table;
+
+  private:
+    static std::uint64_t keyOf(const miiFrameInfo_t& info, std::uint8_t channel) {
+        constexpr std::uint64_t odd = 0x9E3779B97F4A7C15;
+        const std::uint64_t macs = (info.sourceMac * odd) ^ (info.destinationMac << 1);
+        const std::uint64_t addresses = std::uint64_t{info.sourceIp} << 32 | info.destinationIp;
+        const std::uint64_t rest =
+            std::uint64_t{info.sourcePort} << 48 | std::uint64_t{info.destinationPort} << 32 |
+            std::uint64_t{info.vlanId} << 16 | std::uint64_t{info.ipProtocol} << 8 | channel;
+        return macs ^ (addresses * (odd + 2)) ^ (rest * (odd + 4)) ^ info.vlan;
+    }
+
+    void storeAt(std::size_t offset, Field& field, const MIITraceMessage& message,
+                 std::vector<unsigned long>& ids) {
+        const std::size_t start = offset + field.startByte;
+        if (start + field.numBytes <= message.frame.size()) {
+            field.store(wordAt(std::span(message.frame), start), message.timestamp);
+            ids.push_back(field.id);
+        }
+    }
+
+    void readContainers(std::span<const std::uint8_t> frame, std::size_t header) {
+        const std::size_t headerSize = type == ethSignalPosType_t::IPDU ? 8 : 16;
+        containers = 0;
+        while (header + headerSize < frame.size() && containers < identifiers.size()) {
+            const std::size_t data = header + headerSize;
+            const std::size_t length = bigEndian<4>(&frame[header + 4]);
+            if (length >= frame.size() - data || (length == 0 && type == ethSignalPosType_t::IPDU)) {
+                break;
+            }
+            identifiers[containers] = bigEndian<4>(&frame[header]);
+            begins[containers++] = data;
+            header = data + length;
+        }
+    }
+
+    /// Where the data of a container begin; far out if it is not there.
+    std::size_t dataOf(std::uint32_t identifier) const {
+        for (std::size_t i = 0; i < containers; ++i) {
+            if (identifiers[i] == identifier) {
+                return begins[i];
+            }
+        }
+        return 1 << 20;
+    }
+
+    ethSignalPosType_t type = ethSignalPosType_t::DEFAULT;
+    std::size_t begin = 0;
+    std::size_t containers = 0;
+    std::array<std::uint32_t, 128> identifiers;
+    std::array<std::size_t, 128> begins;
+};
 
 ethernetSignalDef_t signalOf(const ethernetPosition_t& position) {
     static unsigned built = 0;
     ethernetSignalDef_t definition;
     definition.instance = std::to_string(built++);
     definition.bits = 11;
+    definition.endian = built % 2 == 1;
     definition.positions = {position};
     return definition;
 }
 
-Octets frameTo(unsigned port, const Octets& payload = Octets(64, 0xA5)) {
-    return FrameText{.sourcePort = 30490, .destinationPort = static_cast<std::uint16_t>(port)}.with(payload);
+Octets randomOctets(std::size_t count) {
+    static std::mt19937_64 random(20240607);
+    Octets octets(count);
+    std::generate(octets.begin(), octets.end(), [] { return static_cast<std::uint8_t>(random()); });
+    return octets;
 }
 
-/// A few bare signals in each of many frames.
-std::vector<ethernetSignalDef_t> bareDefinitions() {
-    std::vector<ethernetSignalDef_t> definitions;
-    for (unsigned i = 0; i < frameCount * signalsPerFrame; ++i) {
-        definitions.push_back(
-            signalOf({.startBit = static_cast<std::uint16_t>(i % signalsPerFrame * 16 + 3),
-                      .destinationPort = static_cast<std::uint16_t>(i / signalsPerFrame + 1),
-                      .ipProtocol = 17}));
+/// Fields of 11 bits, every second one big-endian, in frames to ports from 1 on.
+/// \{
+/// A few in the payload of each frame.
+BusWorkload<Ethernet> bareWorkload(const std::string& name, unsigned signals) {
+    BusWorkload<Ethernet> workload{name, {}, {}};
+    std::vector<MIITraceMessage> palette;
+    for (unsigned frame = 1; frame <= signals / signalsPerFrame; ++frame) {
+        for (unsigned i = 0; i < signalsPerFrame; ++i) {
+            workload.definitions.push_back(signalOf({.startBit = static_cast<std::uint16_t>(i * 16 + 3),
+                                                     .destinationPort = static_cast<std::uint16_t>(frame),
+                                                     .ipProtocol = 17}));
+        }
+        palette.push_back({0, frameTo(frame, randomOctets(64)), 0});
     }
-    return definitions;
+    workload.frames = shuffled(palette);
+    return workload;
 }
 
-class Signals {
-  public:
-    explicit Signals(const std::vector<ethernetSignalDef_t>& definitions) {
-        for (const ethernetSignalDef_t& definition : definitions) {
-            signals.push_back(std::make_unique<EthernetSignal>(definition, false, &storage));
-        }
-    }
-    const EthernetSignal& operator[](std::size_t i) const { return *signals[i]; }
-
-  private:
-    SignalStorage storage;
-    std::vector<std::unique_ptr<EthernetSignal>> signals;
-};
-
-/// Header analysis and frame hash as in the library, one look-up, one pass over a flat array of fields.
-class Probe {
-  public:
-    explicit Probe(const std::vector<ethernetSignalDef_t>& definitions) {
-        for (unsigned frame = 0; frame < frameCount; ++frame) {
-            begins[keyOf(frameTo(frame + 1)).first] = std::size_t{frame} * signalsPerFrame;
-        }
-        for (const ethernetSignalDef_t& definition : definitions) {
-            const std::uint16_t startBit = definition.positions[0].startBit;
-            fields.push_back(
-                {startBit / 8U, startBit % 8U, (1ULL << definition.bits) - 1, 0, 0, 0, false, false});
-            fields.back().id = fields.size();
-        }
-    }
-
-    bool decode(const Octets& frame, std::uint64_t time, std::vector<unsigned long>& ids) {
-        ids.clear();
-        const auto [key, payload] = keyOf(frame);
-        const auto begin = begins.find(key);
-        if (begin == begins.end()) {
-            return false;
-        }
-        for (std::size_t i = begin->second; i < begin->second + signalsPerFrame; ++i) {
-            Field& field = fields[i];
-            const std::size_t start = payload + field.startByte;
-            if (start + sizeof(std::uint64_t) <= frame.size()) {
-                std::uint64_t word = 0;
-                std::memcpy(&word, frame.data() + start, sizeof word);
-                const std::uint64_t raw = word >> field.shift & field.mask;
-                field.modified = raw != field.raw;
-                field.raw = raw;
-                field.timestamp = time;
-                field.valid = true;
-                ids.push_back(field.id);
+/// In each of `containers` PDUs or SOME/IP messages a few; 8 data bytes in each.
+BusWorkload<Ethernet> containerWorkload(const std::string& name, ethSignalPosType_t type, unsigned frames,
+                                        unsigned containers, unsigned signalsEach) {
+    BusWorkload<Ethernet> workload{name, {}, {}};
+    std::vector<MIITraceMessage> palette;
+    for (unsigned frame = 1; frame <= frames; ++frame) {
+        Octets payload;
+        for (unsigned container = 0; container < containers; ++container) {
+            for (unsigned i = 0; i < signalsEach; ++i) {
+                workload.definitions.push_back(signalOf({.ethSignalType = type,
+                                                         .startBit = static_cast<std::uint16_t>(i * 16 + 3),
+                                                         .destinationPort = static_cast<std::uint16_t>(frame),
+                                                         .ipProtocol = 17,
+                                                         .pduId = 0x12348000 + container,
+                                                         .serviceId = 0x1234,
+                                                         .methodEventId = 0x8000 + container}));
             }
+            append(payload, 0x12348000ULL + container, 4);
+            append(payload, 8, 4);
+            payload = payload + randomOctets(type == ethSignalPosType_t::IPDU ? 8 : 16);
         }
-        return !ids.empty();
+        payload.push_back(0); // a container ends before the end
+        palette.push_back({0, frameTo(frame, payload), 0});
     }
-    std::uint64_t raw(std::size_t i) const { return fields[i].raw; }
-
-  private:
-    struct Field {
-        std::uint32_t startByte, shift;
-        std::uint64_t mask, id, raw, timestamp;
-        bool valid, modified;
-    };
-
-    static std::pair<std::uint32_t, std::size_t> keyOf(const Octets& frame) {
-        miiFrameInfo_t info{};
-        MIITraceMessage::analyzeFrame(frame.data(), frame.size(), info);
-        return {static_cast<std::uint32_t>(hashFrame(info, 0)), info.payloadOffset};
-    }
-
-    std::unordered_map<std::uint32_t, std::size_t> begins;
-    std::vector<Field> fields;
-};
+    workload.frames = shuffled(palette);
+    return workload;
+}
+/// \}
 
 void analyze(benchmark::State& state) {
     const Octets frame = frameTo(1);
@@ -124,75 +212,38 @@ void analyze(benchmark::State& state) {
     }
 }
 
-/// Decodes the messages in turn, again and again; `decode` is the library's unless another is given.
-template <class Decode>
-void decodeInTurn(benchmark::State& state, const std::vector<MIITraceMessage>& messages, Decode decode) {
-    std::vector<unsigned long> ids;
-    std::size_t next = 0;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(decode(messages[next], ids));
-        next = next + 1 < messages.size() ? next + 1 : 0;
-    }
-}
-
-bool byLibrary(const MIITraceMessage& message, std::vector<unsigned long>& ids) {
-    return EthernetSignal::decodeMessage(message, ids);
-}
-
-/// Frames to ports from `first` on.
-std::vector<MIITraceMessage> messagesTo(unsigned first) {
+/// Frames to `count` ports from `first` on.
+std::vector<MIITraceMessage> messagesTo(unsigned first, unsigned count) {
     std::vector<MIITraceMessage> messages;
-    for (unsigned i = 0; i < frameCount; ++i) {
+    for (unsigned i = 0; i < count; ++i) {
         messages.push_back({i, frameTo(first + i), 0});
     }
     return messages;
 }
 
-void known(benchmark::State& state, unsigned firstPort) {
-    const Signals signals(bareDefinitions());
-    decodeInTurn(state, messagesTo(firstPort), byLibrary);
-}
-
-void knownByProbe(benchmark::State& state) {
-    Probe probe(bareDefinitions());
-    decodeInTurn(state, messagesTo(1), [&](const MIITraceMessage& message, std::vector<unsigned long>& ids) {
-        return probe.decode(message.frame, message.timestamp, ids);
-    });
-}
-
-/// Ends the program if probe and library disagree: a yardstick that does other work measures nothing.
-void checkProbe() {
-    const std::vector<ethernetSignalDef_t> definitions = bareDefinitions();
-    const Signals signals(definitions);
-    Probe probe(definitions);
+void knownNegative(benchmark::State& state) {
+    OwnSignals<Ethernet> signals(bareWorkload("negative", 800), false);
+    const std::vector<MIITraceMessage> messages = messagesTo(2000, 100);
     std::vector<unsigned long> ids;
-    std::vector<unsigned long> probeIds;
-    for (const MIITraceMessage& message : messagesTo(1)) {
-        byLibrary(message, ids);
-        probe.decode(message.frame, message.timestamp, probeIds);
-        if (ids.size() != signalsPerFrame || probeIds.size() != signalsPerFrame) {
-            std::cerr << "probe and library do not write all signals\n";
-            std::exit(1);
-        }
-    }
-    for (std::size_t i = 0; i < definitions.size(); ++i) {
-        if (signals[i].slot->raw != probe.raw(i)) {
-            std::cerr << "probe and library differ in a value\n";
-            std::exit(1);
-        }
+    std::size_t next = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(EthernetSignal::decodeMessage(messages[next], ids, &signals.storage));
+        next = next + 1 < messages.size() ? next + 1 : 0;
     }
 }
 
 /// Every frame comes from an address never seen before; one in two carries a signal.
 void firstSight(benchmark::State& state, unsigned positions) {
-    std::vector<ethernetSignalDef_t> definitions;
+    constexpr unsigned frameCount = 100;
+    BusWorkload<Ethernet> workload{"first", {}, {}};
     for (unsigned i = 0; i < positions; ++i) {
-        definitions.push_back(signalOf({.sourcePort = static_cast<std::uint16_t>(i % 3 == 0 ? 30490 : 0),
-                                        .destinationPort = static_cast<std::uint16_t>(2 * i + 2),
-                                        .ipProtocol = static_cast<std::uint16_t>(i % 2 == 0 ? 17 : 0)}));
+        workload.definitions.push_back(
+            signalOf({.sourcePort = static_cast<std::uint16_t>(i % 3 == 0 ? 30490 : 0),
+                      .destinationPort = static_cast<std::uint16_t>(2 * i + 2),
+                      .ipProtocol = static_cast<std::uint16_t>(i % 2 == 0 ? 17 : 0)}));
     }
-    const Signals signals(definitions);
-    std::vector<MIITraceMessage> messages = messagesTo(1);
+    OwnSignals<Ethernet> signals(workload, false);
+    std::vector<MIITraceMessage> messages = messagesTo(1, frameCount);
     std::vector<unsigned long> ids;
     std::uint64_t address = 0x020000000000;
     for (auto _ : state) {
@@ -201,42 +252,30 @@ void firstSight(benchmark::State& state, unsigned positions) {
         for (std::size_t i = 0; i < 6; ++i) {
             frame[6 + i] = static_cast<std::uint8_t>(address >> (40 - 8 * i));
         }
-        benchmark::DoNotOptimize(byLibrary(messages[address % frameCount], ids));
+        benchmark::DoNotOptimize(
+            EthernetSignal::decodeMessage(messages[address % frameCount], ids, &signals.storage));
     }
-}
-
-/// Twenty messages in one datagram, with a signal in each.
-void someIp(benchmark::State& state) {
-    std::vector<ethernetSignalDef_t> definitions;
-    Octets payload;
-    for (unsigned i = 0; i < 20; ++i) {
-        definitions.push_back(signalOf({.ethSignalType = ethSignalPosType_t::SOMEIP,
-                                        .destinationPort = 1,
-                                        .serviceId = 0x1234,
-                                        .methodEventId = 0x8000 + i}));
-        append(payload, 0x12348000ULL + i, 4);
-        append(payload, 8, 4);
-        payload.resize(payload.size() + 16);
-    }
-    payload.push_back(0);
-    const Signals signals(definitions);
-    decodeInTurn(state, {{1, frameTo(1, payload), 0}}, byLibrary);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    checkProbe();
+    const std::vector<BusWorkload<Ethernet>> workloads{
+        bareWorkload("8_signals", 800),
+        bareWorkload("8_of_4000", 4000),
+        bareWorkload("8_of_20000", 20'000),
+        containerWorkload("8_signals_in_4_ipdus", ethSignalPosType_t::IPDU, 100, 4, 2),
+        containerWorkload("20_signals_in_20_someip", ethSignalPosType_t::SOMEIP, 40, 20, 1),
+        containerWorkload("8_of_20000_in_4_someip", ethSignalPosType_t::SOMEIP, 2500, 4, 2),
+    };
+    registerContests(workloads);
     benchmark::RegisterBenchmark("AnalyzeFrame", analyze);
-    benchmark::RegisterBenchmark("EthernetDecode/8_signals", [](auto& state) { known(state, 1); });
-    benchmark::RegisterBenchmark("EthernetDecode_probe/8_signals", knownByProbe);
-    benchmark::RegisterBenchmark("EthernetDecode/known_negative", [](auto& state) { known(state, 2000); });
+    benchmark::RegisterBenchmark("EthernetDecode/known_negative", knownNegative);
     for (const unsigned positions : {10U, 1000U, 10'000U}) {
         benchmark::RegisterBenchmark(("EthernetDecode/first_sight/" + std::to_string(positions)).c_str(),
                                      [positions](auto& state) { firstSight(state, positions); })
             ->Iterations(20'000); // signals are built once
     }
-    benchmark::RegisterBenchmark("EthernetDecode/someip/20_messages", someIp);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

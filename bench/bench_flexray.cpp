@@ -1,27 +1,15 @@
 // FlexRay frames of ten signals, plain, with update bits and in PDUs: decoding beside the least work that
-// gives the same result, and asking whether a record is wanted.
+// gives the same result, and asking whether a record is wanted. Times are per frame.
 
+#include "BusBench.h"
 #include "bus/FlexRaySignal.h"
 #include "rktrace/TraceRecord.h"
 #include "rkutil/ByteOrder.h"
 #include "signal/ByteOrder.h"
 
-#include <algorithm>
-#include <benchmark/benchmark.h>
-#include <bit>
-#include <cstdlib>
-#include <iostream>
-#include <memory>
-#include <random>
-#include <span>
-#include <string>
-#include <vector>
-
 namespace {
 
-constexpr unsigned slots = 64;
 constexpr unsigned signalsPerFrame = 10;
-constexpr std::size_t frameCount = 1024;
 constexpr std::size_t payloadSize = 64;
 constexpr std::uint8_t pduDataSize = 8;
 constexpr std::ptrdiff_t pduSize = 4 + pduDataSize;
@@ -30,9 +18,9 @@ enum class Content { Plain, UpdateBits, Pdus };
 
 /// Ten fields of 11 bits, two a PDU if they lie in PDUs, half of them big-endian, a third signed. Half of the
 /// frames occur in every cycle, the others in every second one.
-std::vector<flexRaySignalDef_t> definitionsOf(Content content) {
+std::vector<flexRaySignalDef_t> definitionsOf(Content content, std::size_t signals) {
     std::vector<flexRaySignalDef_t> definitions;
-    for (unsigned i = 0; i < slots * signalsPerFrame; ++i) {
+    for (unsigned i = 0; i < signals; ++i) {
         const unsigned slot = i / signalsPerFrame;
         const unsigned place = i % signalsPerFrame;
         const bool inPdu = content == Content::Pdus;
@@ -58,14 +46,13 @@ std::vector<flexRaySignalDef_t> definitionsOf(Content content) {
     return definitions;
 }
 
-/// Frames of random slots, cycles and bytes.
-std::vector<FlexRayExtTraceMessage> framesOf(Content content) {
+/// One frame of random bytes a slot, in cycles of all kinds.
+std::vector<FlexRayExtTraceMessage> paletteOf(Content content, std::size_t signals) {
     std::mt19937_64 random(20240607);
-    std::vector<FlexRayExtTraceMessage> frames(frameCount);
+    std::vector<FlexRayExtTraceMessage> frames(signals / signalsPerFrame);
+    std::uint16_t slot = 0;
     for (FlexRayExtTraceMessage& frame : frames) {
-        frame.timestamp = random();
-        frame.slot = static_cast<std::uint16_t>(1 + random() % slots);
-        frame.cycle = static_cast<std::uint8_t>(random() % 32 * 2);
+        frame.slot = ++slot;
         frame.payload.resize(payloadSize);
         std::generate(frame.payload.begin(), frame.payload.end(),
                       [&random] { return static_cast<std::uint8_t>(random()); });
@@ -78,104 +65,72 @@ std::vector<FlexRayExtTraceMessage> framesOf(Content content) {
     return frames;
 }
 
-/// The least work: a hash look-up of the frame, then one pass over flat descriptors that hold their values;
-/// the chain of PDUs is walked once for fields of one PDU in a row.
-class Probe {
+struct FlexRay {
+    using Signal = FlexRaySignal;
+    using Definition = flexRaySignalDef_t;
+    using Message = FlexRayExtTraceMessage;
+    static constexpr const char* name = "FlexRay";
+
+    static void decode(const Message& message, std::vector<unsigned long>& ids, SignalStorage* storage) {
+        FlexRaySignal::decodeMessage(message, ids, 0, storage);
+    }
+
+    template <class Field>
+    class Probe;
+};
+
+/// The chain of PDUs is walked once for fields of one PDU in a row.
+template <class Field>
+class FlexRay::Probe {
   public:
-    explicit Probe(const std::vector<flexRaySignalDef_t>& definitions) : buckets(bucketCount) {
-        for (const flexRaySignalDef_t& definition : definitions) {
-            const flexRayPosition_t& position = definition.positions.front();
-            if (fields.size() % signalsPerFrame == 0) {
+    explicit Probe(const std::vector<flexRaySignalDef_t>& definitions)
+        : table(definitions.size() / signalsPerFrame * flexray::cycleCount) {
+        for (std::size_t i = 0; i < definitions.size(); ++i) {
+            const flexRayPosition_t& position = definitions[i].positions.front();
+            Field& field = table.fields.emplace_back(definitions[i], position.startBit, i);
+            field.container = position.pduId.value_or(ProbeField::none);
+            field.updateBit = position.updateBit ? *position.updateBit : ProbeField::none;
+            if (i % signalsPerFrame == signalsPerFrame - 1) {
                 enterFrame(position);
             }
-            fields.push_back(fieldOf(definition, position));
         }
     }
 
-    bool decode(const FlexRayExtTraceMessage& message, std::vector<unsigned long>& ids) {
+    void decode(const FlexRayExtTraceMessage& message, std::vector<unsigned long>& ids) {
         ids.clear();
-        const Bucket& bucket =
-            find(flexray::frameKey(0, message.channel, message.slot, message.frameKind, message.cycle));
-        const std::size_t length = std::min(message.data.size(), message.payload.size());
-        std::uint32_t pduId = none;
+        const std::uint64_t key =
+            flexray::frameKey(0, message.channel, message.slot, message.frameKind, message.cycle);
+        const std::span payload(message.payload);
+        const std::size_t length = std::min(message.data.size(), payload.size());
+        std::uint32_t container = ProbeField::none;
         std::size_t offset = 0;
-        for (std::uint32_t i = bucket.begin; i < bucket.begin + bucket.count; ++i) {
-            Field& field = fields[i];
-            if (field.updateBit != none &&
-                (message.payload[field.updateBit / 8] >> field.updateBit % 8 & 1) == 0) {
+        for (Field& field : table.find(key)) {
+            if (field.updateBit != ProbeField::none &&
+                (payload[field.updateBit / 8] >> field.updateBit % 8 & 1) == 0) {
                 continue;
             }
-            if (field.pduId != pduId) {
-                pduId = field.pduId;
-                offset = pduId == none ? 0 : findPdu(message.payload, pduId);
+            if (field.container != container) {
+                container = field.container;
+                offset = findPdu(message.payload, container);
             }
             const std::size_t start = offset + field.startByte;
             if (start + field.numBytes <= length) {
-                field.store(wordAt(std::span(message.payload), start), message.timestamp);
-                ids.push_back(i);
+                field.store(wordAt(payload, start), message.timestamp);
+                ids.push_back(field.id);
             }
         }
-        return !ids.empty();
     }
 
-    std::uint64_t raw(std::size_t definition) const { return fields[definition].raw; }
+    ProbeTable<Field> table;
 
   private:
-    static constexpr std::uint32_t none = ~0U;
-    static constexpr std::size_t bucketCount = std::bit_ceil(std::size_t{4} * slots * flexray::cycleCount);
-
-    struct Field {
-        std::uint64_t mask, sign, raw, timestamp;
-        std::uint32_t pduId, updateBit; // or none
-        std::uint8_t startByte, numBytes, right;
-        bool bigEndian, valid, modified;
-
-        void store(std::uint64_t word, std::uint64_t time) {
-            const std::uint64_t bits = ((bigEndian ? __builtin_bswap64(word) : word) >> right) & mask;
-            const std::uint64_t value = (bits ^ sign) - sign;
-            modified = value != raw;
-            raw = value;
-            timestamp = time;
-            valid = true;
-        }
-    };
-    struct Bucket {
-        std::uint64_t key;
-        std::uint32_t begin, count; // free when empty
-    };
-
-    static Field fieldOf(const flexRaySignalDef_t& definition, const flexRayPosition_t& position) {
-        const int first = position.startBit % 8;
-        const bool isSigned = definition.type == signalValue_t::Signed;
-        return {(1ULL << definition.bits) - 1,
-                isSigned ? 1ULL << (definition.bits - 1) : 0,
-                0,
-                0,
-                position.pduId.value_or(none),
-                position.updateBit ? *position.updateBit : none,
-                static_cast<std::uint8_t>(position.startBit / 8),
-                2,
-                static_cast<std::uint8_t>(definition.endian ? 64 - (7 - first) - definition.bits : first),
-                definition.endian,
-                false,
-                false};
-    }
-
+    /// The last fields are those of a frame.
     void enterFrame(const flexRayPosition_t& position) {
         for (unsigned cycle = 0; cycle < flexray::cycleCount; cycle += position.repetition) {
-            const std::uint64_t key =
-                flexray::frameKey(0, 0, position.slot, flexray::staticKind, static_cast<std::uint8_t>(cycle));
-            find(key) = {key, static_cast<std::uint32_t>(fields.size()), signalsPerFrame};
+            table.enter(
+                flexray::frameKey(0, 0, position.slot, flexray::staticKind, static_cast<std::uint8_t>(cycle)),
+                table.fields.size() - signalsPerFrame);
         }
-    }
-
-    /// The bucket of the key, or the one where it belongs.
-    Bucket& find(std::uint64_t key) {
-        std::size_t place = (key * 0x9E3779B97F4A7C15) >> (64 - std::countr_zero(bucketCount));
-        while (buckets[place].count != 0 && buckets[place].key != key) {
-            place = (place + 1) % bucketCount;
-        }
-        return buckets[place];
     }
 
     /// Where the data of the PDU begin; far out if it is not there.
@@ -191,99 +146,44 @@ class Probe {
         }
         return payload.size();
     }
-
-    std::vector<Field> fields;
-    std::vector<Bucket> buckets;
 };
 
-/// The signals of the library.
-class Vehicle {
-  public:
-    explicit Vehicle(const std::vector<flexRaySignalDef_t>& definitions) {
-        for (const flexRaySignalDef_t& definition : definitions) {
-            signals.push_back(std::make_unique<FlexRaySignal>(definition));
-        }
+BusWorkload<FlexRay> workloadOf(const std::string& name, Content content, std::size_t signals) {
+    BusWorkload<FlexRay> workload{name, definitionsOf(content, signals), {}};
+    workload.frames = shuffled(paletteOf(content, signals));
+    std::mt19937_64 random(20240607);
+    for (FlexRayExtTraceMessage& frame : workload.frames) {
+        frame.cycle = static_cast<std::uint8_t>(random() % (flexray::cycleCount / 2) * 2);
     }
-
-    std::vector<std::unique_ptr<FlexRaySignal>> signals;
-};
-
-template <class Decode>
-void runFrames(benchmark::State& state, Content content, Decode decode) {
-    const std::vector<FlexRayExtTraceMessage> frames = framesOf(content);
-    std::vector<unsigned long> ids;
-    std::size_t next = 0;
-    for (auto _ : state) {
-        decode(frames[next], ids);
-        benchmark::DoNotOptimize(ids.data());
-        next = (next + 1) % frameCount;
-    }
-}
-
-void decodeByLibrary(benchmark::State& state, Content content) {
-    const Vehicle vehicle(definitionsOf(content));
-    runFrames(state, content, [](const FlexRayExtTraceMessage& frame, std::vector<unsigned long>& ids) {
-        FlexRaySignal::decodeMessage(frame, ids);
-    });
-}
-
-void decodeByProbe(benchmark::State& state, Content content) {
-    Probe probe(definitionsOf(content));
-    runFrames(state, content, [&probe](const FlexRayExtTraceMessage& frame, std::vector<unsigned long>& ids) {
-        probe.decode(frame, ids);
-    });
-}
-
-/// Ends the program if probe and library disagree: a yardstick that does other work measures nothing.
-void checkProbe(const char* name, Content content) {
-    const std::vector<flexRaySignalDef_t> definitions = definitionsOf(content);
-    const Vehicle vehicle(definitions);
-    Probe probe(definitions);
-    std::vector<unsigned long> ids;
-    std::vector<unsigned long> probeIds;
-    bool agree = true;
-    for (const FlexRayExtTraceMessage& frame : framesOf(content)) {
-        FlexRaySignal::decodeMessage(frame, ids);
-        probe.decode(frame, probeIds);
-        agree = agree && ids.size() == probeIds.size();
-    }
-    for (std::size_t i = 0; i < definitions.size(); ++i) {
-        const signalSlot_t& slot = *vehicle.signals[i]->slot;
-        agree = agree && slot.valid != 0 && slot.raw == probe.raw(i);
-    }
-    if (!agree) {
-        std::cerr << name << ": probe and library disagree\n";
-        std::exit(1);
-    }
+    return workload;
 }
 
 void query(benchmark::State& state, std::uint16_t slot) {
-    const Vehicle vehicle(definitionsOf(Content::Plain));
-    FlexRayExtTraceMessage frame = framesOf(Content::Plain).front();
+    OwnSignals<FlexRay> signals(workloadOf("query", Content::Plain, 640), false);
+    FlexRayExtTraceMessage frame = paletteOf(Content::Plain, 640).front();
     frame.slot = slot;
     std::vector<std::uint8_t> record;
     encodeRecord(frame, record);
     for (auto _ : state) {
         benchmark::DoNotOptimize(
-            FlexRaySignal::signalsInUse(record.data(), record.data() + record.size(), 0));
+            FlexRaySignal::signalsInUse(record.data(), record.data() + record.size(), 0, &signals.storage));
     }
-}
-
-void registerDecoding(const char* name, Content content) {
-    checkProbe(name, content);
-    const std::string condition = std::string("/private/") + name;
-    benchmark::RegisterBenchmark(("FlexRayDecode" + condition).c_str(), decodeByLibrary, content);
-    benchmark::RegisterBenchmark(("FlexRayDecode_probe" + condition).c_str(), decodeByProbe, content);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    registerDecoding("10_signals", Content::Plain);
-    registerDecoding("10_signals_with_update_bits", Content::UpdateBits);
-    registerDecoding("10_signals_in_5_pdus", Content::Pdus);
+    const std::vector<BusWorkload<FlexRay>> workloads{
+        workloadOf("10_signals", Content::Plain, 640),
+        workloadOf("10_signals_with_update_bits", Content::UpdateBits, 640),
+        workloadOf("10_signals_in_5_pdus", Content::Pdus, 640),
+        workloadOf("10_of_4000", Content::Plain, 4000),
+        workloadOf("10_of_20000", Content::Plain, 20'000),
+        workloadOf("10_of_20000_in_5_pdus", Content::Pdus, 20'000),
+    };
+    registerContests(workloads);
     benchmark::RegisterBenchmark("RecordInUse/flexray/hit", query, std::uint16_t{1});
-    benchmark::RegisterBenchmark("RecordInUse/flexray/miss", query, std::uint16_t{slots + 1});
+    benchmark::RegisterBenchmark("RecordInUse/flexray/miss", query, std::uint16_t{65});
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -1,7 +1,7 @@
-// LIN frames, the logger's inputs, GPS sentences and raw records: decoding each, asking whether a record is
-// wanted, and reading a file of mixed records with all values kept.
+// The logger's inputs, GPS sentences and raw records: decoding each, asking whether a record is wanted, and
+// reading a file of mixed records with all values kept.
 
-#include "LimitProbe.h"
+#include "bus/CANSignal.h"
 #include "bus/LINSignal.h"
 #include "input/AnalogSignal.h"
 #include "input/DigitalSignal.h"
@@ -83,21 +83,6 @@ void decode(benchmark::State& state, const Message& message) {
     std::vector<unsigned long> ids;
     for (auto _ : state) {
         benchmark::DoNotOptimize(Class::decodeMessage(message, ids));
-    }
-}
-
-/// The same fields and bytes as a LIN frame's.
-void probeLin(benchmark::State& state) {
-    std::vector<canSignalDef_t> definitions;
-    for (unsigned frame = 0; frame < frames; ++frame) {
-        for (unsigned signal = 0; signal < signalsPerFrame; ++signal) {
-            definitions.push_back(fieldOf<canSignalDef_t>(frame, signal));
-        }
-    }
-    LimitProbe probe(definitions, false);
-    std::vector<unsigned long> ids;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(probe.decodePrivate(canFrame, ids));
     }
 }
 
@@ -254,8 +239,6 @@ void addQuery(const char* name, const Message& message) {
 } // namespace
 
 int main(int argc, char** argv) {
-    addDecode<LINSignal>("LinDecode/private/4_signals", linFrame);
-    add("LinDecode_probe/private/4_signals", probeLin);
     addDecode<InputSignal>("InputDecode/digital", gpio);
     addDecode<InputSignal>("InputDecode/analog", analog);
     addDecode<InputSignal>("InputDecode/key", key);

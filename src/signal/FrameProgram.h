@@ -11,6 +11,7 @@
 
 #include "signal/FieldWriter.h"
 #include "signal/FrameTable.h"
+#include "signal/PlainPaths.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -82,9 +83,10 @@ class alignas(FieldWriter) FrameProgram {
         program->count = signals.size();
         auto* writer = const_cast<FieldWriter*>(program->writers().data());
         auto* id = const_cast<unsigned long*>(program->ids().data());
+        const bool plain = fastPathsOff(); // every signal is written through its virtual `write`
         for (Signal* const signal : signals) {
             const bool overridesNothing = typeid(*signal) == typeid(Signal);
-            new (writer++) FieldWriter(*signal, overridesNothing, placeOf(*signal));
+            new (writer++) FieldWriter(*signal, overridesNothing && !plain, placeOf(*signal));
             new (id++) unsigned long(signal->id);
         }
         program->classify();
