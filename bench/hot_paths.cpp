@@ -183,7 +183,7 @@ Work ethernet(bool inSomeIp) {
     Octets payload(64, 0xA5);
     if (inSomeIp) {
         payload.clear();
-        for (const std::uint64_t event : {1, 2}) {
+        for (const std::uint64_t event : {1U, 2U}) {
             append(payload, 0x12348000ULL + event, 4);
             append(payload, 8, 4);
             payload.resize(payload.size() + 16, 0x5A);
