@@ -84,7 +84,7 @@ class BaseSignal::SlotLock {
 
 BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, SignalStorage* registry)
     : shmem(sharedMemory), storage(&storageOrDefault(registry)), privateSlot(newPrivateSlot(sharedMemory)),
-      modified(sharedMemory ? ownModified : SlotRecord::of(privateSlot).modified), slot(&privateSlot),
+      modified(sharedMemory ? ownModified : PrivateSlot::of(privateSlot).modified), slot(&privateSlot),
       def(*new baseSignalDef_t(definition)) {
     ownsDef = true;
     create();
@@ -92,7 +92,7 @@ BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, Sig
 
 BaseSignal::BaseSignal(baseSignalDef_t& definition, DefUse use, bool sharedMemory, SignalStorage* registry)
     : shmem(sharedMemory), storage(&storageOrDefault(registry)), privateSlot(newPrivateSlot(sharedMemory)),
-      modified(sharedMemory ? ownModified : SlotRecord::of(privateSlot).modified), slot(&privateSlot),
+      modified(sharedMemory ? ownModified : PrivateSlot::of(privateSlot).modified), slot(&privateSlot),
       def(use == DefUse::Copy ? *new baseSignalDef_t(definition) : definition) {
     ownsDef = use == DefUse::Copy;
     create();
@@ -155,7 +155,7 @@ BaseSignal::~BaseSignal() {
     if (ownsDef) {
         delete &def;
     }
-    SlotPool::giveBack(SlotRecord::of(privateSlot));
+    SlotPool::giveBack(PrivateSlot::of(privateSlot));
 }
 
 /// What decoders have worked out about the signals of this one's tables is out of date.
