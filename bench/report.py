@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Prints what bench/run.py has measured as a table: each ratio with its bar, and whether the bar is reached.
 
-    bench/report.py [--markdown] [--all] [--compare BEFORE.json] RESULTS.json
+    bench/report.py [--markdown] [--all] [--compare BEFORE.json] [--into FILE.md] RESULTS.json
 """
 
 import argparse
@@ -132,15 +132,30 @@ def text(results, before=None, markdown=False, everything=False):
     return "\n".join(lines).rstrip()
 
 
+def put_into(path, tables):
+    """Replaces what stands between the two marks of a Markdown file."""
+    start, end = "<!-- results: begin -->", "<!-- results: end -->"
+    head, found, rest = path.read_text().partition(start)
+    _, found_end, tail = rest.partition(end)
+    if not found or not found_end:
+        raise SystemExit(f"{path} has no lines {start} and {end}")
+    path.write_text(f"{head}{start}\n\n{tables}\n\n{end}{tail}")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("results", metavar="RESULTS.json", type=pathlib.Path)
     parser.add_argument("--markdown", action="store_true")
     parser.add_argument("--all", action="store_true", help="also figures that nothing is compared with")
     parser.add_argument("--compare", metavar="BEFORE.json", type=pathlib.Path, help="show these, too")
+    parser.add_argument("--into", metavar="FILE.md", type=pathlib.Path, help="put the tables between its two marks")
     arguments = parser.parse_args()
     before = json.loads(arguments.compare.read_text()) if arguments.compare else None
-    print(text(json.loads(arguments.results.read_text()), before, arguments.markdown, arguments.all))
+    results = json.loads(arguments.results.read_text())
+    if arguments.into:
+        put_into(arguments.into, text(results, before, True, arguments.all))
+    else:
+        print(text(results, before, arguments.markdown, arguments.all))
 
 
 if __name__ == "__main__":

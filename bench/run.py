@@ -32,8 +32,10 @@ BUSY = 0.5  # of a processor, by other programs
 
 
 def text_of(*command):
-    done = subprocess.run(command, capture_output=True, text=True, cwd=ROOT)
-    return done.stdout.strip() if done.returncode == 0 else ""
+    try:
+        return subprocess.run(command, capture_output=True, text=True, cwd=ROOT, check=True).stdout.strip()
+    except (OSError, subprocess.CalledProcessError):
+        return ""  # programs of before may lack one
 
 
 def machine():
