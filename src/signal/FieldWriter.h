@@ -68,7 +68,7 @@ class FieldWriter {
     /// the last write changed it: then a write needs nothing of the signal's object.
     bool hasOwnRecord() const {
         return !shared && slot == &signal->privateSlot &&
-               &signal->modified == &SlotRecord::of(*slot).modified;
+               &signal->modified == &PrivateSlot::of(*slot).modified;
     }
     /// REQUIRES: `isDirect()` and `hasOwnRecord()`.
     PrivateField privateField() const {

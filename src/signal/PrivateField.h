@@ -30,7 +30,7 @@ struct PrivateField {
     void store(std::uint64_t word, std::uint64_t timestamp) const {
         signalSlot_t& own = *slot;
         const std::uint64_t raw = field(word, /*isSigned=*/true) & mask;
-        SlotRecord::of(own).modified = raw != own.raw;
+        PrivateSlot::of(own).modified = raw != own.raw;
         own.raw = raw;
         std::atomic_signal_fence(std::memory_order_release); // two stores cost less than one of a vector
         own.timestamp = timestamp;
