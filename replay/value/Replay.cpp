@@ -277,6 +277,11 @@ void Replay::run(Trace& trace) {
     engine->finish();
 }
 
+void Replay::runAhead(Trace& trace, const std::function<void()>& handedOn) {
+    trace.runAhead(*engine, handedOn);
+    engine->finish();
+}
+
 void Replay::receive(const CANExtTraceMessage& frame) {
     engine->receive(frame);
 }

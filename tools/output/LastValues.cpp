@@ -33,6 +33,7 @@ void LastValues::written(const MessageInfo& message, std::span<const unsigned lo
         Tally& tally = tallies[catalog.indexOf(id)];
         ++tally.count;
         tally.origin = message.origin;
+        tally.block = block;
     }
 }
 
@@ -43,10 +44,23 @@ void LastValues::signalsAdded() {
     }
 }
 
+void LastValues::add(const LastValues& others) {
+    for (std::size_t i = 0; i < tallies.size(); ++i) {
+        Tally& tally = tallies[i];
+        const Tally& other = others.tallies[i];
+        const std::uint64_t count = tally.count + other.count;
+        if (other.count > 0 && (tally.count == 0 || other.block > tally.block)) {
+            tally = other;
+            tally.other = others.catalog.signals()[i].get();
+        }
+        tally.count = count;
+    }
+}
+
 template <class Function>
 void LastValues::forEachSeen(Function&& function) const {
     for (std::size_t i = 0; i < tallies.size(); ++i) {
-        BaseSignal& signal = *catalog.signals()[i];
+        BaseSignal& signal = tallies[i].other != nullptr ? *tallies[i].other : *catalog.signals()[i];
         unsigned long raw = 0;
         unsigned long timestamp = 0;
         if (selected[i] && tallies[i].count > 0 && signal.read(raw, timestamp)) {

@@ -21,6 +21,12 @@ class LastValues : public ValueSink {
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
     void signalsAdded() override;
 
+    /// The values that follow lie in a block of this number.
+    void enterBlock(std::uint64_t number) { block = number; }
+    /// Takes over what a sink for a catalog with the same signals has met in other blocks. Its catalog must
+    /// outlive this sink, whose values are of it where it has the later ones.
+    void add(const LastValues& others);
+
     /// Writes a row for each signal that has got a value and not lost it, in the order of definition.
     void writeRows(const RowSyntax& syntax, OutputBuffer& out) const;
 
@@ -31,6 +37,8 @@ class LastValues : public ValueSink {
     struct Tally {
         std::uint64_t count = 0;
         MessageOrigin origin; ///< of the last value
+        std::uint64_t block = 0;
+        BaseSignal* other = nullptr; ///< of another catalog, has the last value; null: that of `catalog`
     };
 
     template <class Function>
@@ -40,6 +48,7 @@ class LastValues : public ValueSink {
     std::vector<bool> selected;
     TimeFormat times;
     std::vector<Tally> tallies;
+    std::uint64_t block = 0;
 };
 
 } // namespace rksignal
