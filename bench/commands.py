@@ -29,6 +29,10 @@ class Command:
         self.arguments = [str(part) for part in arguments]
 
 
+class NotMade(Exception):
+    """A recording that the programs, those of an earlier state, cannot make."""
+
+
 class Recordings:
     """Simulated drives in a folder, each made when it is asked for."""
 
@@ -61,7 +65,7 @@ class Recordings:
         command = [str(part) for part in (self.programs / program, *arguments)]
         done = subprocess.run(command, capture_output=True, text=True)
         if done.returncode not in (0, 1):
-            sys.exit(f"{' '.join(command)}: {done.stderr}")
+            raise NotMade(done.stderr.strip())
         return done.stdout + done.stderr
 
     def for_floor(self):
@@ -101,8 +105,8 @@ def check_floor(programs, recordings):
         while part := mine.stdout.read(1 << 20):
             if part != its.stdout.read(len(part)):
                 sys.exit("rksignal decode and text_floor give different rows")
-        if its.stdout.read(1):
-            sys.exit("text_floor gives more rows than rksignal decode")
+        if its.stdout.read(1) or mine.wait() != 0:
+            sys.exit("rksignal decode gives fewer rows than text_floor")
 
 
 def floor_commands(programs, recordings, jobs):
@@ -132,8 +136,8 @@ def container_commands(programs, recordings, jobs):
         path, messages = recordings.drive(ending, hours=hours)
         return [programs / "rksignal", "decode", "--quiet", path, *options], messages
 
-    kinds = {"rktrace": ("rktrace", DEFINITIONS + NETWORK), "pcapng_can": ("pcapng", DEFINITIONS),
-             "pcapng_ethernet": ("ethernet.pcapng", NETWORK)}
+    kinds = {"rktrace": ("rktrace", DEFINITIONS), "rktrace_all_buses": ("rktrace", DEFINITIONS + NETWORK),
+             "pcapng_can": ("pcapng", DEFINITIONS), "pcapng_ethernet": ("ethernet.pcapng", NETWORK)}
     for name, (ending, definitions) in kinds.items():
         last = partial(decode, ending, 1, "--last", *definitions)
         yield Command(f"last/{name}/1_job", partial(last, *jobs(1)))
@@ -183,7 +187,12 @@ def prepared(programs, recordings, is_wanted):
     jobs = (lambda count: ["--jobs", str(count)]) if "--jobs" in help_text else (lambda count: [])
     every = [*floor_commands(programs, recordings, jobs), *container_commands(programs, recordings, jobs),
              *peer_commands(recordings), check_command(programs, recordings)]
-    wanted = [command for command in every if is_wanted(command.name)]
-    for command in wanted:
-        command.prepare()
-    return [command for command in wanted if shutil.which(command.arguments[0])]
+    made = []
+    for command in every:
+        try:
+            if is_wanted(command.name):
+                command.prepare()
+                made.append(command)
+        except (NotMade, OSError) as error:
+            print(f"{command.name} is left out: {error}", file=sys.stderr)
+    return [command for command in made if shutil.which(command.arguments[0])]

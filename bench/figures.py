@@ -9,6 +9,8 @@ import os
 import re
 import statistics
 import subprocess
+import sys
+import tempfile
 import time
 
 COUNTERS = {  # of the benchmark programs: unit, factor, and whether more of it is better
@@ -51,7 +53,9 @@ class Figures:
     def run_benchmarks(self, program, wanted, options=()):
         """One process of a benchmark program; of its repetitions the medians."""
         command = [program, f"--benchmark_filter={wanted}", "--benchmark_format=json", *options]
-        done = subprocess.run(command, capture_output=True, text=True, check=True)
+        done = subprocess.run(command, capture_output=True, text=True)
+        if done.returncode != 0:  # a probe that disagrees, for one
+            raise SystemExit(f"{program.name}: exit status {done.returncode}\n{done.stderr}")
         if not done.stdout.strip():
             return  # it has no such benchmark
         for benchmark in json.loads(done.stdout)["benchmarks"]:
@@ -65,17 +69,22 @@ class Figures:
                     self.add(f"{name}#{counter}", benchmark[counter] * factor, unit, more)
 
     def run_command(self, command):
-        """One run of a `commands.Command`: its rate, and its peak memory."""
-        with subprocess.Popen(command.arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
-            start = time.perf_counter()
-            _, status, used = os.wait4(process.pid, 0)
-            passed = time.perf_counter() - start
-            process.returncode = os.waitstatus_to_exitcode(status)
-        if process.returncode not in (0, 1):  # 1 of rksignal: nothing fired, and the like
-            raise RuntimeError(f"{' '.join(command.arguments)}: exit status {process.returncode}")
+        """One run of a `commands.Command`: its rate, and its peak memory. Returns whether it worked."""
+        with tempfile.NamedTemporaryFile() as peak:
+            # GNU time is small; a child of this process would count its own memory as that of the program.
+            timed = ["/usr/bin/time", "--quiet", "-f", "%M", "-o", peak.name, *command.arguments]
+            with subprocess.Popen(timed, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
+                start = time.perf_counter()
+                _, status, used = os.wait4(process.pid, 0)
+                passed = time.perf_counter() - start
+                process.returncode = os.waitstatus_to_exitcode(status)
+            if process.returncode not in (0, 1):  # 1 of rksignal: nothing fired, and the like
+                print(f"{command.name} is left out: exit status {process.returncode}", file=sys.stderr)
+                return False
+            self.add(f"{command.name}#memory", int(peak.read()) / 1024, "MiB")
         seconds = passed if command.with_waiting else used.ru_utime + used.ru_stime
         self.add(command.name, command.amount / seconds / 1e6, command.unit, True)
-        self.add(f"{command.name}#memory", used.ru_maxrss / 1024, "MiB")
+        return True
 
     def run_columns(self, command):
         """The rates that column_rates prints, each the median of five processes."""

@@ -119,6 +119,7 @@ def alone(results, before, markdown):
 def introduction(results):
     machine = results["machine"]
     changed = " with changes" if results["changed"] else ""
+    changed += ", fast paths off (RKSIGNAL_PLAIN=1)" if results["plain_paths"] else ""
     return [f"{machine['processor']}, {machine['processors']} processors, {machine['memory_MiB']:,} MiB; "
             f"{results['compiler']}; commit {results['commit']}{changed}; {results['started']}",
             f"Medians of {results['runs']} processes each; load {results['load_before'][0]} before, "

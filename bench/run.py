@@ -67,10 +67,10 @@ def measure(programs, runs, only):
                     figures.run_benchmarks(program, only or ".", REPETITIONS)
                 elif run == 0:
                     figures.run_benchmarks(program, only or SELDOM[program.name], ["--benchmark_min_time=0.01"])
-            for command in whole:
+            for command in list(whole):
                 progress(f"run {run + 1} of {runs}: {command.name}")
-                if command.runs is None or run < command.runs:
-                    figures.run_command(command)
+                if (command.runs is None or run < command.runs) and not figures.run_command(command):
+                    whole.remove(command)
         if re.search(only or "", "columns") and (programs / "column_rates").exists():
             log, _ = recordings.drive("log", hours=1)
             figures.run_columns([programs / "column_rates", log, *commands.CHANNELS])
@@ -126,7 +126,8 @@ def main():
     results = {"started": datetime.datetime.now().astimezone().isoformat(timespec="seconds"), "machine": machine(),
                "load_before": load(), "commit": text_of("git", "rev-parse", "--short", "HEAD"),
                "changed": bool(text_of("git", "status", "--porcelain", "--untracked-files=no")),
-               "compiler": text_of(programs / "hot_paths", "--compiler"), "runs": arguments.runs}
+               "compiler": text_of(programs / "hot_paths", "--compiler"), "runs": arguments.runs,
+               "plain_paths": os.environ.get("RKSIGNAL_PLAIN", "") == "1"}
     if results["load_before"][0] > BUSY:
         print(f"The machine is busy: its load is {results['load_before'][0]}. Ratios can be trusted more than figures.",
               file=sys.stderr)
