@@ -41,7 +41,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
     CANDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
                const CANExtTraceMessage& message, std::uint64_t key)
-        : FrameDecoder(table, frame, ids), message(message), key(key) {}
+        : FrameDecoder(table, frame, ids), message(message), key(key), pdus(frame.bytes, frame.length) {}
 
     static FieldPlace placeOf(const CANSignal& signal) {
         const canSignalDef_t& definition = signal.definition;
@@ -50,6 +50,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
         place.wholeFrame = !definition.canFD;
         if (definition.canFD) {
             place.conditional = definition.pduId.has_value();
+            place.sought = definition.pduId.value_or(0);
             place.startByte = definition.startByte;
             place.numBytes = definition.numBytes;
         }
@@ -61,6 +62,8 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
     }
 
     unsigned long toldLength() const { return lengthCode(message.length); }
+
+    std::size_t locate(const FieldRun& run) { return pdus.find(run.sought).value_or(nowhere); }
 
     /// The data of the signal's PDU.
     std::optional<std::size_t> originOf(const FieldWriter& writer) const {
@@ -80,7 +83,8 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
         if (selected == nullptr) {
             return;
         }
-        const FrameProgram& program = FrameProgram::of(*selected, table, placeOf);
+        const FrameProgram& program = FrameProgram::of(
+            *selected, table, placeOf, [](std::uint64_t each, auto&& visit) { return anyTwin(each, visit); });
         if (storedWhole(program)) {
             return;
         }
@@ -143,6 +147,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
     const CANExtTraceMessage& message;
     std::uint64_t key;
+    pdu::Walk<pdu::canFd> pdus;
 };
 
 void traceFrame(const CANExtTraceMessage& message, std::uint64_t key,

@@ -10,15 +10,16 @@
 
 /// Where a bus finds the bytes of a signal: what its decoder has to know beyond the field itself.
 struct FieldPlace {
-    static constexpr std::int32_t noUpdateBit = -1;
-
     bool wholeFrame = false;  ///< the first 8 bytes of the frame; else a byte range of it
     bool conditional = false; ///< the frame's content says where the range begins, or whether it is there
     bool selects = false;     ///< further signals follow from its value
     std::uint8_t numBytes = 0;
-    std::uint16_t startByte = 0;          ///< of the range, from where the bus has it begin
-    std::int32_t updateBit = noUpdateBit; ///< bit of the payload that is 1 when the signal has been updated
+    std::uint16_t startByte = 0; ///< of the range, from where the bus has it begin
+    std::uint8_t search = 0;     ///< what a conditional signal depends on, as the bus numbers it
+    std::uint32_t sought = 0;    ///< which: an update bit, the identifier of a PDU or message
 
+    /// Behind the last byte of the range.
+    std::uint32_t end() const { return std::uint32_t{startByte} + numBytes; }
     /// Whether the frame's length alone says if the signal is there.
     bool isPlain() const { return !conditional && !selects; }
 };

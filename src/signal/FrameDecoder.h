@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <vector>
@@ -46,7 +47,9 @@ class FrameDecoder {
     template <class... More>
     static void decode(Table& table, typename Table::Frame& entry, const ReceivedFrame& frame,
                        std::vector<unsigned long>& ids, const More&... more) {
-        const FrameProgram& program = FrameProgram::of(entry, table, Bus::placeOf);
+        const FrameProgram& program =
+            FrameProgram::of(entry, table, Bus::placeOf,
+                             [](std::uint64_t key, auto&& visit) { return Bus::anyTwin(key, visit); });
         if (BaseSignal::debug != 0 || !storeAll(program, frame, ids)) {
             Bus(table, frame, ids, more...).decodeOther(program);
         }
@@ -58,6 +61,12 @@ class FrameDecoder {
 
     // --- replaced by a bus where it differs ---
 
+    /// Visits the keys of frames that are likely to have the same signals as the one of `key`, until `visit`
+    /// returns true. \return whether it did
+    template <class Visit>
+    static bool anyTwin(std::uint64_t /*key*/, Visit&& /*visit*/) {
+        return false;
+    }
     /// The debug line at the head of a signal's own.
     void traceSignal(const BaseSignal& signal) const {
         logDebug(Bus::site, "Signal = ", signal.def.instance);
@@ -68,6 +77,10 @@ class FrameDecoder {
     unsigned long toldLength() const { return frame.length; }
     /// Debug output before a byte range is written.
     void traceBytes() const {}
+    /// Where the byte ranges of a run of conditional signals begin to count, as `originOf` says it, or
+    /// `nowhere`.
+    std::size_t locate(const FieldRun& /*run*/) { return nowhere; }
+    static constexpr std::size_t nowhere = ~std::size_t{0};
     /// Called after a signal was written whose place `selects`.
     void decodeSelected(const FieldWriter& /*writer*/) {}
 
@@ -88,7 +101,7 @@ class FrameDecoder {
         if (tracing || program.form() != FrameProgram::Form::WholeFrame) {
             return false;
         }
-        storeWord(program, frame.firstWord, frame.timestamp);
+        storeWord(program.fields(), frame.firstWord, frame.timestamp);
         append(program.ids(), ids);
         return true;
     }
@@ -121,13 +134,13 @@ class FrameDecoder {
         const std::size_t origin = *frame.origin;
         const auto form = program.form();
         if (form == FrameProgram::Form::WholeFrame) [[likely]] {
-            storeWord(program, frame.firstWord, frame.timestamp);
+            storeWord(program.fields(), frame.firstWord, frame.timestamp);
         } else if (form == FrameProgram::Form::SharedWholeFrame) {
             storeSharedFirstWord(program, frame.firstWord, frame.timestamp);
         } else if (form < FrameProgram::Form::RangesInWord || !frame.holdsRange(origin, program.end())) {
             return false;
         } else if (form == FrameProgram::Form::RangesInWord) {
-            storeWord(program, wordAt(frame.bytes, origin), frame.timestamp);
+            storeWord(program.fields(), wordAt(frame.bytes, origin), frame.timestamp);
         } else if (form == FrameProgram::Form::Ranges) {
             storeRanges(program, frame.bytes.subspan(origin), frame.timestamp);
         } else {
@@ -138,9 +151,9 @@ class FrameDecoder {
     }
 
     /// All fields lie in one word.
-    static void storeWord(const FrameProgram& program, std::uint64_t word, std::uint64_t timestamp) {
+    static void storeWord(std::span<const PrivateField> fields, std::uint64_t word, std::uint64_t timestamp) {
         const std::uint64_t inOrder[2] = {word, bitfield::swapped(word)};
-        for (const PrivateField& field : program.fields()) {
+        for (const PrivateField& field : fields) {
             field.store(inOrder[field.bigEndian ? 1 : 0], timestamp);
         }
     }
@@ -148,10 +161,7 @@ class FrameDecoder {
     static void storeRanges(const FrameProgram& program, std::span<const std::uint8_t> bytes,
                             std::uint64_t timestamp) {
         for (const PrivateField& field : program.fields()) {
-            const std::uint64_t word = wordAt(bytes, field.startByte);
-            const std::uint64_t difference = word ^ bitfield::swapped(word);
-            // No branch: which fields are big-endian is no pattern that a processor learns.
-            field.store(word ^ (difference & -std::uint64_t{field.bigEndian}), timestamp);
+            storeOne(field, wordAt(bytes, field.startByte), timestamp);
         }
     }
 
@@ -193,12 +203,87 @@ class FrameDecoder {
     }
 
     [[gnu::noinline]] void decodeOther(const FrameProgram& program) {
-        if (program.form() == FrameProgram::Form::Selecting && frame.origin && !tracing) {
+        const auto form = program.form();
+        if (form == FrameProgram::Form::Selecting && frame.origin && !tracing) {
             storeSelecting(program);
+        } else if (form == FrameProgram::Form::Searched && !tracing) {
+            storeFound(program, program.fields());
+        } else if (form == FrameProgram::Form::OtherSearched && !tracing) {
+            fetch(program);
+            storeFound(program, program.writers());
         } else {
             decodeEach(program);
         }
     }
+
+    /// Decodes a frame with signals that are not always there, one run of them after the other. `fields` are
+    /// the signals as they are stored. REQUIRES: nothing is reported yet. What the loops use is in variables
+    /// of their own: a store into a slot could change any other for all that the compiler knows.
+    template <class Field>
+    void storeFound(const FrameProgram& program, std::span<const Field> fields) {
+        ids.assign(program.ids().begin(), program.ids().end()); // mostly all are there
+        const std::uint64_t time = frame.timestamp;
+        const FieldWriter* writer = program.writers().data();
+        const Field* field = fields.data();
+        const unsigned long* id = program.ids().data();
+        unsigned long* reported = ids.data();
+        for (const FieldRun& run : program.runs()) {
+            const std::size_t origin = run.conditional ? bus().locate(run) : frame.origin.value_or(nowhere);
+            const std::span own(field, run.count);
+            if (holdsWords(run, origin)) [[likely]] {
+                storeRun(run, own, frame.bytes.data() + origin, time);
+                *reported++ = *id; // mostly the only one, or one of two: too few for a call that copies
+                for (std::uint32_t i = 1; i < run.count; ++i) {
+                    *reported++ = id[i];
+                }
+            } else if (origin != nowhere) {
+                for (std::size_t i = 0; i < run.count; ++i) {
+                    if (fits(writer[i].place, origin)) {
+                        storeOne(own[i], wordAt(frame.bytes, origin + startByteOf(own[i])), time);
+                        *reported++ = id[i];
+                    }
+                }
+            }
+            field += run.count;
+            writer += run.count;
+            id += run.count;
+        }
+        ids.resize(static_cast<std::size_t>(reported - ids.data()));
+    }
+    /// `bytes`: where the ranges begin to count.
+    static void storeRun(const FieldRun& run, std::span<const PrivateField> fields, const std::uint8_t* bytes,
+                         std::uint64_t time) {
+        if (run.isInWord()) {
+            return storeWord(fields, wholeWordAt(bytes), time);
+        }
+        for (const PrivateField& field : fields) {
+            storeOne(field, wholeWordAt(bytes + field.startByte), time);
+        }
+    }
+    static void storeRun(const FieldRun& /*run*/, std::span<const FieldWriter> writers,
+                         const std::uint8_t* bytes, std::uint64_t time) {
+        for (const FieldWriter& writer : writers) {
+            storeOne(writer, wholeWordAt(bytes + writer.place.startByte), time);
+        }
+    }
+    /// No branch: which fields are big-endian is no pattern that a processor learns.
+    static void storeOne(const PrivateField& field, std::uint64_t word, std::uint64_t time) {
+        const std::uint64_t difference = word ^ bitfield::swapped(word);
+        field.store(word ^ (difference & -std::uint64_t{field.bigEndian}), time);
+    }
+    static void storeOne(const FieldWriter& writer, std::uint64_t word, std::uint64_t time) {
+        writer.store(word, time);
+    }
+    /// Whether all ranges of a run were received, and 8 bytes may be read from the start of each.
+    bool holdsWords(const FieldRun& run, std::size_t origin) const {
+        return frame.holdsRange(origin, run.end) &&
+               frame.bytes.size() - origin >= run.lastStart + sizeof(std::uint64_t);
+    }
+    bool fits(const FieldPlace& place, std::size_t origin) const {
+        return frame.holdsRange(origin + place.startByte, place.numBytes);
+    }
+    static std::size_t startByteOf(const PrivateField& field) { return field.startByte; }
+    static std::size_t startByteOf(const FieldWriter& writer) { return writer.place.startByte; }
 
     /// What a signal selects is decoded before the next one, and its identifiers come before that one's.
     void storeSelecting(const FrameProgram& program) {

@@ -9,6 +9,7 @@
 /// changed behind its back are seen after the next `cInit`.
 #pragma once
 
+#include "signal/FieldRun.h"
 #include "signal/FieldWriter.h"
 #include "signal/FrameTable.h"
 #include "signal/PlainPaths.h"
@@ -23,15 +24,17 @@
 #include <vector>
 
 /// The compiled form of one frame's list of signals: this head, then, if it is of a private form, a short
-/// field a signal, then the identifiers of the signals, then the writers, in one block of memory, so that one
-/// look-up leads to all of it. What every frame touches comes first.
+/// field a signal, then the identifiers of the signals, then the runs of a searched form, then the writers,
+/// in one block of memory, so that one look-up leads to all of it. What every frame touches comes first.
 class FrameProgram {
   public:
-    /// Frames that are decoded without a look at each signal's kind: all signals are direct and at fixed
-    /// places, and all slots private, or all shared.
+    /// Frames that are decoded without a look at each signal's kind: all signals are direct, and all slots
+    /// private, or all shared.
     enum class Form : std::uint8_t {
         Mixed,            ///< none of these
         Selecting,        ///< as WholeFrame, but some select further signals
+        Searched,         ///< private, in byte ranges, of which some have to be searched
+        OtherSearched,    ///< the same with slots of any kind
         WholeFrame,       ///< private, plain, in the first 8 bytes
         SharedWholeFrame, ///< shared, plain, in the first 8 bytes
         RangesInWord,     ///< private, plain, in byte ranges of the first 8 bytes that ranges count from
@@ -41,14 +44,17 @@ class FrameProgram {
 
     /// The program of an entry of a frame table, compiled if there is none or it is out of date.
     /// `placeOf(const Signal&) -> FieldPlace`. Allocates only then.
-    template <class Signal, class PlaceOf>
-    static const FrameProgram& of(typename FrameTable<Signal>::Frame& frame, const FrameTable<Signal>& table,
-                                  PlaceOf&& placeOf) {
+    ///
+    /// `anyTwin(key, visit)` calls `visit` with the keys of frames that are likely to have the same list,
+    /// until it returns true: then one program serves both.
+    template <class Signal, class PlaceOf, class AnyTwin>
+    static const FrameProgram& of(typename FrameTable<Signal>::Frame& frame, FrameTable<Signal>& table,
+                                  PlaceOf&& placeOf, AnyTwin&& anyTwin) {
         const FrameProgram* const program = frame.program.get();
         if (program != nullptr && program->generation == table.changes().latest()) [[likely]] {
             return *program;
         }
-        return renewed<Signal>(frame, table.changes().latest(), placeOf);
+        return renewed<Signal>(frame, table, placeOf, anyTwin);
     }
 
     /// Empty unless the form is a private one.
@@ -59,8 +65,12 @@ class FrameProgram {
     std::span<const unsigned long> ids() const {
         return {reinterpret_cast<const unsigned long*>(fields().data() + fieldCount), count};
     }
+    /// Empty unless the form is a searched one.
+    std::span<const FieldRun> runs() const {
+        return {reinterpret_cast<const FieldRun*>(ids().data() + count), runCount};
+    }
     std::span<const FieldWriter> writers() const {
-        return {reinterpret_cast<const FieldWriter*>(ids().data() + count), count};
+        return {reinterpret_cast<const FieldWriter*>(runs().data() + runCount), count};
     }
     Form form() const { return ownForm; }
     /// Behind the last byte of all ranges.
@@ -76,12 +86,26 @@ class FrameProgram {
     FrameProgram() = default;
 
     /// The program of a frame that may be out of date or whose list may have changed.
-    template <class Signal, class PlaceOf>
+    template <class Signal, class PlaceOf, class AnyTwin>
     [[gnu::noinline]] static const FrameProgram& renewed(typename FrameTable<Signal>::Frame& frame,
-                                                         std::uint64_t latest, PlaceOf&& placeOf) {
-        const std::uint64_t wanted = latest | (frame.isOpen() ? openMark : 0);
-        if (frame.program == nullptr || frame.program->generation != wanted ||
-            !frame.program->names(frame.signals())) {
+                                                         FrameTable<Signal>& table, PlaceOf&& placeOf,
+                                                         AnyTwin&& anyTwin) {
+        const std::uint64_t wanted = table.changes().latest() | (frame.isOpen() ? openMark : 0);
+        if (frame.program != nullptr && frame.program->generation == wanted &&
+            frame.program->names(frame.signals())) {
+            return *frame.program;
+        }
+        const auto share = [&frame, &table, wanted](std::uint64_t key) {
+            const auto* const twin = table.lookup(key);
+            const bool serves = twin != nullptr && twin != &frame && twin->program != nullptr &&
+                                twin->program->generation == wanted && twin->signals() == frame.signals();
+            if (serves) {
+                ++twin->program->users;
+                frame.program.reset(twin->program.get());
+            }
+            return serves;
+        };
+        if (frame.isOpen() || fastPathsOff() || !anyTwin(frame.key(), share)) {
             frame.program.reset(compiled(frame.signals(), placeOf));
             frame.program->generation = wanted;
         }
@@ -117,7 +141,9 @@ class FrameProgram {
     std::uint64_t generation = 0;
     std::uint32_t count = 0;
     std::uint32_t fieldCount = 0;
+    std::uint32_t runCount = 0;
     std::uint32_t rangesEnd = 0;
+    std::uint32_t users = 1; ///< frames that it serves
     Form ownForm = Form::Mixed;
 };
 
