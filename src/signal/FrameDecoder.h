@@ -43,10 +43,12 @@ class FrameDecoder {
     using Table = FrameTable<Signal>;
 
     /// Writes the signals of an entry of `table` and appends their identifiers to `ids`. The decoder itself
-    /// is built, from `more` too, only if a look at each signal is needed.
+    /// is built, from `more` too, only if a look at each signal is needed. Inline always: a call would put
+    /// the whole frame on the stack.
     template <class... More>
-    static void decode(Table& table, typename Table::Frame& entry, const ReceivedFrame& frame,
-                       std::vector<unsigned long>& ids, const More&... more) {
+    [[gnu::always_inline]] static void decode(Table& table, typename Table::Frame& entry,
+                                              const ReceivedFrame& frame, std::vector<unsigned long>& ids,
+                                              const More&... more) {
         const FrameProgram& program =
             FrameProgram::of(entry, table, Bus::placeOf,
                              [](std::uint64_t key, auto&& visit) { return Bus::anyTwin(key, visit); });
