@@ -26,14 +26,42 @@ std::vector<std::string> tableRow(BaseSignal& signal, std::uint64_t count, const
 } // namespace
 
 LastValues::LastValues(const Catalog& catalog, std::vector<bool> selected, const TimeFormat& times)
-    : catalog(catalog), selected(std::move(selected)), times(times), tallies(catalog.signals().size()) {}
+    : catalog(catalog), selected(std::move(selected)), times(times), tallies(catalog.signals().size()),
+      wholes(catalog.messages().size()) {}
 
 void LastValues::written(const MessageInfo& message, std::span<const unsigned long> ids) {
+    ++turn;
     for (const unsigned long id : ids) {
         Tally& tally = tallies[catalog.indexOf(id)];
         ++tally.count;
         tally.origin = message.origin;
+        tally.turn = turn;
     }
+}
+
+/// Most values: counted once a message.
+void LastValues::writtenWhole(const MessageInfo& message, std::size_t number,
+                              std::span<const unsigned long> ids) {
+    Whole& whole = wholes[number];
+    whole.ids = ids;
+    ++whole.tally.count;
+    whole.tally.origin = message.origin;
+    whole.tally.turn = ++turn;
+}
+
+std::vector<LastValues::Tally> LastValues::allTallies() const {
+    std::vector<Tally> all = tallies;
+    for (const Whole& whole : wholes) {
+        for (const unsigned long id : whole.ids) {
+            Tally& tally = all[catalog.indexOf(id)];
+            const std::uint64_t count = tally.count + whole.tally.count;
+            if (whole.tally.turn > tally.turn) {
+                tally = whole.tally;
+            }
+            tally.count = count;
+        }
+    }
+    return all;
 }
 
 void LastValues::signalsAdded() {
@@ -45,12 +73,13 @@ void LastValues::signalsAdded() {
 
 template <class Function>
 void LastValues::forEachSeen(Function&& function) const {
-    for (std::size_t i = 0; i < tallies.size(); ++i) {
+    const std::vector<Tally> all = allTallies();
+    for (std::size_t i = 0; i < all.size(); ++i) {
         BaseSignal& signal = *catalog.signals()[i];
         unsigned long raw = 0;
         unsigned long timestamp = 0;
-        if (selected[i] && tallies[i].count > 0 && signal.read(raw, timestamp)) {
-            function(signal, tallies[i]);
+        if (selected[i] && all[i].count > 0 && signal.read(raw, timestamp)) {
+            function(signal, all[i]);
         }
     }
 }

@@ -6,6 +6,7 @@
 #include "output/RowFormat.h"
 #include "value/ValueSink.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -19,6 +20,8 @@ class LastValues : public ValueSink {
     LastValues(const Catalog& catalog, std::vector<bool> selected, const TimeFormat& times);
 
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void writtenWhole(const MessageInfo& message, std::size_t number,
+                      std::span<const unsigned long> ids) override;
     void signalsAdded() override;
 
     /// Writes a row for each signal that has got a value and not lost it, in the order of definition.
@@ -30,8 +33,16 @@ class LastValues : public ValueSink {
   private:
     struct Tally {
         std::uint64_t count = 0;
-        MessageOrigin origin; ///< of the last value
+        MessageOrigin origin;   ///< of the last value
+        std::uint64_t turn = 0; ///< in which that came
     };
+    /// Of all signals of a message at once.
+    struct Whole {
+        std::span<const unsigned long> ids;
+        Tally tally;
+    };
+
+    std::vector<Tally> allTallies() const;
 
     template <class Function>
     void forEachSeen(Function&& function) const;
@@ -39,7 +50,9 @@ class LastValues : public ValueSink {
     const Catalog& catalog;
     std::vector<bool> selected;
     TimeFormat times;
-    std::vector<Tally> tallies;
+    std::vector<Tally> tallies; ///< as Catalog::signals(): but for what is in `wholes`
+    std::vector<Whole> wholes;  ///< as Catalog::messages()
+    std::uint64_t turn = 0;     ///< counts the calls that brought values
 };
 
 } // namespace rksignal

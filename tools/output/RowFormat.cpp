@@ -114,10 +114,17 @@ void RowFormat::setMessage(const MessageInfo& message) {
         appendOrigin(parts, syntax, message.origin);
         origin.set(parts);
     }
-    parts.assign(syntax.open);
-    appendTime(parts, syntax, time, message.timestamp);
-    parts += origin.view();
-    common.set(parts);
+    const bool isQuoted = syntax.json && time.isText();
+    char* at = common.start(syntax.open.size() + maxNumberText + 2 + origin.size());
+    at += syntax.open.copy(at, syntax.open.size());
+    if (isQuoted) {
+        *at++ = '"';
+    }
+    at = time.write(at, message.timestamp);
+    if (isQuoted) {
+        *at++ = '"';
+    }
+    common.end(origin.copyTo(at));
 }
 
 void RowFormat::setOrigin(const MessageOrigin& messageOrigin) {
@@ -176,6 +183,30 @@ void RowFormat::write(const SignalCells& cells, BaseSignal& signal, RowEndings& 
         out.append(text);
         endings.keep(raw, text, budget);
     }
+    out.endRow();
+}
+
+void RowFormat::write(std::span<const PreparedRow> rows) {
+    const std::string_view start = common.view();
+    const std::size_t others = start.size() + RowEndings::longest + PaddedText::block;
+    char* at = out.reserve(OutputBuffer::mostReserved);
+    const char* end = at + OutputBuffer::mostReserved;
+    for (const PreparedRow& row : rows) {
+        const RowEndings::Ending* const ending = row.endings->find(*row.raw);
+        const std::size_t room = others + row.head.size();
+        if (ending == nullptr || room > static_cast<std::size_t>(end - at)) [[unlikely]] {
+            out.advance(at);
+            out.endRow();
+            write(*row.cells, *row.signal, *row.endings);
+            at = out.reserve(OutputBuffer::mostReserved);
+            end = at + OutputBuffer::mostReserved;
+            continue;
+        }
+        at = PaddedText::copy(row.head, PaddedText::copy(start, at));
+        std::memcpy(at, ending->text.data(), RowEndings::longest);
+        at += ending->length;
+    }
+    out.advance(at);
     out.endRow();
 }
 
