@@ -60,9 +60,9 @@ bool GzipStream::nextMember() {
 }
 
 /// \return false
-bool GzipStream::end(std::string why) {
+bool GzipStream::end(const std::string& why) {
     isAtEnd = true;
-    reason = file->damage().empty() ? std::move(why) : file->damage();
+    reason = file->damage().empty() ? why : file->damage();
     return false;
 }
 

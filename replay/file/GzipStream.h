@@ -28,7 +28,7 @@ class GzipStream : public ContentStream {
   private:
     bool refill();
     bool nextMember();
-    bool end(std::string why);
+    bool end(const std::string& why);
 
     std::unique_ptr<InputFile> file;
     std::vector<std::uint8_t> block;          ///< compressed bytes

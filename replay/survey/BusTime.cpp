@@ -18,7 +18,7 @@ BusBits classicBits(bool isExtended, std::uint64_t dataBits) {
 }
 
 BusBits fdBits(bool isExtended, std::uint64_t dataBits) {
-    constexpr std::uint64_t longestOfShortChecksum = 16 * 8;
+    constexpr std::uint64_t longestOfShortChecksum = 128;
     constexpr std::uint64_t acknowledgementAndEnd = 9;
     constexpr std::uint64_t control = 5;    // error state indicator and length code
     constexpr std::uint64_t stuffCount = 4; // with its parity

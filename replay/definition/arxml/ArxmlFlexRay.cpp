@@ -164,7 +164,7 @@ class FlexRayClusterReader {
     }
 
     static std::optional<std::uint16_t> updateBitOf(std::optional<std::uint64_t> position) {
-        return position && *position < longestFlexRayFrame * 8
+        return position && *position < std::uint64_t{longestFlexRayFrame} * 8
                    ? std::optional(static_cast<std::uint16_t>(*position))
                    : std::nullopt;
     }

@@ -333,7 +333,7 @@ class ArxmlPduReader::Frame {
     std::vector<pugi::xml_node> open; ///< the PDUs that are being read
 };
 
-ArxmlPduReader::ArxmlPduReader(ArxmlModel& model) : model(model), hasBigEndianHeaders(true) {
+ArxmlPduReader::ArxmlPduReader(ArxmlModel& model) : model(model) {
     for (const pugi::xml_node system : model.elementsOf({"SYSTEM"})) {
         hasBigEndianHeaders =
             hasBigEndianHeaders &&

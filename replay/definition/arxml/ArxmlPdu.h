@@ -47,7 +47,7 @@ class ArxmlPduReader {
     class Frame;
 
     ArxmlModel& model;
-    bool hasBigEndianHeaders;        ///< those of containers
+    bool hasBigEndianHeaders = true; ///< those of containers
     std::size_t signalsAndTexts = 0; ///< that were read
 };
 

@@ -77,7 +77,7 @@ void DbcParser::readLayout(DbcSignalStatement& statement) {
 }
 
 void DbcParser::takeLayout(DbcSignalStatement& statement, std::uint64_t startbit, std::uint64_t bits) {
-    constexpr std::uint64_t mostBits = longestParameterGroup * 8;
+    constexpr std::uint64_t mostBits = std::uint64_t{longestParameterGroup} * 8;
     statement.dropped = true;
     if (bits == 0) {
         statement.dropReason = "its width is 0";

@@ -115,7 +115,7 @@ std::optional<std::size_t> KcdBusReader::readSignal(pugi::xml_node element,
     const unsigned line = lineOf(element);
     const auto offset = integerIn(element.attribute("offset").value());
     const auto bits = integerIn(element.attribute("length").as_string("1"));
-    if (nameOf(element).empty() || !offset || *offset >= longestFrame * 8U || !bits) {
+    if (nameOf(element).empty() || !offset || *offset >= std::uint64_t{longestFrame} * 8 || !bits) {
         notes.error(line, "signal " + nameOf(element) + " of message " + builder.message().name +
                               " dropped: its name, offset or length is missing, no number or too large");
         return std::nullopt;

@@ -15,7 +15,7 @@ constexpr std::size_t maxWaitingBytes = std::size_t{1} << 20;
 MdfRecords::MdfRecords(MdfFile& file, const MdfContents& contents, const MdfDataGroup& data,
                        std::size_t bufferSize)
     : file(file), contents(contents), data(data), stream(file, data.data, contents.unfinished),
-      buffer(std::max<std::size_t>(bufferSize, 2 * MdfContents::maxRecord) + MdfField::slack) {
+      buffer(std::max<std::size_t>(bufferSize, std::size_t{2} * MdfContents::maxRecord) + MdfField::slack) {
     for (const MdfGroup& group : data.groups) {
         kinds.push_back({&group});
     }
