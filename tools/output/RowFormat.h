@@ -49,9 +49,9 @@ class SignalCells {
     /// `signal` must outlive the cells.
     SignalCells(const BaseSignal& signal, const RowSyntax& syntax);
 
-    const PaddedText& head() const { return instance; }   ///< from before the instance up to the value
-    const std::string& unit() const { return unitToRaw; } ///< from behind the value up to the raw value
-    const std::string& none() const { return noText; }    ///< the quoted text of a raw value that has none
+    const PaddedText& head() const { return instance; }  ///< from before the instance up to the value
+    const PaddedText& unit() const { return unitToRaw; } ///< from behind the value up to the raw value
+    const std::string& none() const { return noText; }   ///< the quoted text of a raw value that has none
     /// Whether everything behind the head follows from the raw value.
     bool areOfRaw() const { return isPlain; }
     /// The quoted text of a raw value. REQUIRES: areOfRaw()
@@ -63,7 +63,7 @@ class SignalCells {
     const BaseSignal* computing; ///< computes its texts; null: they are in the table
     std::string (*quote)(std::string_view);
     PaddedText instance;
-    std::string unitToRaw;
+    PaddedText unitToRaw;
     std::string noText;
     bool isPlain;
     std::vector<std::pair<std::uint64_t, std::string>> texts; ///< by raw value
@@ -128,7 +128,8 @@ class RowFormat {
 
     char* writeValue(char* at, double value) const;
     char* writeRawCell(char* at, std::uint64_t raw, signalValue_t type) const;
-    std::string_view makeEnding(const SignalCells& cells, BaseSignal& signal, char* text) const;
+    std::string_view makeEnding(const SignalCells& cells, signalValue_t type, const ValueSample& sample,
+                                char* text) const;
 
     const RowSyntax& syntax;
     OutputBuffer& out;
