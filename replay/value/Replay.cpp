@@ -66,13 +66,13 @@ void ReplayEngine::pass(PassedMessage kind, std::uint64_t timestamp) {
 void ReplayEngine::receive(const CANExtTraceMessage& frame) {
     const MessageInfo info{frame.timestamp, {frame.channel, SignalKind::Can}};
     sink.reached(frame.timestamp);
-    MessageDecoder* const decoder = soleDecoderOf(frame);
-    const auto whole = decoder != nullptr ? decoder->decodeWhole(frame) : std::span<const unsigned long>();
-    if (whole.empty()) {
-        return decodeAny(frame, info);
+    if (MessageDecoder* const decoder = soleDecoderOf(frame)) {
+        if (const auto whole = decoder->decodeWhole(frame); !whole.empty()) {
+            sink.writtenWhole(info, decoder->number(), whole);
+            return conclude(info, true, 0);
+        }
     }
-    sink.writtenWhole(info, decoder->number(), whole);
-    conclude(info, true, 0);
+    decodeAny(frame, info);
 }
 
 /// The fast way to the definition of a frame: most have one, and the same frames come again and again.
