@@ -23,9 +23,8 @@ namespace rksignal {
 /// the second and the interface.
 class CandumpShape {
   public:
-    /// Characters of the longest line of this shape: `(SECONDS.`, decimals and `) `, name, identifier and
-    /// `#`,
-    /// `#` and flags, data, line end. No more are looked at.
+    /// Characters of the longest line of this shape: second, decimals and `) `, name, identifier and `#`,
+    /// another `#` and flags, data, line end. No more are looked at.
     static constexpr std::size_t reach = 16 + 8 + 8 + 9 + 2 + 2 * 64 + 2;
 
     /// Reads the line that begins at `text` as parseCandumpLine() does, and sets the channel.
