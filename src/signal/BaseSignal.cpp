@@ -4,6 +4,7 @@
 #include "signal/BitField.h"
 #include "signal/Diagnostics.h"
 #include "signal/SignalFiling.h"
+#include "signal/SlotPool.h"
 #include "signal/StorageTables.h"
 
 #include <algorithm>
@@ -54,6 +55,11 @@ bool isStillValid(const signalSlot_t& slot) {
     return slot.valid != 0;
 }
 
+/// A private slot for a signal that keeps its value there, unless it asked for shared memory.
+signalSlot_t& newPrivateSlot(bool shared) {
+    return (shared ? SlotPool::spare() : SlotPool::inUse()).take().slot;
+}
+
 } // namespace
 
 /// Holds the lock of a slot in shared memory for one operation; a private slot needs none.
@@ -77,13 +83,15 @@ class BaseSignal::SlotLock {
 };
 
 BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, SignalStorage* registry)
-    : storage(&storageOrDefault(registry)), shmem(sharedMemory), slot(&privateSlot),
+    : shmem(sharedMemory), storage(&storageOrDefault(registry)), privateSlot(newPrivateSlot(sharedMemory)),
+      modified(sharedMemory ? ownModified : SlotRecord::of(privateSlot).modified), slot(&privateSlot),
       ownDef(std::make_unique<baseSignalDef_t>(definition)), def(*ownDef) {
     create();
 }
 
 BaseSignal::BaseSignal(baseSignalDef_t& definition, DefUse use, bool sharedMemory, SignalStorage* registry)
-    : storage(&storageOrDefault(registry)), shmem(sharedMemory), slot(&privateSlot),
+    : shmem(sharedMemory), storage(&storageOrDefault(registry)), privateSlot(newPrivateSlot(sharedMemory)),
+      modified(sharedMemory ? ownModified : SlotRecord::of(privateSlot).modified), slot(&privateSlot),
       ownDef(use == DefUse::Copy ? std::make_unique<baseSignalDef_t>(definition) : nullptr),
       def(ownDef ? *ownDef : definition) {
     create();
@@ -108,8 +116,9 @@ void BaseSignal::create() {
 }
 
 BaseSignal::BaseSignal(BaseSignal* parent)
-    : initSmData(false), ownDef(parent != nullptr ? std::make_unique<baseSignalDef_t>(parent->def)
-                                                  : std::make_unique<baseSignalDef_t>()),
+    : initSmData(false), privateSlot(SlotPool::spare().take().slot), modified(ownModified),
+      ownDef(parent != nullptr ? std::make_unique<baseSignalDef_t>(parent->def)
+                               : std::make_unique<baseSignalDef_t>()),
       def(*ownDef) {
     constexpr LogSite site{"BaseSignal", "BaseSignal"};
     if (parent == nullptr) {
@@ -143,6 +152,7 @@ BaseSignal::~BaseSignal() {
     if (debug) {
         logDebug(site, def.instance, " deleted", noSegment ? " (no shared memory found)" : "");
     }
+    SlotPool::giveBack(SlotRecord::of(privateSlot));
 }
 
 /// What decoders have worked out about the signals of this one's tables is out of date.

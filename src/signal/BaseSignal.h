@@ -2,7 +2,7 @@
 /// A signal: its definition, its value slot, and the reading and writing of its value.
 ///
 /// Every signal of the logger is a `BaseSignal`, or an object of a class that derives from it and knows one
-/// bus or input. The latest value lies in a slot, either inside the object or in a System V shared-memory
+/// bus or input. The latest value lies in a slot, either a private one or one in a System V shared-memory
 /// segment keyed by the instance name, where every process that builds a signal of that name sees it.
 ///
 /// For example:
@@ -62,7 +62,7 @@
 /// is 0.
 ///
 /// Identifiers are a kind bit plus a running number: unique within one process, not stable across processes.
-class alignas(64) RKSIGNAL_EXPORT BaseSignal {
+class RKSIGNAL_EXPORT BaseSignal {
   public:
     // --- class-wide switches and registry ---
 
@@ -92,7 +92,7 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     // --- life ---
 
     /// Builds a signal, enters it by name in `storage` and gives it its slot: in shared memory when `shmem`,
-    /// else, or when that fails, inside the object. A name already taken is reported; the earlier signal
+    /// else, or when that fails, its private one. A name already taken is reported; the earlier signal
     /// keeps it. The storage must outlive the signal.
     explicit BaseSignal(const baseSignalDef_t& def, bool shmem = false, SignalStorage* storage = nullptr);
 
@@ -160,17 +160,27 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     // --- state ---
 
     bool initSmData = true; ///< this object created the slot and initialises it
-    key_t key = 0;          ///< System V IPC key of the segment; 0 until computed
-    int shmId = -1;         ///< shared-memory identifier; -1 when there is none
+    bool shmem = false;     ///< the value was asked to lie in shared memory; kept on fallback
+
+    std::uint8_t d_lsbBit = 0;    ///< bit number of the least significant bit, kept in 8 bits on purpose
+    std::uint8_t d_startByte = 0; ///< byte that holds the least significant bit
+    std::uint8_t d_bytes = 0;     ///< number of bytes the field touches
+    std::uint8_t d_shift = 0;     ///< right shift that brings the least significant bit to bit 0
+
+  private:
+    bool ownModified = false; ///< `modified` of a shared signal and of a mirror
+
+  public:
+    key_t key = 0;  ///< System V IPC key of the segment; 0 until computed
+    int shmId = -1; ///< shared-memory identifier; -1 when there is none
 
     std::uint64_t id = 0;             ///< kind bit + running number; all ones: rejected; 0: none assigned
     SignalStorage* storage = nullptr; ///< the registry that holds the signal; not owned
 
-    // From here on the order is for the cache: the slot's raw value and time stamp, which every write
-    // changes, lie on one line with `modified`; its validity, which hardly ever changes, on the line before.
-    signalSlot_t privateSlot;     ///< used without shared memory, or when attaching failed
-    bool modified = false;        ///< the last write changed the raw value
-    bool shmem = false;           ///< the value was asked to lie in shared memory; kept on fallback
+    /// Used without shared memory, or when attaching failed. It lies outside the object, beside those of the
+    /// signals that were built before and after.
+    signalSlot_t& privateSlot;
+    bool& modified;               ///< the last write changed the raw value; beside the private slot if in use
     signalSlot_t* slot = nullptr; ///< the slot in use
     double value = 0.0;           ///< physical value as of the last `physical()`
 
@@ -183,10 +193,6 @@ class alignas(64) RKSIGNAL_EXPORT BaseSignal {
     /// status); then it is a copy.
     baseSignalDef_t& def;
 
-    std::uint8_t d_lsbBit = 0;    ///< bit number of the least significant bit, kept in 8 bits on purpose
-    std::uint8_t d_startByte = 0; ///< byte that holds the least significant bit
-    std::uint8_t d_bytes = 0;     ///< number of bytes the field touches
-    std::uint8_t d_shift = 0;     ///< right shift that brings the least significant bit to bit 0
     std::uint64_t d_maksBits = 0; ///< mask of `bits` ones
     std::uint64_t d_signBit = 0;  ///< the field's top bit
     std::uint64_t d_rawMask = 0;  ///< the field's bits in the first 8 payload bytes, byte 0 least significant

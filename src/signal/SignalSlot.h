@@ -1,7 +1,7 @@
 /// \file
 /// The record that holds one signal's latest value.
 ///
-/// It lives inside its signal object or in a System V shared-memory segment of its own, where several
+/// It lives in a pool of private slots or in a System V shared-memory segment of its own, where several
 /// processes read and write it: its layout is a format between processes and never changes.
 #pragma once
 
