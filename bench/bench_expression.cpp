@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <limits>
+#include <malloc.h>
 #include <memory>
 #include <muParser.h>
 #include <string>
@@ -138,8 +139,20 @@ void evaluateByMuParser(benchmark::State& state, const Condition& condition, boo
     }
 }
 
+/// What compiled conditions keep on the heap, each.
+std::size_t bytesOfCondition(const Condition& condition, SignalStorage& storage) {
+    constexpr std::size_t count = 1000;
+    std::vector<std::unique_ptr<ExpParser>> compiled(count);
+    const std::size_t before = mallinfo2().uordblks;
+    for (auto& expression : compiled) {
+        expression = std::make_unique<ExpParser>(condition.text.c_str(), false, &storage);
+    }
+    return (mallinfo2().uordblks - before) / count;
+}
+
 void compileByLibrary(benchmark::State& state, const Condition& condition) {
     BenchSignals signals(condition.signals, false);
+    state.counters["bytes"] = static_cast<double>(bytesOfCondition(condition, signals.storage));
     for (auto _ : state) {
         const ExpParser expression(condition.text.c_str(), false, &signals.storage);
         benchmark::DoNotOptimize(expression.program.data());

@@ -20,7 +20,10 @@ namespace rksignal {
 /// Adds the messages of one file.
 class Catalog::FileAdder {
   public:
-    FileAdder(Catalog& catalog, DefinitionFile&& file) : catalog(catalog), file(std::move(file)) {}
+    /// \param isCopy of messages that a catalog has: none of them is left out, though without the signals
+    /// that are not decoded two may mean the same
+    FileAdder(Catalog& catalog, DefinitionFile&& file, bool isCopy = false)
+        : catalog(catalog), file(std::move(file)), isCopy(isCopy) {}
 
     /// Frames of CAN come first, whatever else the file holds.
     void add() {
@@ -54,7 +57,7 @@ class Catalog::FileAdder {
 
     void addFrame(MessageDefinition&& added) {
         auto& decoders = decodersLike(added);
-        if (isDefinedAlready(added)) {
+        if (!isCopy && isDefinedAlready(added)) {
             remark(added.place, Severity::Warning,
                    "message " + added.name + " is already defined exactly so");
             return;
@@ -236,6 +239,7 @@ class Catalog::FileAdder {
 
     Catalog& catalog;
     DefinitionFile file;
+    bool isCopy;
     RemarkList remarks;
     std::size_t renamed = 0;
     std::string renamedExample;
@@ -265,6 +269,25 @@ void Catalog::addDefinitions(std::span<const DefinitionSource> sources, const De
 
 void Catalog::add(DefinitionFile&& file) {
     FileAdder(*this, std::move(file)).add();
+}
+
+/// One by one: the messages of one file would be sorted by kind.
+void Catalog::addMessagesOf(const Catalog& other) {
+    for (MessageDefinition& message : other.decodedMessages()) {
+        DefinitionFile file;
+        file.choosesInstances = true;
+        file.messages.push_back(std::move(message));
+        FileAdder(*this, std::move(file), /*isCopy=*/true).add();
+    }
+}
+
+void Catalog::addStatisticsOf(const Catalog& copy) {
+    for (std::size_t i = 0; i < frameDecoders.size(); ++i) {
+        frameDecoders[i]->addStatistics(copy.frameDecoders[i]->statistics());
+    }
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        seen[i] = seen[i] || copy.seen[i];
+    }
 }
 
 std::vector<MessageDefinition> Catalog::decodedMessages() const {

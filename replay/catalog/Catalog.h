@@ -102,6 +102,13 @@ class RKREPLAY_EXPORT Catalog {
     /// Adds what a reader has made of a file of any format.
     void add(DefinitionFile&& file);
 
+    /// Adds the messages of another catalog with the signals that are decoded, under the names that they have
+    /// there, e.g. for another thread. In an empty catalog they get the same indices.
+    void addMessagesOf(const Catalog& other);
+    /// Counts what the decoders of such a copy have met. REQUIRES: `copy` has been filled by addMessagesOf()
+    /// of this catalog
+    void addStatisticsOf(const Catalog& copy);
+
     /// About all files, in the order in which they were added.
     const RemarkList& remarks() const { return allRemarks; }
 

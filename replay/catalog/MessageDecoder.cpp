@@ -233,6 +233,15 @@ bool MessageDecoder::isSelected(const Field& field) const {
                        [value](const auto& range) { return range.first <= value && value <= range.second; });
 }
 
+void MessageDecoder::addStatistics(const MessageStatistics& others) {
+    counts.frames += others.frames;
+    counts.shortFrames += others.shortFrames;
+    counts.untouched += others.untouched;
+    counts.notAvailable += others.notAvailable;
+    counts.errors += others.errors;
+    counts.channels |= others.channels;
+}
+
 std::vector<unsigned long> MessageDecoder::signals() const {
     std::vector<unsigned long> ids;
     for (const Field& field : fields) {

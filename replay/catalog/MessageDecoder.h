@@ -106,6 +106,8 @@ class RKREPLAY_EXPORT MessageDecoder {
     bool isForFurtherSource() const { return isFurther; }
     std::optional<std::uint8_t> channel() const { return definition.channel; }
     const MessageStatistics& statistics() const { return counts; }
+    /// Counts what another decoder of the message has met.
+    void addStatistics(const MessageStatistics& others);
 
   private:
     static constexpr std::uint32_t none = ~std::uint32_t{0};

@@ -69,6 +69,12 @@ EthernetDefinitions::EthernetDefinitions(const Catalog& catalog) {
     }
 }
 
+bool EthernetDefinitions::haveSomeIp() const {
+    return std::any_of(all.begin(), all.end(), [](const FrameDefinitions& each) {
+        return !each.fields[static_cast<std::size_t>(ethSignalPosType_t::SOMEIP)].empty();
+    });
+}
+
 void EthernetDefinitions::add(EthernetSignal& signal, std::size_t index, bool anyChannel) {
     const ethernetPosition_t& position = signal.position();
     const auto container = static_cast<std::size_t>(position.ethSignalType);

@@ -50,6 +50,8 @@ class EthernetDefinitions {
 
     /// Whether a signal is defined on the channel.
     bool use(std::uint8_t channel) const { return isOfAnyChannel || channels[channel]; }
+    /// Whether a signal lies in SOME/IP messages, which reach across frames.
+    bool haveSomeIp() const;
     /// The definitions of which the frame has all that they name; of stacked VLAN tags any may be theirs.
     const Selection& select(const FrameLayers& layers, std::uint8_t channel);
 

@@ -62,7 +62,13 @@ void ReadControl::stop() noexcept {
 
 void ReadControl::waitFor(int descriptor) const {
     pollfd both[] = {{descriptor, POLLIN, 0}, {wakeUp, POLLIN, 0}};
-    withoutInterruption([&both] { return poll(both, std::size(both), -1); });
+    const auto pollFor = [&both](int milliseconds) {
+        return withoutInterruption([&] { return poll(both, std::size(both), milliseconds); });
+    };
+    if (beforeWait && pollFor(0) == 0) {
+        beforeWait();
+    }
+    pollFor(-1);
     if (isStopped()) {
         throw ReadingStopped();
     }

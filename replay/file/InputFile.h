@@ -30,6 +30,8 @@ class ReadControl {
 
     /// Called whenever an input is about to be read, which may take as long as a pipe stays empty.
     std::function<void()> beforeRead;
+    /// Called before waiting for an input that has nothing to read, if set.
+    std::function<void()> beforeWait;
 
     /// Ends all reading, also one that waits. For any thread and for signal handlers.
     void stop() noexcept;

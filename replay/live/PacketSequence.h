@@ -14,18 +14,18 @@ class PacketSequence {
     int meet(std::uint8_t number) {
         const std::uint8_t ahead = static_cast<std::uint8_t>(number - expected);
         const unsigned behind = 256U - ahead;
+        const bool isLate = ahead > half && behind <= remembered;
+        if (isStarted && isLate && (missing >> (behind - 1) & 1) != 0) {
+            missing &= ~(std::uint32_t{1} << (behind - 1));
+            return -1;
+        }
         int change = 0;
-        if (!isStarted || (ahead > half && behind > remembered)) {
+        if (!isStarted || ahead > half) {
             missing = 0;
-        } else if (ahead <= half) {
+        } else {
             change = ahead;
             missing = ahead < remembered - 1 ? (missing << (ahead + 1U)) | ((1U << (ahead + 1U)) - 2)
                                              : ~std::uint32_t{1};
-        } else if ((missing >> (behind - 1) & 1) != 0) {
-            missing &= ~(std::uint32_t{1} << (behind - 1));
-            return -1;
-        } else {
-            missing = 0;
         }
         isStarted = true;
         expected = static_cast<std::uint8_t>(number + 1);

@@ -22,8 +22,14 @@ bool RecordTrace::next() {
 }
 
 void RecordTrace::deliver(MessageSink& sink, std::uint64_t time) {
-    if (!sink.receiveRecord(reader.record(), time) && found.damagedRecords++ == 0) {
-        firstDamaged = number;
+    if (!sink.receiveRecord(reader.record(), time)) {
+        countRefused(number);
+    }
+}
+
+void RecordTrace::countRefused(std::uint64_t refused) {
+    if (found.damagedRecords++ == 0) {
+        firstDamaged = refused;
     }
 }
 

@@ -18,6 +18,8 @@ class RecordTrace : public TraceSource {
     explicit RecordTrace(std::unique_ptr<InputFile> file);
 
     bool next() override;
+    std::uint64_t recordNumber() const override { return number; }
+    void countRefused(std::uint64_t refused) override;
 
   private:
     void deliver(MessageSink& sink, std::uint64_t time) override;

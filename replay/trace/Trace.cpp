@@ -160,7 +160,7 @@ struct Trace::State {
 
     bool advance() {
         try {
-            while (!control.isStopped() && traces.next()) {
+            while (!isDone && !control.isStopped() && traces.next()) {
                 isStarted = isStarted || start();
                 if (!bounds || isInWindow()) {
                     return true;
@@ -207,6 +207,7 @@ struct Trace::State {
     bool isStarted = false;
     bool hasBegun = false; ///< a message has come that is not behind the window
     bool isAhead = false;  ///< the next message has been read already
+    bool isDone = false;   ///< all has been read in blocks
 };
 
 Trace::Trace() : state(std::make_unique<State>()) {}
@@ -282,6 +283,42 @@ void Trace::run(MessageSink& sink) {
 
 void Trace::stop() noexcept {
     state->control.stop();
+}
+
+/// The only trace, if it is a log that can be read in blocks, of which nothing is left out; else null.
+CandumpTrace* Trace::dividedLog(std::int64_t& shift) const {
+    if (count() != 1 || !isDivisible(0) || !state->window.isOpen()) {
+        return nullptr;
+    }
+    auto& log = static_cast<CandumpTrace&>(state->traces[0]);
+    shift = state->traces.shift(0);
+    return log.file().canReadAt() ? &log : nullptr;
+}
+
+/// What follows is read before it is used, until endAhead().
+void Trace::beginAhead() {
+    state->traces.holdReports();
+}
+
+/// Called, by the thread that reads, before it waits for a pipe that has nothing to give.
+void Trace::beforeWait(std::function<void()> action) {
+    state->control.beforeWait = std::move(action);
+}
+
+/// Of the message, if it is a record; else 0.
+std::uint64_t Trace::recordNumber() const {
+    return state->traces[source()].recordNumber();
+}
+
+void Trace::countRefused(std::size_t trace, std::uint64_t record) {
+    state->traces[trace].countRefused(record);
+}
+
+/// All that is wanted has been read, and used. There are no further messages.
+void Trace::endAhead() {
+    state->isAhead = false;
+    state->isDone = true;
+    state->traces.releaseReports();
 }
 
 bool Trace::isStopped() const {

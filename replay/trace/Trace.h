@@ -142,6 +142,13 @@ class RKREPLAY_EXPORT Trace {
     /// again gets those behind with another call. \throws Error
     void run(MessageSink& sink);
 
+    /// The same, with a second thread: one reads while the other delivers. `sink` is called by both, by one
+    /// at a time. `handedOn`, if given, is called now and then: when some hundred messages have been
+    /// delivered, and before a thread waits for a pipe. Reads everything: to be called once, and no other
+    /// reading after it. Trace::onProgress() is called beside the sink. \throws Error as run(), when what
+    /// came before has been delivered; what `sink` throws
+    void runAhead(MessageSink& sink, const std::function<void()>& handedOn = {});
+
     /// Lets next() and run() end soon as they do at the end, also while they wait for a pipe: the message
     /// that is being delivered is the last one. For any thread and for signal handlers; lasts.
     void stop() noexcept;
@@ -167,7 +174,16 @@ class RKREPLAY_EXPORT Trace {
     bool isSound() const;
 
   private:
+    friend class TraceBlocks;
     struct State;
+
+    class CandumpTrace* dividedLog(std::int64_t& shift) const;
+    void beginAhead();
+    void beforeWait(std::function<void()> action);
+    std::uint64_t recordNumber() const;
+    void countRefused(std::size_t trace, std::uint64_t record);
+    void endAhead();
+
     std::unique_ptr<State> state;
 };
 

@@ -5,7 +5,6 @@
 #include <utility>
 
 namespace rksignal {
-namespace {
 
 std::uint64_t shifted(std::uint64_t time, std::int64_t shift) {
     const auto distance = static_cast<std::uint64_t>(shift);
@@ -14,8 +13,6 @@ std::uint64_t shifted(std::uint64_t time, std::int64_t shift) {
     }
     return time + std::min(distance, std::numeric_limits<std::uint64_t>::max() - time);
 }
-
-} // namespace
 
 void TraceMerge::add(std::unique_ptr<TraceSource> source, std::int64_t shift) {
     inputs.push_back({std::move(source), shift, 0, 0});

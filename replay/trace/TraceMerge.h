@@ -11,6 +11,9 @@
 
 namespace rksignal {
 
+/// `time` moved by `shift` nanoseconds, within 64 bits.
+std::uint64_t shifted(std::uint64_t time, std::int64_t shift);
+
 /// Merges traces by the times of their messages; at equal times the trace that was added first comes first.
 /// The messages of one trace keep their order, also where its times go back: such a message counts as having
 /// the latest time before it. A message costs a step of a heap when the next one comes from another trace.
@@ -41,6 +44,20 @@ class TraceMerge {
         }
     }
 
+    /// Leaves all reports open until releaseReports().
+    void holdReports() {
+        for (const Input& input : inputs) {
+            input.source->holdReport();
+        }
+    }
+    /// Completes the reports of all traces: nothing more is read.
+    void releaseReports() {
+        for (const Input& input : inputs) {
+            input.source->releaseReport();
+        }
+    }
+
+    std::int64_t shift(std::size_t trace) const { return inputs[trace].shift; }
     std::size_t size() const { return inputs.size(); }
     const TraceSource& operator[](std::size_t trace) const { return *inputs[trace].source; }
     TraceSource& operator[](std::size_t trace) { return *inputs[trace].source; }

@@ -40,13 +40,25 @@ class TraceSource {
     /// Completes the report behind the last message: next() does so at the end; otherwise whoever reads no
     /// further.
     void conclude() {
-        if (!std::exchange(isConcluded, true)) {
+        if (!isHeld && !std::exchange(isConcluded, true)) {
             completeReport();
             if (!file->damage().empty()) {
                 remark(file->damage() + "; what stands before is used");
             }
         }
     }
+
+    /// Leaves the report open until release(): messages are decoded after they have been read.
+    void holdReport() { isHeld = true; }
+    void releaseReport() {
+        isHeld = false;
+        conclude();
+    }
+
+    /// Of the message among all records, from 1; 0 if messages are no records.
+    virtual std::uint64_t recordNumber() const { return 0; }
+    /// A record could not be decoded, which has shown after it was delivered. For records in their order.
+    virtual void countRefused(std::uint64_t /*number*/) {}
 
     /// Adds something that was met outside the messages.
     void remark(Remark remark) { found.remarks.add(std::move(remark)); }
@@ -74,6 +86,7 @@ class TraceSource {
   private:
     std::unique_ptr<InputFile> file;
     bool isConcluded = false;
+    bool isHeld = false;
 };
 
 } // namespace rksignal

@@ -310,6 +310,11 @@ void Replay::run(Trace& trace) {
     engine->finish();
 }
 
+void Replay::runAhead(Trace& trace, const std::function<void()>& handedOn) {
+    trace.runAhead(*engine, handedOn);
+    engine->finish();
+}
+
 void Replay::receive(const CANExtTraceMessage& frame) {
     engine->receive(frame);
 }

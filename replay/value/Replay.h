@@ -9,6 +9,7 @@
 #include "value/ValueSink.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -53,6 +54,8 @@ class RKREPLAY_EXPORT Replay final : public MessageSink {
     /// been opened again another call goes on. \throws Error if reading fails: what came before has been
     /// replayed
     void run(Trace& trace);
+    /// The same, with a second thread, see Trace::runAhead().
+    void runAhead(Trace& trace, const std::function<void()>& handedOn = {});
 
     void receive(const CANExtTraceMessage& frame) override;
     void receive(const LINTraceMessage& frame) override;

@@ -16,6 +16,7 @@
 #include <memory>
 #include <span>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace rksignal {
@@ -33,6 +34,8 @@ class ReplayEngine final : public MessageSink {
     ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings);
 
     const ReplayStatistics& statistics();
+    /// What has been met since the last call.
+    ReplayStatistics takeStatistics() { return std::exchange(counts, {}); }
     /// No more messages come.
     void finish();
 

@@ -6,8 +6,10 @@
 #include "value/UnknownMessages.h"
 #include "value/ValueSink.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <numeric>
 
 namespace rksignal {
@@ -46,12 +48,28 @@ struct ReplayStatistics {
         unknownMessages.count(origin, identifier);
     }
 
+    /// Adds what came after this, but for `someIp` and `transport`, which do not add up.
+    void add(const ReplayStatistics& later) {
+        addTo(decoded, later.decoded);
+        addTo(unknown, later.unknown);
+        addTo(passed, later.passed);
+        records += later.records;
+        droppedRecords += later.droppedRecords;
+        unknownMessages.add(later.unknownMessages);
+    }
+
     /// All messages.
     std::uint64_t messages() const { return sum(decoded) + sum(unknown) + sum(passed); }
 
     template <class Counts>
     static std::uint64_t sum(const Counts& counts) {
         return std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
+    }
+
+  private:
+    template <class Counts>
+    static void addTo(Counts& counts, const Counts& later) {
+        std::transform(counts.begin(), counts.end(), later.begin(), counts.begin(), std::plus<>());
     }
 };
 

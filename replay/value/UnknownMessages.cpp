@@ -50,19 +50,34 @@ void UnknownMessages::grow() {
 }
 
 void UnknownMessages::count(const MessageOrigin& origin, std::uint32_t identifier) {
-    const std::uint64_t key = keyOf(origin, identifier);
+    count(keyOf(origin, identifier), 1);
+}
+
+void UnknownMessages::count(std::uint64_t key, std::uint64_t messages) {
     if (used < maxIdentifiers && 2 * used >= table.size()) {
         grow();
     }
     Entry& entry = find(key);
     if (entry.count > 0) {
-        ++entry.count;
+        entry.count += messages;
     } else if (used < maxIdentifiers) {
-        entry = {key, 1};
+        entry = {key, messages, used};
         ++used;
     } else {
-        ++beyond;
+        beyond += messages;
     }
+}
+
+void UnknownMessages::add(const UnknownMessages& later) {
+    std::vector<Entry> entries;
+    std::copy_if(later.table.begin(), later.table.end(), std::back_inserter(entries),
+                 [](const Entry& entry) { return entry.count > 0; });
+    std::sort(entries.begin(), entries.end(),
+              [](const Entry& left, const Entry& right) { return left.order < right.order; });
+    for (const Entry& entry : entries) {
+        count(entry.key, entry.count);
+    }
+    beyond += later.beyond;
 }
 
 std::vector<UnknownMessage> UnknownMessages::of(SignalKind kind) const {
@@ -74,8 +89,8 @@ std::vector<UnknownMessage> UnknownMessages::of(SignalKind kind) const {
         return left.count != right.count ? left.count > right.count : left.key < right.key;
     });
     std::vector<UnknownMessage> messages;
-    for (const auto& [key, count] : entries) {
-        messages.push_back(messageOf(key, count));
+    for (const Entry& entry : entries) {
+        messages.push_back(messageOf(entry.key, entry.count));
     }
     return messages;
 }

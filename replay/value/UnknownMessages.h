@@ -26,6 +26,9 @@ class RKREPLAY_EXPORT UnknownMessages {
     /// the number of an input, the code of a key or a system message; 0 of Ethernet frames and GPS messages.
     void count(const MessageOrigin& origin, std::uint32_t identifier);
 
+    /// Adds messages that came after these.
+    void add(const UnknownMessages& later);
+
     /// The identifiers of a kind, the most frequent first.
     std::vector<UnknownMessage> of(SignalKind kind) const;
     /// Messages with other identifiers than the first `maxIdentifiers`.
@@ -35,7 +38,9 @@ class RKREPLAY_EXPORT UnknownMessages {
     struct Entry {
         std::uint64_t key = 0;   ///< kind, channel and identifier
         std::uint64_t count = 0; ///< 0: the place is free
+        std::size_t order = 0;   ///< how many identifiers came before
     };
+    void count(std::uint64_t key, std::uint64_t messages);
     Entry& find(std::uint64_t key);
     void grow();
 

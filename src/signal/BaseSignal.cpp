@@ -84,16 +84,17 @@ class BaseSignal::SlotLock {
 
 BaseSignal::BaseSignal(const baseSignalDef_t& definition, bool sharedMemory, SignalStorage* registry)
     : shmem(sharedMemory), storage(&storageOrDefault(registry)), privateSlot(newPrivateSlot(sharedMemory)),
-      modified(sharedMemory ? ownModified : SlotRecord::of(privateSlot).modified), slot(&privateSlot),
-      ownDef(std::make_unique<baseSignalDef_t>(definition)), def(*ownDef) {
+      modified(sharedMemory ? ownModified : PrivateSlot::of(privateSlot).modified), slot(&privateSlot),
+      def(*new baseSignalDef_t(definition)) {
+    ownsDef = true;
     create();
 }
 
 BaseSignal::BaseSignal(baseSignalDef_t& definition, DefUse use, bool sharedMemory, SignalStorage* registry)
     : shmem(sharedMemory), storage(&storageOrDefault(registry)), privateSlot(newPrivateSlot(sharedMemory)),
-      modified(sharedMemory ? ownModified : SlotRecord::of(privateSlot).modified), slot(&privateSlot),
-      ownDef(use == DefUse::Copy ? std::make_unique<baseSignalDef_t>(definition) : nullptr),
-      def(ownDef ? *ownDef : definition) {
+      modified(sharedMemory ? ownModified : PrivateSlot::of(privateSlot).modified), slot(&privateSlot),
+      def(use == DefUse::Copy ? *new baseSignalDef_t(definition) : definition) {
+    ownsDef = use == DefUse::Copy;
     create();
 }
 
@@ -117,9 +118,8 @@ void BaseSignal::create() {
 
 BaseSignal::BaseSignal(BaseSignal* parent)
     : initSmData(false), privateSlot(SlotPool::spare().take().slot), modified(ownModified),
-      ownDef(parent != nullptr ? std::make_unique<baseSignalDef_t>(parent->def)
-                               : std::make_unique<baseSignalDef_t>()),
-      def(*ownDef) {
+      def(parent != nullptr ? *new baseSignalDef_t(parent->def) : *new baseSignalDef_t()) {
+    ownsDef = true;
     constexpr LogSite site{"BaseSignal", "BaseSignal"};
     if (parent == nullptr) {
         logError(site, "no parent");
@@ -152,7 +152,10 @@ BaseSignal::~BaseSignal() {
     if (debug) {
         logDebug(site, def.instance, " deleted", noSegment ? " (no shared memory found)" : "");
     }
-    SlotPool::giveBack(SlotRecord::of(privateSlot));
+    if (ownsDef) {
+        delete &def;
+    }
+    SlotPool::giveBack(PrivateSlot::of(privateSlot));
 }
 
 /// What decoders have worked out about the signals of this one's tables is out of date.

@@ -43,7 +43,6 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <memory>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -169,6 +168,7 @@ class RKSIGNAL_EXPORT BaseSignal {
 
   private:
     bool ownModified = false; ///< `modified` of a shared signal and of a mirror
+    bool ownsDef = false;     ///< `def` is not the definition of the derived class
 
   public:
     key_t key = 0;  ///< System V IPC key of the segment; 0 until computed
@@ -184,10 +184,6 @@ class RKSIGNAL_EXPORT BaseSignal {
     signalSlot_t* slot = nullptr; ///< the slot in use
     double value = 0.0;           ///< physical value as of the last `physical()`
 
-  private:
-    std::unique_ptr<baseSignalDef_t> ownDef; ///< `def`, unless that is the definition of the derived class
-
-  public:
     /// The definition that counts: reading and writing follow it. For the bus and input classes it is the
     /// base of their `definition`, unless they change it (a start bit within a byte range, texts of a
     /// status); then it is a copy.
@@ -209,10 +205,7 @@ class RKSIGNAL_EXPORT BaseSignal {
 
   private:
     friend class FieldWriter;
-    friend struct RefusedId;
     class SlotLock;
-
-    std::uint64_t refusedId = 0; ///< taken identifier under which the signal is listed all the same; or 0
 
     /// Takes the slot's lock, by trying and yielding without limit.
     void lock() {

@@ -12,13 +12,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <vector>
-
-/// The identifier under which the list of its kind keeps a signal that was refused because it was taken; 0 if
-/// there is none.
-struct RefusedId {
-    static std::uint64_t& of(BaseSignal& signal) { return signal.refusedId; }
-};
 
 namespace filing {
 
@@ -35,7 +28,7 @@ inline SignalStorage& storageOrDefault(SignalStorage* storage) {
 /// entry in `ofKind` but counts as rejected. `lineEnd` ends the report. \return whether the signal is to be
 /// filed further
 template <class Signal>
-bool enter(Signal& signal, std::uint64_t kindBit, IdTable<std::vector<Signal*>>& ofKind, LogSite site,
+bool enter(Signal& signal, std::uint64_t kindBit, IdTable<SignalList<Signal>>& ofKind, LogSite site,
            bool endLine = true) {
     // Storages that stand alone count from several threads.
     signal.id = std::atomic_ref(BaseSignal::instanceCounter)++ + kindBit;
@@ -46,18 +39,32 @@ bool enter(Signal& signal, std::uint64_t kindBit, IdTable<std::vector<Signal*>>&
     LogLine line(LogLevel::Error);
     line.out() << site << "gpId 0x" << std::hex << signal.id << std::dec << " already exists"
                << (endLine ? "\n" : "");
-    RefusedId::of(signal) = signal.id;
+    signal.storage->refusedIds[&signal] = signal.id;
     signal.id = rejectedId;
     return false;
+}
+
+/// The identifier under which the list of its kind keeps a signal that was refused because it was taken; 0 if
+/// there is none. Told once.
+inline std::uint64_t takeRefusedId(const BaseSignal& signal) {
+    auto& refused = signal.storage->refusedIds;
+    const auto entry = refused.empty() ? refused.end() : refused.find(&signal);
+    if (entry == refused.end()) {
+        return 0;
+    }
+    const std::uint64_t id = entry->second;
+    refused.erase(entry);
+    return id;
 }
 
 /// Takes `signal` out of `ofKind`, if it was refused too. A missing identifier is passed over: the signal was
 /// rejected, or it is the child of a signal that has left. An identifier without the signal is reported at
 /// `site`; `gap` stands between its name and the text.
 template <class Signal>
-void leave(Signal& signal, IdTable<std::vector<Signal*>>& ofKind, LogSite site, const char* gap = " ") {
-    const bool refused = signal.id == rejectedId && RefusedId::of(signal) != 0;
-    const auto entry = ofKind.find(refused ? RefusedId::of(signal) : signal.id);
+void leave(Signal& signal, IdTable<SignalList<Signal>>& ofKind, LogSite site, const char* gap = " ") {
+    const std::uint64_t refusedId = takeRefusedId(signal);
+    const bool refused = signal.id == rejectedId && refusedId != 0;
+    const auto entry = ofKind.find(refused ? refusedId : signal.id);
     if (entry == ofKind.end()) {
         return;
     }

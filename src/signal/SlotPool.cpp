@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::size_t chunkSize = std::size_t{2} << 20; // a huge page of x86-64
 constexpr std::size_t bitsPerWord = 64;
-constexpr std::size_t maxRecords = chunkSize / sizeof(SlotRecord);
+constexpr std::size_t maxRecords = chunkSize / sizeof(PrivateSlot);
 constexpr std::size_t maxWords = (maxRecords + bitsPerWord - 1) / bitsPerWord;
 
 /// Memory of the system, zero, aligned to its size, which is that of a chunk.
@@ -50,18 +50,18 @@ struct alignas(64) SlotPool::Chunk {
 
     explicit Chunk(SlotPool& pool) : pool(pool) { ASAN_POISON_MEMORY_REGION(&record(0), sizeOfRecords()); }
 
-    static Chunk& of(SlotRecord& record) {
+    static Chunk& of(PrivateSlot& record) {
         const auto address = reinterpret_cast<std::uintptr_t>(&record);
         return *reinterpret_cast<Chunk*>(address - address % chunkSize);
     }
 
-    SlotRecord& record(std::size_t number) { return reinterpret_cast<SlotRecord*>(this + 1)[number]; }
-    std::size_t numberOf(SlotRecord& record) { return static_cast<std::size_t>(&record - &this->record(0)); }
+    PrivateSlot& record(std::size_t number) { return reinterpret_cast<PrivateSlot*>(this + 1)[number]; }
+    std::size_t numberOf(PrivateSlot& record) { return static_cast<std::size_t>(&record - &this->record(0)); }
     bool isFull() const { return taken == capacity(); }
-    static constexpr std::size_t capacity() { return (chunkSize - sizeof(Chunk)) / sizeof(SlotRecord); }
-    static constexpr std::size_t sizeOfRecords() { return capacity() * sizeof(SlotRecord); }
+    static constexpr std::size_t capacity() { return (chunkSize - sizeof(Chunk)) / sizeof(PrivateSlot); }
+    static constexpr std::size_t sizeOfRecords() { return capacity() * sizeof(PrivateSlot); }
 
-    SlotRecord& takeFirst() {
+    PrivateSlot& takeFirst() {
         while (takenBits[firstWord] == ~std::uint64_t{0}) {
             ++firstWord;
         }
@@ -70,10 +70,10 @@ struct alignas(64) SlotPool::Chunk {
         ++taken;
         const std::size_t number = firstWord * bitsPerWord + bit;
         everTaken = std::max(everTaken, number + 1);
-        ASAN_UNPOISON_MEMORY_REGION(&record(number), sizeof(SlotRecord));
-        return *new (&record(number)) SlotRecord();
+        ASAN_UNPOISON_MEMORY_REGION(&record(number), sizeof(PrivateSlot));
+        return *new (&record(number)) PrivateSlot();
     }
-    void giveBack(SlotRecord& given) {
+    void giveBack(PrivateSlot& given) {
         const std::size_t number = numberOf(given);
         takenBits[number / bitsPerWord] &= ~(std::uint64_t{1} << number % bitsPerWord);
         firstWord = std::min(firstWord, number / bitsPerWord);
@@ -100,13 +100,13 @@ SlotPool& SlotPool::spare() {
     return pool;
 }
 
-SlotRecord& SlotPool::take() {
+PrivateSlot& SlotPool::take() {
     const std::lock_guard guard(mutex);
     if (withRoom == nullptr) {
         link(*new (mapChunk()) Chunk(*this));
     }
     Chunk& chunk = *withRoom;
-    SlotRecord& record = chunk.takeFirst();
+    PrivateSlot& record = chunk.takeFirst();
     if (chunk.isFull()) {
         unlink(chunk);
 #ifdef MADV_COLLAPSE
@@ -116,7 +116,7 @@ SlotRecord& SlotPool::take() {
     return record;
 }
 
-void SlotPool::giveBack(SlotRecord& record) {
+void SlotPool::giveBack(PrivateSlot& record) {
     Chunk& chunk = Chunk::of(record);
     SlotPool& pool = chunk.pool;
     const std::lock_guard guard(pool.mutex);

@@ -13,16 +13,16 @@
 #include <type_traits>
 
 /// A private slot, and beside its raw value and time stamp the mark that every write sets too.
-struct SlotRecord {
+struct PrivateSlot {
     signalSlot_t slot;
     bool modified = false;
 
     /// The record of a private slot.
-    static SlotRecord& of(signalSlot_t& slot) { return reinterpret_cast<SlotRecord&>(slot); }
+    static PrivateSlot& of(signalSlot_t& slot) { return reinterpret_cast<PrivateSlot&>(slot); }
 };
 
-static_assert(std::is_standard_layout_v<SlotRecord> && std::is_trivially_destructible_v<SlotRecord>);
-static_assert(sizeof(SlotRecord) == 112);
+static_assert(std::is_standard_layout_v<PrivateSlot> && std::is_trivially_destructible_v<PrivateSlot>);
+static_assert(sizeof(PrivateSlot) == 112);
 
 /// A pool of records, in chunks of the size of a huge page. A chunk hands out its free record with the lowest
 /// address first. A full one is made one huge page, if the system has one to give, so that large sets of
@@ -39,9 +39,9 @@ class SlotPool {
     static SlotPool& spare();
 
     /// A record with everything zero. Its address stays until it is given back. Throws `std::bad_alloc`.
-    SlotRecord& take();
+    PrivateSlot& take();
     /// Back to the pool that it came from. Nobody may use it any more.
-    static void giveBack(SlotRecord& record);
+    static void giveBack(PrivateSlot& record);
 
     constexpr SlotPool() = default;
     SlotPool(const SlotPool&) = delete;

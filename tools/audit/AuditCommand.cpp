@@ -40,7 +40,7 @@ class AuditRun {
         OutputBuffer out(file);
         Audit audit(catalog, settings);
         const TimeFormat times = input.times();
-        input.read([&] { input.traces().run(audit); }, nullptr);
+        input.run(audit);
         const std::vector<Finding> findings = audit.findings();
         const AuditReport report{findings, times};
         options.json ? report.writeJson(out) : report.writeText(out);
@@ -134,6 +134,7 @@ void addAuditCommand(CLI::App& program, const Console& console, int& status) {
                    "Example:\n  rksignal audit --dbc drive.dbc --checksum 'Engine.Checksum=xor' drive.log\n"
                    "  rksignal audit -q --fail-on error --skip constant drive.log");
     addTraceArguments(command, *options);
+    addJobsArgument(command, *options);
     addAuditArguments(command, options->audit);
     addFailOn(command, *options);
     addAuditFormat(command, *options);

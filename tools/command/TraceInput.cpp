@@ -62,6 +62,28 @@ std::uint64_t TraceInput::momentOf(const std::string& option, const std::string&
 }
 
 void TraceInput::read(const std::function<void()>& run, OutputBuffer* rows) {
+    const bool flushes = rows != nullptr && all.size() == 0; // whatever comes next may take its time
+    watch(run, rows, flushes ? [rows] { rows->flush(); } : std::function<void()>());
+}
+
+void TraceInput::readAhead(const std::function<void(const std::function<void()>& handedOn)>& run,
+                           OutputBuffer* rows) {
+    const bool flushes = rows != nullptr && all.size() == 0;
+    const std::function<void()> handedOn = flushes ? [rows] { rows->flush(); } : std::function<void()>();
+    watch([&] { run(handedOn); }, rows, {});
+}
+
+void TraceInput::run(MessageSink& sink) {
+    if (options.jobs > 1) {
+        readAhead([&](const auto& handedOn) { all.runAhead(sink, handedOn); }, nullptr);
+    } else {
+        read([&] { all.run(sink); }, nullptr);
+    }
+}
+
+/// With a progress bar.
+void TraceInput::watch(const std::function<void()>& run, const OutputBuffer* rows,
+                       const std::function<void()>& beforeRead) {
     const std::uint64_t total = all.size();
     const bool showsProgress =
         console.columns > 0 && !options.quiet && total > 0 && (rows == nullptr || !rows->isTerminal());
@@ -70,8 +92,8 @@ void TraceInput::read(const std::function<void()>& run, OutputBuffer* rows) {
         if (showsProgress) {
             bar.show(all.position());
         }
-        if (total == 0 && rows != nullptr) { // whatever comes next may take its time
-            rows->flush();
+        if (beforeRead) {
+            beforeRead();
         }
     });
     run();

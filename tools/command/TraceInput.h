@@ -42,6 +42,11 @@ class TraceInput {
     /// it writes to meanwhile: when a trace is a pipe, it is flushed whenever more is read; and when it is a
     /// terminal, there is no bar between the rows. \throws what `run` throws
     void read(const std::function<void()>& run, OutputBuffer* rows);
+    /// The same for a `run` that reads in one thread while `rows` is written to in another one: `rows` is not
+    /// flushed. `run` gets an action for whoever writes, which does so when a trace is a pipe.
+    void readAhead(const std::function<void(const std::function<void()>& handedOn)>& run, OutputBuffer* rows);
+    /// Lets `sink` follow the traces; by a second thread if there may be two.
+    void run(MessageSink& sink);
     bool interrupted() const { return all.isStopped(); }
 
     /// Puts the output in its place, unless it would replace a file, nothing was read and something in the
@@ -49,6 +54,8 @@ class TraceInput {
     void complete(OutputFile& file, bool holdsSomething) const;
 
   private:
+    void watch(const std::function<void()>& run, const OutputBuffer* rows,
+               const std::function<void()>& beforeRead);
     void add(const std::string& path, std::optional<TraceFormat> format);
 
     const TraceOptions& options;

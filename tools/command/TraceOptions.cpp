@@ -1,6 +1,8 @@
 #include "command/TraceOptions.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <thread>
 
 namespace rksignal {
 
@@ -20,6 +22,15 @@ void addReplayArguments(CLI::App& command, TraceOptions& options) {
     addTraceReadingArguments(command, options);
     command.add_flag("--strict", options.strict,
                      "Decode Ethernet frames by the rules of the library alone, as the logger does");
+}
+
+void addJobsArgument(CLI::App& command, TraceOptions& options) {
+    constexpr std::size_t usual = 16; // each has a copy of the definitions, and rows that wait for their turn
+    constexpr std::size_t most = 64;
+    options.jobs = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, usual);
+    command.add_option("--jobs", options.jobs, "Threads that read and decode; by default one a core")
+        ->type_name("N")
+        ->check(CLI::Range(std::size_t{1}, most));
 }
 
 void addTraceArguments(CLI::App& command, TraceOptions& options) {

@@ -6,6 +6,7 @@
 #include "command/TimeOptions.h"
 #include "output/RowFormat.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@ struct TraceOptions : DefinitionOptions {
     TimeOptions time;
     std::string output;                ///< file name; empty: `Console::output`
     const RowSyntax* syntax = nullptr; ///< form of the rows; null: what the command writes by itself
+    std::size_t jobs = 1;              ///< most threads that read and decode
     bool strict = false;               ///< ReplaySettings::strict
     bool quiet = false;                ///< no remarks, no progress, no summary
 };
@@ -33,6 +35,9 @@ void addTraceReadingArguments(CLI::App& command, TraceOptions& options);
 
 /// Adds how traces are replayed: that and `--strict`.
 void addReplayArguments(CLI::App& command, TraceOptions& options);
+
+/// Adds `--jobs`; without it there are as many as the machine has cores.
+void addJobsArgument(CLI::App& command, TraceOptions& options);
 
 /// Adds what a replay needs: the traces and that.
 void addTraceArguments(CLI::App& command, TraceOptions& options);

@@ -42,6 +42,10 @@ void TraceRun::printNotes() const {
 
 ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows, MessageSink* messages) {
     Replay replay(signals, sink, {.strict = options.strict});
+    if (messages == nullptr && options.jobs > 1) {
+        input.readAhead([&](const auto& handedOn) { replay.runAhead(input.traces(), handedOn); }, rows);
+        return replay.statistics();
+    }
     if (messages == nullptr) {
         input.read([&] { replay.run(input.traces()); }, rows);
         return replay.statistics();
@@ -49,6 +53,12 @@ ReplayStatistics TraceRun::replay(ValueSink& sink, OutputBuffer* rows, MessageSi
     MessageTee both(replay, *messages);
     input.read([&] { input.traces().run(both); }, rows);
     replay.finish();
+    return replay.statistics();
+}
+
+ReplayStatistics TraceRun::replay(std::span<const ReplayLane> lanes, OutputBuffer* rows) {
+    ParallelReplay replay(signals, {.strict = options.strict});
+    input.readAhead([&](const auto&) { replay.run(input.traces(), lanes); }, rows);
     return replay.statistics();
 }
 

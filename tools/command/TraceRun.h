@@ -8,9 +8,11 @@
 #include "command/TraceOptions.h"
 #include "output/OutputBuffer.h"
 #include "output/OutputFile.h"
+#include "value/ParallelReplay.h"
 #include "value/Replay.h"
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 namespace rksignal {
@@ -45,6 +47,10 @@ class TraceRun {
     /// TraceInput::read(). `messages`, if not null, gets each message behind its values. \throws Error if
     /// reading fails
     ReplayStatistics replay(ValueSink& sink, OutputBuffer* rows, MessageSink* messages = nullptr);
+    /// Whether several threads can replay the traces, see ParallelReplay.
+    bool canReplayInLanes() const { return ParallelReplay::canReplay(input.traces(), signals); }
+    /// Lets a thread a lane replay the traces. REQUIRES: canReplayInLanes()
+    ReplayStatistics replay(std::span<const ReplayLane> lanes, OutputBuffer* rows);
     /// The same, with `observer` looking at each message before it is decoded.
     ReplayStatistics replay(ValueSink& sink, ReplayObserver& observer);
     bool interrupted() const { return input.interrupted(); }

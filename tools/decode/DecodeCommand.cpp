@@ -1,6 +1,7 @@
 #include "decode/DecodeCommand.h"
 
 #include "command/TraceRun.h"
+#include "decode/DecodeLanes.h"
 #include "decode/SignalSelection.h"
 #include "output/LastValues.h"
 #include "output/OutputFile.h"
@@ -19,15 +20,30 @@ std::vector<bool> selection(const DecodeOptions& options, TraceRun& run) {
     return selectSignals(run.catalog(), options.patterns);
 }
 
+/// How many threads decode. What a value was before, and what else reaches across messages, is known to one
+/// thread only.
+std::size_t laneCount(const DecodeOptions& options, const TraceRun& run) {
+    return options.jobs > 1 && !options.changedOnly && run.canReplayInLanes() ? options.jobs : 1;
+}
+
 ReplayStatistics writeRows(const DecodeOptions& options, TraceRun& run, OutputBuffer& out) {
     const RowSyntax& syntax = options.syntax != nullptr ? *options.syntax : csvSyntax;
-    RowSink sink(run.catalog(), syntax, out, {selection(options, run), options.changedOnly, run.times()});
+    const RowSink::Options rows{selection(options, run), options.changedOnly, run.times()};
+    if (const std::size_t lanes = laneCount(options, run); lanes > 1) {
+        LaneCatalogs catalogs(run.catalog(), lanes);
+        return writeRowsInLanes(run, catalogs, syntax, out, rows);
+    }
+    RowSink sink(run.catalog(), syntax, out, rows);
     return run.replay(sink, &out);
 }
 
 ReplayStatistics writeLast(const DecodeOptions& options, TraceRun& run, OutputBuffer& out) {
-    LastValues sink(run.catalog(), selection(options, run), run.times());
-    ReplayStatistics statistics = run.replay(sink, nullptr);
+    const std::vector<bool> selected = selection(options, run);
+    LastValues sink(run.catalog(), selected, run.times());
+    const std::size_t lanes = laneCount(options, run);
+    LaneCatalogs catalogs(run.catalog(), lanes > 1 ? lanes : 0);
+    ReplayStatistics statistics =
+        lanes > 1 ? findLastInLanes(run, catalogs, sink, selected) : run.replay(sink, nullptr);
     if (options.syntax == nullptr) {
         sink.writeTable(out);
     } else {
@@ -66,6 +82,7 @@ void addDecodeCommand(CLI::App& program, const Console& console, int& status) {
         command.add_flag("--last", options->last, "Only the last value of each signal, as a table");
     command.add_flag("--changed", options->changedOnly, "Only values that differ from the one before")
         ->excludes(last);
+    addJobsArgument(command, *options);
     addOutputArguments(command, *options);
     command.footer(
         "Examples:\n  rksignal decode --dbc drive.dbc --last drive.log\n"

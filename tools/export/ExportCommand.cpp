@@ -177,6 +177,7 @@ void addExportCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<ExportOptions>();
     CLI::App& command = *program.add_subcommand("export", "Write a table of signals on one time grid");
     addTraceArguments(command, *options);
+    addJobsArgument(command, *options);
     command
         .add_option("--only", options->patterns,
                     "Only signals whose name matches, e.g. 'Engine.*'; columns in this order")

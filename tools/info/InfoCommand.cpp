@@ -31,7 +31,7 @@ class InfoRun {
         OutputFile file(options.output, console.output, input.inputs());
         OutputBuffer out(file);
         const TimeFormat times = input.times();
-        input.read([this] { input.traces().run(survey); }, nullptr);
+        input.run(survey);
         const InfoReport report{input.traces(), survey, rates, rows(), fits(), times};
         write(report, out);
         if (!out.finish()) {
@@ -142,6 +142,7 @@ void addInfoCommand(CLI::App& program, const Console& console, int& status) {
     command.add_option("FILE", options->files,
                        "Traces, merged by time, and definitions; - is standard input");
     addTraceReadingArguments(command, *options);
+    addJobsArgument(command, *options);
     command
         .add_option("--bitrate", options->bitRates, "Bit rates of CAN or LIN, for the load: 500k, 0=500k/2M")
         ->type_name("[BUS:][CHANNEL=]RATE[/DATARATE]")

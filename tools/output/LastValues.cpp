@@ -36,6 +36,7 @@ void LastValues::written(const MessageInfo& message, std::span<const unsigned lo
         ++tally.count;
         tally.origin = message.origin;
         tally.turn = turn;
+        tally.block = block;
     }
 }
 
@@ -47,6 +48,7 @@ void LastValues::writtenWhole(const MessageInfo& message, std::size_t number,
     ++whole.tally.count;
     whole.tally.origin = message.origin;
     whole.tally.turn = ++turn;
+    whole.tally.block = block;
 }
 
 std::vector<LastValues::Tally> LastValues::allTallies() const {
@@ -71,11 +73,27 @@ void LastValues::signalsAdded() {
     }
 }
 
+void LastValues::add(const LastValues& others) {
+    tallies = allTallies();
+    wholes.assign(wholes.size(), {});
+    const std::vector<Tally> added = others.allTallies();
+    for (std::size_t i = 0; i < tallies.size(); ++i) {
+        Tally& tally = tallies[i];
+        const Tally& other = added[i];
+        const std::uint64_t count = tally.count + other.count;
+        if (other.count > 0 && (tally.count == 0 || other.block > tally.block)) {
+            tally = other;
+            tally.other = others.catalog.signals()[i].get();
+        }
+        tally.count = count;
+    }
+}
+
 template <class Function>
 void LastValues::forEachSeen(Function&& function) const {
     const std::vector<Tally> all = allTallies();
     for (std::size_t i = 0; i < all.size(); ++i) {
-        BaseSignal& signal = *catalog.signals()[i];
+        BaseSignal& signal = all[i].other != nullptr ? *all[i].other : *catalog.signals()[i];
         unsigned long raw = 0;
         unsigned long timestamp = 0;
         if (selected[i] && all[i].count > 0 && signal.read(raw, timestamp)) {

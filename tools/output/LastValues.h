@@ -24,6 +24,12 @@ class LastValues : public ValueSink {
                       std::span<const unsigned long> ids) override;
     void signalsAdded() override;
 
+    /// The values that follow lie in a block of this number.
+    void enterBlock(std::uint64_t number) { block = number; }
+    /// Takes over what a sink for a catalog with the same signals has met in other blocks. Its catalog must
+    /// outlive this sink, whose values are of it where it has the later ones.
+    void add(const LastValues& others);
+
     /// Writes a row for each signal that has got a value and not lost it, in the order of definition.
     void writeRows(const RowSyntax& syntax, OutputBuffer& out) const;
 
@@ -33,8 +39,10 @@ class LastValues : public ValueSink {
   private:
     struct Tally {
         std::uint64_t count = 0;
-        MessageOrigin origin;   ///< of the last value
-        std::uint64_t turn = 0; ///< in which that came
+        MessageOrigin origin;        ///< of the last value
+        std::uint64_t turn = 0;      ///< in which that came
+        std::uint64_t block = 0;     ///< in which that came, too
+        BaseSignal* other = nullptr; ///< of another catalog, has the last value; null: that of `catalog`
     };
     /// Of all signals of a message at once.
     struct Whole {
@@ -53,6 +61,7 @@ class LastValues : public ValueSink {
     std::vector<Tally> tallies; ///< as Catalog::signals(): but for what is in `wholes`
     std::vector<Whole> wholes;  ///< as Catalog::messages()
     std::uint64_t turn = 0;     ///< counts the calls that brought values
+    std::uint64_t block = 0;
 };
 
 } // namespace rksignal

@@ -11,9 +11,29 @@ namespace rksignal {
 
 /// Writes the first `size` bytes and moves the rest to the front.
 void OutputBuffer::write(std::size_t size) {
+    if (target != nullptr && size > 0) {
+        awaitTurn();
+        target->flush();
+        std::size_t written = 0;
+        pieces.push_back(size);
+        for (const std::size_t end : pieces) {
+            target->writeThrough({buffer.data() + written, std::min(end, size) - written});
+            written = std::min(end, size);
+        }
+        pieces.clear();
+    } else {
+        writeThrough({buffer.data(), size});
+    }
+    std::copy(buffer.begin() + static_cast<std::ptrdiff_t>(size),
+              buffer.begin() + static_cast<std::ptrdiff_t>(used), buffer.begin());
+    used -= size;
+    rows -= std::min(rows, size);
+}
+
+void OutputBuffer::writeThrough(std::string_view bytes) {
     std::size_t written = 0;
-    while (written < size && failure == 0) {
-        const ssize_t count = ::write(descriptor, buffer.data() + written, size - written);
+    while (written < bytes.size() && failure == 0) {
+        const ssize_t count = ::write(descriptor, bytes.data() + written, bytes.size() - written);
         if (count >= 0) {
             written += static_cast<std::size_t>(count);
         } else if (errno != EINTR) {
@@ -21,10 +41,6 @@ void OutputBuffer::write(std::size_t size) {
             cutOff(written);
         }
     }
-    std::copy(buffer.begin() + static_cast<std::ptrdiff_t>(size),
-              buffer.begin() + static_cast<std::ptrdiff_t>(used), buffer.begin());
-    used -= size;
-    rows -= std::min(rows, size);
 }
 
 /// Takes the last bytes of a regular file away, unless somebody else has written behind them.

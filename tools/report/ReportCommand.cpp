@@ -90,7 +90,7 @@ class ReportRun {
         const std::vector<std::size_t> wanted = signalsLike(catalog, options.patterns);
         OutputFile file(options.output, console.output, input.inputs());
         DriveReport report(catalog, std::move(compiled), settings);
-        input.read([&] { input.traces().run(report.messages()); }, nullptr);
+        input.run(report.messages());
         report.finish();
         const std::size_t size = write(report, wanted, file);
         if (options.quiet) {
@@ -200,6 +200,7 @@ void addReportCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<ReportOptions>();
     CLI::App& command = *program.add_subcommand("report", "Write one page that shows a drive");
     addTraceArguments(command, *options);
+    addJobsArgument(command, *options);
     addConditionArguments(command, options->conditions);
     command
         .add_option("--timeout", options->timeout, "A signal not written for longer is unknown to conditions")

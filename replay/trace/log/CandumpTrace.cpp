@@ -81,7 +81,7 @@ const char* CandumpTrace::read(std::string_view text) {
     const char* reason = parseCandumpLine(text, line);
     const bool isLog = reason == nullptr;
     if (reason != nullptr && !isPart && CandumpScreen::isLine(text)) {
-        reason = screen.read(text, line);
+        reason = inTurn().screen.read(text, line);
     }
     if (reason != nullptr || line.kind == CandumpLine::Kind::DropCount) {
         return reason;
@@ -89,12 +89,61 @@ const char* CandumpTrace::read(std::string_view text) {
     if (isPart && !hasOwnChannel(line.interfaceName, channels)) {
         return "interface has no number, and no channel is assigned to it";
     }
-    const auto channel = channels.channelOf(line.interfaceName);
+    const auto channel = channelOf(line.interfaceName);
     line.frame.channel = channel.value_or(0);
     if (channel && isLog) {
         shape.learn(text, line, *channel);
     }
     return channel ? nullptr : "too many different interface names";
+}
+
+/// Who has read all lines before.
+CandumpTrace& CandumpTrace::inTurn() {
+    if (whole == nullptr) {
+        return *this;
+    }
+    awaitTurn();
+    return *whole;
+}
+
+std::optional<std::uint8_t> CandumpTrace::channelOf(std::string_view interfaceName) {
+    if (whole == nullptr) {
+        return channels.channelOf(interfaceName);
+    }
+    const auto entry = std::find_if(known.begin(), known.end(),
+                                    [=](const auto& each) { return each.first == interfaceName; });
+    if (entry != known.end()) {
+        return entry->second;
+    }
+    const auto channel = inTurn().channels.channelOf(interfaceName);
+    if (channel) {
+        known.emplace_back(interfaceName, *channel);
+    }
+    return channel;
+}
+
+/// Only the first line of a log may begin with a mark, so those of other blocks have lines before them.
+void CandumpTrace::startBlock(std::string_view lines, bool isFirst) {
+    found = {};
+    linesBefore = isFirst ? 0 : 1;
+    readLines(lines, linesBefore);
+}
+
+void CandumpTrace::add(const CandumpTrace& block) {
+    found.messages += block.found.messages;
+    found.damagedLines += block.found.damagedLines;
+    found.lost += block.found.lost;
+    for (Remark remark : block.found.remarks) {
+        if (found.remarks.omitted() == 0) {
+            remark.line += linesBefore - block.linesBefore;
+            remark.place = path() + ":" + std::to_string(remark.line);
+            found.remarks.add(std::move(remark));
+        }
+    }
+    if (block.found.remarks.omitted() > 0 && found.remarks.omitted() == 0) { // it is only counted
+        found.remarks.add(block.found.remarks.kept().back());
+    }
+    linesBefore += block.linesRead() - block.linesBefore;
 }
 
 void CandumpTrace::deliver(MessageSink& sink, std::uint64_t time) {

@@ -10,7 +10,14 @@
 #include "trace/log/LineTrace.h"
 
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace rksignal {
 
@@ -32,6 +39,21 @@ class CandumpTrace : public LineTrace {
         countFrom(byte);
     }
 
+    /// Reads blocks of `log`, in a thread of its own. What depends on the lines before is
+    /// asked of `log`, after a call of `awaitTurn`, which waits until these have been read.
+    CandumpTrace(CandumpTrace& log, std::function<void()> awaitTurn)
+        : LineTrace(std::make_unique<InputFile>(std::span<const std::uint8_t>(), log.path(), nullptr)),
+          channels(log.channels), whole(&log), awaitTurn(std::move(awaitTurn)) {}
+    /// Goes on with whole lines of the log. They must stay until next() has returned false.
+    /// \param isFirst whether they are its first ones
+    void startBlock(std::string_view lines, bool isFirst);
+
+    /// Forgets what has been read: blocks follow.
+    void startBlocks() { found = {}; }
+    /// Adds to the report what `block` has met in its block. All blocks before have been added.
+    void add(const CandumpTrace& block);
+    InputFile& file() { return input(); }
+
     bool next() override;
     void handOverAhead(MessageSink& sink) override;
 
@@ -40,6 +62,8 @@ class CandumpTrace : public LineTrace {
     void completeReport() override;
     bool readShape();
     const char* read(std::string_view text);
+    CandumpTrace& inTurn();
+    std::optional<std::uint8_t> channelOf(std::string_view interfaceName);
 
     ChannelMap& channels;
     CandumpScreen screen;
@@ -47,6 +71,11 @@ class CandumpTrace : public LineTrace {
     bool knowsShape = !fastPathsOff(); ///< else all lines are read the plain way
     CandumpLine line;
     bool isPart = false; ///< what depends on lines before it cannot be read
+
+    CandumpTrace* whole = nullptr; ///< of blocks; else null
+    std::function<void()> awaitTurn;
+    std::vector<std::pair<std::string, std::uint8_t>> known; ///< channels that `whole` has told
+    std::uint64_t linesBefore = 0; ///< those of all blocks that were added; of a block what they count as
 };
 
 } // namespace rksignal

@@ -55,6 +55,15 @@ class LineReader {
         ++number;
     }
 
+    /// Goes on with these lines, instead of what is left. They must stay until all of them have been given.
+    /// \param linesBefore that count as given; 0: they are the first ones of the file
+    void restart(std::string_view lines, std::uint64_t linesBefore) {
+        at = lines.data();
+        end = at + lines.size();
+        number = linesBefore;
+        unfinished = false;
+    }
+
     bool tooLong() const { return overlong; }
     bool hasLineEnd() const { return ended; } ///< of the last line given; only the file's last has none
     std::uint64_t lineNumber() const { return number; } ///< of the last line given, from 1

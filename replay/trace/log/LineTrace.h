@@ -37,6 +37,9 @@ class LineTrace : public TraceSource {
     bool hasLineEnd() const { return reader.hasLineEnd(); }
     /// Lines are counted from this byte of the file on.
     void countFrom(std::uint64_t byte) { start = byte; }
+    /// Goes on with these lines, as LineReader::restart().
+    void readLines(std::string_view lines, std::uint64_t linesBefore) { reader.restart(lines, linesBefore); }
+    std::uint64_t linesRead() const { return reader.lineNumber(); }
     /// The last line could not be understood.
     void countMalformed(const char* reason);
 

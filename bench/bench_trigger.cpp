@@ -1,21 +1,22 @@
-// What conditions cost a frame in a replay: once with a fixed number of them concerned by a frame while the
-// total grows, and once with a growing number concerned while the total stays. Prints both curves.
-//
-//     trigger_scaling [FRAMES]     length of the log, 1,000,000 unless given
+// What conditions cost a frame in the replay of a candump log: with a fixed number of them concerned by a
+// frame while the total grows, and with a growing number concerned while the total stays. `a_frame` is the
+// time of one frame, read, decoded, and its conditions evaluated.
 
 #include "condition/Triggers.h"
 #include "value/Replay.h"
 
+#include <benchmark/benchmark.h>
 #include <cstdio>
-#include <cstdlib>
-#include <ctime>
+#include <memory>
 #include <random>
+#include <string>
 
 namespace {
 
 using namespace rksignal;
 
 constexpr unsigned messages = 1250; // of four signals of 16 bits each
+constexpr unsigned frames = 100'000;
 
 struct Scenario {
     unsigned conditions;
@@ -36,7 +37,7 @@ std::string definitions() {
 }
 
 /// A log in a file without a name, in which every signal changes with every frame.
-std::FILE* writeLog(unsigned busyMessages, unsigned frames) {
+std::FILE* writeLog(unsigned busyMessages) {
     std::FILE* const log = std::tmpfile();
     std::mt19937_64 random(busyMessages);
     for (unsigned frame = 0; frame < frames; ++frame) {
@@ -72,55 +73,48 @@ class NoSink : public ValueSink, public FiringSink {
     bool closed() const override { return false; }
 };
 
-/// \return nanoseconds of processor time a frame
-double replay(Catalog& catalog, std::FILE* log, ValueSink& sink) {
+void replay(Catalog& catalog, std::FILE* log, ValueSink& sink) {
     std::rewind(log);
     Trace trace;
     trace.addDescriptor(fileno(log), "bench.log");
     Replay replay(catalog, sink);
-    const std::clock_t start = std::clock();
     replay.run(trace);
-    return 1e9 / CLOCKS_PER_SEC * static_cast<double>(std::clock() - start) /
-           static_cast<double>(replay.statistics().messages());
 }
 
-void measure(const Scenario& scenario, unsigned frames) {
+void measure(benchmark::State& state, const Scenario& scenario) {
     Catalog catalog;
     catalog.addDbcText(definitions(), "bench.dbc");
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> log(writeLog(scenario.busyMessages, frames),
-                                                              std::fclose);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> log(writeLog(scenario.busyMessages), std::fclose);
     NoSink none;
-    replay(catalog, log.get(), none); // fills the caches
-    const double alone = replay(catalog, log.get(), none);
-
     Triggers triggers(catalog, compile(scenario, catalog));
     triggers.addFiringSink(none);
-    const double together = replay(catalog, log.get(), triggers);
-    std::uint64_t evaluations = 0;
-    for (std::size_t i = 0; i < triggers.size(); ++i) {
-        evaluations += triggers.counts(i).evaluations();
+    for (auto _ : state) {
+        replay(catalog, log.get(), triggers);
     }
-    std::printf("%10u %9.1f %12.1f ns %12.1f ns %12.1f ns\n", scenario.conditions,
-                static_cast<double>(evaluations) / frames, alone, together - alone,
-                (together - alone) * frames / static_cast<double>(evaluations));
-}
-
-void measureAll(const char* title, std::initializer_list<Scenario> scenarios, unsigned frames) {
-    std::printf("\n%s\n%10s %9s %15s %15s %15s\n", title, "conditions", "a frame", "decoding", "conditions",
-                "one condition");
-    for (const Scenario& scenario : scenarios) {
-        measure(scenario, frames);
-    }
+    state.counters["a_frame"] = benchmark::Counter(frames, benchmark::Counter::kIsIterationInvariantRate |
+                                                               benchmark::Counter::kInvert);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const unsigned frames = argc > 1 ? static_cast<unsigned>(std::atoi(argv[1])) : 1'000'000;
-    std::printf("Processor time a frame over %u frames, with %u signals\n", frames, 4 * messages);
-    measureAll("The same conditions concerned, more and more others",
-               {{96, 12, 8}, {1'000, 12, 8}, {10'000, 12, 8}}, frames);
-    measureAll("10,000 conditions, more and more of them concerned",
-               {{10'000, 12, 1}, {10'000, 12, 4}, {10'000, 12, 16}, {10'000, 12, 64}}, frames);
-    measureAll("All messages in traffic", {{1'250, messages, 1}, {10'000, messages, 8}}, frames);
+    const std::pair<const char*, Scenario> scenarios[] = {
+        {"no_condition", {0, 12, 0}},
+        {"1_condition", {1, 12, 1}},
+        {"100_conditions/8_a_frame", {100, 12, 8}},
+        {"1000_conditions/8_a_frame", {1'000, 12, 8}},
+        {"10000_conditions/8_a_frame", {10'000, 12, 8}},
+        {"10000_conditions/1_a_frame", {10'000, 12, 1}},
+        {"10000_conditions/64_a_frame", {10'000, 12, 64}},
+        {"10000_conditions/8_a_frame_all_busy", {10'000, messages, 8}},
+    };
+    for (const auto& [name, scenario] : scenarios) {
+        benchmark::RegisterBenchmark((std::string("Trigger/") + name).c_str(), [scenario = scenario](
+                                                                                   benchmark::State& state) {
+            measure(state, scenario);
+        })->Unit(benchmark::kMillisecond);
+    }
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
 }
