@@ -29,13 +29,12 @@ struct BusWorkload {
     std::vector<typename Bus::Message> frames;
 };
 
-/// Every frame kind of a palette equally often, at least 1,024 frames in all, in random order, at random
-/// times.
+/// Every frame kind of a palette equally often, at least so many frames, in random order, at random times.
 template <class Message>
-std::vector<Message> shuffled(const std::vector<Message>& palette) {
+std::vector<Message> shuffled(const std::vector<Message>& palette, std::size_t least = 1024) {
     std::mt19937_64 random(20240607);
     std::vector<Message> frames;
-    while (frames.size() < 1024) {
+    while (frames.size() < least) {
         frames.insert(frames.end(), palette.begin(), palette.end());
     }
     std::shuffle(frames.begin(), frames.end(), random);

@@ -46,13 +46,17 @@ std::vector<flexRaySignalDef_t> definitionsOf(Content content, std::size_t signa
     return definitions;
 }
 
-/// One frame of random bytes a slot, in cycles of all kinds.
-std::vector<FlexRayExtTraceMessage> paletteOf(Content content, std::size_t signals) {
+/// Frames of random bytes in random cycles, equally many in each slot.
+std::vector<FlexRayExtTraceMessage> framesOf(Content content, std::size_t signals) {
     std::mt19937_64 random(20240607);
-    std::vector<FlexRayExtTraceMessage> frames(signals / signalsPerFrame);
+    std::vector<FlexRayExtTraceMessage> palette(signals / signalsPerFrame);
     std::uint16_t slot = 0;
-    for (FlexRayExtTraceMessage& frame : frames) {
+    for (FlexRayExtTraceMessage& frame : palette) {
         frame.slot = ++slot;
+    }
+    std::vector<FlexRayExtTraceMessage> frames = shuffled(palette, 64 * flexray::cycleCount);
+    for (FlexRayExtTraceMessage& frame : frames) {
+        frame.cycle = static_cast<std::uint8_t>(random() % (flexray::cycleCount / 2) * 2);
         frame.payload.resize(payloadSize);
         std::generate(frame.payload.begin(), frame.payload.end(),
                       [&random] { return static_cast<std::uint8_t>(random()); });
@@ -149,18 +153,12 @@ class FlexRay::Probe {
 };
 
 BusWorkload<FlexRay> workloadOf(const std::string& name, Content content, std::size_t signals) {
-    BusWorkload<FlexRay> workload{name, definitionsOf(content, signals), {}};
-    workload.frames = shuffled(paletteOf(content, signals));
-    std::mt19937_64 random(20240607);
-    for (FlexRayExtTraceMessage& frame : workload.frames) {
-        frame.cycle = static_cast<std::uint8_t>(random() % (flexray::cycleCount / 2) * 2);
-    }
-    return workload;
+    return {name, definitionsOf(content, signals), framesOf(content, signals)};
 }
 
 void query(benchmark::State& state, std::uint16_t slot) {
     OwnSignals<FlexRay> signals(workloadOf("query", Content::Plain, 640), false);
-    FlexRayExtTraceMessage frame = paletteOf(Content::Plain, 640).front();
+    FlexRayExtTraceMessage frame = framesOf(Content::Plain, 640).front();
     frame.slot = slot;
     std::vector<std::uint8_t> record;
     encodeRecord(frame, record);

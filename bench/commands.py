@@ -105,8 +105,8 @@ def check_floor(programs, recordings):
         while part := mine.stdout.read(1 << 20):
             if part != its.stdout.read(len(part)):
                 sys.exit("rksignal decode and text_floor give different rows")
-        if its.stdout.read(1):
-            sys.exit("text_floor gives more rows than rksignal decode")
+        if its.stdout.read(1) or mine.wait() != 0:
+            sys.exit("rksignal decode gives fewer rows than text_floor")
 
 
 def floor_commands(programs, recordings, jobs):
@@ -136,8 +136,8 @@ def container_commands(programs, recordings, jobs):
         path, messages = recordings.drive(ending, hours=hours)
         return [programs / "rksignal", "decode", "--quiet", path, *options], messages
 
-    kinds = {"rktrace": ("rktrace", DEFINITIONS + NETWORK), "pcapng_can": ("pcapng", DEFINITIONS),
-             "pcapng_ethernet": ("ethernet.pcapng", NETWORK)}
+    kinds = {"rktrace": ("rktrace", DEFINITIONS), "rktrace_all_buses": ("rktrace", DEFINITIONS + NETWORK),
+             "pcapng_can": ("pcapng", DEFINITIONS), "pcapng_ethernet": ("ethernet.pcapng", NETWORK)}
     for name, (ending, definitions) in kinds.items():
         last = partial(decode, ending, 1, "--last", *definitions)
         yield Command(f"last/{name}/1_job", partial(last, *jobs(1)))

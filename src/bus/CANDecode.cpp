@@ -41,7 +41,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
     CANDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
                const CANExtTraceMessage& message, std::uint64_t key)
-        : FrameDecoder(table, frame, ids), message(message), key(key) {}
+        : FrameDecoder(table, frame, ids), message(message), key(key), pdus(frame.bytes, frame.length) {}
 
     static FieldPlace placeOf(const CANSignal& signal) {
         const canSignalDef_t& definition = signal.definition;
@@ -50,6 +50,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
         place.wholeFrame = !definition.canFD;
         if (definition.canFD) {
             place.conditional = definition.pduId.has_value();
+            place.sought = definition.pduId.value_or(0);
             place.startByte = definition.startByte;
             place.numBytes = definition.numBytes;
         }
@@ -61,6 +62,8 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
     }
 
     unsigned long toldLength() const { return lengthCode(message.length); }
+
+    std::size_t locate(const FieldRun& run) { return pdus.find(run.sought).value_or(nowhere); }
 
     /// The data of the signal's PDU.
     std::optional<std::size_t> originOf(const FieldWriter& writer) const {
@@ -76,11 +79,15 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
     /// multiplexer of the frame adds its own on top. Selected CAN FD signals are neither searched in a PDU
     /// nor checked for length nor reported, unlike classic ones; this is deliberate. One level only.
     void decodeSelected(const FieldWriter& multiplexer) {
-        auto* const selected = findSelected(*multiplexer.signal);
+        auto* const selected = findSelected(multiplexer);
         if (selected == nullptr) {
             return;
         }
-        const FrameProgram& program = FrameProgram::of(*selected, table, placeOf);
+        const FrameProgram& program = FrameProgram::of(
+            *selected, table, placeOf, [](std::uint64_t each, auto&& visit) { return anyTwin(each, visit); });
+        if (storedWhole(program)) {
+            return;
+        }
         const unsigned long* id = program.ids().data();
         for (const FieldWriter& writer : program.writers()) {
             const unsigned long ownId = *id++;
@@ -98,10 +105,20 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
     }
 
   private:
-    Table::Frame* findSelected(BaseSignal& multiplexer) {
-        unsigned long raw = 0;
+    /// A private multiplexer that was just written holds what was written; others are read as clients read
+    /// them.
+    static bool readMultiplexer(const FieldWriter& multiplexer, unsigned long& raw) {
+        if (multiplexer.isDirect() && !multiplexer.isShared() && BaseSignal::debug == 0) {
+            raw = multiplexer.slot->raw;
+            return true;
+        }
         unsigned long timestamp = 0;
-        if (!multiplexer.read(raw, timestamp)) {
+        return multiplexer.signal->read(raw, timestamp);
+    }
+
+    Table::Frame* findSelected(const FieldWriter& multiplexer) {
+        unsigned long raw = 0;
+        if (!readMultiplexer(multiplexer, raw)) {
             return nullptr;
         }
         key += can::multiplexerTerm(raw);
@@ -110,7 +127,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
         }
         auto* const selected = table.lookup(key);
         if (selected == nullptr && tracing) {
-            logDebug(site, multiplexer.def.instance,
+            logDebug(site, multiplexer.signal->def.instance,
                      ": Multiplexed CAN message not in canMessageContainer: ", message);
         }
         return selected;
@@ -130,6 +147,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
     const CANExtTraceMessage& message;
     std::uint64_t key;
+    pdu::Walk<pdu::canFd> pdus;
 };
 
 void traceFrame(const CANExtTraceMessage& message, std::uint64_t key,

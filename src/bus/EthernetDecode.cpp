@@ -10,6 +10,7 @@
 #include "signal/PduChain.h"
 #include "signal/SignalFiling.h"
 
+#include <algorithm>
 #include <optional>
 #include <span>
 
@@ -88,15 +89,37 @@ class EthernetDecoder : public FrameDecoder<EthernetDecoder, EthernetSignal> {
 
     EthernetDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
                     const miiFrameInfo_t& info)
-        : FrameDecoder(table, frame, ids), payload(info.payloadOffset) {}
+        : FrameDecoder(table, frame, ids), payload(info.payloadOffset),
+          containers(frame.bytes.subspan(std::min<std::size_t>(payload, frame.bytes.size()))),
+          ipdus(containers, containers.size()), spdus(containers, containers.size()),
+          messages(containers, containers.size()) {}
 
     static FieldPlace placeOf(const EthernetSignal& signal) {
         const ethernetPosition_t& position = signal.position();
         FieldPlace place;
-        place.conditional = position.ethSignalType != ethSignalPosType_t::DEFAULT;
         place.startByte = position.startByte;
         place.numBytes = position.numBytes;
+        if (position.ethSignalType != ethSignalPosType_t::DEFAULT) {
+            place.conditional = true;
+            setContainer(position, place);
+        }
         return place;
+    }
+
+    std::size_t locate(const FieldRun& run) {
+        if (!frame.origin) {
+            return nowhere;
+        }
+        switch (run.search) {
+        case Ipdu:
+            return inFrame(ipdus.find(run.sought)).value_or(nowhere);
+        case Spdu:
+            return inFrame(spdus.find(run.sought)).value_or(nowhere);
+        case SomeIp:
+            return inFrame(messages.find(run.sought)).value_or(nowhere);
+        default:
+            return nowhere;
+        }
     }
 
     static void traceSignal(const BaseSignal& signal) {
@@ -113,6 +136,36 @@ class EthernetDecoder : public FrameDecoder<EthernetDecoder, EthernetSignal> {
     }
 
   private:
+    /// How the container of a signal is searched.
+    enum Search : std::uint8_t {
+        Nothing,
+        Ipdu,
+        Spdu,
+        SomeIp,
+        Never, ///< no message has its identifier
+    };
+
+    static void setContainer(const ethernetPosition_t& position, FieldPlace& place) {
+        const std::uint64_t message = pdu::someIpIdentifier(position.serviceId, position.methodEventId);
+        switch (position.ethSignalType) {
+        case ethSignalPosType_t::DEFAULT:
+            return;
+        case ethSignalPosType_t::IPDU:
+            place.search = Ipdu;
+            place.sought = position.pduId;
+            return;
+        case ethSignalPosType_t::SPDU:
+            place.search = Spdu;
+            place.sought = position.messageId;
+            return;
+        case ethSignalPosType_t::SOMEIP:
+            place.search = message <= UINT32_MAX ? SomeIp : Never;
+            place.sought = static_cast<std::uint32_t>(message);
+            return;
+        }
+        place.selects = true; // keeps the frame from being stored at once: the type is reported each time
+    }
+
     std::optional<std::size_t> dataOf(const EthernetSignal& signal) {
         const ethernetPosition_t& position = signal.position();
         switch (position.ethSignalType) {
@@ -142,7 +195,6 @@ class EthernetDecoder : public FrameDecoder<EthernetDecoder, EthernetSignal> {
     /// once for all of them.
     template <pdu::Chain chain, class Visit>
     std::optional<std::size_t> find(std::uint64_t wanted, Visit visit) {
-        const Bytes containers = frame.bytes.subspan(payload);
         if (tracing) {
             return inFrame(pdu::find<chain>(containers, containers.size(), wanted, visit));
         }
@@ -163,6 +215,10 @@ class EthernetDecoder : public FrameDecoder<EthernetDecoder, EthernetSignal> {
     }
 
     const std::size_t payload; ///< where the transport payload begins
+    const Bytes containers;
+    pdu::Walk<pdu::ipdu> ipdus;
+    pdu::Walk<pdu::spdu> spdus;
+    pdu::Walk<pdu::someIp> messages;
     const pdu::Chain* lastChain = nullptr;
     std::uint64_t lastWanted = 0;
     std::optional<std::size_t> lastData;
@@ -176,19 +232,16 @@ void traceSize(Bytes frame) {
     }
 }
 
-} // namespace
-
-bool EthernetSignal::decode(unsigned char channel, const std::vector<unsigned char>& frame,
-                            unsigned long time, std::vector<unsigned long>& ids, SignalStorage* storage) {
+bool decodeBy(EthernetTables& tables, std::uint8_t channel, Bytes frame, std::uint64_t time,
+              std::vector<unsigned long>& ids) {
     ids.clear();
     miiFrameInfo_t info{};
     if (!analyze(decodeSite, frame, info)) {
         return false;
     }
-    if (debug) {
+    if (BaseSignal::debug) {
         traceSize(frame);
     }
-    EthernetTables& tables = tablesOf(storage);
     auto* const known = lookUp(decodeSite, info, channel, tables);
     if (known == nullptr) {
         return false;
@@ -197,16 +250,24 @@ bool EthernetSignal::decode(unsigned char channel, const std::vector<unsigned ch
     return !ids.empty();
 }
 
+} // namespace
+
+bool EthernetSignal::decode(unsigned char channel, const std::vector<unsigned char>& frame,
+                            unsigned long time, std::vector<unsigned long>& ids, SignalStorage* storage) {
+    return decodeBy(ethernet::tablesOf(storage), channel, frame, time, ids);
+}
+
 bool EthernetSignal::decodeMessage(const MIITraceMessage& msg, std::vector<unsigned long>& ids,
                                    SignalStorage* storage) {
-    return tablesOf(storage).channelsInUse[msg.channel] &&
-           decode(msg.channel, msg.frame, msg.timestamp, ids, storage);
+    EthernetTables& tables = ethernet::tablesOf(storage);
+    return tables.channelsInUse[msg.channel] && decodeBy(tables, msg.channel, msg.frame, msg.timestamp, ids);
 }
 
 bool EthernetSignal::decodeMessage(const EthernetTraceMessage& msg, std::vector<unsigned long>& ids,
                                    SignalStorage* storage) {
-    return msg.kind == EthernetTraceMessage::Frame && tablesOf(storage).channelsInUse[msg.channel] &&
-           decode(msg.channel, msg.frame, msg.timestamp, ids, storage);
+    EthernetTables& tables = ethernet::tablesOf(storage);
+    return msg.kind == EthernetTraceMessage::Frame && tables.channelsInUse[msg.channel] &&
+           decodeBy(tables, msg.channel, msg.frame, msg.timestamp, ids);
 }
 
 namespace {

@@ -1,6 +1,7 @@
 #include "bus/EthernetFrameHash.h"
 
 #include "bus/EthernetAddressing.h"
+#include "bus/EthernetKey.h"
 #include "rkutil/macaddr.h"
 
 #include <arpa/inet.h>
@@ -10,23 +11,7 @@ namespace {
 
 constexpr std::uint64_t macBits = 0xFFFFFFFFFFFF;
 
-/// The golden-ratio combine step on 64-bit words.
-constexpr std::uint64_t combined(std::uint64_t hash, std::uint64_t value) {
-    return hash ^ (value + 0x9E3779B9 + (hash << 6) + (hash >> 2));
-}
-
 using ethernet::AddressingField;
-
-template <class Fields>
-std::uint64_t hashOf(std::uint8_t channel, const Fields& fields) {
-    std::uint64_t hash = combined(0, channel);
-    ethernet::forEachAddressingField(
-        [&hash](AddressingField kind, auto field) {
-            hash = combined(hash, ethernet::addressingValue(kind, field));
-        },
-        fields);
-    return hash;
-}
 
 template <class Fields>
 void copyFields(const Fields& from, EthernetFrameHash& to) {
@@ -58,7 +43,7 @@ void EthernetFrameHash::setFrame(const ethernetPosition_t& position, unsigned ch
 }
 
 std::uint32_t EthernetFrameHash::hashMe() {
-    hash = static_cast<std::uint32_t>(hashOf(channel, *this));
+    hash = static_cast<std::uint32_t>(ethernet::hashOf(channel, *this));
     return hash;
 }
 
@@ -74,7 +59,7 @@ bool EthernetFrameHash::match(const miiFrameInfo_t& frame, unsigned char seenOn)
 }
 
 std::uint64_t hashFrame(const miiFrameInfo_t& frame, unsigned char channel) {
-    return hashOf(channel, frame);
+    return ethernet::hashOf(channel, frame);
 }
 
 std::ostream& operator<<(std::ostream& out, const EthernetFrameHash& frame) {

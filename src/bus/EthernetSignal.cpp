@@ -11,26 +11,20 @@
 #include <arpa/inet.h>
 #include <ostream>
 
-namespace {
+EthernetTables ethernet::classWideTables(ChangeCounter::classWide());
 
-EthernetTables classWide(ChangeCounter::classWide());
+std::array<bool, 256>& EthernetSignal::channelsInUse = ethernet::classWideTables.channelsInUse;
+EthernetFrameTable& EthernetSignal::ethernetFrames = ethernet::classWideTables.frames;
+FrameTable<EthernetSignal>& EthernetSignal::positiveList = ethernet::classWideTables.positive;
+FrameKeySet& EthernetSignal::negativeList = ethernet::classWideTables.negative;
 
-} // namespace
-
-std::array<bool, 256>& EthernetSignal::channelsInUse = classWide.channelsInUse;
-EthernetFrameTable& EthernetSignal::ethernetFrames = classWide.frames;
-FrameTable<EthernetSignal>& EthernetSignal::positiveList = classWide.positive;
-FrameKeySet& EthernetSignal::negativeList = classWide.negative;
+EthernetTables& ethernet::makeTables(StorageTables& own) {
+    own.ethernet = std::make_unique<EthernetTables>(own.changes);
+    return static_cast<EthernetTables&>(*own.ethernet);
+}
 
 EthernetTables& EthernetSignal::tablesOf(const SignalStorage* storage) {
-    StorageTables* const own = ownTablesOf(storage);
-    if (own == nullptr) {
-        return classWide;
-    }
-    if (own->ethernet == nullptr) [[unlikely]] {
-        own->ethernet = std::make_unique<EthernetTables>(own->changes);
-    }
-    return static_cast<EthernetTables&>(*own->ethernet);
+    return ethernet::tablesOf(storage);
 }
 
 EthernetSignal::EthernetSignal(const ethernetSignalDef_t& def, bool shared, SignalStorage* storage)

@@ -37,3 +37,22 @@ class EthernetTables : public BusTables {
     /// The keys of the decisions that name a signal; those of decisions that are no more may be among them.
     std::unordered_map<const EthernetSignal*, std::vector<std::uint64_t>> decisionsOf;
 };
+
+namespace ethernet {
+
+/// Those of EthernetSignal.
+extern EthernetTables classWideTables;
+
+/// The tables of a storage that stands alone, made if it has none yet.
+EthernetTables& makeTables(StorageTables& own);
+
+/// The tables that a storage uses, for the receive path: `EthernetSignal::tablesOf` without a call.
+inline EthernetTables& tablesOf(const SignalStorage* storage) {
+    StorageTables* const own = ownTablesOf(storage);
+    if (own == nullptr) {
+        return classWideTables;
+    }
+    return own->ethernet != nullptr ? static_cast<EthernetTables&>(*own->ethernet) : makeTables(*own);
+}
+
+} // namespace ethernet

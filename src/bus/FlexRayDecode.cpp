@@ -28,7 +28,8 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
 
     FlexRayDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
                    const FlexRayExtTraceMessage& message)
-        : FrameDecoder(table, frame, ids), chainEnd(message.data.size() & 0xFF) {}
+        : FrameDecoder(table, frame, ids), chainEnd(message.data.size() & 0xFF), walk(frame.bytes, chainEnd) {
+    }
 
     /// Inside a PDU the update bit does not count.
     static FieldPlace placeOf(const FlexRaySignal& signal) {
@@ -40,18 +41,43 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
         const flexRayPosition_t& position = signal.definition.positions.front();
         place.startByte = position.startByte;
         place.numBytes = position.numBytes;
-        if (position.updateBit && !position.pduId) {
-            place.updateBit = *position.updateBit;
+        if (position.pduId) {
+            place.conditional = true;
+            place.search = Pdu;
+            place.sought = *position.pduId;
+        } else if (position.updateBit) {
+            place.conditional = true;
+            place.search = UpdateBit;
+            place.sought = *position.updateBit;
         }
-        place.conditional = position.pduId.has_value() || position.updateBit.has_value();
         return place;
     }
 
+    /// The frames of the same slot in other cycles: a signal stands in the lists of many, and programs of
+    /// each would fill the caches.
+    template <class Visit>
+    static bool anyTwin(std::uint64_t key, Visit&& visit) {
+        const std::uint64_t base = key & ~flexray::cycleTerm(flexray::cycleCount - 1);
+        for (std::uint8_t cycle = 0; cycle < flexray::cycleCount; ++cycle) {
+            if (visit(base + flexray::cycleTerm(cycle))) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    std::size_t locate(const FieldRun& run) {
+        if (run.search == Pdu) {
+            return walk.find(run.sought).value_or(nowhere);
+        }
+        return run.search == UpdateBit && isSet(run.sought) ? 0 : nowhere;
+    }
+
     std::optional<std::size_t> originOf(const FieldWriter& writer) {
-        if (writer.place.updateBit == FieldPlace::noUpdateBit) {
+        if (writer.place.search != UpdateBit) {
             return dataOf(signalOf(writer));
         }
-        if (isSet(static_cast<std::size_t>(writer.place.updateBit))) {
+        if (isSet(writer.place.sought)) {
             return 0;
         }
         trace(writer, ": update bit not set");
@@ -64,6 +90,10 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
     }
 
   private:
+    /// What a signal depends on. A frame in which a client has placed one without positions has `Nothing`
+    /// that it could find.
+    enum Search : std::uint8_t { Nothing, UpdateBit, Pdu };
+
     /// A bit past the payload is clear.
     bool isSet(std::size_t bit) const {
         return bit / 8 < frame.bytes.size() && (frame.bytes[bit / 8] >> bit % 8 & 1) != 0;
@@ -99,6 +129,7 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
     }
 
     const std::size_t chainEnd;
+    pdu::Walk<pdu::flexRay> walk;
     std::optional<std::uint32_t> lastPdu;
     std::optional<std::size_t> lastData;
 };

@@ -4,20 +4,22 @@
 
 #include "signal/BaseSignal.h"
 #include "signal/BitField.h"
+#include "signal/PrivateField.h"
 
 #include <cstdint>
 
 /// Where a bus finds the bytes of a signal: what its decoder has to know beyond the field itself.
 struct FieldPlace {
-    static constexpr std::int32_t noUpdateBit = -1;
-
     bool wholeFrame = false;  ///< the first 8 bytes of the frame; else a byte range of it
     bool conditional = false; ///< the frame's content says where the range begins, or whether it is there
     bool selects = false;     ///< further signals follow from its value
     std::uint8_t numBytes = 0;
-    std::uint16_t startByte = 0;          ///< of the range, from where the bus has it begin
-    std::int32_t updateBit = noUpdateBit; ///< bit of the payload that is 1 when the signal has been updated
+    std::uint16_t startByte = 0; ///< of the range, from where the bus has it begin
+    std::uint8_t search = 0;     ///< what a conditional signal depends on, as the bus numbers it
+    std::uint32_t sought = 0;    ///< which: an update bit, the identifier of a PDU or message
 
+    /// Behind the last byte of the range.
+    std::uint32_t end() const { return std::uint32_t{startByte} + numBytes; }
     /// Whether the frame's length alone says if the signal is there.
     bool isPlain() const { return !conditional && !selects; }
 };
@@ -50,7 +52,7 @@ class FieldWriter {
     void store(std::uint64_t bytes, std::uint64_t swapped, std::uint64_t timestamp, bool isShared) const {
         const std::uint64_t raw = field(bigEndian ? swapped : bytes, isSigned);
         if (isShared) {
-            signal->lock();
+            lock();
         }
         signal->modified = slot->raw != raw;
         slot->raw = raw;
@@ -59,8 +61,24 @@ class FieldWriter {
             slot->valid = 1;
         }
         if (isShared) {
-            signal->unlock();
+            unlock();
         }
+    }
+
+    /// Whether the signal keeps its value in its own private slot, with the mark beside it that says whether
+    /// the last write changed it: then a write needs nothing of the signal's object.
+    bool hasOwnRecord() const {
+        return !shared && slot == &signal->privateSlot &&
+               &signal->modified == &PrivateSlot::of(*slot).modified;
+    }
+    /// REQUIRES: `isDirect()` and `hasOwnRecord()`.
+    PrivateField privateField() const {
+        return {isSigned ? ~std::uint64_t{0} : ~std::uint64_t{0} >> field.right,
+                slot,
+                field,
+                bigEndian,
+                place.selects,
+                place.startByte};
     }
 
     BaseSignal* signal;
@@ -68,6 +86,17 @@ class FieldWriter {
     FieldPlace place;
 
   private:
+    void lock() const {
+        if (const int result = slotmutex::tryLock(slot->mutex); result != 0) [[unlikely]] {
+            signal->keepTryingToLock(result);
+        }
+    }
+    void unlock() const {
+        if (const int result = slotmutex::unlock(slot->mutex); result != 0) [[unlikely]] {
+            signal->reportUnlock(result);
+        }
+    }
+
     /// Whether the byte range holds the whole field, as it does unless a client has changed the one without
     /// the other. Bytes behind the range count as zero.
     bool rangeHoldsField() const {

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <vector>
@@ -46,9 +47,11 @@ class FrameDecoder {
     template <class... More>
     static void decode(Table& table, typename Table::Frame& entry, const ReceivedFrame& frame,
                        std::vector<unsigned long>& ids, const More&... more) {
-        const FrameProgram& program = FrameProgram::of(entry, table, Bus::placeOf);
+        const FrameProgram& program =
+            FrameProgram::of(entry, table, Bus::placeOf,
+                             [](std::uint64_t key, auto&& visit) { return Bus::anyTwin(key, visit); });
         if (BaseSignal::debug != 0 || !storeAll(program, frame, ids)) {
-            Bus(table, frame, ids, more...).decodeEach(program);
+            Bus(table, frame, ids, more...).decodeOther(program);
         }
     }
 
@@ -58,6 +61,12 @@ class FrameDecoder {
 
     // --- replaced by a bus where it differs ---
 
+    /// Visits the keys of frames that are likely to have the same signals as the one of `key`, until `visit`
+    /// returns true. \return whether it did
+    template <class Visit>
+    static bool anyTwin(std::uint64_t /*key*/, Visit&& /*visit*/) {
+        return false;
+    }
     /// The debug line at the head of a signal's own.
     void traceSignal(const BaseSignal& signal) const {
         logDebug(Bus::site, "Signal = ", signal.def.instance);
@@ -68,6 +77,10 @@ class FrameDecoder {
     unsigned long toldLength() const { return frame.length; }
     /// Debug output before a byte range is written.
     void traceBytes() const {}
+    /// Where the byte ranges of a run of conditional signals begin to count, as `originOf` says it, or
+    /// `nowhere`.
+    std::size_t locate(const FieldRun& /*run*/) { return nowhere; }
+    static constexpr std::size_t nowhere = ~std::size_t{0};
     /// Called after a signal was written whose place `selects`.
     void decodeSelected(const FieldWriter& /*writer*/) {}
 
@@ -80,6 +93,17 @@ class FrameDecoder {
         } else {
             writer.signal->write(frame.bytes.data(), bus().toldLength(), frame.timestamp);
         }
+    }
+
+    /// Writes all signals of a program and reports them. \return false, and nothing is done, unless they are
+    /// all private ones in the first 8 bytes, and nobody traces
+    bool storedWhole(const FrameProgram& program) {
+        if (tracing || program.form() != FrameProgram::Form::WholeFrame) {
+            return false;
+        }
+        storeWord(program.fields(), frame.firstWord, frame.timestamp);
+        append(program.ids(), ids);
+        return true;
     }
 
     void trace(const FieldWriter& writer, const char* text) const {
@@ -100,56 +124,181 @@ class FrameDecoder {
   private:
     Bus& bus() { return static_cast<Bus&>(*this); }
 
-    /// Decodes a frame whose signals are all direct, plain and of one kind. \return false if it is another
-    /// one, or not all of it was received
+    /// Decodes a frame of one of the forms that need no look at each signal's kind. \return false if it is of
+    /// another one, or not all of it was received
     static bool storeAll(const FrameProgram& program, const ReceivedFrame& frame,
                          std::vector<unsigned long>& ids) {
         if (!frame.origin) {
             return false;
         }
-        switch (program.form()) {
-        case FrameProgram::Form::Mixed:
+        const std::size_t origin = *frame.origin;
+        const auto form = program.form();
+        if (form == FrameProgram::Form::WholeFrame) [[likely]] {
+            storeWord(program.fields(), frame.firstWord, frame.timestamp);
+        } else if (form == FrameProgram::Form::SharedWholeFrame) {
+            storeSharedFirstWord(program, frame.firstWord, frame.timestamp);
+        } else if (form < FrameProgram::Form::RangesInWord || !frame.holdsRange(origin, program.end())) {
             return false;
-        case FrameProgram::Form::WholeFrame:
-            program.isShared() ? storeFirstWord<true>(program, frame) : storeFirstWord<false>(program, frame);
-            break;
-        case FrameProgram::Form::Ranges:
-            if (!frame.holdsRange(*frame.origin, program.end())) {
-                return false;
-            }
-            program.isShared() ? storeRanges<true>(program, frame) : storeRanges<false>(program, frame);
-            break;
+        } else if (form == FrameProgram::Form::RangesInWord) {
+            storeWord(program.fields(), wordAt(frame.bytes, origin), frame.timestamp);
+        } else if (form == FrameProgram::Form::Ranges) {
+            storeRanges(program, frame.bytes.subspan(origin), frame.timestamp);
+        } else {
+            storeSharedRanges(program, frame.bytes.subspan(origin), frame.timestamp);
         }
-        appendIds(program.ids(), ids);
+        append(program.ids(), ids);
         return true;
     }
 
-    template <bool shared>
-    static void storeFirstWord(const FrameProgram& program, const ReceivedFrame& frame) {
-        const std::uint64_t swapped = bitfield::swapped(frame.firstWord);
-        for (const FieldWriter& writer : program.writers()) {
-            writer.store(frame.firstWord, swapped, frame.timestamp, shared);
+    /// All fields lie in one word.
+    static void storeWord(std::span<const PrivateField> fields, std::uint64_t word, std::uint64_t timestamp) {
+        const std::uint64_t inOrder[2] = {word, bitfield::swapped(word)};
+        for (const PrivateField& field : fields) {
+            field.store(inOrder[field.bigEndian ? 1 : 0], timestamp);
         }
     }
 
-    template <bool shared>
-    static void storeRanges(const FrameProgram& program, const ReceivedFrame& frame) {
-        for (const FieldWriter& writer : program.writers()) {
-            const std::uint64_t word = wordAt(frame.bytes, *frame.origin + writer.place.startByte);
-            writer.store(word, bitfield::swapped(word), frame.timestamp, shared);
+    static void storeRanges(const FrameProgram& program, std::span<const std::uint8_t> bytes,
+                            std::uint64_t timestamp) {
+        for (const PrivateField& field : program.fields()) {
+            storeOne(field, wordAt(bytes, field.startByte), timestamp);
         }
     }
 
-    /// Few identifiers are appended faster one by one than by a call that copies them.
-    static void appendIds(std::span<const unsigned long> own, std::vector<unsigned long>& ids) {
-        constexpr std::size_t few = 8;
-        if (own.size() > few) {
+    [[gnu::noinline]] static void storeSharedFirstWord(const FrameProgram& program, std::uint64_t word,
+                                                       std::uint64_t timestamp) {
+        fetch(program);
+        const std::uint64_t swapped = bitfield::swapped(word);
+        for (const FieldWriter& writer : program.writers()) {
+            writer.store(word, swapped, timestamp, /*isShared=*/true);
+        }
+    }
+
+    [[gnu::noinline]] static void storeSharedRanges(const FrameProgram& program,
+                                                    std::span<const std::uint8_t> bytes,
+                                                    std::uint64_t timestamp) {
+        fetch(program);
+        for (const FieldWriter& writer : program.writers()) {
+            const std::uint64_t word = wordAt(bytes, writer.place.startByte);
+            writer.store(word, bitfield::swapped(word), timestamp, /*isShared=*/true);
+        }
+    }
+
+    /// Fetches shared slots, which lie far apart: a lock waits for every write before it to be done, so that
+    /// without it one miss would follow the other.
+    static void fetch(const FrameProgram& program) {
+        for (const FieldWriter& writer : program.writers()) {
+            __builtin_prefetch(&writer.slot->mutex, 1);
+            __builtin_prefetch(&writer.slot->raw, 1);
+            __builtin_prefetch(&writer.signal->modified, 1);
+        }
+    }
+
+    static void append(std::span<const unsigned long> own, std::vector<unsigned long>& ids) {
+        if (ids.empty()) {
+            ids.assign(own.begin(), own.end());
+        } else {
             ids.insert(ids.end(), own.begin(), own.end());
-            return;
         }
-        for (const unsigned long id : own) {
-            ids.push_back(id);
+    }
+
+    [[gnu::noinline]] void decodeOther(const FrameProgram& program) {
+        const auto form = program.form();
+        if (form == FrameProgram::Form::Selecting && frame.origin && !tracing) {
+            storeSelecting(program);
+        } else if (form == FrameProgram::Form::Searched && !tracing) {
+            storeFound(program, program.fields());
+        } else if (form == FrameProgram::Form::OtherSearched && !tracing) {
+            fetch(program);
+            storeFound(program, program.writers());
+        } else {
+            decodeEach(program);
         }
+    }
+
+    /// Decodes a frame with signals that are not always there, one run of them after the other. `fields` are
+    /// the signals as they are stored. REQUIRES: nothing is reported yet. What the loops use is in variables
+    /// of their own: a store into a slot could change any other for all that the compiler knows.
+    template <class Field>
+    void storeFound(const FrameProgram& program, std::span<const Field> fields) {
+        ids.assign(program.ids().begin(), program.ids().end()); // mostly all are there
+        const std::uint64_t time = frame.timestamp;
+        const FieldWriter* writer = program.writers().data();
+        const Field* field = fields.data();
+        const unsigned long* id = program.ids().data();
+        unsigned long* reported = ids.data();
+        for (const FieldRun& run : program.runs()) {
+            const std::size_t origin = run.conditional ? bus().locate(run) : frame.origin.value_or(nowhere);
+            const std::span own(field, run.count);
+            if (holdsWords(run, origin)) [[likely]] {
+                storeRun(run, own, frame.bytes.data() + origin, time);
+                *reported++ = *id; // mostly the only one, or one of two: too few for a call that copies
+                for (std::uint32_t i = 1; i < run.count; ++i) {
+                    *reported++ = id[i];
+                }
+            } else if (origin != nowhere) {
+                for (std::size_t i = 0; i < run.count; ++i) {
+                    if (fits(writer[i].place, origin)) {
+                        storeOne(own[i], wordAt(frame.bytes, origin + startByteOf(own[i])), time);
+                        *reported++ = id[i];
+                    }
+                }
+            }
+            field += run.count;
+            writer += run.count;
+            id += run.count;
+        }
+        ids.resize(static_cast<std::size_t>(reported - ids.data()));
+    }
+    /// `bytes`: where the ranges begin to count.
+    static void storeRun(const FieldRun& run, std::span<const PrivateField> fields, const std::uint8_t* bytes,
+                         std::uint64_t time) {
+        if (run.isInWord()) {
+            return storeWord(fields, wholeWordAt(bytes), time);
+        }
+        for (const PrivateField& field : fields) {
+            storeOne(field, wholeWordAt(bytes + field.startByte), time);
+        }
+    }
+    static void storeRun(const FieldRun& /*run*/, std::span<const FieldWriter> writers,
+                         const std::uint8_t* bytes, std::uint64_t time) {
+        for (const FieldWriter& writer : writers) {
+            storeOne(writer, wholeWordAt(bytes + writer.place.startByte), time);
+        }
+    }
+    /// No branch: which fields are big-endian is no pattern that a processor learns.
+    static void storeOne(const PrivateField& field, std::uint64_t word, std::uint64_t time) {
+        const std::uint64_t difference = word ^ bitfield::swapped(word);
+        field.store(word ^ (difference & -std::uint64_t{field.bigEndian}), time);
+    }
+    static void storeOne(const FieldWriter& writer, std::uint64_t word, std::uint64_t time) {
+        writer.store(word, time);
+    }
+    /// Whether all ranges of a run were received, and 8 bytes may be read from the start of each.
+    bool holdsWords(const FieldRun& run, std::size_t origin) const {
+        return frame.holdsRange(origin, run.end) &&
+               frame.bytes.size() - origin >= run.lastStart + sizeof(std::uint64_t);
+    }
+    bool fits(const FieldPlace& place, std::size_t origin) const {
+        return frame.holdsRange(origin + place.startByte, place.numBytes);
+    }
+    static std::size_t startByteOf(const PrivateField& field) { return field.startByte; }
+    static std::size_t startByteOf(const FieldWriter& writer) { return writer.place.startByte; }
+
+    /// What a signal selects is decoded before the next one, and its identifiers come before that one's.
+    void storeSelecting(const FrameProgram& program) {
+        const std::uint64_t inOrder[2] = {frame.firstWord, bitfield::swapped(frame.firstWord)};
+        const auto fields = program.fields();
+        std::size_t reported = 0;
+        for (std::size_t i = 0; i < fields.size(); ++i) {
+            fields[i].store(inOrder[fields[i].bigEndian ? 1 : 0], frame.timestamp);
+            if (fields[i].selects) {
+                append(program.ids().subspan(reported, i + 1 - reported), ids);
+                reported = i + 1;
+                bus().decodeSelected(program.writers()[i]);
+            }
+        }
+        append(program.ids().subspan(reported), ids);
     }
 
     /// Any frame: looks at the kind of each signal.

@@ -3,12 +3,13 @@
 ///
 /// A decoder's table gives the list of signals of a frame. Following each of them through its object, its
 /// definition and its virtual `write` touches many cache lines a signal, so the decoder compiles the list
-/// once into an array of half a line a signal. The list stays the truth: a program is used only while no
-/// signal has been built, destroyed or re-initialised since, and, where a client may have changed the list,
-/// while it names exactly the signals of the list, in order. Public members of a signal that are changed
-/// behind its back are seen after the next `cInit`.
+/// once into arrays of less than half a line a signal. The list stays the truth: a program is used only while
+/// no signal has been built, destroyed or re-initialised since, and, where a client may have changed the
+/// list, while it names exactly the signals of the list, in order. Public members of a signal that are
+/// changed behind its back are seen after the next `cInit`.
 #pragma once
 
+#include "signal/FieldRun.h"
 #include "signal/FieldWriter.h"
 #include "signal/FrameTable.h"
 #include "signal/PlainPaths.h"
@@ -22,48 +23,94 @@
 #include <typeinfo>
 #include <vector>
 
-/// The compiled form of one frame's list of signals: this head, then the writers, then the identifiers of the
-/// signals, in one block of memory, so that one look-up leads to all of it.
-class alignas(FieldWriter) FrameProgram {
+/// The compiled form of one frame's list of signals: this head, then, if it is of a private form, a short
+/// field a signal, then the identifiers of the signals, then the runs of a searched form, then the writers,
+/// in one block of memory, so that one look-up leads to all of it. What every frame touches comes first.
+class FrameProgram {
   public:
-    /// Frames that are decoded without a look at each signal's kind: all signals are direct and plain, and
-    /// all slots private, or all shared.
-    enum class Form : std::uint8_t { Mixed, WholeFrame, Ranges };
+    /// Frames that are decoded without a look at each signal's kind: all signals are direct, and all slots
+    /// private, or all shared.
+    enum class Form : std::uint8_t {
+        Mixed,            ///< none of these
+        Selecting,        ///< as WholeFrame, but some select further signals
+        Searched,         ///< private, in byte ranges, of which some have to be searched
+        OtherSearched,    ///< the same with slots of any kind
+        WholeFrame,       ///< private, plain, in the first 8 bytes
+        SharedWholeFrame, ///< shared, plain, in the first 8 bytes
+        RangesInWord,     ///< private, plain, in byte ranges of the first 8 bytes that ranges count from
+        Ranges,           ///< private, plain, in byte ranges
+        SharedRanges,     ///< shared, plain, in byte ranges
+    };
 
     /// The program of an entry of a frame table, compiled if there is none or it is out of date.
     /// `placeOf(const Signal&) -> FieldPlace`. Allocates only then.
-    template <class Signal, class PlaceOf>
-    static const FrameProgram& of(typename FrameTable<Signal>::Frame& frame, const FrameTable<Signal>& table,
-                                  PlaceOf&& placeOf) {
-        FrameProgram* const program = frame.program.get();
-        if (program == nullptr || program->generation != table.changes().latest() ||
-            (frame.isOpen() && !program->names(frame.signals()))) [[unlikely]] {
-            frame.program.reset(compiled(frame.signals(), placeOf));
-            frame.program->generation = table.changes().latest();
+    ///
+    /// `anyTwin(key, visit)` calls `visit` with the keys of frames that are likely to have the same list,
+    /// until it returns true: then one program serves both.
+    template <class Signal, class PlaceOf, class AnyTwin>
+    static const FrameProgram& of(typename FrameTable<Signal>::Frame& frame, FrameTable<Signal>& table,
+                                  PlaceOf&& placeOf, AnyTwin&& anyTwin) {
+        const FrameProgram* const program = frame.program.get();
+        if (program != nullptr && program->generation == table.changes().latest()) [[likely]] {
+            return *program;
         }
-        return *frame.program;
+        return renewed<Signal>(frame, table, placeOf, anyTwin);
     }
 
-    std::span<const FieldWriter> writers() const {
-        return {reinterpret_cast<const FieldWriter*>(this + 1), count};
+    /// Empty unless the form is a private one.
+    std::span<const PrivateField> fields() const {
+        return {reinterpret_cast<const PrivateField*>(this + 1), fieldCount};
     }
     /// The identifiers of the signals, in their order.
     std::span<const unsigned long> ids() const {
-        return {
-            reinterpret_cast<const unsigned long*>(reinterpret_cast<const FieldWriter*>(this + 1) + count),
-            count};
+        return {reinterpret_cast<const unsigned long*>(fields().data() + fieldCount), count};
+    }
+    /// Empty unless the form is a searched one.
+    std::span<const FieldRun> runs() const {
+        return {reinterpret_cast<const FieldRun*>(ids().data() + count), runCount};
+    }
+    std::span<const FieldWriter> writers() const {
+        return {reinterpret_cast<const FieldWriter*>(runs().data() + runCount), count};
     }
     Form form() const { return ownForm; }
-    /// Whether the slots of a frame that is not mixed are shared.
-    bool isShared() const { return shared; }
     /// Behind the last byte of all ranges.
     std::size_t end() const { return rangesEnd; }
 
   private:
     friend struct FrameProgramDeleter;
     static constexpr std::align_val_t cacheLine{64};
+    /// Stands beside the generation of a program whose list a client may have changed: such a program is
+    /// never just taken.
+    static constexpr std::uint64_t openMark = std::uint64_t{1} << 63;
 
     FrameProgram() = default;
+
+    /// The program of a frame that may be out of date or whose list may have changed.
+    template <class Signal, class PlaceOf, class AnyTwin>
+    [[gnu::noinline]] static const FrameProgram& renewed(typename FrameTable<Signal>::Frame& frame,
+                                                         FrameTable<Signal>& table, PlaceOf&& placeOf,
+                                                         AnyTwin&& anyTwin) {
+        const std::uint64_t wanted = table.changes().latest() | (frame.isOpen() ? openMark : 0);
+        if (frame.program != nullptr && frame.program->generation == wanted &&
+            frame.program->names(frame.signals())) {
+            return *frame.program;
+        }
+        const auto share = [&frame, &table, wanted](std::uint64_t key) {
+            const auto* const twin = table.lookup(key);
+            const bool serves = twin != nullptr && twin != &frame && twin->program != nullptr &&
+                                twin->program->generation == wanted && twin->signals() == frame.signals();
+            if (serves) {
+                ++twin->program->users;
+                frame.program.reset(twin->program.get());
+            }
+            return serves;
+        };
+        if (frame.isOpen() || fastPathsOff() || !anyTwin(frame.key(), share)) {
+            frame.program.reset(compiled(frame.signals(), placeOf));
+            frame.program->generation = wanted;
+        }
+        return *frame.program;
+    }
 
     /// Whether the writers are those of `signals`.
     template <class Signal>
@@ -76,30 +123,28 @@ class alignas(FieldWriter) FrameProgram {
     }
 
     template <class Signal, class PlaceOf>
-    [[gnu::noinline]] static FrameProgram* compiled(const std::vector<Signal*>& signals, PlaceOf&& placeOf) {
-        const std::size_t size =
-            sizeof(FrameProgram) + signals.size() * (sizeof(FieldWriter) + sizeof(unsigned long));
-        auto* const program = new (::operator new(size, cacheLine)) FrameProgram;
-        program->count = signals.size();
-        auto* writer = const_cast<FieldWriter*>(program->writers().data());
-        auto* id = const_cast<unsigned long*>(program->ids().data());
+    static FrameProgram* compiled(const std::vector<Signal*>& signals, PlaceOf&& placeOf) {
+        std::vector<FieldWriter> writers;
+        writers.reserve(signals.size());
         const bool plain = fastPathsOff(); // every signal is written through its virtual `write`
         for (Signal* const signal : signals) {
             const bool overridesNothing = typeid(*signal) == typeid(Signal);
-            new (writer++) FieldWriter(*signal, overridesNothing && !plain, placeOf(*signal));
-            new (id++) unsigned long(signal->id);
+            writers.emplace_back(*signal, overridesNothing && !plain, placeOf(*signal));
         }
-        program->classify();
-        return program;
+        return assembled(writers);
     }
 
-    void classify();
+    static FrameProgram* assembled(std::span<const FieldWriter> writers);
+    static Form formOf(std::span<const FieldWriter> writers);
+    static bool isPrivate(Form form);
 
-    std::size_t count = 0;
     std::uint64_t generation = 0;
+    std::uint32_t count = 0;
+    std::uint32_t fieldCount = 0;
+    std::uint32_t runCount = 0;
     std::uint32_t rangesEnd = 0;
+    std::uint32_t users = 1; ///< frames that it serves
     Form ownForm = Form::Mixed;
-    bool shared = false;
 };
 
 static_assert(std::is_trivially_destructible_v<FieldWriter> &&

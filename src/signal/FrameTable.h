@@ -201,6 +201,7 @@ class FrameTable {
         if (!frame.isOpen()) {
             openKeys.insert(frame.ownKey);
             frame.state = Frame::State::Open;
+            frame.program.reset(); // it would be taken without a look at the list
         }
     }
 

@@ -2,6 +2,8 @@
 /// The hash table behind every look-up that happens once a frame or once a word.
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -20,9 +22,6 @@ class HashIndex {
     /// The entry with this key, or null.
     template <class Key>
     const Entry* find(const Key& key) const {
-        if (entries.empty()) {
-            return nullptr;
-        }
         for (std::size_t place = home(key);; place = next(place)) {
             const Entry& entry = entries[place];
             if (entry.isFree()) {
@@ -61,10 +60,7 @@ class HashIndex {
         --used;
     }
 
-    void clear() {
-        entries.clear();
-        used = 0;
-    }
+    void clear() { *this = HashIndex(); }
 
   private:
     /// Fibonacci hashing: the top bits of the product with 2^64 over the golden ratio.
@@ -82,15 +78,12 @@ class HashIndex {
         return entries[place] = std::move(entry);
     }
 
-    /// Doubles the room.
+    /// Makes more room, mostly twice as much.
     void grow() {
-        std::vector<Entry> former(entries.empty() ? 16 : 2 * entries.size());
+        std::vector<Entry> former(std::max(std::size_t{16}, 2 * entries.size()));
         former.swap(entries);
         mask = entries.size() - 1;
-        shift = 64;
-        for (std::size_t size = entries.size(); size > 1; size /= 2) {
-            --shift;
-        }
+        shift = 64 - std::countr_zero(entries.size());
         for (Entry& entry : former) {
             if (!entry.isFree()) {
                 place(std::move(entry));
@@ -98,8 +91,8 @@ class HashIndex {
         }
     }
 
-    std::vector<Entry> entries; // a power of two
-    std::size_t mask = 0;
+    std::vector<Entry> entries = std::vector<Entry>(2); // a power of two; some of them are free
+    std::size_t mask = 1;
     std::size_t used = 0;
-    int shift = 64;
+    int shift = 63;
 };

@@ -9,6 +9,8 @@
 
 #include "rkutil/ByteOrder.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -51,32 +53,89 @@ struct Unseen {
     constexpr void operator()(std::size_t /*header*/, std::uint32_t /*identifier*/, bool /*found*/) const {}
 };
 
-/// Offset of the data of the first PDU with identifier `wanted` in the chain at the start of `payload`.
-///
-/// The chain ends after `end` bytes; a header that does not fit into `payload` ends it too. An identifier
-/// longer than those of the chain is never found. `visit(header, identifier, found)` is called for every PDU
-/// that is compared, with the offset of its header.
+/// A PDU of a chain.
+struct Pdu {
+    std::uint32_t identifier;
+    std::size_t data; ///< offset of its first data byte
+    std::size_t next; ///< offset of the header behind it
+};
+
+/// The PDU whose header is at `header`, or nothing if the chain at the start of `payload` has ended there: it
+/// ends after `end` bytes; a header that does not fit into `payload` ends it too.
+template <Chain chain>
+constexpr std::optional<Pdu> pduAt(std::span<const std::uint8_t> payload, std::size_t end,
+                                   std::size_t header) {
+    if (header >= end || header >= payload.size() || payload.size() - header < chain.headerBytes) {
+        return std::nullopt;
+    }
+    const std::size_t data = header + chain.headerBytes;
+    const std::size_t length = bigEndian<chain.lengthBytes>(payload.data() + header + chain.lengthOffset);
+    if (chain.endsBeforeEnd && (data >= end || length >= end - data)) {
+        return std::nullopt;
+    }
+    if (chain.stopsAtEmpty && length == 0) {
+        return std::nullopt;
+    }
+    return Pdu{bigEndian<chain.identifierBytes>(payload.data() + header), data, data + length};
+}
+
+/// Offset of the data of the first PDU with identifier `wanted` in the chain at the start of `payload`. An
+/// identifier longer than those of the chain is never found. `visit(header, identifier, found)` is called for
+/// every PDU that is compared, with the offset of its header.
 template <Chain chain, class Visit = Unseen>
 constexpr std::optional<std::size_t> find(std::span<const std::uint8_t> payload, std::size_t end,
                                           std::uint64_t wanted, Visit&& visit = {}) {
     std::size_t header = 0;
-    while (header < end && header < payload.size() && payload.size() - header >= chain.headerBytes) {
-        const std::size_t data = header + chain.headerBytes;
-        const std::size_t length = bigEndian<chain.lengthBytes>(payload.data() + header + chain.lengthOffset);
-        if (chain.endsBeforeEnd && (data >= end || length >= end - data)) {
-            return std::nullopt;
+    while (const auto pdu = pduAt<chain>(payload, end, header)) {
+        visit(header, pdu->identifier, pdu->identifier == wanted);
+        if (pdu->identifier == wanted) {
+            return pdu->data;
         }
-        if (chain.stopsAtEmpty && length == 0) {
-            return std::nullopt;
-        }
-        const std::uint32_t identifier = bigEndian<chain.identifierBytes>(payload.data() + header);
-        visit(header, identifier, identifier == wanted);
-        if (identifier == wanted) {
-            return data;
-        }
-        header = data + length;
+        header = pdu->next;
     }
     return std::nullopt;
 }
+
+/// Finds many PDUs of one chain as `find` does, in one walk: headers that were read are remembered. Mostly
+/// identifiers ascend along a chain and are asked for in this order: then what is remembered is not even
+/// looked at.
+template <Chain chain>
+class Walk {
+  public:
+    Walk(std::span<const std::uint8_t> payload, std::size_t end) : payload(payload), end(end) {}
+
+    std::optional<std::size_t> find(std::uint32_t wanted) {
+        for (std::size_t i = 0; i < count && wanted <= highest; ++i) {
+            if (identifiers[i] == wanted) {
+                return data[i];
+            }
+        }
+        std::size_t header = next;
+        while (const auto pdu = pduAt<chain>(payload, end, header)) {
+            header = pdu->next;
+            if (count < room) {
+                identifiers[count] = pdu->identifier;
+                data[count++] = pdu->data;
+                highest = std::max(highest, pdu->identifier);
+                next = header;
+            }
+            if (pdu->identifier == wanted) {
+                return pdu->data;
+            }
+        }
+        return std::nullopt;
+    }
+
+  private:
+    static constexpr std::size_t room = 64; ///< later ones are walked along each time
+
+    std::span<const std::uint8_t> payload;
+    std::size_t end;
+    std::size_t next = 0; ///< the first header that is not remembered
+    std::size_t count = 0;
+    std::uint32_t highest = 0;                   ///< identifier that is remembered
+    std::array<std::uint32_t, room> identifiers; // up to `count`
+    std::array<std::size_t, room> data;
+};
 
 } // namespace pdu
