@@ -53,14 +53,14 @@ const char* readIdentifier(const char* at, CANExtTraceMessage& frame) {
 }
 
 /// At most 8 bytes. \return behind their digits, null if their number is odd
-const char* readBytes(const char* at, std::uint8_t* bytes) {
+const char* readEightBytes(const char* at, std::uint8_t* bytes) {
     const HexDigits digits = hexDigits(at);
     std::memcpy(bytes, &digits.bytes, sizeof digits.bytes);
     return digits.count % 2 == 0 ? at + digits.count : nullptr;
 }
 
 const char* readClassicData(const char* at, CANExtTraceMessage& frame) {
-    const char* const end = readBytes(at, frame.payload.data());
+    const char* const end = readEightBytes(at, frame.payload.data());
     frame.length = static_cast<std::uint8_t>((end - at) / 2);
     return end;
 }
@@ -74,7 +74,7 @@ const char* readFdData(const char* at, CANExtTraceMessage& frame) {
     const char* const first = at;
     const char* end = at;
     for (std::size_t count = 0; count < frame.payload.size() && end == at; count += wordSize) {
-        end = readBytes(at, frame.payload.data() + count);
+        end = readEightBytes(at, frame.payload.data() + count);
         at += 2 * wordSize;
     }
     frame.length = static_cast<std::uint8_t>((end - first) / 2);
