@@ -2,6 +2,7 @@
 
 #include "definition/MultiplexTree.h"
 #include "signal/PduChain.h"
+#include "signal/PlainPaths.h"
 
 #include <algorithm>
 #include <array>
@@ -53,12 +54,15 @@ MessageDecoder::MessageDecoder(const MessageDefinition& message, const std::vect
 /// private, no multiplexer selects among them, and there are no values to count.
 void MessageDecoder::findPlain() {
     const auto isSelected = [](const Field& field) { return field.multiplexer != none; };
-    if (!reserved.empty() || !writtenHere.empty() || std::any_of(fields.begin(), fields.end(), isSelected)) {
+    if (fastPathsOff() || !reserved.empty() || !writtenHere.empty() ||
+        std::any_of(fields.begin(), fields.end(), isSelected)) {
         return;
     }
     plainIds = signals();
     for (const Field& field : fields) {
         plainEnd = std::max<std::size_t>(plainEnd, field.end);
+        plainFields[field.bigEndian ? 1 : 0][field.isSigned ? 1 : 0].push_back(
+            {field.slot, &field.signal->modified, field.word, field.cut});
     }
 }
 
@@ -148,14 +152,12 @@ inline std::uint64_t MessageDecoder::cut(const Field& field, const std::uint8_t*
 template <bool countsReserved>
 void MessageDecoder::decodeFields(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp,
                                   std::vector<unsigned long>& ids) {
-    lastLength = length;
     if (plainEnd <= length && !plainIds.empty()) {
-        for (const Field& field : fields) {
-            writePrivate(field, cut(field, bytes), timestamp);
-        }
+        writePlain(bytes, length, timestamp);
         ids = plainIds;
         return;
     }
+    lastLength = length;
     for (std::size_t i = 0; i < fields.size();) {
         const Field& field = fields[i];
         if (field.multiplexer != none && !isSelected(field)) {
@@ -182,15 +184,33 @@ inline void MessageDecoder::write(std::size_t field, std::uint64_t raw, std::uin
         writtenHere[field] = raw;
         return;
     }
-    writePrivate(fields[field], raw, timestamp);
+    writePrivate(*fields[field].slot, signal.modified, raw, timestamp);
 }
 
-inline void MessageDecoder::writePrivate(const Field& field, std::uint64_t raw, std::uint64_t timestamp) {
-    signalSlot_t& slot = *field.slot;
-    field.signal->modified = slot.raw != raw;
+inline void MessageDecoder::writePrivate(signalSlot_t& slot, bool& modified, std::uint64_t raw,
+                                         std::uint64_t timestamp) {
+    modified = slot.raw != raw;
     slot.raw = raw;
     slot.timestamp = timestamp;
     slot.valid = 1;
+}
+
+void MessageDecoder::writePlain(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp) {
+    lastLength = length;
+    writePlain<false, false>(bytes, timestamp);
+    writePlain<false, true>(bytes, timestamp);
+    writePlain<true, false>(bytes, timestamp);
+    writePlain<true, true>(bytes, timestamp);
+}
+
+template <bool bigEndian, bool isSigned>
+void MessageDecoder::writePlain(const std::uint8_t* bytes, std::uint64_t timestamp) const {
+    for (const PlainField& field : plainFields[bigEndian ? 1 : 0][isSigned ? 1 : 0]) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes + field.word, sizeof word);
+        writePrivate(*field.slot, *field.modified,
+                     field.cut(bigEndian ? bitfield::swapped(word) : word, isSigned), timestamp);
+    }
 }
 
 std::uint64_t MessageDecoder::lastValue(std::size_t field) const {

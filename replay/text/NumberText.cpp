@@ -1,5 +1,6 @@
 #include "text/NumberText.h"
 
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <cmath>
@@ -10,10 +11,23 @@ namespace {
 
 constexpr double integerLimit = 1e15; // below 2^53: every integer is exact
 
-/// Writes `digits` decimal digits with leading zeros.
-char* writePadded(char* out, std::uint64_t value, int digits) {
-    for (char* at = out + digits; at != out; value /= 10) {
-        *--at = static_cast<char>('0' + value % 10);
+/// `00` to `99`.
+constexpr std::array<char, 200> digitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        pairs[i] = static_cast<char>('0' + (i % 2 == 0 ? i / 20 : i / 2 % 10));
+    }
+    return pairs;
+}();
+
+/// Writes the lowest `digits` decimal digits, with leading zeros, two at a time.
+template <int digits>
+char* writePadded(char* out, std::uint32_t value) {
+    if constexpr (digits >= 2) {
+        writePadded<digits - 2>(out, value / 100);
+        std::memcpy(out + digits - 2, &digitPairs[std::size_t{2} * (value % 100)], 2);
+    } else if constexpr (digits == 1) {
+        *out = static_cast<char>('0' + value % 10);
     }
     return out + digits;
 }
@@ -32,24 +46,26 @@ char* writeDateAndClock(char* out, std::uint64_t second) {
     using namespace std::chrono;
     constexpr std::uint64_t secondsPerDay = 86'400;
     const year_month_day date{sys_days(days(static_cast<int>(second / secondsPerDay)))};
-    const std::uint64_t ofDay = second % secondsPerDay;
-    char* at = writePadded(out, static_cast<std::uint64_t>(int{date.year()}), 4);
+    const auto ofDay = static_cast<std::uint32_t>(second % secondsPerDay);
+    char* at = writePadded<4>(out, static_cast<std::uint32_t>(int{date.year()}));
     *at++ = '-';
-    at = writePadded(at, unsigned{date.month()}, 2);
+    at = writePadded<2>(at, unsigned{date.month()});
     *at++ = '-';
-    at = writePadded(at, unsigned{date.day()}, 2);
+    at = writePadded<2>(at, unsigned{date.day()});
     *at++ = 'T';
-    at = writePadded(at, ofDay / 3600, 2);
+    at = writePadded<2>(at, ofDay / 3600);
     *at++ = ':';
-    at = writePadded(at, ofDay / 60 % 60, 2);
+    at = writePadded<2>(at, ofDay / 60 % 60);
     *at++ = ':';
-    return writePadded(at, ofDay % 60, 2);
+    return writePadded<2>(at, ofDay % 60);
 }
 
 /// Writes a number that has at most `digits` decimals. No two numbers of at most 15 digits are the same
 /// double, so the one that gives `value` is its shortest text. Costs a division, a tenth of the general way.
-/// \param scale 10 to the power of `digits` \return null if it has more decimals, or is too great
-char* writeDecimals(char* out, double value, double scale, int digits) {
+/// \return null if it has more decimals, or is too great
+template <int digits, std::uint64_t divisor>
+char* writeDecimals(char* out, double value) {
+    constexpr auto scale = static_cast<double>(divisor);
     const double magnitude = std::fabs(value);
     const double scaled = magnitude * scale + 0.5;
     if (!(scaled < integerLimit)) {
@@ -59,13 +75,12 @@ char* writeDecimals(char* out, double value, double scale, int digits) {
     if (static_cast<double>(whole) / scale != magnitude) {
         return nullptr;
     }
-    const auto divisor = static_cast<std::uint64_t>(scale);
     if (std::signbit(value)) {
         *out++ = '-';
     }
     out = std::to_chars(out, out + maxNumberText / 2, whole / divisor).ptr;
     *out++ = '.';
-    out = writePadded(out, whole % divisor, digits);
+    out = writePadded<digits>(out, static_cast<std::uint32_t>(whole % divisor));
     while (out[-1] == '0') {
         --out;
     }
@@ -83,10 +98,10 @@ char* writeDouble(char* out, double value) {
             return std::to_chars(out, end, integer).ptr;
         }
         if (magnitude >= 1e-5) {
-            if (char* const at = writeDecimals(out, value, 1e3, 3)) {
+            if (char* const at = writeDecimals<3, 1'000>(out, value)) {
                 return at;
             }
-            if (char* const at = writeDecimals(out, value, 1e8, 8)) {
+            if (char* const at = writeDecimals<8, 100'000'000>(out, value)) {
                 return at;
             }
             return std::to_chars(out, end, value, std::chars_format::fixed).ptr;
@@ -118,6 +133,7 @@ char* writeRaw(char* out, std::uint64_t raw, signalValue_t type) {
 }
 
 char* TimeText::write(char* out, std::uint64_t timestamp) {
+    constexpr std::size_t mostBeforeDecimals = 20; // with the point: a date and a clock
     constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
     if (format.style == TimeStyle::Relative) {
         const bool isBefore = timestamp < format.start;
@@ -126,13 +142,13 @@ char* TimeText::write(char* out, std::uint64_t timestamp) {
         }
         timestamp = isBefore ? format.start - timestamp : timestamp - format.start;
     }
-    const std::uint64_t nanoseconds = timestamp % nanosecondsPerSecond;
+    const auto nanoseconds = static_cast<std::uint32_t>(timestamp % nanosecondsPerSecond);
     if (timestamp / nanosecondsPerSecond != second) {
         enterSecond(timestamp / nanosecondsPerSecond);
     }
-    std::memcpy(out, text, length);
-    char* end = nanoseconds % 1000 == 0 ? writePadded(out + length, nanoseconds / 1000, 6)
-                                        : writePadded(out + length, nanoseconds, 9);
+    std::memcpy(out, text, mostBeforeDecimals);
+    char* end = nanoseconds % 1000 == 0 ? writePadded<6>(out + length, nanoseconds / 1000)
+                                        : writePadded<9>(out + length, nanoseconds);
     if (format.style == TimeStyle::Iso) {
         *end++ = 'Z';
     }

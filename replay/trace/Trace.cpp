@@ -275,6 +275,9 @@ void Trace::run(MessageSink& sink) {
     State& all = *state;
     while (!sink.closed() && all.next()) {
         all.traces.deliver(sink);
+        if (!all.bounds) {
+            all.traces.handOverAhead(sink);
+        }
     }
 }
 

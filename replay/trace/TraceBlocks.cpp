@@ -199,6 +199,9 @@ void TraceBlockReader::deliver(MessageSink& sink) {
     const std::int64_t shift = blocks.shift();
     while (!sink.closed() && part->next()) {
         part->handOver(sink, shift == 0 ? part->timestamp() : shifted(part->timestamp(), shift));
+        if (shift == 0) {
+            part->handOverAhead(sink);
+        }
     }
 }
 

@@ -27,6 +27,12 @@ class TraceMerge {
     /// Hands it over, with `time` for its time stamp. REQUIRES: next() returned true.
     void deliver(MessageSink& sink, std::uint64_t time) { inputs[current].source->handOver(sink, time); }
     void deliver(MessageSink& sink) { deliver(sink, inputs[current].time); }
+    /// Hands over messages that follow it, see TraceSource, if there is only one trace: no other has a say.
+    void handOverAhead(MessageSink& sink) {
+        if (inputs.size() == 1 && current == 0 && inputs.front().shift == 0) {
+            inputs.front().source->handOverAhead(sink);
+        }
+    }
     std::size_t source() const { return current; }                   ///< of the message
     std::uint64_t timestamp() const { return inputs[current].time; } ///< of the message, shifted
     std::uint64_t turn() const { return inputs[current].turn; }      ///< the time that it counts as having

@@ -33,6 +33,10 @@ class TraceSource {
         deliver(sink, time);
     }
 
+    /// Hands over messages that follow the current one, as next() and handOver() do, for as long as that goes
+    /// fast; none, unless overridden. Stops as Trace::run() does.
+    virtual void handOverAhead(MessageSink& /*sink*/) {}
+
     /// Completes the report behind the last message: next() does so at the end; otherwise whoever reads no
     /// further.
     void conclude() {

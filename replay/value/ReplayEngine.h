@@ -11,6 +11,7 @@
 #include "value/ReplayStatistics.h"
 #include "value/ValueSink.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -67,6 +68,17 @@ class ReplayEngine final : public MessageSink {
     template <class Message>
     bool replayRecord(Record record, std::uint64_t timestamp);
 
+    /// Whose frames of CAN are decoded by one definition, which is wanted, and by nothing else.
+    struct SoleDecoder {
+        std::uint64_t frame = ~std::uint64_t{0}; ///< channel, width and identifier
+        MessageDecoder* decoder = nullptr;       ///< null: there is none, or more is to be done
+    };
+
+    static constexpr unsigned soleDecoderBits = 8;
+
+    MessageDecoder* soleDecoderOf(const CANExtTraceMessage& frame);
+    MessageDecoder* searchSoleDecoder(const CANExtTraceMessage& frame) const;
+    void decodeAny(const CANExtTraceMessage& frame, const MessageInfo& info);
     void findIdleMessages(const std::vector<bool>& wanted);
     /// Whether the frames of a definition need not be decoded.
     bool isIdle(const MessageDecoder& decoder) const { return idleMessages[decoder.number()]; }
@@ -92,10 +104,11 @@ class ReplayEngine final : public MessageSink {
     J1939Transport transport;
     std::size_t knownSignals; ///< number of signals that the sink knows of
     std::vector<unsigned long> ids;
-    std::vector<bool> idleMessages;            ///< by index in Catalog::messages(): no signal is wanted
-    std::unique_ptr<EthernetDecoder> ethernet; ///< null: the library's own decoder is used
-    std::vector<unsigned long> held;           ///< GPS signals that have a value
-    std::vector<std::uint64_t> turns;          ///< by signal: the last call of writeGroup() that handed it on
+    std::vector<bool> idleMessages; ///< by index in Catalog::messages(): no signal is wanted
+    std::array<SoleDecoder, 1U << soleDecoderBits> soleDecoders; ///< of the latest frames, by hash
+    std::unique_ptr<EthernetDecoder> ethernet;                   ///< null: the library's own decoder is used
+    std::vector<unsigned long> held;                             ///< GPS signals that have a value
+    std::vector<std::uint64_t> turns; ///< by signal: the last call of writeGroup() that handed it on
     std::uint64_t turn = 0;
     FlexRayExtTraceMessage placed; ///< a FlexRay frame, in the segment where its slot lies
     /// Copies of frames, as of channel 0, reused.

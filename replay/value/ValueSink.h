@@ -5,6 +5,7 @@
 #include "definition/SignalKind.h"
 #include "text/Export.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -39,6 +40,14 @@ class RKREPLAY_EXPORT ValueSink {
     /// Called once for each definition, or trace source, that decoded the message, with the identifiers of
     /// the signals it has just written; their values are read from the signals.
     virtual void written(const MessageInfo& message, std::span<const unsigned long> ids) = 0;
+
+    /// Called in place of written() when a frame of CAN has written all signals of its message, as most do:
+    /// `ids` are those of the message with this index in Catalog::messages(), the same ones each time. Who
+    /// does the same for each frame can prepare it once for each message.
+    virtual void writtenWhole(const MessageInfo& message, std::size_t /*number*/,
+                              std::span<const unsigned long> ids) {
+        written(message, ids);
+    }
 
     /// The message has taken the values of these signals away, as a GPS receiver without a fix does.
     virtual void withdrawn(const MessageInfo& /*message*/, std::span<const unsigned long> /*ids*/) {}

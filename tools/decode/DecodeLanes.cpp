@@ -17,6 +17,10 @@ class RowLane : public LaneSink {
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override {
         rows.written(message, ids);
     }
+    void writtenWhole(const MessageInfo& message, std::size_t number,
+                      std::span<const unsigned long> ids) override {
+        rows.writtenWhole(message, number, ids);
+    }
     void blockEnds() override { out.flush(); }
     bool closed() const override { return out.closed(); }
 
@@ -37,6 +41,10 @@ class LastLane : public LaneSink {
     }
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override {
         values.written(message, ids);
+    }
+    void writtenWhole(const MessageInfo& message, std::size_t number,
+                      std::span<const unsigned long> ids) override {
+        values.writtenWhole(message, number, ids);
     }
     const LastValues& last() const { return values; }
 

@@ -26,15 +26,44 @@ std::vector<std::string> tableRow(BaseSignal& signal, std::uint64_t count, const
 } // namespace
 
 LastValues::LastValues(const Catalog& catalog, std::vector<bool> selected, const TimeFormat& times)
-    : catalog(catalog), selected(std::move(selected)), times(times), tallies(catalog.signals().size()) {}
+    : catalog(catalog), selected(std::move(selected)), times(times), tallies(catalog.signals().size()),
+      wholes(catalog.messages().size()) {}
 
 void LastValues::written(const MessageInfo& message, std::span<const unsigned long> ids) {
+    ++turn;
     for (const unsigned long id : ids) {
         Tally& tally = tallies[catalog.indexOf(id)];
         ++tally.count;
         tally.origin = message.origin;
+        tally.turn = turn;
         tally.block = block;
     }
+}
+
+/// Most values: counted once a message.
+void LastValues::writtenWhole(const MessageInfo& message, std::size_t number,
+                              std::span<const unsigned long> ids) {
+    Whole& whole = wholes[number];
+    whole.ids = ids;
+    ++whole.tally.count;
+    whole.tally.origin = message.origin;
+    whole.tally.turn = ++turn;
+    whole.tally.block = block;
+}
+
+std::vector<LastValues::Tally> LastValues::allTallies() const {
+    std::vector<Tally> all = tallies;
+    for (const Whole& whole : wholes) {
+        for (const unsigned long id : whole.ids) {
+            Tally& tally = all[catalog.indexOf(id)];
+            const std::uint64_t count = tally.count + whole.tally.count;
+            if (whole.tally.turn > tally.turn) {
+                tally = whole.tally;
+            }
+            tally.count = count;
+        }
+    }
+    return all;
 }
 
 void LastValues::signalsAdded() {
@@ -45,9 +74,12 @@ void LastValues::signalsAdded() {
 }
 
 void LastValues::add(const LastValues& others) {
+    tallies = allTallies();
+    wholes.assign(wholes.size(), {});
+    const std::vector<Tally> added = others.allTallies();
     for (std::size_t i = 0; i < tallies.size(); ++i) {
         Tally& tally = tallies[i];
-        const Tally& other = others.tallies[i];
+        const Tally& other = added[i];
         const std::uint64_t count = tally.count + other.count;
         if (other.count > 0 && (tally.count == 0 || other.block > tally.block)) {
             tally = other;
@@ -59,12 +91,13 @@ void LastValues::add(const LastValues& others) {
 
 template <class Function>
 void LastValues::forEachSeen(Function&& function) const {
-    for (std::size_t i = 0; i < tallies.size(); ++i) {
-        BaseSignal& signal = tallies[i].other != nullptr ? *tallies[i].other : *catalog.signals()[i];
+    const std::vector<Tally> all = allTallies();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        BaseSignal& signal = all[i].other != nullptr ? *all[i].other : *catalog.signals()[i];
         unsigned long raw = 0;
         unsigned long timestamp = 0;
-        if (selected[i] && tallies[i].count > 0 && signal.read(raw, timestamp)) {
-            function(signal, tallies[i]);
+        if (selected[i] && all[i].count > 0 && signal.read(raw, timestamp)) {
+            function(signal, all[i]);
         }
     }
 }

@@ -6,6 +6,7 @@
 #include "output/RowFormat.h"
 #include "value/ValueSink.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -19,6 +20,8 @@ class LastValues : public ValueSink {
     LastValues(const Catalog& catalog, std::vector<bool> selected, const TimeFormat& times);
 
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void writtenWhole(const MessageInfo& message, std::size_t number,
+                      std::span<const unsigned long> ids) override;
     void signalsAdded() override;
 
     /// The values that follow lie in a block of this number.
@@ -36,10 +39,18 @@ class LastValues : public ValueSink {
   private:
     struct Tally {
         std::uint64_t count = 0;
-        MessageOrigin origin; ///< of the last value
-        std::uint64_t block = 0;
+        MessageOrigin origin;        ///< of the last value
+        std::uint64_t turn = 0;      ///< in which that came
+        std::uint64_t block = 0;     ///< in which that came, too
         BaseSignal* other = nullptr; ///< of another catalog, has the last value; null: that of `catalog`
     };
+    /// Of all signals of a message at once.
+    struct Whole {
+        std::span<const unsigned long> ids;
+        Tally tally;
+    };
+
+    std::vector<Tally> allTallies() const;
 
     template <class Function>
     void forEachSeen(Function&& function) const;
@@ -47,7 +58,9 @@ class LastValues : public ValueSink {
     const Catalog& catalog;
     std::vector<bool> selected;
     TimeFormat times;
-    std::vector<Tally> tallies;
+    std::vector<Tally> tallies; ///< as Catalog::signals(): but for what is in `wholes`
+    std::vector<Whole> wholes;  ///< as Catalog::messages()
+    std::uint64_t turn = 0;     ///< counts the calls that brought values
     std::uint64_t block = 0;
 };
 

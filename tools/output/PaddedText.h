@@ -4,8 +4,8 @@
 
 #include <cstddef>
 #include <cstring>
-#include <string>
 #include <string_view>
+#include <vector>
 
 namespace rksignal {
 
@@ -13,28 +13,41 @@ namespace rksignal {
 /// That takes a few instructions, where a copy of exact length chooses among ways.
 class PaddedText {
   public:
-    static constexpr std::size_t block = 16;
+    static constexpr std::size_t block = 32;
 
-    PaddedText() { set({}); }
+    PaddedText() : bytes(block) {}
     explicit PaddedText(std::string_view text) { set(text); }
 
     void set(std::string_view text) {
-        bytes.assign(text);
-        bytes.append(block, '\0');
+        char* const out = start(text.size());
+        end(out + text.copy(out, text.size()));
     }
-    std::size_t size() const { return bytes.size() - block; }
-    std::string_view view() const { return {bytes.data(), size()}; }
+    /// For who writes the text himself: room for at most `size` bytes and a block. end() tells where it ends.
+    char* start(std::size_t size) {
+        if (bytes.size() < size + block) {
+            bytes.resize(size + block);
+        }
+        return bytes.data();
+    }
+    void end(const char* end) { length = static_cast<std::size_t>(end - bytes.data()); }
+
+    std::size_t size() const { return length; }
+    std::string_view view() const { return {bytes.data(), length}; }
 
     /// REQUIRES: there is room for `block` bytes more than the text has. \return behind the text
-    char* copyTo(char* out) const {
-        for (std::size_t at = 0; at < size(); at += block) {
-            std::memcpy(out + at, bytes.data() + at, block);
+    char* copyTo(char* out) const { return copy(view(), out); }
+    /// The same of the view() of a padded text.
+    static char* copy(std::string_view text, char* out) {
+        std::memcpy(out, text.data(), block);
+        for (std::size_t at = block; at < text.size(); at += block) {
+            std::memcpy(out + at, text.data() + at, block);
         }
-        return out + size();
+        return out + text.size();
     }
 
   private:
-    std::string bytes; ///< the text and a block of zeros
+    std::vector<char> bytes; ///< the text and at least a block behind it
+    std::size_t length = 0;
 };
 
 } // namespace rksignal

@@ -114,10 +114,17 @@ void RowFormat::setMessage(const MessageInfo& message) {
         appendOrigin(parts, syntax, message.origin);
         origin.set(parts);
     }
-    parts.assign(syntax.open);
-    appendTime(parts, syntax, time, message.timestamp);
-    parts += origin.view();
-    common.set(parts);
+    const bool isQuoted = syntax.json && time.isText();
+    char* at = common.start(syntax.open.size() + maxNumberText + 2 + origin.size());
+    at += syntax.open.copy(at, syntax.open.size());
+    if (isQuoted) {
+        *at++ = '"';
+    }
+    at = time.write(at, message.timestamp);
+    if (isQuoted) {
+        *at++ = '"';
+    }
+    common.end(origin.copyTo(at));
 }
 
 void RowFormat::setOrigin(const MessageOrigin& messageOrigin) {
@@ -131,7 +138,7 @@ void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueS
     out.append(common.view());
     out.append(cells.head().view());
     out.advance(writeValue(out.reserve(maxNumberText), sample.value));
-    out.append(cells.unit());
+    out.append(cells.unit().view());
     out.advance(writeRawCell(out.reserve(maxNumberText), sample.raw, type));
     out.append(syntax.text);
     cells.appendText(sample.raw, out);
@@ -145,8 +152,8 @@ void RowFormat::write(const SignalCells& cells, signalValue_t type, const ValueS
 
 void RowFormat::writeWithoutValue(const SignalCells& cells) {
     for (const std::string_view part :
-         {common.view(), cells.head().view(), noneText(), std::string_view(cells.unit()), noneText(),
-          syntax.text, std::string_view(cells.none()), syntax.close}) {
+         {common.view(), cells.head().view(), noneText(), cells.unit().view(), noneText(), syntax.text,
+          std::string_view(cells.none()), syntax.close}) {
         out.append(part);
     }
     out.endRow();
@@ -155,17 +162,20 @@ void RowFormat::writeWithoutValue(const SignalCells& cells) {
 /// What stands behind the head follows from the raw value, and is kept for the next row with that value.
 void RowFormat::write(const SignalCells& cells, BaseSignal& signal, RowEndings& endings) {
     const std::size_t room = common.size() + cells.head().size() + RowEndings::longest + PaddedText::block;
-    if (!keepsEndings || !cells.areOfRaw() || room > OutputBuffer::mostReserved) {
+    if (!keepsEndings || !PreparedRow::canPrepare(cells, signal) || room > OutputBuffer::mostReserved) {
         return write(cells, signal.def.type, ValueSample::of(signal));
     }
-    unsigned long raw = 0;
-    unsigned long timestamp = 0;
-    signal.read(raw, timestamp);
-    const RowEndings::Ending* const known = endings.find(raw);
+    ValueSample sample{};
+    signal.read(sample.raw, sample.timestamp);
+    const RowEndings::Ending* const known = endings.find(sample.raw);
     char made[longestEnding];
-    const std::string_view text = known != nullptr ? std::string_view() : makeEnding(cells, signal, made);
-    if (known == nullptr && text.empty()) {
-        return write(cells, signal.def.type, ValueSample::of(signal));
+    std::string_view text;
+    if (known == nullptr) {
+        signal.read(sample.value, sample.timestamp);
+        text = makeEnding(cells, signal.def.type, sample, made);
+        if (text.empty()) {
+            return write(cells, signal.def.type, sample);
+        }
     }
     char* at = cells.head().copyTo(common.copyTo(out.reserve(room)));
     if (known != nullptr) {
@@ -174,22 +184,52 @@ void RowFormat::write(const SignalCells& cells, BaseSignal& signal, RowEndings& 
     } else {
         out.advance(at);
         out.append(text);
-        endings.keep(raw, text, budget);
+        endings.keep(sample.raw, text, budget);
     }
     out.endRow();
 }
 
+void RowFormat::write(std::span<const PreparedRow> rows) {
+    const std::string_view start = common.view();
+    const std::size_t others = start.size() + RowEndings::longest + PaddedText::block;
+    char* at = out.reserve(OutputBuffer::mostReserved);
+    const char* end = at + OutputBuffer::mostReserved;
+    for (const PreparedRow& row : rows) {
+        const RowEndings::Ending* const ending = row.endings->find(*row.raw);
+        const std::size_t room = others + row.head.size();
+        if (ending == nullptr || room > static_cast<std::size_t>(end - at)) [[unlikely]] {
+            out.advance(at);
+            out.endRow();
+            write(*row.cells, *row.signal, *row.endings);
+            at = out.reserve(OutputBuffer::mostReserved);
+            end = at + OutputBuffer::mostReserved;
+            continue;
+        }
+        at = PaddedText::copy(row.head, PaddedText::copy(start, at));
+        std::memcpy(at, ending->text.data(), RowEndings::longest);
+        at += ending->length;
+    }
+    out.advance(at);
+    out.endRow();
+}
+
 /// Everything behind the head, at `text`, which has room for `longestEnding`. \return empty if it is longer
-std::string_view RowFormat::makeEnding(const SignalCells& cells, BaseSignal& signal, char* text) const {
-    const ValueSample sample = ValueSample::of(signal);
+std::string_view RowFormat::makeEnding(const SignalCells& cells, signalValue_t type,
+                                       const ValueSample& sample, char* text) const {
     const std::string_view description = cells.text(sample.raw);
-    constexpr std::size_t numbers = std::size_t{3} * maxNumberText; // with what stands around them
-    if (cells.unit().size() + description.size() + numbers > longestEnding) {
+    constexpr std::size_t others = 3 * maxNumberText + PaddedText::block; // with what stands around numbers
+    if (cells.unit().size() + description.size() + others > longestEnding) {
         return {};
     }
-    const auto append = [](char* at, std::string_view piece) { return at + piece.copy(at, piece.size()); };
-    char* at = append(writeValue(text, sample.value), cells.unit());
-    at = append(writeRawCell(at, sample.raw, signal.def.type), syntax.text);
+    const auto append = [](char* at, std::string_view piece) {
+        if (piece.size() == 1) { // as what stands around the cells of CSV
+            *at = piece.front();
+            return at + 1;
+        }
+        return at + piece.copy(at, piece.size());
+    };
+    char* at = cells.unit().copyTo(writeValue(text, sample.value));
+    at = append(writeRawCell(at, sample.raw, type), syntax.text);
     at = append(append(at, description), syntax.close);
     return {text, at};
 }

@@ -6,6 +6,8 @@
 #include "output/RowFormat.h"
 #include "value/ValueSink.h"
 
+#include <cstddef>
+#include <deque>
 #include <span>
 #include <vector>
 
@@ -24,6 +26,8 @@ class RowSink : public ValueSink {
     RowSink(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& out, Options options);
 
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void writtenWhole(const MessageInfo& message, std::size_t number,
+                      std::span<const unsigned long> ids) override;
     void signalsAdded() override;
     bool closed() const override { return out.closed(); }
 
@@ -36,14 +40,23 @@ class RowSink : public ValueSink {
         bool seen;
     };
 
+    /// The rows of a message that is written as a whole.
+    struct Whole {
+        bool isPrepared = false;
+        bool isPossible = false;
+        std::vector<PreparedRow> rows;
+    };
+
     static bool isChanged(Column& column);
+    void prepare(Whole& whole, std::span<const unsigned long> ids);
     void addColumn(std::size_t signal, bool selected);
 
     const Catalog& catalog;
     const RowSyntax& syntax;
     OutputBuffer& out;
     RowFormat format;
-    std::vector<Column> columns; ///< as Catalog::signals()
+    std::deque<Column> columns; ///< as Catalog::signals(); where they stay
+    std::vector<Whole> wholes;  ///< as Catalog::messages()
     bool changedOnly;
 };
 

@@ -5,12 +5,12 @@
 #include "trace/log/Seconds.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 namespace rksignal {
 namespace {
 
+constexpr std::size_t wordSize = sizeof(std::uint64_t);
 constexpr std::size_t decimalPlaces = 6; // of a second, as candump writes them
 
 std::uint64_t loadWord(const char* text) {
@@ -34,105 +34,116 @@ std::int64_t microseconds(const char* text) {
     return static_cast<std::int64_t>((fours * 10000 + (fours >> 32)) & 0xFFFFFFFF);
 }
 
-/// Whether two words have the same first bytes. REQUIRES: 0 < length
-bool sameStart(std::uint64_t left, std::uint64_t right, std::size_t length) {
-    return (left ^ right) << (64 - 8 * std::min(length, sizeof left)) == 0;
+/// The identifier in front of the `#`. \return behind it, null if there is none of 3 or 8 digits
+const char* readIdentifier(const char* at, CANExtTraceMessage& frame) {
+    constexpr std::size_t standardDigits = 3;
+    constexpr std::size_t extendedDigits = 8;
+    if (at[standardDigits] == '#') {
+        const int id = hexValue(at[0]) << 8 | hexValue(at[1]) << 4 | hexValue(at[2]); // -1 stays below 0
+        frame.canId = static_cast<std::uint32_t>(id);
+        frame.frameFormat = CANExtTraceMessage::Standard;
+        return frame.canId <= greatestStandardId ? at + standardDigits + 1 : nullptr;
+    }
+    const HexDigits id = hexDigits(at);
+    frame.canId = __builtin_bswap32(static_cast<std::uint32_t>(id.bytes));
+    frame.frameFormat = CANExtTraceMessage::Extended;
+    return at[extendedDigits] == '#' && id.count == extendedDigits && frame.canId <= greatestExtendedId
+               ? at + extendedDigits + 1
+               : nullptr;
+}
+
+/// At most 8 bytes. \return behind their digits, null if their number is odd
+const char* readEightBytes(const char* at, std::uint8_t* bytes) {
+    const HexDigits digits = hexDigits(at);
+    std::memcpy(bytes, &digits.bytes, sizeof digits.bytes);
+    return digits.count % 2 == 0 ? at + digits.count : nullptr;
+}
+
+const char* readClassicData(const char* at, CANExtTraceMessage& frame) {
+    const char* const end = readEightBytes(at, frame.payload.data());
+    frame.length = static_cast<std::uint8_t>((end - at) / 2);
+    return end;
+}
+
+/// The flags and the data of a CAN FD frame.
+const char* readFdData(const char* at, CANExtTraceMessage& frame) {
+    if (hexValue(*at++) < 0) {
+        return nullptr;
+    }
+    frame.frameFormat |= CANExtTraceMessage::FdStandard;
+    const char* const first = at;
+    const char* end = at;
+    for (std::size_t count = 0; count < frame.payload.size() && end == at; count += wordSize) {
+        end = readEightBytes(at, frame.payload.data() + count);
+        at += 2 * wordSize;
+    }
+    frame.length = static_cast<std::uint8_t>((end - first) / 2);
+    return end;
 }
 
 } // namespace
 
-/// REQUIRES: 16 characters can be read.
-bool CandumpShape::isInSecond(const char* line) const {
-    constexpr std::size_t half = sizeof(std::uint64_t);
-    const char* const known = second.data();
-    return sameStart(loadWord(line), loadWord(known), secondLength) &&
-           (secondLength <= half ||
-            sameStart(loadWord(line + half), loadWord(known + half), secondLength - half));
+CandumpShape::Prefix CandumpShape::Prefix::of(std::string_view text) {
+    std::array<char, wordSize> characters{};
+    std::array<char, wordSize> mask{};
+    text.copy(characters.data(), wordSize);
+    std::fill_n(mask.data(), text.size(), '\xFF');
+    return {loadWord(characters.data()), loadWord(mask.data())};
 }
 
-/// Interfaces of one recording differ in their last digit.
-std::size_t CandumpShape::placeOf(const char* name, std::size_t length) {
-    return static_cast<unsigned char>(name[length - 1]) % 16;
+inline bool CandumpShape::Prefix::isAt(const char* text) const {
+    return ((loadWord(text) ^ characters) & mask) == 0;
 }
 
-/// What is known of the name that ends with the first blank. REQUIRES: 8 characters can be read.
-const CandumpShape::Interface* CandumpShape::interfaceAt(const char* name) const {
-    constexpr std::uint64_t ones = 0x0101010101010101;
-    const std::uint64_t word = loadWord(name);
-    const std::uint64_t rest = word ^ (ones * ' ');
-    const std::uint64_t blanks = (rest - ones) & ~rest & (ones << 7); // its lowest bit is that of the first
-    const auto length = static_cast<std::size_t>(std::countr_zero(blanks)) / 8;
-    if (blanks == 0 || length == 0) {
-        return nullptr;
+inline const CandumpShape::Interface* CandumpShape::interfaceAt(const char* name) const {
+    const auto known = std::find_if(interfaces.begin(), interfaces.end(),
+                                    [name](const Interface& each) { return each.name.isAt(name); });
+    return known != interfaces.end() ? known : nullptr;
+}
+
+std::size_t CandumpShape::read(const char* text, CANExtTraceMessage& frame) const {
+    if (!second[0].isAt(text) || !second[1].isAt(text + wordSize)) {
+        return 0;
     }
-    const Interface& known = interfaces[placeOf(name, length)];
-    return known.length == length && sameStart(word, known.name, length) ? &known : nullptr;
-}
-
-bool CandumpShape::read(std::string_view line, CandumpLine& result) const {
-    // Behind the second: 6 decimals, `) `, and 8 characters that begin with the name. The digits of
-    // identifier and data are the last ones of 16 characters, as many as stand before them anyway.
-    const std::size_t least = secondLength + decimalPlaces + 2 + sizeof(std::uint64_t);
-    if (secondLength == 0 || line.size() < least || !isInSecond(line.data())) {
-        return false;
-    }
-    const char* at = line.data() + secondLength;
-    const char* const end = line.data() + line.size();
-    const std::int64_t decimals = microseconds(at);
-    at += decimalPlaces + 2;
-    const Interface* const interface = interfaceAt(at);
+    const std::int64_t decimals = microseconds(text + secondLength);
+    const char* const name = text + secondLength + decimalPlaces + 2;
+    const Interface* const interface = interfaceAt(name);
     if (decimals < 0 || interface == nullptr) {
-        return false;
+        return 0;
     }
-    result.interfaceName = {at, interface->length};
-    at += interface->length + 1;
-
-    constexpr std::ptrdiff_t standardDigits = 3;
-    constexpr std::ptrdiff_t extendedDigits = 8;
-    const std::ptrdiff_t left = end - at;
-    const bool isStandard = left > standardDigits && at[standardDigits] == '#';
-    const std::ptrdiff_t idDigits = isStandard ? standardDigits : extendedDigits;
-    if (!isStandard && (left <= extendedDigits || at[extendedDigits] != '#')) {
-        return false;
-    }
-    const HexDigits id = hexDigits(at + idDigits - HexDigits::count);
-    const std::uint64_t identifier = id.value & ((std::uint64_t{1} << 4 * idDigits) - 1);
-    const auto dataDigits = static_cast<std::uint64_t>(left - idDigits - 1);
-    const HexDigits data = hexDigits(end - HexDigits::count);
-    if (id.after < static_cast<std::uint64_t>(idDigits) || identifier > greatestCanId(!isStandard) ||
-        dataDigits > HexDigits::count || dataDigits % 2 != 0 || data.after < dataDigits) {
-        return false;
-    }
-    result.kind = CandumpLine::Kind::Data;
-    result.direction = CandumpLine::Direction::Unknown;
-    result.fdFlags = 0;
-    result.lengthCode = 0;
-    CANExtTraceMessage& frame = result.frame;
     frame.timestamp = secondStart + static_cast<std::uint64_t>(decimals) * 1000;
     frame.channel = interface->channel;
-    frame.canId = static_cast<std::uint32_t>(identifier);
-    frame.frameFormat = isStandard ? CANExtTraceMessage::Standard : CANExtTraceMessage::Extended;
-    frame.length = static_cast<std::uint8_t>(dataDigits / 2);
-    // The digits are the last ones of the value: its top byte is the first of 8.
-    const std::uint64_t bytes = dataDigits == 0 ? 0 : data.value << (64 - 4 * dataDigits);
-    const std::uint64_t inOrder = __builtin_bswap64(bytes);
-    std::memcpy(frame.payload.data(), &inOrder, sizeof inOrder);
-    return true;
+    const char* const content = readIdentifier(name + interface->length, frame);
+    if (content == nullptr) {
+        return 0;
+    }
+    const char* end = *content == '#' ? readFdData(content + 1, frame) : readClassicData(content, frame);
+    if (end == nullptr) {
+        return 0;
+    }
+    end += *end == '\r' ? 1 : 0;
+    return *end == '\n' ? static_cast<std::size_t>(end + 1 - text) : 0;
 }
 
 void CandumpShape::learn(std::string_view line, const CandumpLine& read, std::uint8_t channel) {
     const std::size_t point = line.find('.');
     const std::string_view name = read.interfaceName;
-    if (line[0] != '(' || point >= second.size() || name.empty() || name.size() >= sizeof(std::uint64_t)) {
+    if (line[0] != '(' || point >= 2 * wordSize || name.empty() || name.size() >= wordSize) {
         return;
     }
     secondLength = point + 1;
-    second = {};
-    line.copy(second.data(), secondLength);
+    const std::size_t half = std::min(secondLength, wordSize);
+    second = {Prefix::of(line.substr(0, half)), Prefix::of(line.substr(half, secondLength - half))};
     secondStart = read.frame.timestamp / nanosecondsPerSecond * nanosecondsPerSecond;
-    Interface& interface = interfaces[placeOf(name.data(), name.size())];
-    interface = {0, name.size(), channel};
-    std::memcpy(&interface.name, name.data(), name.size());
+    const std::string_view named(name.data(), name.size() + 1); // with the blank behind it
+    const Prefix prefix = Prefix::of(named);
+    const auto known = std::find_if(interfaces.begin(), interfaces.end(), [&](const Interface& each) {
+        return each.name.characters == prefix.characters;
+    });
+    if (known == interfaces.end()) {
+        interfaces[nextInterface] = {prefix, named.size(), channel};
+        nextInterface = (nextInterface + 1) % interfaces.size();
+    }
 }
 
 } // namespace rksignal

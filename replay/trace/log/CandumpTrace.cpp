@@ -32,7 +32,33 @@ bool CandumpTrace::isDivisible(std::string_view first, const ChannelMap& channel
     return hasFrames;
 }
 
+/// Most lines. \return false if the next one has to be read the plain way
+inline bool CandumpTrace::readShape() {
+    const std::string_view text = ahead();
+    if (text.size() < CandumpShape::reach || !knowsShape) {
+        return false;
+    }
+    const std::size_t size = shape.read(text.data(), line.frame);
+    if (size > 0) {
+        take(size);
+    }
+    return size > 0;
+}
+
+void CandumpTrace::handOverAhead(MessageSink& sink) {
+    const ReadControl* const control = input().readControl();
+    while (!sink.closed() && (control == nullptr || !control->isStopped()) && readShape()) {
+        ++found.messages;
+        sink.receive(line.frame);
+    }
+}
+
 bool CandumpTrace::next() {
+    if (readShape()) {
+        line.kind = CandumpLine::Kind::Data;
+        now = line.frame.timestamp;
+        return true;
+    }
     std::string_view text;
     while (nextLine(text)) {
         if (const char* const reason = read(text)) {
@@ -52,9 +78,6 @@ bool CandumpTrace::next() {
 
 /// \return null, or why the line cannot be used
 const char* CandumpTrace::read(std::string_view text) {
-    if (CandumpShape::isUsed && shape.read(text, line)) {
-        return nullptr;
-    }
     const char* reason = parseCandumpLine(text, line);
     const bool isLog = reason == nullptr;
     if (reason != nullptr && !isPart && CandumpScreen::isLine(text)) {

@@ -2,6 +2,7 @@
 /// candump logs as traces.
 #pragma once
 
+#include "signal/PlainPaths.h"
 #include "trace/ChannelMap.h"
 #include "trace/log/CandumpLine.h"
 #include "trace/log/CandumpScreen.h"
@@ -54,10 +55,12 @@ class CandumpTrace : public LineTrace {
     InputFile& file() { return input(); }
 
     bool next() override;
+    void handOverAhead(MessageSink& sink) override;
 
   private:
     void deliver(MessageSink& sink, std::uint64_t time) override;
     void completeReport() override;
+    bool readShape();
     const char* read(std::string_view text);
     CandumpTrace& inTurn();
     std::optional<std::uint8_t> channelOf(std::string_view interfaceName);
@@ -65,6 +68,7 @@ class CandumpTrace : public LineTrace {
     ChannelMap& channels;
     CandumpScreen screen;
     CandumpShape shape;
+    bool knowsShape = !fastPathsOff(); ///< else all lines are read the plain way
     CandumpLine line;
     bool isPart = false; ///< what depends on lines before it cannot be read
 

@@ -29,19 +29,18 @@ inline int hexValue(char character) {
 
 /// What 16 characters are as hexadecimal digits.
 struct HexDigits {
-    static constexpr unsigned count = 16;
+    static constexpr unsigned most = 16;
 
-    std::uint64_t value; ///< of all of them, the last digit in the lowest bits; 0 for what is no digit
-    unsigned after;      ///< how many of the last characters are digits without a gap
+    std::uint64_t bytes; ///< of two digits each, the first ones lowest; without meaning behind `count`
+    unsigned count;      ///< how many of the first characters are digits without a gap
 };
 
 /// The plain way, one by one.
 inline HexDigits hexDigitsOneByOne(const char* text) {
     HexDigits digits{0, 0};
-    for (unsigned i = 0; i < HexDigits::count; ++i) {
-        const int value = hexValue(text[i]);
-        digits.value = digits.value << 4 | static_cast<unsigned>(value < 0 ? 0 : value);
-        digits.after = value < 0 ? 0 : digits.after + 1;
+    for (; digits.count < HexDigits::most && hexValue(text[digits.count]) >= 0; ++digits.count) {
+        const unsigned place = 8 * (digits.count / 2) + (digits.count % 2 == 0 ? 4 : 0);
+        digits.bytes |= static_cast<std::uint64_t>(hexValue(text[digits.count])) << place;
     }
     return digits;
 }
@@ -66,7 +65,7 @@ inline HexDigits hexDigits(const char* text) {
     const __m128i bytes = _mm_packus_epi16(pairs, pairs);
     const auto word = static_cast<std::uint64_t>(_mm_cvtsi128_si64(bytes));
     const auto isDigit = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_or_si128(isDecimal, isLetter)));
-    return {__builtin_bswap64(word), static_cast<unsigned>(std::countl_one(isDigit << 16))};
+    return {word, static_cast<unsigned>(std::countr_one(isDigit))};
 #else
     return hexDigitsOneByOne(text);
 #endif

@@ -41,6 +41,20 @@ class LineReader {
         return true;
     }
 
+    /// For who knows most lines by sight: what has been read and not been given, from the start of a line on.
+    /// Empty where next() has to look at the line itself.
+    std::string_view ahead() const {
+        return number > 0 && !unfinished ? std::string_view(at, static_cast<std::size_t>(end - at))
+                                         : std::string_view();
+    }
+    /// The first `size` bytes of ahead() were a line with its line end, which has been given.
+    void take(std::size_t size) {
+        at += size;
+        overlong = false;
+        ended = true;
+        ++number;
+    }
+
     /// Goes on with these lines, instead of what is left. They must stay until all of them have been given.
     /// \param linesBefore that count as given; 0: they are the first ones of the file
     void restart(std::string_view lines, std::uint64_t linesBefore) {

@@ -29,6 +29,10 @@ class LineTrace : public TraceSource {
         }
         return false;
     }
+    /// As those of LineReader.
+    std::string_view ahead() const { return reader.ahead(); }
+    void take(std::size_t size) { reader.take(size); }
+
     /// Whether the last line was complete.
     bool hasLineEnd() const { return reader.hasLineEnd(); }
     /// Lines are counted from this byte of the file on.

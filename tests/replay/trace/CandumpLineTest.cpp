@@ -1,5 +1,6 @@
 #include "trace/log/CandumpLine.h"
 #include "trace/log/CandumpShape.h"
+#include "trace/log/HexDigits.h"
 
 #include <gtest/gtest.h>
 
@@ -88,6 +89,23 @@ TEST(CandumpLine, IsReadOrRefusedWithAReason) {
     }
 }
 
+TEST(HexDigits, AreTheSameAtOnceAsOneByOne) {
+    constexpr std::string_view letters = "0189afAFgG@`/:";
+    std::mt19937 random(1);
+    for (int i = 0; i < 10'000; ++i) {
+        std::string text(HexDigits::most, '0');
+        for (char& letter : text) {
+            letter = letters[random() % (i % 2 == 0 ? 8 : letters.size())];
+        }
+        const HexDigits expected = hexDigitsOneByOne(text.data());
+        const HexDigits digits = hexDigits(text.data());
+        ASSERT_EQ(digits.count, expected.count) << text;
+        for (unsigned byte = 0; byte < digits.count / 2; ++byte) {
+            ASSERT_EQ(digits.bytes >> 8 * byte & 0xFF, expected.bytes >> 8 * byte & 0xFF) << text;
+        }
+    }
+}
+
 /// What the shape reads at once is what the plain way reads; all whole lines of the usual form are among it.
 TEST(CandumpShape, ReadsWhatThePlainWayReads) {
     const std::string lines[] = {"(1626905042.645596) can1 0CF00400#507D8DD11200F48E",
@@ -96,13 +114,14 @@ TEST(CandumpShape, ReadsWhatThePlainWayReads) {
                                  "(0001626905042.645596) can1 123#11",
                                  "(1626905042.645596) an-8-char 123#11223344",
                                  "(1626905042.645596) can1 123##51122",
+                                 "(1626905042.645597) can1 123##0" + std::string(128, '5'),
                                  "(1626905042.6) can1 123#R8"};
     constexpr std::string_view letters = "0189afAFgG#.() :_R\x7f\xff";
     std::mt19937 random(1);
     const auto below = [&random](std::size_t limit) { return random() % limit; };
     CandumpShape shape;
     CandumpLine plain;
-    CandumpLine fast;
+    CANExtTraceMessage fast;
     int whole = 0;
     for (int i = 0; i < 300'000; ++i) {
         std::string line = lines[below(std::size(lines))];
@@ -111,17 +130,22 @@ TEST(CandumpShape, ReadsWhatThePlainWayReads) {
             line[below(line.size())] = letters[below(letters.size())];
         }
         line.resize(line.size() - (changes == 0 ? 0 : below(4)));
-        const std::unique_ptr<char[]> exact(new char[line.size()]); // so that no byte more can be read
-        line.copy(exact.get(), line.size());
-        const std::string_view text(exact.get(), line.size());
-        const bool isShape = shape.read(text, fast);
+        const std::string lineEnd = below(4) == 0 ? "\r\n" : "\n";
+        const std::string following = line + lineEnd + std::string(CandumpShape::reach, '1');
+        const std::unique_ptr<char[]> exact(
+            new char[CandumpShape::reach]); // so that no byte more can be read
+        following.copy(exact.get(), CandumpShape::reach);
+        const std::size_t size = shape.read(exact.get(), fast);
         const std::string expected = read(line, plain);
-        if (isShape) {
-            ASSERT_EQ(show(fast), expected) << line;
-            ASSERT_EQ(fast.frame.channel, plain.interfaceName.size()) << line;
+        if (size > 0) {
+            ASSERT_TRUE(expected.starts_with("data ")) << line;
+            ASSERT_EQ(size, line.size() + lineEnd.size()) << line;
+            ASSERT_EQ(fast.channel, plain.interfaceName.size()) << line;
+            plain.frame = fast;
+            ASSERT_EQ(show(plain), expected) << line;
             whole += changes == 0 ? 1 : 0;
-        } else if (parseCandumpLine(text, plain) == nullptr) {
-            shape.learn(text, plain, static_cast<std::uint8_t>(plain.interfaceName.size()));
+        } else if (parseCandumpLine(line, plain) == nullptr) {
+            shape.learn(line, plain, static_cast<std::uint8_t>(plain.interfaceName.size()));
         }
     }
     EXPECT_GT(whole, 10'000);
