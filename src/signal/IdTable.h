@@ -2,67 +2,32 @@
 /// The table in which a storage finds what belongs to an identifier.
 #pragma once
 
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <map>
 #include <stdexcept>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-/// A table ordered by identifier, with the interface of a `std::map`, that takes little more than its values.
-/// 256 identifiers make a page, which holds the values that there are in order, and a bit for each
-/// identifier: the number of bits below that of an identifier is the place of its value. A small map finds
+/// A table ordered by identifier, with the interface of a `std::map`, that takes little more than its
+/// entries. 64 identifiers make a page, which holds the entries that there are in order, and a bit for each
+/// identifier: the number of bits below that of an identifier is the place of its entry. A small map finds
 /// the page. The identifiers of signals are running numbers and so fill pages.
 ///
-/// Unlike those of a `std::map`, iterators and references to values are good only until the table changes,
-/// and dereferencing an iterator gives a pair of the key and a reference to the value, not a reference to a
-/// pair. Not locked. Finding costs the same as in a map of the pages; inserting and erasing besides a move of
-/// at most 255 values.
+/// Unlike those of a `std::map`, iterators and references to entries are good only until the table changes,
+/// and the key of an entry can be assigned to, which must not be done. Not locked. Finding costs the same as
+/// in a map of the pages; inserting and erasing besides a move of at most 63 entries.
 template <class Value>
 class IdTable {
-    /// A bit for each identifier of a page, by its number there.
-    class Presence {
-      public:
-        bool has(std::uint64_t number) const { return (words[number / 64] & bitOf(number)) != 0; }
-        void add(std::uint64_t number) { words[number / 64] |= bitOf(number); }
-        void remove(std::uint64_t number) { words[number / 64] &= ~bitOf(number); }
-        /// How many are there before `number`.
-        std::size_t countBefore(std::uint64_t number) const {
-            int count = std::popcount(words[number / 64] & (bitOf(number) - 1));
-            for (std::uint64_t word = 0; word != number / 64; ++word) {
-                count += std::popcount(words[word]);
-            }
-            return static_cast<std::size_t>(count);
-        }
-        /// The number before which there are `count`. REQUIRES: there are more.
-        std::uint64_t numberAt(std::size_t count) const {
-            std::uint64_t word = 0;
-            for (; count >= static_cast<std::size_t>(std::popcount(words[word])); ++word) {
-                count -= static_cast<std::size_t>(std::popcount(words[word]));
-            }
-            std::uint64_t left = words[word];
-            for (; count != 0; --count) {
-                left &= left - 1;
-            }
-            return 64 * word + static_cast<std::uint64_t>(std::countr_zero(left));
-        }
-
-      private:
-        static std::uint64_t bitOf(std::uint64_t number) { return std::uint64_t{1} << number % 64; }
-
-        std::array<std::uint64_t, 4> words{};
-    };
-
     struct Page {
-        Presence present{};
-        std::vector<Value> values{}; // never empty
+        std::uint64_t present = 0;                              // a bit for each identifier
+        std::vector<std::pair<std::uint64_t, Value>> entries{}; // never empty
     };
-    static constexpr std::uint64_t pageSize = 256;
-    using Pages = std::map<std::uint64_t, Page>; // by identifier / pageSize
+    using Pages = std::map<std::uint64_t, Page>; // by identifier / 64
 
     /// An entry by its page and its place there; the end is place 0 of the page behind the last.
     template <bool isConst>
@@ -74,21 +39,14 @@ class IdTable {
         using iterator_category = std::bidirectional_iterator_tag;
         using value_type = std::pair<std::uint64_t, Value>;
         using difference_type = std::ptrdiff_t;
-        using reference = std::pair<const std::uint64_t, std::conditional_t<isConst, const Value&, Value&>>;
-        /// Keeps the pair for as long as `->` needs it.
-        struct pointer {
-            reference entry;
-            reference* operator->() { return &entry; }
-        };
+        using reference = std::conditional_t<isConst, const value_type&, value_type&>;
+        using pointer = std::remove_reference_t<reference>*;
 
         Iterator() = default;
-        reference operator*() const {
-            return {pageSize * page->first + page->second.present.numberAt(place),
-                    page->second.values[place]};
-        }
-        pointer operator->() const { return {**this}; }
+        reference operator*() const { return page->second.entries[place]; }
+        pointer operator->() const { return &**this; }
         Iterator& operator++() {
-            if (++place == page->second.values.size()) {
+            if (++place == page->second.entries.size()) {
                 ++page;
                 place = 0;
             }
@@ -97,7 +55,7 @@ class IdTable {
         Iterator& operator--() {
             if (place == 0) {
                 --page;
-                place = page->second.values.size();
+                place = page->second.entries.size();
             }
             --place;
             return *this;
@@ -144,21 +102,21 @@ class IdTable {
     const_iterator find(key_type key) const { return search<const_iterator>(*this, key); }
     bool contains(key_type key) const { return find(key) != end(); }
     size_type count(key_type key) const { return contains(key) ? 1 : 0; }
-    mapped_type& at(key_type key) { return (*existing(find(key), end())).second; }
-    const mapped_type& at(key_type key) const { return (*existing(find(key), end())).second; }
-    mapped_type& operator[](key_type key) { return (*try_emplace(key).first).second; }
+    mapped_type& at(key_type key) { return existing(find(key), end())->second; }
+    const mapped_type& at(key_type key) const { return existing(find(key), end())->second; }
+    mapped_type& operator[](key_type key) { return try_emplace(key).first->second; }
 
     template <class... Args>
     std::pair<iterator, bool> try_emplace(key_type key, Args&&... args) {
         const auto page = pages.try_emplace(key / pageSize).first;
-        Presence& present = page->second.present;
-        const iterator position(page, present.countBefore(key % pageSize));
-        const bool isNew = !present.has(key % pageSize);
+        const iterator position(page, placeOf(page->second, key));
+        const bool isNew = !holds(page->second, key);
         if (isNew) {
-            auto& values = page->second.values;
-            values.emplace(values.begin() + static_cast<std::ptrdiff_t>(position.place),
-                           std::forward<Args>(args)...);
-            present.add(key % pageSize);
+            auto& entries = page->second.entries;
+            entries.emplace(entries.begin() + static_cast<std::ptrdiff_t>(position.place),
+                            std::piecewise_construct, std::tuple(key),
+                            std::forward_as_tuple(std::forward<Args>(args)...));
+            page->second.present |= bitOf(key);
             ++entryCount;
         }
         return {position, isNew};
@@ -171,14 +129,25 @@ class IdTable {
         return insert(value_type(std::forward<Args>(args)...));
     }
 
-    iterator erase(const_iterator position) { return eraseAt(position, position->first); }
+    iterator erase(const_iterator position) {
+        const auto page = pages.erase(position.page, position.page); // the same, and not const
+        auto& entries = page->second.entries;
+        page->second.present &= ~bitOf(position->first);
+        entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(position.place));
+        --entryCount;
+        if (entries.empty()) {
+            return {pages.erase(page), 0};
+        }
+        return position.place < entries.size() ? iterator(page, position.place)
+                                               : iterator(std::next(page), 0);
+    }
     iterator erase(iterator position) { return erase(const_iterator(position)); }
     size_type erase(key_type key) {
         const const_iterator position = std::as_const(*this).find(key);
         if (position == cend()) {
             return 0;
         }
-        eraseAt(position, key);
+        erase(position);
         return 1;
     }
     void clear() {
@@ -187,25 +156,20 @@ class IdTable {
     }
 
   private:
-    iterator eraseAt(const_iterator position, key_type key) {
-        const auto page = pages.erase(position.page, position.page); // the same, and not const
-        auto& values = page->second.values;
-        page->second.present.remove(key % pageSize);
-        values.erase(values.begin() + static_cast<std::ptrdiff_t>(position.place));
-        --entryCount;
-        if (values.empty()) {
-            return {pages.erase(page), 0};
-        }
-        return position.place < values.size() ? iterator(page, position.place) : iterator(std::next(page), 0);
+    static constexpr key_type pageSize = 64;
+
+    static key_type bitOf(key_type key) { return key_type{1} << key % pageSize; }
+    static bool holds(const Page& page, key_type key) { return (page.present & bitOf(key)) != 0; }
+    /// The place in `page` where `key` is or belongs.
+    static std::size_t placeOf(const Page& page, key_type key) {
+        return static_cast<std::size_t>(std::popcount(page.present & (bitOf(key) - 1)));
     }
 
     template <class Found, class Table>
     static Found search(Table& table, key_type key) {
         const auto page = table.pages.find(key / pageSize);
-        if (page == table.pages.end() || !page->second.present.has(key % pageSize)) {
-            return table.end();
-        }
-        return Found(page, page->second.present.countBefore(key % pageSize));
+        return page != table.pages.end() && holds(page->second, key) ? Found(page, placeOf(page->second, key))
+                                                                     : table.end();
     }
     template <class Found>
     static Found existing(Found found, Found end) {

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <vector>
 
 namespace filing {
 
@@ -28,7 +29,7 @@ inline SignalStorage& storageOrDefault(SignalStorage* storage) {
 /// entry in `ofKind` but counts as rejected. `lineEnd` ends the report. \return whether the signal is to be
 /// filed further
 template <class Signal>
-bool enter(Signal& signal, std::uint64_t kindBit, IdTable<SignalList<Signal>>& ofKind, LogSite site,
+bool enter(Signal& signal, std::uint64_t kindBit, IdTable<std::vector<Signal*>>& ofKind, LogSite site,
            bool endLine = true) {
     // Storages that stand alone count from several threads.
     signal.id = std::atomic_ref(BaseSignal::instanceCounter)++ + kindBit;
@@ -61,7 +62,7 @@ inline std::uint64_t takeRefusedId(const BaseSignal& signal) {
 /// rejected, or it is the child of a signal that has left. An identifier without the signal is reported at
 /// `site`; `gap` stands between its name and the text.
 template <class Signal>
-void leave(Signal& signal, IdTable<SignalList<Signal>>& ofKind, LogSite site, const char* gap = " ") {
+void leave(Signal& signal, IdTable<std::vector<Signal*>>& ofKind, LogSite site, const char* gap = " ") {
     const std::uint64_t refusedId = takeRefusedId(signal);
     const bool refused = signal.id == rejectedId && refusedId != 0;
     const auto entry = ofKind.find(refused ? refusedId : signal.id);

@@ -4,12 +4,12 @@
 
 #include "signal/Export.h"
 #include "signal/IdTable.h"
-#include "signal/SignalList.h"
 
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 class BaseSignal;
 class CANSignal;
@@ -40,11 +40,11 @@ class RKSIGNAL_EXPORT SignalStorage {
 
     std::map<std::string, BaseSignal*> instancesByName;
     IdTable<BaseSignal*> instancesById;
-    IdTable<SignalList<CANSignal>> canSignals;
-    IdTable<SignalList<FlexRaySignal>> flexRaySignals;
-    IdTable<SignalList<EthernetSignal>> ethernetSignals;
-    IdTable<SignalList<InputSignal>> inputSignals;
-    IdTable<SignalList<LINSignal>> linSignals;
+    IdTable<std::vector<CANSignal*>> canSignals;
+    IdTable<std::vector<FlexRaySignal*>> flexRaySignals;
+    IdTable<std::vector<EthernetSignal*>> ethernetSignals;
+    IdTable<std::vector<InputSignal*>> inputSignals;
+    IdTable<std::vector<LINSignal*>> linSignals;
     /// The identifiers of signals that were refused because these were taken; the tables by kind have them
     /// all the same.
     std::map<const BaseSignal*, std::uint64_t> refusedIds;
