@@ -69,10 +69,11 @@ class Recordings:
         return done.stdout + done.stderr
 
     def for_floor(self):
-        """A log and definitions as text_floor takes them, about five rows a frame, and the number of frames."""
+        """A log and definitions as text_floor takes them, about five rows a frame, and the number of frames. Long, so
+        that the 15 ms in which the program starts do not count."""
         log, definitions = self.folder / "floor.log", self.folder / "floor.dbc"
         if log not in self.made:
-            with open(self.drive("log", hours=1)[0]) as whole, open(log, "w") as part:
+            with open(self.drive("log", hours=4)[0]) as whole, open(log, "w") as part:
                 part.writelines(line for line in whole if " can0 " in line and "##" not in line and "#R" not in line)
             definitions.write_text(plain_messages((DRIVE / "drive.dbc").read_text()))
             with open(log) as lines:
