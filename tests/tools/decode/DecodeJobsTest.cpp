@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstddef>
 #include <filesystem>
+#include <string>
 
 namespace rksignal {
 namespace {
@@ -54,6 +57,10 @@ TEST_F(DecodeJobs, DoNotShowInWhatIsWritten) {
     const std::string leaf = "--dbc data/SavvyCAN/LeafPowertrainBus.dbc data/SavvyCAN/";
     const std::string parameterGroups =
         "--dbc data/CSS-api-examples/CSS-Electronics-SAE-J1939-DEMO.dbc data/";
+    // Each recording meets one of them, and none.
+    constexpr std::array<const char*, 3> options{
+        "--last", "--changed", "--format jsonl --only '*S*' --from +1 --to +20 --time relative"};
+    std::size_t next = 0;
     for (const std::string& traces : std::initializer_list<std::string>{
              kona + "kona.log",
              kona + "kona.log.gz",
@@ -79,10 +86,9 @@ TEST_F(DecodeJobs, DoNotShowInWhatIsWritten) {
              "--dbc data/CSS-api-examples/tp_nmea.dbc data/gpsd/nmea2000_20140914_can.log",
              parameterGroups +
                  "remora_ctrl_proto/candump-2021-07-21_220402-15-seconds-engine-on-big-truck.log"}) {
-        for (const char* const options :
-             {"", "--last", "--changed", "--format jsonl --only '*S*' --from +1 --to +20 --time relative"}) {
-            expectSameOfAnyJobs(folder, "rksignal decode " + traces + " " + options + " $JOBS");
-        }
+        expectSameOfAnyJobs(folder, "rksignal decode " + traces + " $JOBS");
+        expectSameOfAnyJobs(folder,
+                            "rksignal decode " + traces + " " + options[next++ % options.size()] + " $JOBS");
     }
     for (const std::string& command : std::initializer_list<std::string>{
              "cat damaged.log | rksignal decode - $JOBS " + kona,
