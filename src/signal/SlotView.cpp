@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <immintrin.h>
+#include <optional>
 #include <sys/shm.h>
 
 namespace {
@@ -113,10 +114,15 @@ void SlotView::Detach::operator()(const signalSlot_t* attached) const {
 // time stamp loaded last is his, or that of a later one, and differs from the one loaded first. If nobody
 // does, both are that of the value, unless somebody wrote between the outer loads and the looks at the lock
 // word: then they differ too.
+//
+// The one time stamp that comes again and again is 0: clearing leaves it. Between two clears a value may have
+// been written, and loaded. So what has this time stamp, and is not what clearing leaves, counts only when
+// another look finds the same.
 SlotView::State SlotView::read(std::uint64_t& raw, std::uint64_t& timestamp) const {
     if (slot == nullptr) {
         return State::Uninitialised;
     }
+    std::optional<std::uint64_t> seenAtZero;
     for (int tries = 0; tries < maxTries; ++tries) {
         const std::uint64_t before = seen(slot->timestamp);
         const bool wasFree = seenLockWord(*slot) == 0;
@@ -125,6 +131,10 @@ SlotView::State SlotView::read(std::uint64_t& raw, std::uint64_t& timestamp) con
         const bool isInitialised = seen(slot->size) != 0;
         const bool isFree = seenLockWord(*slot) == 0;
         if (wasFree && isFree && seen(slot->timestamp) == before) {
+            if (before == 0 && (valid || value != 0) && seenAtZero != value) {
+                seenAtZero = value;
+                continue;
+            }
             raw = value;
             timestamp = before;
             return valid ? State::Value : isInitialised ? State::NoValue : State::Uninitialised;

@@ -58,8 +58,8 @@ class RKSIGNAL_EXPORT SlotView {
     /// set to what the slot holds, as `BaseSignal::read` does; `Held` leaves them alone, as does a view that
     /// is not attached. Some 10 ns; 20 us at most, while the slot is held.
     ///
-    /// It is one that was written as long as no time stamp comes again while it reads, other than with the
-    /// same value, or at once after itself. A process that was killed under the lock leaves `Held` for those
+    /// It is one that was written as long as no time stamp but 0, which clearing leaves, comes again while it
+    /// reads, other than with the same value, or at once after itself. A process that was killed under the lock leaves `Held` for those
     /// who wait for the lock to mend.
     State read(std::uint64_t& raw, std::uint64_t& timestamp) const;
 

@@ -3,8 +3,10 @@
 #include "signal/SlotView.h"
 #include "signal/SharedMemoryTest.h"
 
+#include <cstring>
 #include <fstream>
 #include <grp.h>
+#include <map>
 #include <memory>
 #include <sys/stat.h>
 
@@ -76,6 +78,8 @@ TEST_F(SlotViews, ReadsWhatIsThereUntilTheNameLeadsElsewhere) {
     EXPECT_EQ(textOf(view), "no value 2863311530 at 1431655765");
     signal.writeRaw(5, 6);
     EXPECT_EQ(textOf(view), "value 5 at 6");
+    signal.writeRaw(5, 0);
+    EXPECT_EQ(textOf(view), "value 5 at 0");
     signal.slot->mutex.__data.__lock = 1;
     EXPECT_EQ(textOf(view), "held 7 at 7");
     EXPECT_EQ(view.lockWord(), 1U);
@@ -97,6 +101,36 @@ TEST_F(SlotViews, ReadsWhatIsThereUntilTheNameLeadsElsewhere) {
     EXPECT_FALSE(bare.isCurrent());
     signal.writeRaw(8, 9);
     EXPECT_EQ(textOf(bare), "value 8 at 9");
+}
+
+/// The slot is written and cleared all the time, so that it has a time stamp of 0 before and after a value.
+TEST_F(SlotViews, WhatLiesBetweenTwoClearsHasItsOwnTimestamp) {
+    const baseSignalDef_t def = definition("S");
+    BaseSignal signal(def, true);
+    const Peer writer({[&] {
+        BaseSignal written(def, true);
+        for (unsigned long round = 1; SlotView(def.instance).name() != "end"; ++round)
+            for (int i = 0; i < 1'000; ++i, ++round) {
+                written.writeRaw(round, round);
+                written.invalidate();
+            }
+        return std::string();
+    }});
+    signal.invalidate();
+    writer.begin();
+    const SlotView view(def.instance);
+    std::map<std::string, unsigned> seen;
+    for (int reads = 0; reads < 200'000 || seen["value"] < 20 || seen["none"] < 20; ++reads) {
+        std::uint64_t raw = 0, timestamp = 0;
+        const auto state = view.read(raw, timestamp);
+        if (state == SlotView::State::Held)
+            continue;
+        const bool isValue = state == SlotView::State::Value && raw != 0;
+        ++seen[raw != timestamp ? "torn" : isValue || timestamp != 0 ? "value" : "none"];
+    }
+    std::strcpy(signal.slot->name, "end");
+    writer.answer();
+    EXPECT_EQ(seen["torn"], 0U);
 }
 
 TEST_F(SlotViews, NewSegmentsGiveTheAccessThatTheSiteWants) {
