@@ -1,6 +1,7 @@
 #include "expression/ExpMachine.h"
 
 #include "expression/DirectRead.h"
+#include "expression/ExpProgramReader.h"
 #include "expression/Operations.h"
 
 #include <algorithm>
@@ -109,11 +110,10 @@ const ExpMachine::JointHandlers* ExpMachine::Handlers<direct>::jointsOf(Handler 
     return entry != std::end(table) ? entry : nullptr;
 }
 
-void ExpMachine::compile(const std::vector<ExpParser::Step>& program) {
-    steps = program.data();
-    stepCount = program.size();
-    isDirect = std::all_of(program.begin(), program.end(), [](const ExpParser::Step& step) {
-        return step.first != &ExpParser::opsignal || directread::readsAsBase(*step.second.signal);
+void ExpMachine::compile(const ExpProgram& program) {
+    isDirect = true;
+    program.forEach([&](const ExpProgram::PackedStep& step) {
+        isDirect = isDirect && (step.signal == nullptr || directread::readsAsBase(*step.signal));
     });
     instructions.clear();
     instructions.reserve(program.size());
@@ -126,32 +126,29 @@ void ExpMachine::compile(const std::vector<ExpParser::Step>& program) {
 }
 
 template <bool direct>
-bool ExpMachine::addAll(const std::vector<ExpParser::Step>& program) {
-    for (const ExpParser::Step& step : program) {
-        if (!add<direct>(step)) {
-            return false;
-        }
-    }
-    return true;
+bool ExpMachine::addAll(const ExpProgram& program) {
+    bool isWhole = true;
+    program.forEach([&](const ExpProgram::PackedStep& step) { isWhole = isWhole && add<direct>(step); });
+    return isWhole;
 }
 
 /// \return whether the step can be carried out with what is on the stack
 template <bool direct>
-bool ExpMachine::add(const ExpParser::Step& step) {
+bool ExpMachine::add(const ExpProgram::PackedStep& step) {
     using With = Handlers<direct>;
-    const bool isSignal = step.first == &ExpParser::opsignal;
-    if (isSignal || step.first == &ExpParser::opdouble) {
+    const bool isSignal = step.operation == &ExpParser::opsignal;
+    if (isSignal || step.operation == &ExpParser::opdouble) {
         const std::uint32_t placeOfTop = depth == 0 ? 0 : depth - 1; // there is none at first, any will do
-        Instruction load{With::template load<Source::Constant>, {step.second.constant}, {}, placeOfTop};
+        Instruction load{With::template load<Source::Constant>, {step.constant}, {}, placeOfTop};
         if (isSignal) {
             load.handler = With::template load<Source::Signal>;
-            load.left.signal = step.second.signal;
+            load.left.signal = step.signal;
         }
         instructions.push_back(load);
         highest = std::max(highest, depth++);
         return true;
     }
-    const OperationHandlers* const handlers = With::of(step.first);
+    const OperationHandlers* const handlers = With::of(step.operation);
     if (handlers == nullptr || depth < (handlers->unary != nullptr ? 1 : 2)) {
         return false;
     }

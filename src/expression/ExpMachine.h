@@ -17,14 +17,13 @@
 class ExpMachine {
   public:
     /// Takes over a program that leaves one value on the stack. Any other leaves the machine without one.
-    void compile(const std::vector<ExpParser::Step>& program);
+    void compile(const ExpProgram& program);
     void clear() { instructions.clear(); }
 
     /// Whether it can run `program`, which has not grown, shrunk or moved since it was compiled. While there
     /// are debug lines, signals are not read directly.
-    bool runs(const std::vector<ExpParser::Step>& program) const {
-        return !instructions.empty() && program.data() == steps && program.size() == stepCount &&
-               (!isDirect || BaseSignal::debug == 0);
+    bool runs(const ExpProgram& program) const {
+        return !instructions.empty() && program.isAsAppended() && (!isDirect || BaseSignal::debug == 0);
     }
 
     /// Runs the program. `stack` has an element for each of its constants and signals.
@@ -54,9 +53,9 @@ class ExpMachine {
     struct Handlers;
 
     template <bool direct>
-    bool addAll(const std::vector<ExpParser::Step>& program);
+    bool addAll(const ExpProgram& program);
     template <bool direct>
-    bool add(const ExpParser::Step& step);
+    bool add(const ExpProgram::PackedStep& step);
     template <bool direct>
     void addBinary(const OperationHandlers& handlers);
     template <bool direct>
@@ -65,8 +64,6 @@ class ExpMachine {
     Source takeLoad(Operand& operand);
 
     std::vector<Instruction> instructions;
-    const ExpParser::Step* steps = nullptr; ///< of the program that was compiled
-    std::size_t stepCount = 0;
     std::uint32_t depth = 0;   ///< of the stack behind the instructions
     std::uint32_t highest = 0; ///< place that instructions use
     bool isDirect = false;

@@ -2,6 +2,7 @@
 
 #include "expression/ExpLexer.h"
 #include "expression/ExpMachine.h"
+#include "expression/ExpProgramReader.h"
 #include "expression/Operations.h"
 #include "signal/Diagnostics.h"
 
@@ -34,16 +35,13 @@ ExpParser::ExpParser(const char* text, bool reportsEdge, SignalStorage* registry
 ExpParser::ExpParser(const char* text, bool reportsEdge, SignalStorage* registry, ExpErrors whatToDo)
     : lexer(spentLexer()), expression(text), edgeTrigger(reportsEdge), storage(registry),
       machine(std::make_unique<ExpMachine>()), printsErrors(whatToDo == ExpErrors::Print) {
-    constexpr std::size_t fewSteps = 16; // short programs grow without an allocation
-    program.reserve(fewSteps);
     usable = parse();
-    program.shrink_to_fit();
+    program.complete();
     if (usable) {
         machine->compile(program);
         const std::lock_guard guard(allExpParsersMutex);
         allExpParsers.insert(this);
     }
-    pc = program.end();
 }
 
 ExpParser::~ExpParser() {
@@ -102,7 +100,7 @@ void ExpParser::report(ExpError error) {
 }
 
 void ExpParser::add(const Step& step) {
-    program.push_back(step);
+    program.append(step);
     machine->clear();
 }
 
@@ -205,14 +203,14 @@ bool ExpParser::getTrigger() {
 
 unsigned long ExpParser::getLastestTime() const {
     unsigned long latest = 0;
-    for (const auto& [operation, operand] : program) {
-        if (!operand.name.empty()) {
+    program.forEach([&latest](const auto& step) {
+        if (step.signal != nullptr) {
             unsigned long raw = 0;
             unsigned long timestamp = 0;
-            operand.signal->read(raw, timestamp);
+            step.signal->read(raw, timestamp);
             latest = std::max(latest, timestamp);
         }
-    }
+    });
     return latest;
 }
 
@@ -292,13 +290,13 @@ std::string shortest(double value) {
 
 void ExpParser::dump(std::ostream& out) const {
     std::size_t number = 0;
-    for (const auto& [operation, operand] : program) {
-        out << std::to_string(number++) << ' ' << nameOf(operation);
-        if (operation == &ExpParser::opdouble) {
-            out << ' ' << shortest(operand.constant);
-        } else if (!operand.name.empty()) {
-            out << ' ' << operand.name;
+    program.forEach([&](const auto& step) {
+        out << std::to_string(number++) << ' ' << nameOf(step.operation);
+        if (step.operation == &ExpParser::opdouble) {
+            out << ' ' << shortest(step.constant);
+        } else if (!step.name.empty()) {
+            out << ' ' << step.name;
         }
         out << '\n';
-    }
+    });
 }

@@ -17,6 +17,7 @@
 #pragma once
 
 #include "expression/ExpError.h"
+#include "expression/ExpProgram.h"
 #include "signal/BaseSignal.h"
 
 #include <cstddef>
@@ -31,15 +32,6 @@
 class expFlexLexer;
 class ExpLexer;
 class ExpMachine;
-
-/// Operand of one step.
-struct value_t {
-    union {
-        double constant = 0.0;
-        BaseSignal* signal;
-    };
-    std::string name; ///< of the signal; empty exactly when the step reads none
-};
 
 /// Semantic value of a token, which the scanner hands to the parser.
 union YYSTYPE {
@@ -65,8 +57,8 @@ enum class ExpErrors : std::uint8_t {
 class RKSIGNAL_EXPORT ExpParser {
   public:
     /// Names an operation that a step carries out.
-    using Operation = void (ExpParser::*)();
-    using Step = std::pair<Operation, value_t>;
+    using Operation = ExpProgram::Operation;
+    using Step = ExpProgram::Step;
 
     /// Every usable expression. Clients own the objects, or let `clear` destroy them. Constructors and
     /// destructors change it under a lock of the library; a client may look into it only while no other
@@ -160,7 +152,7 @@ class RKSIGNAL_EXPORT ExpParser {
     // --- state ---
 
     std::vector<Step>::iterator pc; ///< step that is being carried out
-    std::vector<Step> program;
+    ExpProgram program;
     std::uint64_t stackCapacity = 0; ///< elements that the program may put on the stack
     /// At least `stackCapacity` + 1 elements, the first of them unused. Owned, as are all other pointers but
     /// `storage` and the signals.

@@ -93,6 +93,9 @@ TEST_F(ExpParserTest, CompilesToPostfix) {
     for (const auto& row : rows) {
         ExpParser expression(row.text, false, &storage);
         EXPECT_EQ(program(expression), row.program) << row.text;
+        const std::vector<ExpParser::Step>& steps = expression.program; // unpacks them
+        EXPECT_EQ(program(expression), row.program) << row.text;
+        EXPECT_EQ(steps.size(), expression.program.size());
         EXPECT_TRUE(ExpParser::allExpParsers.contains(&expression)) << row.text;
     }
     EXPECT_EQ(output.err.text(), "[ERROR] ExpParser::add: Signal not found: x\n");
@@ -266,6 +269,28 @@ TEST_F(ExpParserTest, RunsProgramsBuiltByHand) {
     expression.add(5.0);
     EXPECT_EQ(result(expression), "unknown");
     EXPECT_EQ(output.err.text(), "[ERROR] stack size wrong at end of program: 2\n");
+}
+
+TEST_F(ExpParserTest, TheProgramIsAVectorOfSteps) {
+    set("speed", 7);
+    storage.instancesByName["v"] = &signalNamed("speed");
+    ExpParser expression("v > 2 && speed > 3", false, &storage);
+    const auto names = [&] {
+        std::string all;
+        for (const auto& [operation, operand] : expression.program)
+            all += operand.signal == &signalNamed("speed") ? operand.name + ' ' : "";
+        return all;
+    };
+    EXPECT_EQ(expression.program.size(), 7U);
+    EXPECT_EQ(names(), "v speed ");
+    EXPECT_EQ(result(expression), "true");
+    expression.program[1].second.constant = 7;
+    expression.program.push_back({&ExpParser::opnot, {}}); // no longer what was compiled
+    expression.program.insert(expression.program.begin() + 3, {&ExpParser::opnot, {}});
+    EXPECT_EQ(result(expression), "false"); // !(!(7 > 7) && 7 > 3)
+    EXPECT_EQ(program(expression), "0 opsignal v;1 opdouble 7;2 opgt;3 opnot;4 opsignal speed;5 opdouble 3;"
+                                   "6 opgt;7 opland;8 opnot;");
+    storage.instancesByName.erase("v");
 }
 
 TEST_F(ExpParserTest, TooFewElementsEndTheProcess) {
