@@ -26,13 +26,22 @@ constexpr unsigned long lengthCode(unsigned length) {
     return length <= 64 ? (length + 191) / 16 : 15;
 }
 
-ReceivedFrame viewOf(const CANExtTraceMessage& message) {
-    const std::size_t length = std::min<std::size_t>(message.length, message.payload.size());
-    std::uint64_t firstWord = wordAt(std::span<const std::uint8_t, 64>(message.payload), 0);
-    if (length < sizeof firstWord) [[unlikely]] {
-        firstWord &= bitfield::ones(8 * static_cast<int>(length));
+std::size_t receivedLength(const CANExtTraceMessage& message) {
+    return std::min<std::size_t>(message.length, message.payload.size());
+}
+
+/// `length`: of what was received.
+std::uint64_t firstWordOf(const CANExtTraceMessage& message, std::size_t length) {
+    std::uint64_t word = wholeWordAt(message.payload.data());
+    if (length < sizeof word) [[unlikely]] {
+        word &= bitfield::ones(8 * static_cast<int>(length));
     }
-    return {message.payload, length, message.timestamp, firstWord};
+    return word;
+}
+
+ReceivedFrame viewOf(const CANExtTraceMessage& message) {
+    const std::size_t length = receivedLength(message);
+    return {message.payload, length, message.timestamp, firstWordOf(message, length)};
 }
 
 class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
@@ -41,7 +50,7 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
     CANDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
                const CANExtTraceMessage& message, std::uint64_t key)
-        : FrameDecoder(table, frame, ids), message(message), key(key), pdus(frame.bytes, frame.length) {}
+        : FrameDecoder(table, frame, ids), message(message), key(key) {}
 
     static FieldPlace placeOf(const CANSignal& signal) {
         const canSignalDef_t& definition = signal.definition;
@@ -63,7 +72,10 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
     unsigned long toldLength() const { return lengthCode(message.length); }
 
-    std::size_t locate(const FieldRun& run) { return pdus.find(run.sought).value_or(nowhere); }
+    template <class Use>
+    void inChain(std::uint8_t /*number*/, Use&& use) const {
+        use.template operator()<pdu::canFd>(PduBytes{frame.bytes, frame.length});
+    }
 
     /// The data of the signal's PDU.
     std::optional<std::size_t> originOf(const FieldWriter& writer) const {
@@ -147,11 +159,10 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
     const CANExtTraceMessage& message;
     std::uint64_t key;
-    pdu::Walk<pdu::canFd> pdus;
 };
 
-void traceFrame(const CANExtTraceMessage& message, std::uint64_t key,
-                const FrameTable<CANSignal>& container) {
+[[gnu::noinline]] void traceFrame(const CANExtTraceMessage& message, std::uint64_t key,
+                                  const FrameTable<CANSignal>& container) {
     logDebug(site, std::hex, key, std::dec);
     logDebug(site, "ctm.getChannel()=", std::dec, unsigned{message.channel});
     logDebug(site, "ctm.getCanId()=", std::hex, message.canId, std::dec);
@@ -160,30 +171,52 @@ void traceFrame(const CANExtTraceMessage& message, std::uint64_t key,
     }
 }
 
+/// Any frame.
+[[gnu::noinline]] bool decodeOther(FrameTable<CANSignal>& container, FrameTable<CANSignal>::Frame& frame,
+                                   const CANExtTraceMessage& message, std::vector<unsigned long>& ids,
+                                   std::uint64_t key) {
+    CANDecoder::decode(container, frame, viewOf(message), ids, message, key);
+    return !ids.empty();
+}
+
+/// The same with debug output.
+[[gnu::noinline]] bool decodeTraced(FrameTable<CANSignal>& container, const CANExtTraceMessage& message,
+                                    std::vector<unsigned long>& ids, std::uint64_t key) {
+    traceFrame(message, key, container);
+    if (auto* const frame = container.lookup(key)) {
+        return decodeOther(container, *frame, message, ids, key);
+    }
+    if (BaseSignal::debug >= 2) {
+        logDebug(site, "CAN message not in canMessageContainer: ", message, ", id = ", std::hex, key,
+                 std::dec);
+    }
+    return false;
+}
+
+[[gnu::noinline]] bool reportEmpty() {
+    logDebug(site, "CANContainer is empty");
+    return false;
+}
+
 } // namespace
 
 bool CANSignal::decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigned long>& ids,
                               unsigned char tslId, SignalStorage* storage) {
     ids.clear();
     if (filing::storageOrDefault(storage).canSignals.empty()) {
-        if (debug) {
-            logDebug(site, "CANContainer is empty");
-        }
-        return false;
+        return debug != 0 && reportEmpty();
     }
     const std::uint64_t key = can::frameKey(tslId, ctm.channel, ctm.canId, ctm.isExtended(), ctm.isFd());
     FrameTable<CANSignal>& container = containerOf(storage);
-    if (debug) {
-        traceFrame(ctm, key, container);
+    if (debug != 0) [[unlikely]] {
+        return decodeTraced(container, ctm, ids, key);
     }
     auto* const frame = container.lookup(key);
     if (frame == nullptr) {
-        if (debug >= 2) {
-            logDebug(site, "CAN message not in canMessageContainer: ", ctm, ", id = ", std::hex, key,
-                     std::dec);
-        }
         return false;
     }
-    CANDecoder::decode(container, *frame, viewOf(ctm), ids, ctm, key);
-    return !ids.empty();
+    const std::size_t length = receivedLength(ctm);
+    return CANDecoder::storedAtOnce(container, *frame, firstWordOf(ctm, length), length, ctm.timestamp,
+                                    ids) ||
+           decodeOther(container, *frame, ctm, ids, key);
 }

@@ -90,9 +90,7 @@ class EthernetDecoder : public FrameDecoder<EthernetDecoder, EthernetSignal> {
     EthernetDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
                     const miiFrameInfo_t& info)
         : FrameDecoder(table, frame, ids), payload(info.payloadOffset),
-          containers(frame.bytes.subspan(std::min<std::size_t>(payload, frame.bytes.size()))),
-          ipdus(containers, containers.size()), spdus(containers, containers.size()),
-          messages(containers, containers.size()) {}
+          containers(frame.bytes.subspan(std::min<std::size_t>(payload, frame.bytes.size()))) {}
 
     static FieldPlace placeOf(const EthernetSignal& signal) {
         const ethernetPosition_t& position = signal.position();
@@ -106,19 +104,19 @@ class EthernetDecoder : public FrameDecoder<EthernetDecoder, EthernetSignal> {
         return place;
     }
 
-    std::size_t locate(const FieldRun& run) {
-        if (!frame.origin) {
-            return nowhere;
-        }
-        switch (run.search) {
+    template <class Use>
+    void inChain(std::uint8_t number, Use&& use) const {
+        constexpr std::size_t inFrame = 0xFFFF; // offsetInFrame
+        const PduBytes pdus{containers, containers.size(), payload, inFrame};
+        switch (number) {
         case Ipdu:
-            return inFrame(ipdus.find(run.sought)).value_or(nowhere);
+            return use.template operator()<pdu::ipdu>(pdus);
         case Spdu:
-            return inFrame(spdus.find(run.sought)).value_or(nowhere);
+            return use.template operator()<pdu::spdu>(pdus);
         case SomeIp:
-            return inFrame(messages.find(run.sought)).value_or(nowhere);
+            return use.template operator()<pdu::someIp>(pdus);
         default:
-            return nowhere;
+            return;
         }
     }
 
@@ -216,9 +214,6 @@ class EthernetDecoder : public FrameDecoder<EthernetDecoder, EthernetSignal> {
 
     const std::size_t payload; ///< where the transport payload begins
     const Bytes containers;
-    pdu::Walk<pdu::ipdu> ipdus;
-    pdu::Walk<pdu::spdu> spdus;
-    pdu::Walk<pdu::someIp> messages;
     const pdu::Chain* lastChain = nullptr;
     std::uint64_t lastWanted = 0;
     std::optional<std::size_t> lastData;

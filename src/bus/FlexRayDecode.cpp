@@ -28,8 +28,7 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
 
     FlexRayDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids,
                    const FlexRayExtTraceMessage& message)
-        : FrameDecoder(table, frame, ids), chainEnd(message.data.size() & 0xFF), walk(frame.bytes, chainEnd) {
-    }
+        : FrameDecoder(table, frame, ids), chainEnd(message.data.size() & 0xFF) {}
 
     /// Inside a PDU the update bit does not count.
     static FieldPlace placeOf(const FlexRaySignal& signal) {
@@ -47,7 +46,7 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
             place.sought = *position.pduId;
         } else if (position.updateBit) {
             place.conditional = true;
-            place.search = UpdateBit;
+            place.search = FieldPlace::updateBit;
             place.sought = *position.updateBit;
         }
         return place;
@@ -66,18 +65,18 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
         return false;
     }
 
-    std::size_t locate(const FieldRun& run) {
-        if (run.search == Pdu) {
-            return walk.find(run.sought).value_or(nowhere);
+    template <class Use>
+    void inChain(std::uint8_t number, Use&& use) const {
+        if (number == Pdu) {
+            use.template operator()<pdu::flexRay>(PduBytes{frame.bytes, chainEnd});
         }
-        return run.search == UpdateBit && isSet(run.sought) ? 0 : nowhere;
     }
 
     std::optional<std::size_t> originOf(const FieldWriter& writer) {
-        if (writer.place.search != UpdateBit) {
+        if (writer.place.search != FieldPlace::updateBit) {
             return dataOf(signalOf(writer));
         }
-        if (isSet(writer.place.sought)) {
+        if (frame.isSet(writer.place.sought)) {
             return 0;
         }
         trace(writer, ": update bit not set");
@@ -92,12 +91,7 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
   private:
     /// What a signal depends on. A frame in which a client has placed one without positions has `Nothing`
     /// that it could find.
-    enum Search : std::uint8_t { Nothing, UpdateBit, Pdu };
-
-    /// A bit past the payload is clear.
-    bool isSet(std::size_t bit) const {
-        return bit / 8 < frame.bytes.size() && (frame.bytes[bit / 8] >> bit % 8 & 1) != 0;
-    }
+    enum Search : std::uint8_t { Nothing, Pdu };
 
     /// Where the data of the signal's PDU begin.
     std::optional<std::size_t> dataOf(const FlexRaySignal& signal) {
@@ -129,7 +123,6 @@ class FlexRayDecoder : public FrameDecoder<FlexRayDecoder, FlexRaySignal> {
     }
 
     const std::size_t chainEnd;
-    pdu::Walk<pdu::flexRay> walk;
     std::optional<std::uint32_t> lastPdu;
     std::optional<std::size_t> lastData;
 };
@@ -142,8 +135,16 @@ bool FlexRaySignal::decodeMessage(const FlexRayExtTraceMessage& frm, std::vector
     if (!flexray::carriesSignals(frm.frameKind)) {
         return false;
     }
-    const std::uint64_t key = flexray::frameKey(tslId, frm.channel, frm.slot, frm.frameKind, frm.cycle);
     FrameTable<FlexRaySignal>& frames = framesOf(storage);
+    const std::uint64_t change = frames.changes().latest();
+    const std::uint64_t anyCycle = flexray::frameKey(tslId, frm.channel, frm.slot, frm.frameKind, 0);
+    const bool isCycle = frm.cycle < flexray::cycleCount;
+    const FrameProgram* const known = isCycle ? frames.memo.find(anyCycle, frm.cycle, change) : nullptr;
+    if (known != nullptr && debug == 0) {
+        FlexRayDecoder::decode(*known, frames, viewOf(frm), ids, frm);
+        return !ids.empty();
+    }
+    const std::uint64_t key = anyCycle + flexray::cycleTerm(frm.cycle);
     auto* const frame = frames.lookup(key);
     if (frame == nullptr) {
         if (debug) {
@@ -155,5 +156,8 @@ bool FlexRaySignal::decodeMessage(const FlexRayExtTraceMessage& frm, std::vector
         logDebug(site, frm);
     }
     FlexRayDecoder::decode(frames, *frame, viewOf(frm), ids, frm);
+    if (isCycle && frame->program()->isShared(change)) {
+        frames.memo.note(anyCycle, frm.cycle, change, *frame->program(), frames.size());
+    }
     return !ids.empty();
 }

@@ -71,6 +71,21 @@ ReceivedFrame viewOf(const LINTraceMessage& message) {
     return {data, length, message.timestamp, wordAt(data, 0), origin};
 }
 
+/// Any frame.
+[[gnu::noinline]] bool decodeOther(FrameTable<LINSignal>& container, FrameTable<LINSignal>::Frame& frame,
+                                   const LINTraceMessage& message, std::vector<unsigned long>& ids,
+                                   std::uint64_t key) {
+    LINDecoder::decode(container, frame, viewOf(message), ids, key);
+    return !ids.empty();
+}
+
+[[gnu::noinline]] void traceUnknown(const LINTraceMessage& message) {
+    if (BaseSignal::debug >= 2) {
+        // The text and the number are those that readers of such lines have always seen.
+        logDebug(site, "LIN message not in canMessageContainer: ", message, ", id = 0");
+    }
+}
+
 } // namespace
 
 bool LINSignal::decodeMessage(const LINTraceMessage& ltm, std::vector<unsigned long>& ids,
@@ -83,14 +98,13 @@ bool LINSignal::decodeMessage(const LINTraceMessage& ltm, std::vector<unsigned l
     FrameTable<LINSignal>& container = containerOf(storage);
     auto* const frame = container.lookup(key);
     if (frame == nullptr) {
-        if (debug >= 2) {
-            // The text and the number are those that readers of such lines have always seen.
-            logDebug(site, "LIN message not in canMessageContainer: ", ltm, ", id = 0");
-        }
+        traceUnknown(ltm);
         return false;
     }
-    LINDecoder::decode(container, *frame, viewOf(ltm), ids, key);
-    return !ids.empty();
+    const ReceivedFrame view = viewOf(ltm);
+    return (view.length != 0 && debug == 0 &&
+            LINDecoder::storedAtOnce(container, *frame, view.firstWord, view.length, view.timestamp, ids)) ||
+           decodeOther(container, *frame, ltm, ids, key);
 }
 
 std::ostream& operator<<(std::ostream& out, const linSignalDef_t& definition) {

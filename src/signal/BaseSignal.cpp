@@ -331,9 +331,7 @@ BaseSignal* BaseSignal::getInstance(const std::string& instance, SignalStorage* 
 }
 
 BaseSignal* BaseSignal::getInstance(unsigned long id, SignalStorage* storage) {
-    const auto& instances = storageOrDefault(storage).instancesById;
-    const auto entry = instances.find(id);
-    return entry != instances.end() ? entry->second : nullptr;
+    return storageOrDefault(storage).instancesById.lookup(id);
 }
 
 std::map<std::string, BaseSignal*>& BaseSignal::getAllInstances() {

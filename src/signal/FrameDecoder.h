@@ -8,6 +8,9 @@
 #include "signal/ByteOrder.h"
 #include "signal/Diagnostics.h"
 #include "signal/FrameProgram.h"
+#include "signal/IdBlocks.h"
+#include "signal/ReceivedFrame.h"
+#include "signal/SearchedFrame.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,19 +18,6 @@
 #include <optional>
 #include <span>
 #include <vector>
-
-/// A received frame as its bus sees it.
-struct ReceivedFrame {
-    std::span<const std::uint8_t> bytes;   ///< all that may be read
-    std::size_t length = 0;                ///< a byte range that ends behind it was not received
-    std::uint64_t timestamp = 0;           ///< nanoseconds since 1970-01-01 UTC
-    std::uint64_t firstWord = 0;           ///< what signals of the whole frame see, byte 0 least significant
-    std::optional<std::size_t> origin = 0; ///< where byte ranges begin to count; nothing: no signal is there
-
-    bool holdsRange(std::size_t start, std::size_t count) const {
-        return start <= length && count <= length - start;
-    }
-};
 
 /// Decodes one frame. `Bus` derives from it and gives:
 ///
@@ -52,10 +42,42 @@ class FrameDecoder {
         const FrameProgram& program =
             FrameProgram::of(entry, table, Bus::placeOf,
                              [](std::uint64_t key, auto&& visit) { return Bus::anyTwin(key, visit); });
+        decode(program, table, frame, ids, more...);
+    }
+    /// The same with the program of the entry.
+    template <class... More>
+    [[gnu::always_inline]] static void decode(const FrameProgram& program, Table& table,
+                                              const ReceivedFrame& frame, std::vector<unsigned long>& ids,
+                                              const More&... more) {
         if (BaseSignal::debug != 0 || !storeAll(program, frame, ids)) {
             Bus(table, frame, ids, more...).decodeOther(program);
         }
     }
+
+    /// The same in a hurry, without a decoder: for a frame whose signals are all private ones of the first
+    /// word, and `ids` with room for them. `length`: of what was received. \return false, and nothing is
+    /// done, for any other. REQUIRES: `ids` is empty, `BaseSignal::debug` is 0.
+    [[gnu::always_inline]] static bool storedAtOnce(const Table& table, const typename Table::Frame& entry,
+                                                    std::uint64_t word, std::size_t length,
+                                                    std::uint64_t timestamp,
+                                                    std::vector<unsigned long>& ids) {
+        const FrameBrief brief = entry.brief();
+        if (brief.count == 0 || brief.end > length) [[unlikely]] {
+            return false;
+        }
+        const FrameProgram& program = *entry.program();
+        // Identifiers first: the way on is clear then, whatever the loop of stores does.
+        if (!program.isOf(table.changes().latest()) ||
+            !idblocks::reportTo(ids, program.firstId(brief), brief.count)) [[unlikely]] {
+            return false;
+        }
+        storeWord(program.fields(brief), word, timestamp);
+        return true;
+    }
+
+    /// Finds a chain of the frame as SearchedFrame asks for it. Replaced by buses that have some.
+    template <class Use>
+    void inChain(std::uint8_t /*number*/, Use&& /*use*/) const {}
 
   protected:
     FrameDecoder(Table& table, const ReceivedFrame& frame, std::vector<unsigned long>& ids)
@@ -79,10 +101,6 @@ class FrameDecoder {
     unsigned long toldLength() const { return frame.length; }
     /// Debug output before a byte range is written.
     void traceBytes() const {}
-    /// Where the byte ranges of a run of conditional signals begin to count, as `originOf` says it, or
-    /// `nowhere`.
-    std::size_t locate(const FieldRun& /*run*/) { return nowhere; }
-    static constexpr std::size_t nowhere = ~std::size_t{0};
     /// Called after a signal was written whose place `selects`.
     void decodeSelected(const FieldWriter& /*writer*/) {}
 
@@ -119,7 +137,7 @@ class FrameDecoder {
     }
 
     Table& table;
-    const ReceivedFrame frame;
+    const ReceivedFrame& frame;
     std::vector<unsigned long>& ids;
     const bool tracing;
 
@@ -148,22 +166,14 @@ class FrameDecoder {
         } else {
             storeSharedRanges(program, frame.bytes.subspan(origin), frame.timestamp);
         }
-        append(program.ids(), ids);
+        report(program.ids(), ids);
         return true;
-    }
-
-    /// All fields lie in one word.
-    static void storeWord(std::span<const PrivateField> fields, std::uint64_t word, std::uint64_t timestamp) {
-        const std::uint64_t inOrder[2] = {word, bitfield::swapped(word)};
-        for (const PrivateField& field : fields) {
-            field.store(inOrder[field.bigEndian ? 1 : 0], timestamp);
-        }
     }
 
     static void storeRanges(const FrameProgram& program, std::span<const std::uint8_t> bytes,
                             std::uint64_t timestamp) {
         for (const PrivateField& field : program.fields()) {
-            storeOne(field, wordAt(bytes, field.startByte), timestamp);
+            field.storeAnyOrder(wordAt(bytes, field.startByte), timestamp);
         }
     }
 
@@ -196,6 +206,17 @@ class FrameDecoder {
         }
     }
 
+    /// REQUIRES: they are all identifiers of a program.
+    static void report(std::span<const unsigned long> own, std::vector<unsigned long>& ids) {
+        if (ids.empty()) {
+            if (idblocks::reportTo(ids, own.data(), own.size())) {
+                return;
+            }
+            ids.reserve(idblocks::roundedUp(own.size())); // for the next time
+        }
+        append(own, ids);
+    }
+
     static void append(std::span<const unsigned long> own, std::vector<unsigned long>& ids) {
         if (ids.empty()) {
             ids.assign(own.begin(), own.end());
@@ -209,83 +230,14 @@ class FrameDecoder {
         if (form == FrameProgram::Form::Selecting && frame.origin && !tracing) {
             storeSelecting(program);
         } else if (form == FrameProgram::Form::Searched && !tracing) {
-            storeFound(program, program.fields());
+            SearchedFrame<Bus, PrivateField>(bus(), frame, program, ids).store();
         } else if (form == FrameProgram::Form::OtherSearched && !tracing) {
             fetch(program);
-            storeFound(program, program.writers());
+            SearchedFrame<Bus, FieldWriter>(bus(), frame, program, ids).store();
         } else {
             decodeEach(program);
         }
     }
-
-    /// Decodes a frame with signals that are not always there, one run of them after the other. `fields` are
-    /// the signals as they are stored. REQUIRES: nothing is reported yet. What the loops use is in variables
-    /// of their own: a store into a slot could change any other for all that the compiler knows.
-    template <class Field>
-    void storeFound(const FrameProgram& program, std::span<const Field> fields) {
-        ids.assign(program.ids().begin(), program.ids().end()); // mostly all are there
-        const std::uint64_t time = frame.timestamp;
-        const FieldWriter* writer = program.writers().data();
-        const Field* field = fields.data();
-        const unsigned long* id = program.ids().data();
-        unsigned long* reported = ids.data();
-        for (const FieldRun& run : program.runs()) {
-            const std::size_t origin = run.conditional ? bus().locate(run) : frame.origin.value_or(nowhere);
-            const std::span own(field, run.count);
-            if (holdsWords(run, origin)) [[likely]] {
-                storeRun(run, own, frame.bytes.data() + origin, time);
-                *reported++ = *id; // mostly the only one, or one of two: too few for a call that copies
-                for (std::uint32_t i = 1; i < run.count; ++i) {
-                    *reported++ = id[i];
-                }
-            } else if (origin != nowhere) {
-                for (std::size_t i = 0; i < run.count; ++i) {
-                    if (fits(writer[i].place, origin)) {
-                        storeOne(own[i], wordAt(frame.bytes, origin + startByteOf(own[i])), time);
-                        *reported++ = id[i];
-                    }
-                }
-            }
-            field += run.count;
-            writer += run.count;
-            id += run.count;
-        }
-        ids.resize(static_cast<std::size_t>(reported - ids.data()));
-    }
-    /// `bytes`: where the ranges begin to count.
-    static void storeRun(const FieldRun& run, std::span<const PrivateField> fields, const std::uint8_t* bytes,
-                         std::uint64_t time) {
-        if (run.isInWord()) {
-            return storeWord(fields, wholeWordAt(bytes), time);
-        }
-        for (const PrivateField& field : fields) {
-            storeOne(field, wholeWordAt(bytes + field.startByte), time);
-        }
-    }
-    static void storeRun(const FieldRun& /*run*/, std::span<const FieldWriter> writers,
-                         const std::uint8_t* bytes, std::uint64_t time) {
-        for (const FieldWriter& writer : writers) {
-            storeOne(writer, wholeWordAt(bytes + writer.place.startByte), time);
-        }
-    }
-    /// No branch: which fields are big-endian is no pattern that a processor learns.
-    static void storeOne(const PrivateField& field, std::uint64_t word, std::uint64_t time) {
-        const std::uint64_t difference = word ^ bitfield::swapped(word);
-        field.store(word ^ (difference & -std::uint64_t{field.bigEndian}), time);
-    }
-    static void storeOne(const FieldWriter& writer, std::uint64_t word, std::uint64_t time) {
-        writer.store(word, time);
-    }
-    /// Whether all ranges of a run were received, and 8 bytes may be read from the start of each.
-    bool holdsWords(const FieldRun& run, std::size_t origin) const {
-        return frame.holdsRange(origin, run.end) &&
-               frame.bytes.size() - origin >= run.lastStart + sizeof(std::uint64_t);
-    }
-    bool fits(const FieldPlace& place, std::size_t origin) const {
-        return frame.holdsRange(origin + place.startByte, place.numBytes);
-    }
-    static std::size_t startByteOf(const PrivateField& field) { return field.startByte; }
-    static std::size_t startByteOf(const FieldWriter& writer) { return writer.place.startByte; }
 
     /// What a signal selects is decoded before the next one, and its identifiers come before that one's.
     void storeSelecting(const FrameProgram& program) {

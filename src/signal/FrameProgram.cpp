@@ -1,5 +1,6 @@
 #include "signal/FrameProgram.h"
 
+#include <limits>
 #include <memory>
 
 ChangeCounter& ChangeCounter::classWide() {
@@ -24,6 +25,16 @@ std::uint32_t endOf(std::span<const FieldWriter> writers) {
     return end;
 }
 
+/// Whether each signal has a slot of its own, so that it does not matter which is stored last.
+bool haveOwnSlots(std::span<const FieldWriter> writers) {
+    std::vector<const signalSlot_t*> slots;
+    for (const FieldWriter& writer : writers) {
+        slots.push_back(writer.slot);
+    }
+    std::sort(slots.begin(), slots.end());
+    return std::adjacent_find(slots.begin(), slots.end()) == slots.end();
+}
+
 /// The form of a frame of direct signals some of which are conditional.
 FrameProgram::Form searchedForm(std::span<const FieldWriter> writers) {
     using enum FrameProgram::Form;
@@ -31,39 +42,26 @@ FrameProgram::Form searchedForm(std::span<const FieldWriter> writers) {
     if (!all([](const FieldWriter& each) { return !each.place.wholeFrame && !each.place.selects; })) {
         return Mixed;
     }
+    if (!haveOwnSlots(writers)) {
+        return Mixed;
+    }
     return all([](const FieldWriter& each) { return each.hasOwnRecord(); }) ? Searched : OtherSearched;
 }
 
-std::vector<FieldRun> runsOf(std::span<const FieldWriter> writers) {
-    std::vector<FieldRun> runs;
+/// Builds the fields from `field` on, in their order.
+void placeFields(std::span<const FieldWriter> writers, bool inWord, PrivateField* field) {
     for (const FieldWriter& writer : writers) {
-        const FieldPlace& place = writer.place;
-        if (runs.empty() || runs.back().conditional != place.conditional ||
-            runs.back().search != place.search || runs.back().sought != place.sought) {
-            runs.push_back({place.sought, 0, 0, 0, place.search, place.conditional});
-        }
-        FieldRun& run = runs.back();
-        ++run.count;
-        run.end = std::max(run.end, place.end());
-        run.lastStart = std::max(run.lastStart, place.startByte);
-    }
-    return runs;
-}
-
-/// Builds the fields from `field` on: those whose ranges lie in one word as fields of that word.
-void placeFields(FrameProgram::Form form, std::span<const FieldWriter> writers,
-                 std::span<const FieldRun> runs, PrivateField* field) {
-    std::size_t run = 0;
-    std::uint32_t left = runs.empty() ? 0 : runs[0].count;
-    for (const FieldWriter& writer : writers) {
-        if (left == 0 && !runs.empty()) {
-            left = runs[++run].count;
-        }
-        --left;
-        const bool inWord =
-            form == FrameProgram::Form::RangesInWord || (!runs.empty() && runs[run].isInWord());
         const PrivateField own = writer.privateField();
         new (field++) PrivateField(inWord ? own.inWordOfRanges() : own);
+    }
+}
+/// The same in the order of storing: those of a run whose ranges lie in one word as fields of that word.
+void placeFields(std::span<const FieldWriter> writers, const StoringOrder& order, PrivateField* field) {
+    const FieldRun* run = order.runs.data();
+    for (std::uint32_t stored = 0; stored < writers.size(); ++stored) {
+        run += run[1].first == stored ? 1 : 0;
+        const PrivateField own = writers[order.places[stored]].privateField();
+        new (field++) PrivateField(run->isInWord() ? own.inWordOfRanges() : own);
     }
 }
 
@@ -97,28 +95,53 @@ FrameProgram::Form FrameProgram::formOf(std::span<const FieldWriter> writers) {
     return Form::Mixed;
 }
 
+FrameBrief FrameProgram::brief() const {
+    if (count > std::numeric_limits<std::uint16_t>::max()) {
+        return {};
+    }
+    const auto briefCount = static_cast<std::uint16_t>(count);
+    switch (ownForm) {
+    case Form::WholeFrame:
+        return {briefCount, 0}; // bytes that were not received count as zero
+    case Form::RangesInWord:
+        return {briefCount, static_cast<std::uint8_t>(rangesEnd)};
+    default:
+        return {};
+    }
+}
+
 FrameProgram* FrameProgram::assembled(std::span<const FieldWriter> writers) {
     const Form form = formOf(writers);
     const bool isSearched = form == Form::Searched || form == Form::OtherSearched;
-    const std::vector<FieldRun> runs = isSearched ? runsOf(writers) : std::vector<FieldRun>();
+    const StoringOrder order = isSearched ? StoringOrder(writers, form == Form::Searched) : StoringOrder();
+    const std::size_t runCount = isSearched ? order.runs.size() - 1 : 0;
     const std::size_t fieldCount = isPrivate(form) ? writers.size() : 0;
-    const std::size_t size = sizeof(FrameProgram) + fieldCount * sizeof(PrivateField) +
-                             runs.size() * sizeof(FieldRun) +
-                             writers.size() * (sizeof(unsigned long) + sizeof(FieldWriter));
+    const std::size_t size =
+        sizeof(FrameProgram) + fieldCount * sizeof(PrivateField) + orderBytes(runCount, writers.size()) +
+        idblocks::roundedUp(writers.size()) * sizeof(unsigned long) + writers.size() * sizeof(FieldWriter);
     auto* const program = new (::operator new(size, cacheLine)) FrameProgram;
     program->count = static_cast<std::uint32_t>(writers.size());
     program->fieldCount = static_cast<std::uint32_t>(fieldCount);
-    program->runCount = static_cast<std::uint32_t>(runs.size());
+    program->runCount = static_cast<std::uint32_t>(runCount);
     program->ownForm = form;
     program->rangesEnd = endOf(writers);
     auto* id = const_cast<unsigned long*>(program->ids().data());
     for (const FieldWriter& writer : writers) {
         new (id++) unsigned long(writer.signal->id);
     }
-    if (isPrivate(form)) {
-        placeFields(form, writers, runs, const_cast<PrivateField*>(program->fields().data()));
+    std::uninitialized_fill_n(id, idblocks::roundedUp(writers.size()) - writers.size(), 0UL);
+    auto* const field = const_cast<PrivateField*>(program->fields().data());
+    if (isSearched) {
+        std::uninitialized_copy(order.runs.begin(), order.runs.end(),
+                                const_cast<FieldRun*>(program->runs().data()));
+        std::uninitialized_copy(order.places.begin(), order.places.end(),
+                                const_cast<std::uint32_t*>(program->places().data()));
     }
-    std::uninitialized_copy(runs.begin(), runs.end(), const_cast<FieldRun*>(program->runs().data()));
+    if (form == Form::Searched) {
+        placeFields(writers, order, field);
+    } else if (isPrivate(form)) {
+        placeFields(writers, form == Form::RangesInWord, field);
+    }
     std::uninitialized_copy(writers.begin(), writers.end(),
                             const_cast<FieldWriter*>(program->writers().data()));
     return program;

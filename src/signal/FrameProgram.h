@@ -12,6 +12,7 @@
 #include "signal/FieldRun.h"
 #include "signal/FieldWriter.h"
 #include "signal/FrameTable.h"
+#include "signal/IdBlocks.h"
 #include "signal/PlainPaths.h"
 
 #include <algorithm>
@@ -24,8 +25,9 @@
 #include <vector>
 
 /// The compiled form of one frame's list of signals: this head, then, if it is of a private form, a short
-/// field a signal, then the identifiers of the signals, then the runs of a searched form, then the writers,
-/// in one block of memory, so that one look-up leads to all of it. What every frame touches comes first.
+/// field a signal, then the identifiers of the signals, filled up to whole blocks, then runs and places of a
+/// searched form, then the writers, in one block of memory, so that one look-up leads to all of it. What
+/// every frame touches comes first.
 class FrameProgram {
   public:
     /// Frames that are decoded without a look at each signal's kind: all signals are direct, and all slots
@@ -50,29 +52,44 @@ class FrameProgram {
     template <class Signal, class PlaceOf, class AnyTwin>
     static const FrameProgram& of(typename FrameTable<Signal>::Frame& frame, FrameTable<Signal>& table,
                                   PlaceOf&& placeOf, AnyTwin&& anyTwin) {
-        const FrameProgram* const program = frame.program.get();
-        if (program != nullptr && program->generation == table.changes().latest()) [[likely]] {
+        const FrameProgram* const program = frame.program();
+        if (program != nullptr && program->isOf(table.changes().latest())) [[likely]] {
             return *program;
         }
         return renewed<Signal>(frame, table, placeOf, anyTwin);
     }
 
     /// Empty unless the form is a private one.
-    std::span<const PrivateField> fields() const {
-        return {reinterpret_cast<const PrivateField*>(this + 1), fieldCount};
-    }
+    std::span<const PrivateField> fields() const { return {firstField(), fieldCount}; }
     /// The identifiers of the signals, in their order.
     std::span<const unsigned long> ids() const {
         return {reinterpret_cast<const unsigned long*>(fields().data() + fieldCount), count};
     }
-    /// Empty unless the form is a searched one.
+    /// Empty unless the form is a searched one. Behind the last run stands one that only ends it.
     std::span<const FieldRun> runs() const {
-        return {reinterpret_cast<const FieldRun*>(ids().data() + count), runCount};
+        return {reinterpret_cast<const FieldRun*>(ids().data() + idblocks::roundedUp(count)), runCount};
+    }
+    /// The places of the signals in their list, in the order of storing, which is that of the fields.
+    /// REQUIRES: the form is a searched one.
+    std::span<const std::uint32_t> places() const {
+        return {reinterpret_cast<const std::uint32_t*>(runs().data() + runCount + 1), count};
     }
     std::span<const FieldWriter> writers() const {
-        return {reinterpret_cast<const FieldWriter*>(runs().data() + runCount), count};
+        const auto* const behindIds = reinterpret_cast<const std::byte*>(runs().data());
+        return {reinterpret_cast<const FieldWriter*>(behindIds + orderBytes(runCount, count)), count};
     }
     Form form() const { return ownForm; }
+    /// Whether it was compiled, from a list that only the library changes, when so many changes were counted.
+    bool isOf(std::uint64_t changes) const { return generation == changes; }
+    /// What the entry of a frame table keeps of it.
+    FrameBrief brief() const;
+    /// The fields and identifiers, for who has a brief that is not empty.
+    std::span<const PrivateField> fields(FrameBrief brief) const { return {firstField(), brief.count}; }
+    const unsigned long* firstId(FrameBrief brief) const {
+        return reinterpret_cast<const unsigned long*>(firstField() + brief.count);
+    }
+    /// Whether it serves several frames, as they are since change number `change`.
+    bool isShared(std::uint64_t change) const { return users > 1 && generation == change; }
     /// Behind the last byte of all ranges.
     std::size_t end() const { return rangesEnd; }
 
@@ -84,6 +101,7 @@ class FrameProgram {
     static constexpr std::uint64_t openMark = std::uint64_t{1} << 63;
 
     FrameProgram() = default;
+    const PrivateField* firstField() const { return reinterpret_cast<const PrivateField*>(this + 1); }
 
     /// The program of a frame that may be out of date or whose list may have changed.
     template <class Signal, class PlaceOf, class AnyTwin>
@@ -91,25 +109,26 @@ class FrameProgram {
                                                          FrameTable<Signal>& table, PlaceOf&& placeOf,
                                                          AnyTwin&& anyTwin) {
         const std::uint64_t wanted = table.changes().latest() | (frame.isOpen() ? openMark : 0);
-        if (frame.program != nullptr && frame.program->generation == wanted &&
-            frame.program->names(frame.signals())) {
-            return *frame.program;
+        if (frame.program() != nullptr && frame.program()->generation == wanted &&
+            frame.program()->names(frame.signals())) {
+            return *frame.program();
         }
         const auto share = [&frame, &table, wanted](std::uint64_t key) {
-            const auto* const twin = table.lookup(key);
-            const bool serves = twin != nullptr && twin != &frame && twin->program != nullptr &&
-                                twin->program->generation == wanted && twin->signals() == frame.signals();
+            auto* const twin = table.lookup(key);
+            const bool serves = twin != nullptr && twin != &frame && twin->program() != nullptr &&
+                                twin->program()->generation == wanted && twin->signals() == frame.signals();
             if (serves) {
-                ++twin->program->users;
-                frame.program.reset(twin->program.get());
+                ++twin->program()->users;
+                frame.keep(twin->program(), twin->brief());
             }
             return serves;
         };
         if (frame.isOpen() || fastPathsOff() || !anyTwin(frame.key(), share)) {
-            frame.program.reset(compiled(frame.signals(), placeOf));
-            frame.program->generation = wanted;
+            FrameProgram* const program = compiled(frame.signals(), placeOf);
+            program->generation = wanted;
+            frame.keep(program, program->brief());
         }
-        return *frame.program;
+        return *frame.program();
     }
 
     /// Whether the writers are those of `signals`.
@@ -132,6 +151,11 @@ class FrameProgram {
             writers.emplace_back(*signal, overridesNothing && !plain, placeOf(*signal));
         }
         return assembled(writers);
+    }
+
+    /// What runs and places take, which only searched forms have.
+    static constexpr std::size_t orderBytes(std::size_t runs, std::size_t signals) {
+        return runs == 0 ? 0 : (runs + 1) * sizeof(FieldRun) + (signals + 1) / 2 * 2 * sizeof(std::uint32_t);
     }
 
     static FrameProgram* assembled(std::span<const FieldWriter> writers);

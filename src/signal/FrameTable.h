@@ -6,6 +6,7 @@
 #include "signal/Export.h"
 #include "signal/HashIndex.h"
 #include "signal/OpeningIterator.h"
+#include "signal/ProgramMemo.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -20,6 +21,14 @@
 class FrameProgram;
 struct FrameProgramDeleter {
     RKSIGNAL_EXPORT void operator()(FrameProgram* program) const;
+};
+
+/// What an entry of a table keeps of its program: known one load earlier, so that the processor, having
+/// guessed the number of a frame's signals wrong, knows it sooner. Empty unless the signals are all private
+/// and plain ones in the first word.
+struct FrameBrief {
+    std::uint16_t count = 0; ///< of the signals; 0: empty
+    std::uint8_t end = 0;    ///< so many bytes of the frame must have been received
 };
 
 /// A `std::map` from frame key to the frame's signals, in its order and with its interface, that finds in
@@ -58,7 +67,15 @@ class FrameTable {
         const mapped_type& signals() const { return position->second; }
         bool isOpen() const { return state == State::Open; }
 
-        std::unique_ptr<FrameProgram, FrameProgramDeleter> program; ///< null: to be worked out
+        /// Null: to be worked out.
+        const FrameProgram* program() const { return ownProgram.get(); }
+        FrameProgram* program() { return ownProgram.get(); }
+        FrameBrief brief() const { return ownBrief; }
+        /// Keeps what was worked out, in place of what there was.
+        void keep(FrameProgram* program, FrameBrief brief) {
+            ownProgram.reset(program);
+            ownBrief = brief;
+        }
 
         Frame() = default;
 
@@ -69,9 +86,13 @@ class FrameTable {
         explicit Frame(typename Map::iterator position)
             : ownKey(position->first), position(position), state(State::Closed) {}
 
+        void forgetProgram() { keep(nullptr, {}); }
+
+        std::unique_ptr<FrameProgram, FrameProgramDeleter> ownProgram;
         key_type ownKey = 0;
         typename Map::iterator position;
         State state = State::Free;
+        FrameBrief ownBrief;
     };
 
     /// `changes` counts the changes after which programs are out of date. It must outlive the table.
@@ -121,6 +142,7 @@ class FrameTable {
     std::pair<iterator, bool> insert(value_type&& entry) { return entered(frames.insert(std::move(entry))); }
 
     iterator erase(const_iterator position) {
+        memo.clear();
         Frame* const frame = index.find(position->first);
         if (frame->isOpen()) {
             openKeys.erase(frame->ownKey);
@@ -138,6 +160,7 @@ class FrameTable {
         return 1;
     }
     void clear() {
+        memo.clear();
         frames.clear();
         index.clear();
         openKeys.clear();
@@ -156,7 +179,8 @@ class FrameTable {
             list.reserve(list.size() + list.size() / 2 + 1);
         }
         list.push_back(signal);
-        frame->program.reset();
+        frame->forgetProgram();
+        memo.clear();
     }
 
     /// Files `signals` as the list of `key`, which must not exist. \return the entry
@@ -184,6 +208,8 @@ class FrameTable {
 
     ChangeCounter& changes() const { return *changeCounter; }
 
+    ProgramMemo memo; ///< of the decoder, if it has cycles
+
   private:
     friend iterator;
 
@@ -201,7 +227,8 @@ class FrameTable {
         if (!frame.isOpen()) {
             openKeys.insert(frame.ownKey);
             frame.state = Frame::State::Open;
-            frame.program.reset(); // it would be taken without a look at the list
+            memo.clear();
+            frame.forgetProgram(); // it would be taken without a look at the list
         }
     }
 
@@ -213,7 +240,8 @@ class FrameTable {
 
     void removeFrom(Frame& frame, const Signal* signal) {
         if (std::erase(frame.position->second, signal) != 0) {
-            frame.program.reset();
+            frame.forgetProgram();
+            memo.clear();
         }
         if (frame.signals().empty()) {
             erase(const_iterator(frame.position));

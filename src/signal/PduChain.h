@@ -9,8 +9,6 @@
 
 #include "rkutil/ByteOrder.h"
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -95,47 +93,5 @@ constexpr std::optional<std::size_t> find(std::span<const std::uint8_t> payload,
     }
     return std::nullopt;
 }
-
-/// Finds many PDUs of one chain as `find` does, in one walk: headers that were read are remembered. Mostly
-/// identifiers ascend along a chain and are asked for in this order: then what is remembered is not even
-/// looked at.
-template <Chain chain>
-class Walk {
-  public:
-    Walk(std::span<const std::uint8_t> payload, std::size_t end) : payload(payload), end(end) {}
-
-    std::optional<std::size_t> find(std::uint32_t wanted) {
-        for (std::size_t i = 0; i < count && wanted <= highest; ++i) {
-            if (identifiers[i] == wanted) {
-                return data[i];
-            }
-        }
-        std::size_t header = next;
-        while (const auto pdu = pduAt<chain>(payload, end, header)) {
-            header = pdu->next;
-            if (count < room) {
-                identifiers[count] = pdu->identifier;
-                data[count++] = pdu->data;
-                highest = std::max(highest, pdu->identifier);
-                next = header;
-            }
-            if (pdu->identifier == wanted) {
-                return pdu->data;
-            }
-        }
-        return std::nullopt;
-    }
-
-  private:
-    static constexpr std::size_t room = 64; ///< later ones are walked along each time
-
-    std::span<const std::uint8_t> payload;
-    std::size_t end;
-    std::size_t next = 0; ///< the first header that is not remembered
-    std::size_t count = 0;
-    std::uint32_t highest = 0;                   ///< identifier that is remembered
-    std::array<std::uint32_t, room> identifiers; // up to `count`
-    std::array<std::size_t, room> data;
-};
 
 } // namespace pdu

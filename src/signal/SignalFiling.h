@@ -9,7 +9,6 @@
 #include "signal/BaseSignal.h"
 #include "signal/Diagnostics.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <vector>
@@ -29,12 +28,12 @@ inline SignalStorage& storageOrDefault(SignalStorage* storage) {
 /// entry in `ofKind` but counts as rejected. `lineEnd` ends the report. \return whether the signal is to be
 /// filed further
 template <class Signal>
-bool enter(Signal& signal, std::uint64_t kindBit, IdTable<std::vector<Signal*>>& ofKind, LogSite site,
+bool enter(Signal& signal, std::uint64_t kindBit, SignalTable<std::vector<Signal*>>& ofKind, LogSite site,
            bool endLine = true) {
     // Storages that stand alone count from several threads.
     signal.id = std::atomic_ref(BaseSignal::instanceCounter)++ + kindBit;
-    ofKind[signal.id].push_back(&signal);
-    if (signal.storage->instancesById.try_emplace(signal.id, &signal).second) {
+    ofKind.file(signal.id, &signal);
+    if (signal.storage->instancesById.file(signal.id, &signal)) {
         return true;
     }
     LogLine line(LogLevel::Error);
@@ -62,24 +61,12 @@ inline std::uint64_t takeRefusedId(const BaseSignal& signal) {
 /// rejected, or it is the child of a signal that has left. An identifier without the signal is reported at
 /// `site`; `gap` stands between its name and the text.
 template <class Signal>
-void leave(Signal& signal, IdTable<std::vector<Signal*>>& ofKind, LogSite site, const char* gap = " ") {
+void leave(Signal& signal, SignalTable<std::vector<Signal*>>& ofKind, LogSite site, const char* gap = " ") {
     const std::uint64_t refusedId = takeRefusedId(signal);
     const bool refused = signal.id == rejectedId && refusedId != 0;
-    const auto entry = ofKind.find(refused ? refusedId : signal.id);
-    if (entry == ofKind.end()) {
-        return;
-    }
-    auto& signals = entry->second;
-    const auto position = std::find(signals.begin(), signals.end(), &signal);
-    if (position == signals.end()) {
-        if (!refused) {
-            logError(site, signal.def.instance, gap, "instance not found in vector");
-        }
-        return;
-    }
-    signals.erase(position);
-    if (signals.empty()) {
-        ofKind.erase(entry);
+    const auto result = ofKind.unfile(refused ? refusedId : signal.id, &signal);
+    if (result == SignalTable<std::vector<Signal*>>::Unfiled::OthersOnly && !refused) {
+        logError(site, signal.def.instance, gap, "instance not found in vector");
     }
 }
 

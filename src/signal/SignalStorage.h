@@ -3,7 +3,7 @@
 #pragma once
 
 #include "signal/Export.h"
-#include "signal/IdTable.h"
+#include "signal/SignalTable.h"
 
 #include <cstdint>
 #include <map>
@@ -26,12 +26,14 @@ enum class SignalTables : std::uint8_t {
 };
 
 /// The signals of one client. Signals enter it when they are built and leave it when they are destroyed; it
-/// does not own them and must outlive them. The tables by kind are keyed by signal identifier.
+/// does not own them and must outlive them. The tables by kind are keyed by signal identifier. Clients may
+/// look into all tables and change them; those by identifier and by kind become maps at the first look.
 ///
 /// Threads: a storage is not locked; its signals are built, destroyed, looked up and decoded by one thread at
-/// a time. Storages with class-wide tables count as one here. A storage that stands alone shares nothing with
-/// any other: each may have a thread of its own, which decodes, builds and destroys private signals without a
-/// lock and without slowing the others, and the same definitions may stand in several.
+/// a time, also through a constant storage. Storages with class-wide tables count as one here. A storage that
+/// stands alone shares nothing with any other: each may have a thread of its own, which decodes, builds and
+/// destroys private signals without a lock and without slowing the others, and the same definitions may stand
+/// in several.
 class RKSIGNAL_EXPORT SignalStorage {
   public:
     /// A storage with class-wide tables.
@@ -39,12 +41,12 @@ class RKSIGNAL_EXPORT SignalStorage {
     explicit SignalStorage(SignalTables tables);
 
     std::map<std::string, BaseSignal*> instancesByName;
-    IdTable<BaseSignal*> instancesById;
-    IdTable<std::vector<CANSignal*>> canSignals;
-    IdTable<std::vector<FlexRaySignal*>> flexRaySignals;
-    IdTable<std::vector<EthernetSignal*>> ethernetSignals;
-    IdTable<std::vector<InputSignal*>> inputSignals;
-    IdTable<std::vector<LINSignal*>> linSignals;
+    SignalTable<BaseSignal*> instancesById;
+    SignalTable<std::vector<CANSignal*>> canSignals;
+    SignalTable<std::vector<FlexRaySignal*>> flexRaySignals;
+    SignalTable<std::vector<EthernetSignal*>> ethernetSignals;
+    SignalTable<std::vector<InputSignal*>> inputSignals;
+    SignalTable<std::vector<LINSignal*>> linSignals;
     /// The identifiers of signals that were refused because these were taken; the tables by kind have them
     /// all the same.
     std::map<const BaseSignal*, std::uint64_t> refusedIds;

@@ -128,12 +128,18 @@ class CanScenario : public Scenario<CANSignal, canSignalDef_t> {
             frame.extended = chance(30);
             frame.canFD = chance(60);
         }
-        for (std::uint32_t count = 1 + below(10); count > 0; --count)
+        for (std::uint32_t count = 1 + below(common ? 40 : 10); count > 0; --count)
             build();
     }
 
-    /// Builds, destroys, redefines or places a signal, or changes the list of a frame by hand.
+    /// Builds, destroys, redefines or places a signal, or changes the list of a frame by hand; common frames
+    /// are left to the library.
     void change() {
+        if (common) {
+            if (chance(5))
+                build();
+            return;
+        }
         const auto chosen = std::next(twins.begin(), below(twins.size()));
         AnyTwin& twin = *chosen;
         const std::uint64_t key = keyOf(twin.def);
@@ -168,7 +174,9 @@ class CanScenario : public Scenario<CANSignal, canSignalDef_t> {
         const canSignalDef_t& identity = frames[below(std::size(frames))];
         const auto message = randomFrame(identity);
         decodeByModel(*message, keyOf(identity));
-        Ids ids{42};
+        if (chance(10))
+            ids = Ids(); // without room
+        ids.assign(1, 42);
         CANSignal::decodeMessage(*message, ids, identity.tslId);
         expectSame(ids, *message);
         for (const AnyTwin& twin : twins)
@@ -220,8 +228,8 @@ class CanScenario : public Scenario<CANSignal, canSignalDef_t> {
     void build() {
         canSignalDef_t def = frames[below(std::size(frames))];
         def.instance = std::to_string(built++);
-        def.multiplexer = chance(25) ? 1 : 0;
-        if (def.canFD && chance(40))
+        def.multiplexer = !common && chance(25) ? 1 : 0;
+        if (def.canFD && !common && chance(40))
             def.pduId = pduIds[below(std::size(pduIds))];
         chooseField(def);
         AnyTwin& twin = twins.emplace_back(def);
@@ -235,6 +243,11 @@ class CanScenario : public Scenario<CANSignal, canSignalDef_t> {
     void chooseField(baseSignalDef_t& def) {
         def.endian = chance(50);
         def.type = static_cast<signalValue_t>(below(5));
+        if (common) {
+            def.startbit = below<std::uint16_t>(56);
+            def.bits = static_cast<std::uint8_t>(1 + below(8));
+            return;
+        }
         const bool strange = chance(10);
         def.startbit = below<std::uint16_t>(strange ? 65536 : chance(50) ? 512 : 64);
         def.bits = static_cast<std::uint8_t>(1 + below(strange ? 100 : def.multiplexer != 0 ? 2 : 64));
@@ -256,7 +269,9 @@ class CanScenario : public Scenario<CANSignal, canSignalDef_t> {
         return message;
     }
 
+    const bool common = chance(50); ///< all signals in the first 8 bytes, and no list changed by hand
     canSignalDef_t frames[3];
+    Ids ids;
     std::map<std::uint64_t, std::vector<AnyTwin*>> model; ///< the signals of every key
     std::uint64_t built = 0, accepted = 0;
 };

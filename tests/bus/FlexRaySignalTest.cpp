@@ -1,9 +1,15 @@
 /// \file
 /// FlexRay signals: where they are filed, what frames and records reach them, and their texts.
 #include "rktrace/TraceRecord.h"
+#include "signal/PlainPaths.h"
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
 
+#include <map>
+#include <memory>
+#include <random>
+
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -75,6 +81,72 @@ TEST_F(FlexRayTest, DefinitionsThatAreRefusedOrFiledNowhere) {
     EXPECT_THAT(FlexRaySignal::flexrayFrames, IsEmpty());
     FlexRaySignal::flexrayFrames[0x2000000000001501] = {&nowhere}; // as clients may
     EXPECT_THAT(decode(frame({1, 2})), IsEmpty());
+}
+
+/// A frame whose cycles share one list, until a client changes that of one cycle or takes it away.
+TEST_F(FlexRayTest, ListsOfCyclesThatClientsChange) {
+    FlexRaySignal first(definition("a", {position()}));
+    auto second = std::make_unique<FlexRaySignal>(definition("b", {position(8)}));
+    const auto keyOf = [](std::uint8_t cycle) { return flexray::frameKey(0, 1, 10, 16, cycle); };
+    const auto decodeCycles = [] {
+        std::vector<std::vector<unsigned long>> ids;
+        for (std::uint8_t cycle = 0; cycle < 4; ++cycle) {
+            ids.push_back(decode(frame({1, 2}, cycle)));
+        }
+        return ids;
+    };
+    const auto both = ElementsAre(kind, kind + 1);
+    const auto one = ElementsAre(kind);
+    auto& frames = FlexRaySignal::flexrayFrames;
+    decodeCycles();
+    EXPECT_THAT(decodeCycles(), ElementsAre(both, both, both, both));
+    auto& listOfCycle1 = frames[keyOf(1)];
+    EXPECT_THAT(decodeCycles(), ElementsAre(both, both, both, both));
+    listOfCycle1.pop_back();
+    EXPECT_THAT(decodeCycles(), ElementsAre(both, one, both, both));
+    frames.erase(keyOf(2));
+    EXPECT_THAT(decodeCycles(), ElementsAre(both, one, IsEmpty(), both));
+    second.reset();
+    EXPECT_THAT(decodeCycles(), ElementsAre(one, one, IsEmpty(), one));
+    frames.clear();
+    EXPECT_THAT(decodeCycles(), Each(IsEmpty()));
+}
+
+/// More PDUs than one pass over a frame looks for, some of them several times in a frame, in any order.
+TEST_F(FlexRayTest, OfEqualPdusTheFirstOneCounts) {
+    std::mt19937 random(17);
+    const auto below = [&random](std::size_t limit) { return static_cast<std::uint8_t>(random() % limit); };
+    for (const bool plain : {false, true}) {
+        plainpaths::wanted = plain;
+        std::vector<std::unique_ptr<FlexRaySignal>> signals;
+        for (unsigned i = 0; i < 150; ++i) {
+            flexRayPosition_t each = position();
+            each.pduId = i * 7 % 150;
+            signals.push_back(std::make_unique<FlexRaySignal>(definition(std::to_string(i), {each})));
+        }
+        for (int round = 0; round < 100; ++round) {
+            Bytes payload;
+            std::map<std::uint32_t, std::uint8_t> firstValues;
+            for (unsigned left = below(40); left > 0; --left) {
+                const auto pdu = round % 2 == 0 ? below(160) : static_cast<std::uint8_t>(2 * left);
+                const std::uint8_t value = below(256);
+                firstValues.emplace(pdu, value);
+                payload.insert(payload.end(), {0, 0, pdu, 1, value});
+            }
+            payload.insert(payload.end(), 2, 0); // a PDU ends before the end
+            const auto ids = decode(frame(payload));
+            std::vector<unsigned long> expected;
+            for (const auto& signal : signals) {
+                const auto value = firstValues.find(*signal->definition.positions.front().pduId);
+                if (value != firstValues.end()) {
+                    expected.push_back(signal->id);
+                    ASSERT_EQ(signal->slot->raw, value->second) << round;
+                }
+            }
+            ASSERT_EQ(ids, expected) << round;
+        }
+    }
+    plainpaths::wanted = false;
 }
 
 TEST_F(FlexRayTest, RecordsAreInUseByTheirBytes) {

@@ -1,7 +1,7 @@
 /// \file
 /// The table of identifiers and the frame table behave as the ordered map that they stand in for.
 #include "signal/FrameTable.h"
-#include "signal/IdTable.h"
+#include "signal/SignalTable.h"
 
 #include <gtest/gtest.h>
 
@@ -48,7 +48,13 @@ void changeBoth(Table& table, MapModel& model, std::uint64_t key, std::mt19937_6
         } else if (model.contains(key)) {
             int* const gone = random() % 2 != 0 ? &one : &two;
             table.unfile(key, gone);
-            if (std::erase(model[key], gone), model[key].empty())
+            if constexpr (std::is_same_v<Table, FrameTable<int>>)
+                std::erase(model[key], gone);
+            else if (const auto first = std::ranges::find(model[key], gone); first != model[key].end())
+                model[key].erase(first); // once
+            else
+                return;
+            if (model[key].empty())
                 model.erase(key);
         }
     }
@@ -96,19 +102,55 @@ TEST(FrameTable, RandomOperationsAsOnAMap) {
 }
 
 /// Identifiers grow; now and then one of another kind, or an old one, comes in between.
-TEST(IdTable, RandomOperationsAsOnAMap) {
+TEST(SignalTable, RandomOperationsAsOnAMap) {
     for (const unsigned range : {20U, 1'000U})
-        expectMap<IdTable<List>>([range](unsigned round, std::uint64_t random) -> std::uint64_t {
+        expectMap<SignalTable<List>>([range](unsigned round, std::uint64_t random) -> std::uint64_t {
             return random % 3 == 0 ? random / 3 % range : std::uint64_t{round % 4'000} * (1 + range % 7);
         });
-    IdTable<List> table{}, copy;
-    table[1], table[70], table[7];
-    copy = table;
-    table.clear();
-    std::string keys;
-    for (auto entry = copy.rbegin(); entry != copy.rend(); ++entry)
-        keys += std::to_string(entry->first) + ' ';
-    EXPECT_EQ(keys, "70 7 1 ");
+}
+
+/// What only the library has filed: in a table of lists and in one of single signals, beside a map.
+TEST(SignalTable, ClosedAsAMap) {
+    using Lists = SignalTable<List>;
+    std::mt19937_64 random(2);
+    for (unsigned round = 0; round < 500 && !HasFailure(); ++round) {
+        Lists lists;
+        SignalTable<int*> singles;
+        MapModel model, singleModel;
+        for (std::uint64_t steps = random() % 300; steps != 0; --steps) {
+            const std::uint64_t key = random() % 2 << 63 | random() % 150;
+            int* const signal = random() % 20 != 0 ? &one : &two;
+            if (const std::uint64_t operation = random() % 8; operation < 4) {
+                if (round % 2 == 0 || !model.contains(key)) // a second signal opens the table
+                    lists.file(key, signal), model[key].push_back(signal);
+                EXPECT_EQ(singles.file(key, signal), singleModel.try_emplace(key, 1, signal).second);
+            } else if (operation < 7) {
+                List& list = model[key];
+                const auto place = std::find(list.begin(), list.end(), signal);
+                const auto expected = list.empty()          ? Lists::Unfiled::NoEntry
+                                      : place == list.end() ? Lists::Unfiled::OthersOnly
+                                                            : Lists::Unfiled::Done;
+                EXPECT_EQ(lists.unfile(key, signal), expected);
+                if (place != list.end())
+                    list.erase(place);
+                if (list.empty())
+                    model.erase(key);
+                EXPECT_EQ(singles.lookup(key), singleModel.contains(key) ? singleModel[key][0] : nullptr);
+            } else {
+                EXPECT_EQ(lists.erase(key), model.erase(key));
+                EXPECT_EQ(singles.erase(key), singleModel.erase(key));
+            }
+            ASSERT_EQ(lists.size(), model.size());
+            ASSERT_EQ(lists.empty(), model.empty());
+        }
+        const Lists copy = lists;
+        EXPECT_EQ(static_cast<const MapModel&>(copy), model);
+        EXPECT_EQ(lists, copy);
+        EXPECT_TRUE(std::equal(singles.begin(), singles.end(), singleModel.begin(), singleModel.end(),
+                               [](auto& left, auto& right) {
+                                   return left.first == right.first && left.second == right.second[0];
+                               }));
+    }
 }
 
 } // namespace
