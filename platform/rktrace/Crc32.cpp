@@ -1,5 +1,7 @@
 #include "rktrace/Crc32.h"
 
+#include "rktrace/Crc32Folding.h"
+
 #include <array>
 #include <cstring>
 
@@ -54,6 +56,9 @@ std::uint32_t remainder(Word word, std::size_t zeros) {
 
 /// The state behind `bytes`.
 std::uint32_t advanced(std::uint32_t state, Bytes bytes) {
+    if (bytes.size() >= 16 && canFoldCrc()) {
+        return crcByFolding(state, bytes);
+    }
     const std::uint8_t* at = bytes.data();
     const std::uint8_t* const end = at + bytes.size();
     for (; end - at >= 16; at += 16) {

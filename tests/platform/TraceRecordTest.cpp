@@ -238,7 +238,27 @@ TEST(TraceRecordFile, FilesFullOfHeadsTakeNoLongerThanOthers) {
     }
 }
 
+/// By the definition: the remainder of a division, bit by bit.
+std::uint32_t dividedCrc(const Record& record) {
+    std::uint32_t rest = ~std::uint32_t{0};
+    for (const std::uint8_t byte : record) {
+        rest ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            rest = rest >> 1 ^ ((rest & 1) != 0 ? 0xEDB88320 : 0);
+        }
+    }
+    return ~rest;
+}
+
 TEST(TraceRecordFile, TheChecksumIsTheUsualOne) {
+    std::mt19937 random(1);
+    Record record;
+    while (record.size() < 200) {
+        record.push_back(static_cast<std::uint8_t>(random()));
+        const std::uint32_t crc = dividedCrc(record);
+        const auto byte = [crc](int shift) { return static_cast<char>(crc >> shift); };
+        EXPECT_EQ(fileOf({record}).substr(16, 4), std::string({byte(24), byte(16), byte(8), byte(0)}));
+    }
     const std::string text = "The quick brown fox jumps over the lazy dog"; // CRC-32 0x414FA339
     EXPECT_EQ(fileOf({Record(text.begin(), text.end())}),
               std::string("RKTRACE\x01RKTR\x00\x00\x00\x2B\x41\x4F\xA3\x39", 20) + text);
