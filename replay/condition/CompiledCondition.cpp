@@ -82,13 +82,15 @@ CompiledCondition::CompiledCondition(ConditionText text, std::string translation
 
 std::vector<double> CompiledCondition::evaluate() {
     ExpParser& machine = *program;
-    std::vector<double> values(machine.program.size());
+    auto steps = machine.program.copy(); // so that the program need not keep them
+    std::vector<double> values(steps.size());
     machine.clearstack();
     auto value = values.begin();
-    for (machine.pc = machine.program.begin(); machine.pc != machine.program.end(); ++machine.pc) {
+    for (machine.pc = steps.begin(); machine.pc != steps.end(); ++machine.pc) {
         (machine.*machine.pc->first)();
         *value++ = *machine.stackTop;
     }
+    machine.pc = {};
     return values;
 }
 

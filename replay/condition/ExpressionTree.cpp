@@ -122,7 +122,7 @@ bool isLogical(Operator kind) {
 
 ExpressionTree::ExpressionTree(const ExpParser& parser) {
     std::vector<std::size_t> open; // operands whose operator is still to come
-    for (const auto& [operation, operand] : parser.program) {
+    for (const auto& [operation, operand] : parser.program.copy()) {
         ExpressionNode node;
         const std::size_t index = allNodes.size();
         const OperatorTraits& step = traits(operation);

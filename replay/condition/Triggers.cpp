@@ -212,6 +212,21 @@ void Triggers::written(const MessageInfo& message, std::span<const unsigned long
     }
 }
 
+void Triggers::writtenWhole(const MessageInfo& message, std::size_t number,
+                            std::span<const unsigned long> ids) {
+    State& all = *state;
+    if (all.timesOut) {
+        for (const unsigned long id : ids) {
+            all.noteWrite(all.catalog.indexOf(id));
+        }
+    } else {
+        all.triggers.writtenWhole(number);
+    }
+    for (ValueSink* const sink : all.valueSinks) {
+        sink->writtenWhole(message, number, ids);
+    }
+}
+
 void Triggers::withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) {
     State& all = *state;
     for (const unsigned long id : ids) {
@@ -247,7 +262,7 @@ const Condition& Triggers::condition(std::size_t trigger) const {
     return state->triggers.condition(trigger);
 }
 
-const TriggerCounts& Triggers::counts(std::size_t trigger) const {
+TriggerCounts Triggers::counts(std::size_t trigger) const {
     return state->triggers.counts(trigger);
 }
 

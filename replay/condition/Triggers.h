@@ -85,6 +85,8 @@ class RKREPLAY_EXPORT Triggers final : public ValueSink {
     void reached(std::uint64_t timestamp) override;
     void signalsAdded() override;
     void written(const MessageInfo& message, std::span<const unsigned long> ids) override;
+    void writtenWhole(const MessageInfo& message, std::size_t number,
+                      std::span<const unsigned long> ids) override;
     void withdrawn(const MessageInfo& message, std::span<const unsigned long> ids) override;
     void decoded(const MessageInfo& message) override;
     bool closed() const override;
@@ -94,7 +96,7 @@ class RKREPLAY_EXPORT Triggers final : public ValueSink {
 
     std::size_t size() const; ///< number of conditions
     const Condition& condition(std::size_t trigger) const;
-    const TriggerCounts& counts(std::size_t trigger) const;
+    TriggerCounts counts(std::size_t trigger) const; ///< so far
 
     /// Whether the condition is true at this moment; nothing while that cannot be known. Counts for nothing.
     std::optional<bool> evaluate(std::size_t trigger) const;

@@ -182,6 +182,7 @@ void addTriggerCommand(CLI::App& program, const Console& console, int& status) {
     const auto options = std::make_shared<TriggerOptions>();
     CLI::App& command = *program.add_subcommand("trigger", "Try trigger conditions on recorded traces");
     addTraceArguments(command, *options);
+    addJobsArgument(command, *options);
     addConditionArguments(command, options->conditions);
     addPrintArgument(command, options->conditions);
     command.add_flag("--edge", options->conditions.options.edgeTrigger,

@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* definitions = R"(BO_ 1 A: 8 X
  SG_ One : 0|2@1+ (1,0) [0|0] "" X
- SG_ Two : 2|2@1- (0.5,0) [0|0] "" X
+ SG_ Two : 2|2@1- (-0.5,0.25) [0|0] "" X
 BO_ 2 B: 8 X
  SG_ Mux M : 0|1@1+ (1,0) [0|0] "" X
  SG_ Zero m0 : 1|1@1+ (1,0) [0|0] "" X
@@ -30,6 +30,13 @@ struct Dice : std::mt19937 {
         return static_cast<unsigned>(std::mt19937::operator()() % sides);
     }
 };
+
+/// Whose limits are not exact in binary.
+constexpr const char* scaledDefinitions = R"(BO_ 1 A: 8 X
+ SG_ Tenth : 0|16@1+ (0.1,-40) [0|0] "" X
+ SG_ Falling : 16|16@1- (-0.3,0.7) [0|0] "" X
+ SG_ Huge : 32|32@1- (1e6,3) [0|0] "" X
+)";
 
 /// Frames of all lengths on two channels, with pauses in which signals time out.
 std::string randomLog(Dice dice) {
@@ -56,6 +63,56 @@ std::vector<std::string> randomExpressions(Dice dice, const Catalog& catalog) {
         text += " != " + std::to_string(dice(3));
         text += " || " + name() + " > 2";
         expressions.push_back(text);
+    }
+    const auto comparison = [&] {
+        const char* const operators[] = {" < ", " <= ", " > ", " >= ", " == ", " != "};
+        const std::string number = dice(2) != 0 ? "-0.25" : std::to_string(dice(4));
+        const std::string signal = name();
+        const std::string compares = operators[dice(6)];
+        return dice(3) == 0 ? number + compares + signal : signal + compares + number;
+    };
+    for (int i = 0; i < 60; ++i) {
+        std::string text = comparison();
+        for (std::size_t terms = dice(3); terms > 0; --terms) {
+            const std::string left = "(" + text + (dice(3) != 0 ? ") && " : ") || ");
+            text = left + (dice(4) == 0 ? name() : comparison());
+        }
+        expressions.push_back(text);
+    }
+    return expressions;
+}
+
+/// Raw values that come in pairs around those whose physical values, as a person writes them, are limits of
+/// the conditions.
+std::string logAroundLimits(Dice dice) {
+    std::string log;
+    for (unsigned i = 0; i < 3000; ++i) {
+        char line[64];
+        const auto near = [&] { return 1000 * dice(5) + dice(5) - 2; };
+        const unsigned tenth = near() & 0xFFFF;
+        const unsigned falling = near() & 0xFFFF;
+        (void)std::snprintf(line, sizeof line, "(%u.0) can0 001#%02X%02X%02X%02X%08X\n", 10 + i / 10,
+                            tenth & 0xFF, tenth >> 8, falling & 0xFF, falling >> 8,
+                            __builtin_bswap32(near()));
+        log += line;
+    }
+    return log;
+}
+
+std::vector<std::string> expressionsWithLimits(Dice dice, const Catalog& /*catalog*/) {
+    std::vector<std::string> expressions;
+    const char* const operators[] = {" < ", " <= ", " > ", " >= ", " == "};
+    for (int raw = 0; raw < 5000; raw += 1000) {
+        for (int near = raw - 1; near <= raw + 1; ++near) {
+            const std::string tenth = std::to_string(near / 10 - 40) + "." + std::to_string(near % 10);
+            char falling[32];
+            (void)std::snprintf(falling, sizeof falling, "%.1f", -0.3 * near + 0.7);
+            expressions.push_back("A.Tenth" + std::string(operators[dice(5)]) + tenth);
+            expressions.push_back("A.Falling" + std::string(operators[dice(5)]) + falling +
+                                  " && A.Tenth >= " + tenth);
+            expressions.push_back("A.Huge" + std::string(operators[dice(5)]) + std::to_string(near) +
+                                  "000003");
+        }
     }
     return expressions;
 }
@@ -97,7 +154,14 @@ struct Model : ValueSink {
         for (std::size_t i = 0; i < parsers.size(); ++i) {
             const auto changed = [&](const BaseSignal* signal) { return now[signal] != before[signal]; };
             const auto& signals = parsers[i]->signals;
-            if ((edge || std::any_of(signals.begin(), signals.end(), changed)) && parsers[i]->getTrigger()) {
+            const bool isDue = std::any_of(signals.begin(), signals.end(), changed);
+            if (bool result = false; isDue) {
+                TriggerCounts& count = counts[i];
+                ++(!parsers[i]->getExpResult(result) ? count.isUnknown
+                   : result                          ? count.isTrue
+                                                     : count.isFalse);
+            }
+            if ((edge || isDue) && parsers[i]->getTrigger()) {
                 firings.push_back(std::to_string(time) + " " + std::to_string(i));
             }
         }
@@ -109,6 +173,7 @@ struct Model : ValueSink {
     bool edge;
     std::vector<std::string> firings;
     std::map<const BaseSignal*, double> before;
+    std::map<std::size_t, TriggerCounts> counts; ///< without firings
 };
 
 struct Recorder : FiringSink {
@@ -118,32 +183,52 @@ struct Recorder : FiringSink {
     std::vector<std::string> firings;
 };
 
-std::vector<std::string> firings(const std::string& log, unsigned seed, bool edge, bool byModel) {
+struct Drive {
+    std::vector<std::string> files; ///< bound to a channel each, and the last one to none
+    std::string log;
+    std::vector<std::string> (*expressions)(Dice dice, const Catalog& catalog);
+};
+
+/// All firings, then how often each condition was true, false, and unknown.
+std::vector<std::string> firings(const Drive& drive, unsigned seed, bool edge, bool byModel) {
     Catalog catalog;
-    catalog.addDbcText(definitions, "bound", 0);
-    catalog.addDbcText(definitions, "any"); // decodes the frames of channel 0 once more
+    for (std::size_t i = 0; i < drive.files.size(); ++i) {
+        const bool isLast = i + 1 == drive.files.size(); // decodes the frames of all channels once more
+        catalog.addDbcText(drive.files[i], "file", isLast ? std::nullopt : std::optional<std::uint8_t>(i));
+    }
     std::vector<std::unique_ptr<ExpParser>> parsers;
     std::vector<Condition> conditions;
-    for (const std::string& text : randomExpressions(Dice(seed), catalog)) {
+    for (const std::string& text : drive.expressions(Dice(seed), catalog)) {
         parsers.push_back(std::make_unique<ExpParser>(text.c_str(), edge, &catalog.storage()));
         conditions.emplace_back(text, catalog, ConditionOptions{.edgeTrigger = edge});
+        EXPECT_TRUE(conditions.back().isUsable()) << text;
     }
     Model model(catalog, std::move(parsers), edge);
     Triggers triggers(catalog, std::move(conditions), {.timeoutOf = timeoutOf});
     Recorder recorder;
     triggers.addFiringSink(recorder);
     Trace trace;
+    const std::string& log = drive.log;
     trace.addMemory(std::span(reinterpret_cast<const std::uint8_t*>(log.data()), log.size()), "random.log");
     Replay(catalog, byModel ? static_cast<ValueSink&>(model) : triggers).run(trace);
-    return byModel ? model.firings : recorder.firings;
+    std::vector<std::string> all = byModel ? model.firings : recorder.firings;
+    for (std::size_t i = 0; i < triggers.size(); ++i) {
+        const TriggerCounts counts = byModel ? model.counts[i] : triggers.counts(i);
+        all.push_back(triggers.condition(i).name() + ": " + std::to_string(counts.isTrue) + " " +
+                      std::to_string(counts.isFalse) + " " + std::to_string(counts.isUnknown));
+    }
+    return all;
 }
 
 TEST(TriggerModel, FiresAsIfAllConditionsWereTriedAtEveryFrame) {
     for (const unsigned seed : {1U, 2U, 3U, 4U}) {
-        const std::string log = randomLog(Dice(seed));
-        const auto expected = firings(log, seed, seed % 2 == 0, true);
-        EXPECT_GT(expected.size(), 100U);
-        EXPECT_EQ(firings(log, seed, seed % 2 == 0, false), expected) << "seed " << seed;
+        const Drive drives[] = {{{definitions, definitions}, randomLog(Dice(seed)), randomExpressions},
+                                {{scaledDefinitions}, logAroundLimits(Dice(seed)), expressionsWithLimits}};
+        for (const Drive& drive : drives) {
+            const auto expected = firings(drive, seed, seed % 2 == 0, true);
+            EXPECT_GT(expected.size(), 200U);
+            EXPECT_EQ(firings(drive, seed, seed % 2 == 0, false), expected) << "seed " << seed;
+        }
     }
 }
 
