@@ -227,7 +227,7 @@ class Catalog::FileAdder {
                                                {&message, index, catalog.allSignals.size()}));
         if (signal != nullptr && storage != &catalog.registry) {
             catalog.registry.instancesByName.try_emplace(record.instance, signal);
-            catalog.registry.instancesById.try_emplace(signal->id, signal);
+            catalog.registry.instancesById.file(signal->id, signal);
         }
         return signal;
     }

@@ -1,5 +1,6 @@
 #include "catalog/MessageDecoder.h"
 
+#include "catalog/PrivateWrite.h"
 #include "definition/MultiplexTree.h"
 #include "signal/PduChain.h"
 #include "signal/PlainPaths.h"
@@ -185,14 +186,6 @@ inline void MessageDecoder::write(std::size_t field, std::uint64_t raw, std::uin
         return;
     }
     writePrivate(*fields[field].slot, signal.modified, raw, timestamp);
-}
-
-inline void MessageDecoder::writePrivate(signalSlot_t& slot, bool& modified, std::uint64_t raw,
-                                         std::uint64_t timestamp) {
-    modified = slot.raw != raw;
-    slot.raw = raw;
-    slot.timestamp = timestamp;
-    slot.valid = 1;
 }
 
 void MessageDecoder::writePlain(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp) {

@@ -136,7 +136,6 @@ class RKREPLAY_EXPORT MessageDecoder {
     void decodeMessage(const std::uint8_t* bytes, const Payload& received, std::vector<unsigned long>& ids);
     void write(std::size_t field, std::uint64_t raw, std::uint64_t timestamp);
     static std::uint64_t cut(const Field& field, const std::uint8_t* bytes);
-    static void writePrivate(signalSlot_t& slot, bool& modified, std::uint64_t raw, std::uint64_t timestamp);
     void writePlain(const std::uint8_t* bytes, std::size_t length, std::uint64_t timestamp);
     template <bool bigEndian, bool isSigned>
     void writePlain(const std::uint8_t* bytes, std::uint64_t timestamp) const;

@@ -7,10 +7,12 @@
 
 namespace rksignal {
 
-EthernetDecoder::EthernetDecoder(const Catalog& catalog, std::vector<unsigned long>& ids, HandOn handOn)
+EthernetDecoder::EthernetDecoder(const Catalog& catalog, std::vector<unsigned long>& ids,
+                                 EthernetFlows& flows, std::function<void()> beforeFlows, HandOn handOn)
     : ids(ids), handOn(std::move(handOn)),
       someIp([this](const SomeIpHeader& header, ByteView data) { takeMessage(header, data); }),
-      definitions(catalog), turns(catalog.signals().size()) {}
+      definitions(catalog), flows(flows), beforeFlows(std::move(beforeFlows)),
+      turns(catalog.signals().size()) {}
 
 bool EthernetDecoder::wants(std::uint8_t channel, ByteView frameBytes) {
     return analyse(channel, frameBytes);
@@ -24,7 +26,9 @@ bool EthernetDecoder::decode(std::uint8_t channel, ByteView frameBytes, std::uin
     isKnown = false;
     found.clear();
     ids.clear();
-    take(ethSignalPosType_t::DEFAULT, 0, frame.subspan(layers.info.payloadOffset));
+    if (holds(ethSignalPosType_t::DEFAULT)) {
+        take(ethSignalPosType_t::DEFAULT, 0, frame.subspan(layers.info.payloadOffset));
+    }
     takePdus(ethSignalPosType_t::IPDU, 8);
     takePdus(ethSignalPosType_t::SPDU, 16);
     if (holds(ethSignalPosType_t::SOMEIP)) {
@@ -36,22 +40,13 @@ bool EthernetDecoder::decode(std::uint8_t channel, ByteView frameBytes, std::uin
 
 void EthernetDecoder::finish() {
     ids.clear();
-    connections.forEach([this](const FlowKey& flow, Connection& connection) {
+    flows.connections.forEach([this](const FlowKey& flow, EthernetFlows::Connection& connection) {
         selection = &definitions.select(connection.layers, flow.channel);
         info = {connection.stream.lastHeld(), {flow.channel, SignalKind::Ethernet}};
         layers = connection.layers;
         connection.stream.finish(someIp);
         handOnIds();
     });
-}
-
-SomeIpStatistics EthernetDecoder::statistics() {
-    SomeIpStatistics sum{segments.assembled(), segments.lost()};
-    connections.forEach([&sum](const FlowKey&, const Connection& connection) {
-        sum.assembled += connection.stream.messages().assembled();
-        sum.lostSegments += connection.stream.lost();
-    });
-    return sum;
 }
 
 /// \return whether a definition names the headers of the frame: then they are in `layers`
@@ -66,19 +61,15 @@ bool EthernetDecoder::analyse(std::uint8_t channel, ByteView bytes) {
     }
     layers.flow.channel = channel;
     selection = &definitions.select(layers, channel);
-    return !selection->empty();
-}
-
-bool EthernetDecoder::holds(ethSignalPosType_t container) const {
-    return std::any_of(selection->begin(), selection->end(), [container](const FrameDefinitions* each) {
-        return !each->fields[static_cast<std::size_t>(container)].empty();
-    });
+    return !selection->definitions.empty();
 }
 
 bool EthernetDecoder::isWanted(const SomeIpHeader& header) const {
-    return std::any_of(selection->begin(), selection->end(), [&header](const FrameDefinitions* each) {
-        return each->find(ethSignalPosType_t::SOMEIP, header.identifier) != nullptr;
-    });
+    const auto& definitionsOfFrame = selection->definitions;
+    return std::any_of(definitionsOfFrame.begin(), definitionsOfFrame.end(),
+                       [&header](const FrameDefinitions* each) {
+                           return each->find(ethSignalPosType_t::SOMEIP, header.identifier) != nullptr;
+                       });
 }
 
 /// Walks along PDUs up to the end of the frame: AUTOSAR PRS_SoAd has the header of 8 bytes. An empty one is
@@ -139,7 +130,10 @@ void EthernetDecoder::takeDatagram() {
 }
 
 void EthernetDecoder::takeTcpSegment() {
-    Connection& connection = connections.at(layers.flow);
+    if (beforeFlows) {
+        beforeFlows();
+    }
+    EthernetFlows::Connection& connection = flows.connections.at(layers.flow);
     const auto outcome = connection.stream.receive(
         {layers.tcpSequence, layers.tcpStarts, layers.payload, info.timestamp}, someIp);
     switch (outcome) {
@@ -163,7 +157,10 @@ void EthernetDecoder::takeMessage(const SomeIpHeader& header, ByteView data) {
         take(ethSignalPosType_t::SOMEIP, header.identifier, data);
     } else if (isWanted(header)) {
         isKnown = true;
-        segments.receive(layers.flow, header, data, [this](const SomeIpHeader& whole, ByteView all) {
+        if (beforeFlows) {
+            beforeFlows();
+        }
+        flows.segments.receive(layers.flow, header, data, [this](const SomeIpHeader& whole, ByteView all) {
             take(ethSignalPosType_t::SOMEIP, whole.identifier, all);
         });
     }
@@ -192,33 +189,44 @@ void EthernetDecoder::takeByLibraryRule() {
 
 /// Writes the signals that lie in the data of a container.
 void EthernetDecoder::take(ethSignalPosType_t container, std::uint64_t identifier, ByteView data) {
-    const auto forEachField = [&](auto&& visit) {
-        for (const FrameDefinitions* const each : *selection) {
-            const EthernetFields* const fields = each->find(container, identifier);
-            for (const EthernetField& field :
-                 fields != nullptr ? std::span(*fields) : std::span<const EthernetField>()) {
+    if (!ids.empty() && wereWritten(container, identifier, data)) {
+        handOnIds();
+    }
+    for (const FrameDefinitions* const each : selection->definitions) {
+        if (const EthernetFields* const fields = each->find(container, identifier)) {
+            for (const EthernetField& field : *fields) {
                 if (field.fits(data)) {
-                    visit(field);
+                    write(field, data);
                 }
             }
         }
-    };
-    bool isAgain = false;
-    forEachField([&](const EthernetField& field) { isAgain = isAgain || turns[field.index] == turn; });
-    if (isAgain) {
-        handOnIds();
     }
-    forEachField([&](const EthernetField& field) {
-        field.signal->write(data.data() + field.begin, field.size, info.timestamp);
-        ids.push_back(field.signal->id);
-        turns[field.index] = turn;
+}
+
+/// Whether the data hold a signal of `ids`.
+bool EthernetDecoder::wereWritten(ethSignalPosType_t container, std::uint64_t identifier,
+                                  ByteView data) const {
+    const auto& all = selection->definitions;
+    return std::any_of(all.begin(), all.end(), [&](const FrameDefinitions* each) {
+        const EthernetFields* const fields = each->find(container, identifier);
+        return fields != nullptr && std::any_of(fields->begin(), fields->end(), [&](const auto& field) {
+                   return field.fits(data) && turns[field.index] == turn;
+               });
     });
+}
+
+inline void EthernetDecoder::write(const EthernetField& field, ByteView data) {
+    field.write(data.data() + field.begin, data.size() - field.begin, info.timestamp);
+    isInOrder = isInOrder && (ids.empty() || field.index > lastIndex);
+    lastIndex = field.index;
+    ids.push_back(field.id);
+    turns[field.index] = turn;
 }
 
 void EthernetDecoder::handOnIds() {
     if (!ids.empty()) {
         isKnown = true;
-        handOn(info);
+        handOn(info, std::exchange(isInOrder, true));
         ids.clear();
         ++turn;
     }

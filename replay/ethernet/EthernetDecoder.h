@@ -4,9 +4,8 @@
 
 #include "catalog/Catalog.h"
 #include "ethernet/EthernetDefinitions.h"
+#include "ethernet/EthernetFlows.h"
 #include "ethernet/FrameLayers.h"
-#include "ethernet/SomeIpSegments.h"
-#include "ethernet/TcpStream.h"
 #include "value/ReplayStatistics.h"
 #include "value/ValueSink.h"
 
@@ -32,11 +31,14 @@ namespace rksignal {
 class EthernetDecoder {
   public:
     /// Called with the signals in `ids`: before one of them is written again, and at the end of a frame.
-    using HandOn = std::function<void(const MessageInfo& info)>;
+    /// `isInOrder`: they are those of several definitions of the catalog, each once, in its order; otherwise
+    /// that is to be seen to.
+    using HandOn = std::function<void(const MessageInfo& info, bool isInOrder)>;
 
-    /// Writes the identifiers of the signals that got a value to `ids`. The catalog must outlive the decoder
-    /// and be complete.
-    EthernetDecoder(const Catalog& catalog, std::vector<unsigned long>& ids, HandOn handOn);
+    /// Writes the identifiers of the signals that got a value to `ids`. The catalog must be complete; it and
+    /// `flows` must outlive the decoder. `beforeFlows`, if given, is called before a frame uses `flows`.
+    EthernetDecoder(const Catalog& catalog, std::vector<unsigned long>& ids, EthernetFlows& flows,
+                    std::function<void()> beforeFlows, HandOn handOn);
 
     /// Whether a definition names the headers of the frame.
     bool wants(std::uint8_t channel, ByteView frame);
@@ -45,20 +47,11 @@ class EthernetDecoder {
     /// No more frames come: decodes what waits for lost segments of TCP.
     void finish();
 
-    SomeIpStatistics statistics();
+    SomeIpStatistics statistics() { return flows.statistics(); }
 
   private:
-    static constexpr std::size_t maxStreams = 256;
-
-    struct Connection {
-        TcpStream stream;
-        FrameLayers layers; ///< of a frame whose segment waits
-
-        void restart() { stream.restart(); }
-    };
-
     bool analyse(std::uint8_t channel, ByteView bytes);
-    bool holds(ethSignalPosType_t container) const;
+    bool holds(ethSignalPosType_t container) const { return selection->holds(container); }
     bool isWanted(const SomeIpHeader& header) const;
     void takePdus(ethSignalPosType_t container, std::size_t headerBytes);
     void takeDatagram();
@@ -66,14 +59,16 @@ class EthernetDecoder {
     void takeMessage(const SomeIpHeader& header, ByteView data);
     void takeByLibraryRule();
     void take(ethSignalPosType_t container, std::uint64_t identifier, ByteView data);
+    bool wereWritten(ethSignalPosType_t container, std::uint64_t identifier, ByteView data) const;
+    void write(const EthernetField& field, ByteView data);
     void handOnIds();
 
     std::vector<unsigned long>& ids;
     const HandOn handOn;
     const SomeIpVisitor someIp; ///< calls takeMessage()
     EthernetDefinitions definitions;
-    SomeIpSegments segments;
-    BoundedTable<FlowKey, Connection, maxStreams> connections;
+    EthernetFlows& flows;
+    const std::function<void()> beforeFlows;
     std::vector<std::uint64_t> turns; ///< by signal: the last turn in which it was written
     std::uint64_t turn = 1;           ///< begins where the signals are handed on
 
@@ -81,7 +76,9 @@ class EthernetDecoder {
     MessageInfo info;
     ByteView frame;
     FrameLayers layers;
-    const EthernetDefinitions::Selection* selection = nullptr;
+    const EthernetSelection* selection = nullptr;
+    std::size_t lastIndex = 0;              ///< of the signals in `ids`
+    bool isInOrder = true;                  ///< each of them has a greater index than the one before
     std::vector<const std::uint8_t*> found; ///< the data of the SOME/IP messages in the frame
     std::vector<std::uint32_t> identifiers; ///< that the library's rule has found in it
     bool isKnown = false;

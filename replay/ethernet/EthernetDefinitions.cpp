@@ -1,5 +1,7 @@
 #include "ethernet/EthernetDefinitions.h"
 
+#include "signal/PlainPaths.h"
+
 #include <algorithm>
 #include <tuple>
 
@@ -52,6 +54,20 @@ bool matches(const EthernetFrameHash& frame, const FrameLayers& layers, std::uin
 
 } // namespace
 
+/// The fast way is open to a field that lies in its bytes, as all do that definition files describe.
+EthernetField::EthernetField(EthernetSignal& written, std::size_t index)
+    : signal(&written), id(written.id), index(index), begin(written.position().startByte),
+      size(written.position().numBytes), modified(&written.modified), cut{}, bigEndian(written.def.endian),
+      isSigned(written.def.type == signalValue_t::Signed) {
+    const auto field = bitfield::wordField(written.d_lsbBit, written.def.bits, written.def.endian);
+    const int highestByte =
+        written.def.endian ? written.d_startByte : written.d_startByte + written.d_bytes - 1;
+    if (field && highestByte < static_cast<int>(size) && !written.shmem && !fastPathsOff()) {
+        slot = written.slot;
+        cut = *field;
+    }
+}
+
 const EthernetFields* FrameDefinitions::find(ethSignalPosType_t container, std::uint64_t identifier) const {
     const auto& table = fields[static_cast<std::size_t>(container)];
     const auto found = table.find(identifier);
@@ -69,12 +85,6 @@ EthernetDefinitions::EthernetDefinitions(const Catalog& catalog) {
     }
 }
 
-bool EthernetDefinitions::haveSomeIp() const {
-    return std::any_of(all.begin(), all.end(), [](const FrameDefinitions& each) {
-        return !each.fields[static_cast<std::size_t>(ethSignalPosType_t::SOMEIP)].empty();
-    });
-}
-
 void EthernetDefinitions::add(EthernetSignal& signal, std::size_t index, bool anyChannel) {
     const ethernetPosition_t& position = signal.position();
     const auto container = static_cast<std::size_t>(position.ethSignalType);
@@ -85,7 +95,7 @@ void EthernetDefinitions::add(EthernetSignal& signal, std::size_t index, bool an
     isOfAnyChannel = isOfAnyChannel || anyChannel;
     definitionsOf(signal.frameHash, anyChannel)
         .fields[container][identifierOf(position)]
-        .push_back({&signal, index, position.startByte, position.numBytes});
+        .emplace_back(signal, index);
 }
 
 FrameDefinitions& EthernetDefinitions::definitionsOf(const EthernetFrameHash& frame, bool anyChannel) {
@@ -103,8 +113,7 @@ FrameDefinitions& EthernetDefinitions::definitionsOf(const EthernetFrameHash& fr
     return added;
 }
 
-const EthernetDefinitions::Selection& EthernetDefinitions::select(const FrameLayers& layers,
-                                                                  std::uint8_t channel) {
+const EthernetSelection& EthernetDefinitions::select(const FrameLayers& layers, std::uint8_t channel) {
     const std::uint64_t hash = hashOf(layers, channel);
     const auto known = selections.find(hash);
     if (known != selections.end()) {
@@ -113,10 +122,13 @@ const EthernetDefinitions::Selection& EthernetDefinitions::select(const FrameLay
     if (selections.size() >= maxSelections) {
         selections.clear();
     }
-    Selection& selection = selections[hash];
+    EthernetSelection& selection = selections[hash];
     for (const FrameDefinitions& each : all) {
         if (matches(each.frame, layers, each.anyChannel ? each.frame.channel : channel)) {
-            selection.push_back(&each);
+            selection.definitions.push_back(&each);
+            for (std::size_t container = 0; container < FrameDefinitions::containers; ++container) {
+                selection.held[container] = selection.held[container] || !each.fields[container].empty();
+            }
         }
     }
     return selection;
