@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace rksignal {
 
@@ -24,10 +24,10 @@ class ByteWindow {
     /// The next `size` bytes, waiting for them if need be; fewer only at the end of the file. Good until the
     /// next call. \throws Error if reading fails; the text names the file
     Bytes peek(std::size_t size) {
-        if (buffer.size() - start < size) [[unlikely]] {
+        if (end - start < size) [[unlikely]] {
             fill(size);
         }
-        return Bytes(buffer).subspan(start, std::min(size, buffer.size() - start));
+        return {buffer.get() + start, std::min(size, end - start)};
     }
 
     /// Moves on. \return whether the file has so many bytes \throws Error if reading fails
@@ -38,10 +38,13 @@ class ByteWindow {
 
   private:
     void fill(std::size_t size);
+    void makeRoom(std::size_t size);
 
     InputFile& file;
-    std::vector<std::uint8_t> buffer;
+    std::unique_ptr<std::uint8_t[]> buffer;
+    std::size_t capacity = 0;
     std::size_t start = 0;    ///< of what peek() gives
+    std::size_t end = 0;      ///< of what has been read
     std::uint64_t passed = 0; ///< bytes of the file before the buffer
 };
 

@@ -52,7 +52,7 @@ class MessageBatch final : public MessageSink {
     void clear();
 
   private:
-    static constexpr std::size_t maxMessages = 1024; ///< fewer than UnknownMessages::maxIdentifiers
+    static constexpr std::size_t maxMessages = 4096; ///< fewer than UnknownMessages::maxIdentifiers
     static constexpr std::size_t maxBytes = std::size_t{256} << 10;
     static constexpr std::size_t largeMessage = 4096; ///< bytes beside the message itself
 

@@ -11,17 +11,38 @@
 
 namespace rksignal {
 
-TraceBlocks::TraceBlocks(Trace& trace, Cut cut)
-    : trace(trace), whole(cut == Cut::LinesIfPossible ? trace.dividedLog(distance) : nullptr) {
+TraceBlocks::TraceBlocks(Trace& trace, Cut cut, std::size_t threads)
+    : trace(trace), whole(cut == Cut::LinesIfPossible ? trace.dividedLog(distance) : nullptr),
+      hasCores(threads <= std::thread::hardware_concurrency()) {
     trace.beginAhead();
     if (whole != nullptr) {
         whole->startBlocks();
     }
 }
 
+/// Threads wait for less than the time of a block, mostly, and it takes longer to wake one that sleeps. So
+/// one that has a core for itself looks again and again before it sleeps.
+template <class Condition>
+void TraceBlocks::waitShortly(Condition&& isMet) const {
+    constexpr int maxLooks = 2000; // some 30 to 100 microseconds
+    for (int looks = 0; hasCores && looks < maxLooks && !isMet(); ++looks) {
+#if defined(__x86_64__)
+        __builtin_ia32_pause();
+#endif
+    }
+}
+
 bool TraceBlocks::take(Block& block, const std::function<void()>& replayBlock) {
+    waitShortly([this] { return !isReading.load(std::memory_order_relaxed); });
     const std::lock_guard guard(reading);
-    block.bytes.clear();
+    isReading.store(true, std::memory_order_relaxed);
+    const bool isTaken = takeNext(block, replayBlock);
+    isReading.store(false, std::memory_order_relaxed);
+    return isTaken;
+}
+
+bool TraceBlocks::takeNext(Block& block, const std::function<void()>& replayBlock) {
+    block.size = 0;
     block.messages.clear();
     if (isFinished || trace.isStopped()) {
         return false;
@@ -30,10 +51,10 @@ bool TraceBlocks::take(Block& block, const std::function<void()>& replayBlock) {
     try {
         whole != nullptr ? readLines(block) : readMessages(block, replayBlock);
     } catch (const ReadingStopped&) { // as at the end
-        block.bytes.clear();
+        block.size = 0;
         finish();
     } catch (...) { // what came before is used
-        block.bytes.clear();
+        block.size = 0;
         readError = std::current_exception();
         finish();
     }
@@ -46,10 +67,10 @@ bool TraceBlocks::take(Block& block, const std::function<void()>& replayBlock) {
 void TraceBlocks::readLines(Block& block) {
     block.bytes.resize(blockSize);
     const std::size_t count = whole->file().readAt(at, block.bytes.data(), blockSize);
+    block.size = count;
     at += count;
     if (count < blockSize) {
         finish();
-        block.bytes.resize(count);
         return;
     }
     const void* const lineEnd = memrchr(block.bytes.data(), '\n', count);
@@ -62,7 +83,7 @@ void TraceBlocks::readLines(Block& block) {
     }
     const auto size = static_cast<std::size_t>(static_cast<const char*>(lineEnd) - block.bytes.data()) + 1;
     at -= count - size;
-    block.bytes.resize(size);
+    block.size = size;
 }
 
 /// Goes on behind the next line end. \return false if there is none
@@ -109,6 +130,7 @@ void TraceBlocks::readMessages(Block& block, const std::function<void()>& replay
 }
 
 void TraceBlocks::await(std::uint64_t number) {
+    waitShortly([this, number] { return turn.load(std::memory_order_acquire) == number; });
     std::unique_lock lock(ending);
     ended.wait(lock, [&] { return turn == number || reasonToAbandon != nullptr; });
     if (reasonToAbandon != nullptr) {
@@ -162,8 +184,9 @@ void Trace::runAhead(MessageSink& sink, const std::function<void()>& handedOn) {
         run(sink);
         return;
     }
-    TraceBlocks blocks(*this, TraceBlocks::Cut::Messages);
-    runInThreads(2, [&](std::size_t) {
+    constexpr std::size_t threads = 2;
+    TraceBlocks blocks(*this, TraceBlocks::Cut::Messages, threads);
+    runInThreads(threads, [&](std::size_t) {
         try {
             TraceBlockReader reader(blocks);
             reader.run([&] {

@@ -37,10 +37,11 @@ class TraceBlocks {
 
     struct Block {
         std::uint64_t number = 0; ///< from 0
-        std::vector<char> bytes;  ///< lines, or
+        std::vector<char> bytes;  ///< the first `size` are lines, or
+        std::size_t size = 0;
         MessageBatch messages;
-        std::string_view lines() const { return {bytes.data(), bytes.size()}; }
-        bool empty() const { return bytes.empty() && messages.empty(); }
+        std::string_view lines() const { return {bytes.data(), size}; }
+        bool empty() const { return size == 0 && messages.empty(); }
     };
 
     /// Whether the traces are long enough for several threads; pipes may be.
@@ -50,8 +51,9 @@ class TraceBlocks {
         Messages,
         LinesIfPossible,
     };
-    /// Begins with the first message of the window, also if that has been read already.
-    TraceBlocks(Trace& trace, Cut cut);
+    /// Begins with the first message of the window, also if that has been read already. `threads` will take
+    /// blocks.
+    TraceBlocks(Trace& trace, Cut cut, std::size_t threads);
 
     /// Reads the next block. When reading has to wait for a pipe, what there is of the block is one, for
     /// which `replayBlock` is called; another one follows. \return false if there is none, or after finish()
@@ -64,7 +66,10 @@ class TraceBlocks {
     void finish() { isFinished = true; }
     /// Ends everything: those who wait get an exception. The first call counts.
     void abandon(std::exception_ptr reason);
-    /// All threads have ended. \throws what reading or a thread has thrown
+    /// Whether reading, or a thread, has thrown something. REQUIRES here and below: all threads have ended.
+    bool hasFailed() const { return readError != nullptr || reasonToAbandon != nullptr; }
+    std::uint64_t count() const { return taken; } ///< of blocks
+    /// \throws what reading or a thread has thrown
     void conclude();
 
     /// That is cut into lines; null if blocks are messages.
@@ -74,6 +79,9 @@ class TraceBlocks {
   private:
     struct Abandoned {};
 
+    bool takeNext(Block& block, const std::function<void()>& replayBlock);
+    template <class Condition>
+    void waitShortly(Condition&& isMet) const;
     void readLines(Block& block);
     bool skipLine();
     void readMessages(Block& block, const std::function<void()>& replayBlock);
@@ -81,16 +89,18 @@ class TraceBlocks {
     Trace& trace;
     std::int64_t distance = 0;
     CandumpTrace* whole;
+    const bool hasCores; ///< for all threads
     std::atomic<bool> isFinished = false;
+    std::atomic<bool> isReading = false; ///< `reading` is held, or about to be
 
     std::mutex reading; ///< guards what follows, and reading from `trace`
     std::uint64_t at = 0;
     std::uint64_t taken = 0;
     std::exception_ptr readError;
 
-    std::mutex ending; ///< guards what follows
+    std::mutex ending; ///< guards changes of what follows
     std::condition_variable ended;
-    std::uint64_t turn = 0;
+    std::atomic<std::uint64_t> turn = 0;
     std::exception_ptr reasonToAbandon;
 };
 

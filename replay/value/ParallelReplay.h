@@ -16,7 +16,8 @@
 namespace rksignal {
 
 /// Follows what one thread of a ParallelReplay decodes: blocks of the traces, in their order, but not all of
-/// them. All calls but the last two operations' come from that thread.
+/// them. All calls but the last two operations' come from that thread; when all have ended, one more block of
+/// the first lane has what was waiting for further frames.
 class RKREPLAY_EXPORT LaneSink : public ValueSink {
   public:
     /// The values of the block `number` follow, counted from 0. `await` waits until all blocks before have
@@ -36,9 +37,10 @@ struct ReplayLane {
 
 /// Replays traces by several threads. Each one takes the next block, decodes it into the signals of its own
 /// catalog, and ends it when those before have ended. Blocks are 128 KB of whole lines of one log that
-/// Trace::isDivisible(), in no window of time, and about 1,000 messages of everything else. What the sinks
-/// get, together and in the order of the blocks, and all counts and reports are the same whatever the number
-/// of threads, and those that Replay gives. Memory does not depend on the length of the traces.
+/// Trace::isDivisible(), in no window of time, and at most 4,096 messages (256 KB) of everything else. What
+/// the sinks get, together and in the order of the blocks, and all counts and reports are the same whatever
+/// the number of threads, and those that Replay gives. SOME/IP messages that lie in several frames are put
+/// together by one thread at a time. Memory does not depend on the length of the traces.
 ///
 ///     if (ParallelReplay::canReplay(trace, catalog)) {
 ///         ParallelReplay replay(catalog);
@@ -48,7 +50,8 @@ struct ReplayLane {
 class RKREPLAY_EXPORT ParallelReplay {
   public:
     /// Whether the traces are longer than 128 KB, or of no known length, and each message stands for itself:
-    /// the catalog has no parameter groups of SAE J1939, no SOME/IP and no signals of a GPS receiver.
+    /// the catalog has no parameter groups of SAE J1939, and no signals of a GPS receiver of which the traces
+    /// may hold messages.
     static bool canReplay(const Trace& trace, const Catalog& catalog);
 
     /// `catalog` must outlive the object.
@@ -65,7 +68,8 @@ class RKREPLAY_EXPORT ParallelReplay {
     const ReplayStatistics& statistics() const { return counts; }
 
   private:
-    void runLane(class TraceBlocks& blocks, const ReplayLane& lane);
+    void runLane(class TraceBlocks& blocks, const ReplayLane& lane, struct EthernetFlows& flows);
+    void finish(const ReplayLane& lane, struct EthernetFlows& flows, std::uint64_t block);
 
     Catalog& catalog;
     ReplaySettings settings;

@@ -31,14 +31,17 @@ bool hasValue(BaseSignal& signal) {
 
 } // namespace
 
-ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings)
+ReplayEngine::ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings,
+                           const Shared* shared)
     : catalog(catalog), sink(sink), transport([&catalog](std::uint8_t channel, std::uint32_t id) {
           return catalog.definesGroup(channel, id);
       }),
       knownSignals(catalog.signals().size()) {
     if (!settings.strict) {
-        ethernet = std::make_unique<EthernetDecoder>(catalog, ids,
-                                                     [this](const MessageInfo& info) { writeGroup(info); });
+        ethernet = std::make_unique<EthernetDecoder>(
+            catalog, ids, shared != nullptr ? shared->flows : ownFlows,
+            shared != nullptr ? shared->beforeFlows : nullptr,
+            [this](const MessageInfo& info, bool isInOrder) { isInOrder ? handOn(info) : writeGroup(info); });
     }
     findIdleMessages(settings.wanted);
     ids.reserve(catalog.signals().size());
@@ -286,9 +289,14 @@ void ReplayEngine::writeGroup(const MessageInfo& info) {
     ++turn;
     std::erase_if(ids, [&](unsigned long id) { return std::exchange(turns[indexOf(id)], turn) == turn; });
     if (!ids.empty()) {
-        catalog.markSeen(ids);
-        sink.written(info, ids);
+        handOn(info);
     }
+}
+
+/// REQUIRES: `ids` is not empty, and in the order of definition.
+void ReplayEngine::handOn(const MessageInfo& info) {
+    catalog.markSeen(ids);
+    sink.written(info, ids);
 }
 
 void ReplayEngine::conclude(const MessageInfo& info, bool known, std::uint32_t identifier) {

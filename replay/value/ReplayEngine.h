@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <tuple>
@@ -30,8 +31,16 @@ class ReplayEngine final : public MessageSink {
   public:
     using Record = std::span<const std::uint8_t>;
 
-    /// Everything must outlive the engine, and the catalog be complete.
-    ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings);
+    /// What engines of several threads have in common.
+    struct Shared {
+        EthernetFlows& flows;
+        std::function<void()> beforeFlows; ///< called before an engine uses `flows`, and in each frame anew
+    };
+
+    /// Everything must outlive the engine, and the catalog be complete. `shared`, if given, is used instead
+    /// of something of its own.
+    ReplayEngine(Catalog& catalog, ValueSink& sink, const ReplaySettings& settings,
+                 const Shared* shared = nullptr);
 
     const ReplayStatistics& statistics();
     /// What has been met since the last call.
@@ -96,6 +105,7 @@ class ReplayEngine final : public MessageSink {
     template <class Decode>
     void decodeGroup(const MessageInfo& info, std::uint32_t identifier, Decode&& decode);
     void writeGroup(const MessageInfo& info);
+    void handOn(const MessageInfo& info);
     void conclude(const MessageInfo& info, bool known, std::uint32_t identifier);
 
     Catalog& catalog;
@@ -106,6 +116,7 @@ class ReplayEngine final : public MessageSink {
     std::vector<unsigned long> ids;
     std::vector<bool> idleMessages; ///< by index in Catalog::messages(): no signal is wanted
     std::array<SoleDecoder, 1U << soleDecoderBits> soleDecoders; ///< of the latest frames, by hash
+    EthernetFlows ownFlows;                                      ///< unless they are shared
     std::unique_ptr<EthernetDecoder> ethernet;                   ///< null: the library's own decoder is used
     std::vector<unsigned long> held;                             ///< GPS signals that have a value
     std::vector<std::uint64_t> turns; ///< by signal: the last call of writeGroup() that handed it on

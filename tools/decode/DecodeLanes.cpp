@@ -3,9 +3,13 @@
 namespace rksignal {
 namespace {
 
+/// Each thread writes to its sink with every message: two sinks must not share a cache line, nor a pair of
+/// lines, which processors fetch together.
+constexpr std::size_t linesApart = 128;
+
 /// Rows of a block, held back until those of all blocks before have been written. A block that has more waits
 /// for them in its midst.
-class RowLane : public LaneSink {
+class alignas(linesApart) RowLane : public LaneSink {
   public:
     RowLane(const Catalog& catalog, const RowSyntax& syntax, OutputBuffer& target,
             const RowSink::Options& options)
@@ -32,7 +36,7 @@ class RowLane : public LaneSink {
     RowSink rows;
 };
 
-class LastLane : public LaneSink {
+class alignas(linesApart) LastLane : public LaneSink {
   public:
     LastLane(const Catalog& catalog, const std::vector<bool>& selected) : values(catalog, selected, {}) {}
 

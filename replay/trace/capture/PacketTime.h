@@ -19,6 +19,13 @@ struct TickUnit {
 /// Nanoseconds since 1970-01-01 UTC, fractions of them cut off; nothing if that is not within 64 bits.
 inline std::optional<std::uint64_t> nanosecondsOf(std::uint64_t ticks, const TickUnit& unit) {
     constexpr std::uint64_t second = 1'000'000'000;
+    constexpr std::uint64_t centuries = std::uint64_t{1} << 63;
+    if (unit == TickUnit{9, 0} && ticks < centuries) { // mostly: nothing is to be converted
+        return ticks;
+    }
+    if (unit == TickUnit{6, 0} && ticks < centuries / 1000) {
+        return ticks * 1000;
+    }
     constexpr unsigned binary = 0x80;
     constexpr unsigned wordBits = 64;
     constexpr unsigned exactBits = 34; // a fraction of so many bits can be multiplied by 10^9

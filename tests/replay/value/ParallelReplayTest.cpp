@@ -1,5 +1,6 @@
 #include "value/ParallelReplay.h"
 #include "rktrace/TraceRecord.h"
+#include "support/EthernetFrame.h"
 
 #include <gtest/gtest.h>
 
@@ -79,7 +80,8 @@ std::string describeReplay(const Catalog& catalog, const Trace& trace, const Rep
         text << message.frames << ' ' << message.shortFrames << ' ' << message.untouched << ' '
              << message.channels << '\n';
     }
-    text << counts.messages() << ' ' << trace.windowReport().outside << '\n';
+    text << counts.messages() << ' ' << trace.windowReport().outside << ' ' << counts.someIp.assembled << ' '
+         << counts.someIp.lostSegments << '\n';
     std::vector<RemarkList> lists = {trace.channels().remarks()};
     for (std::size_t i = 0; i < trace.count(); ++i) {
         const TraceReport& report = trace.report(i);
@@ -96,10 +98,65 @@ std::string describeReplay(const Catalog& catalog, const Trace& trace, const Rep
     return text.str();
 }
 
+constexpr const char* someIpDefinitions = R"({"ethernet": [
+ {"instance": "M", "bits": 8, "positions": [
+   {"startBit": 0, "ethSignalType": "SOME/IP", "serviceId": 1, "methodEventId": 1}]},
+ {"instance": "T", "bits": 8, "positions": [
+   {"startBit": 128, "ethSignalType": "SOME/IP", "serviceId": 1, "methodEventId": 3}]}]})";
+
 struct TracesOfTest {
     std::vector<std::string> contents;
     TimeWindow window = {};
 };
+
+Octets someIpMessage(std::uint32_t method, const Octets& data, std::uint32_t type = 2) {
+    Octets text;
+    append(text, 0x10000U + method, 4);
+    append(text, data.size() + 8, 4);
+    append(text, 1, 4); // the session
+    append(text, 0x01010000U + type * 0x100U, 4);
+    return text + data;
+}
+
+/// The part of a stream of messages from `sequence` on.
+Octets tcpFrame(const Octets& stream, std::size_t sequence) {
+    constexpr std::size_t partSize = 37; // cuts messages wherever that may be
+    constexpr std::ptrdiff_t sequenceAt = 38;
+    const auto begin = stream.begin() + static_cast<std::ptrdiff_t>(sequence);
+    Octets frame = FrameText{.protocol = 6}.with(Octets(begin, begin + partSize));
+    Octets number;
+    append(number, sequence, 4);
+    std::ranges::copy(number, frame.begin() + sequenceAt);
+    return frame;
+}
+
+/// Messages whole, in segments, and in a TCP connection of which parts are missing, also near the end.
+std::string makeSomeIpFile() {
+    Octets stream;
+    for (std::uint8_t i = 0; stream.size() < 150'000; ++i) {
+        stream = stream + someIpMessage(1, {i, 1, 2});
+    }
+    std::ostringstream out;
+    TraceRecordWriter writer(out);
+    MIITraceMessage message{};
+    std::vector<std::uint8_t> record;
+    const auto write = [&](const Octets& frame) {
+        message.timestamp += 1'000'000;
+        message.frame = frame;
+        encodeRecord(message, record);
+        writer.write(record);
+    };
+    for (std::uint32_t i = 0; i < 4000; ++i) {
+        write(FrameText{}.with(someIpMessage(1, {static_cast<std::uint8_t>(i)})));
+        if (i % 500 != 77 && i != 3990) {
+            write(tcpFrame(stream, std::size_t{37} * i));
+        }
+        Octets segment;
+        append(segment, i % 2 == 0 ? 1 : 16, 4); // from byte 0, more follow; from byte 16
+        write(FrameText{}.with(someIpMessage(3, segment + Octets(16, static_cast<std::uint8_t>(i)), 0x22)));
+    }
+    return out.str();
+}
 
 /// With damaged bytes, and records whose content is cut short.
 std::string makeRecordFile() {
@@ -130,6 +187,7 @@ constexpr std::size_t ahead = 99;
 std::string replayBy(const TracesOfTest& traces, std::size_t threads) {
     Catalog catalog;
     catalog.addDbcText(lineDefinitions, "a.dbc");
+    catalog.addJsonText(someIpDefinitions, "a.json");
     Trace trace;
     for (const std::string& content : traces.contents) {
         trace.addMemory({reinterpret_cast<const std::uint8_t*>(content.data()), content.size()}, "a.log",
@@ -160,9 +218,10 @@ std::string replayBy(const TracesOfTest& traces, std::size_t threads) {
 TEST(ParallelReplay, GivesWhatOneThreadGives) {
     const std::string log = makeLongLog();
     const std::string records = makeRecordFile();
+    const std::string someIp = makeSomeIpFile();
     const TimeWindow window{.from = Moment{2'000'000'000, true}, .to = {}, .duration = {}};
-    for (const TracesOfTest& traces :
-         std::initializer_list<TracesOfTest>{{{log}}, {{log}, window}, {{records}}, {{log, records, log}}}) {
+    for (const TracesOfTest& traces : std::initializer_list<TracesOfTest>{
+             {{log}}, {{log}, window}, {{records}}, {{someIp}}, {{log, records, log}}}) {
         const std::string expected = replayBy(traces, plain);
         EXPECT_GT(expected.size(), std::size_t{100'000});
         for (const std::size_t threads : {std::size_t{1}, std::size_t{2}, std::size_t{5}, ahead}) {

@@ -94,6 +94,7 @@ TEST_F(DecodeJobs, DoNotShowInWhatIsWritten) {
              "cat damaged.log | rksignal decode - $JOBS " + kona,
              "zcat kona.rktrace.gz | rksignal decode - $JOBS " + kona,
              "rksignal info kona.log leaf.log $JOBS", "rksignal audit kona.pcapng $JOBS " + kona,
+             "rksignal trigger --timeout 0.5 --when 'VCU_109.Counter == 3' damaged.log $JOBS " + kona,
              "rksignal export --step 0.1 --only '*S*' kona.pcapng $JOBS " + kona}) {
         expectSameOfAnyJobs(folder, command);
     }
