@@ -26,9 +26,12 @@
 #include "watch/WatchCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <new>
 #include <ostream>
+#include <span>
 #include <sstream>
 #include <string_view>
 
@@ -75,16 +78,37 @@ void addDescriptions(CLI::App& program, const Console& console) {
     program.add_flag_callback("--man", showManual, "Write the manual page, for man -l -")->trigger_on_parse();
 }
 
-/// The name of a command that there is not, with what comes close; empty if there is none.
-std::string wrongCommand(const CLI::App& program, const std::string& name) {
-    std::vector<std::string_view> names;
-    for (const CLI::App* command : program.get_subcommands([](const CLI::App*) { return true; })) {
-        names.push_back(command->get_name());
-        if (names.back() == name) {
-            return {};
-        }
+struct NamedCommand {
+    std::string_view name;
+    void (*add)(CLI::App& program, const Console& console, int& status);
+};
+
+constexpr NamedCommand allCommands[] = {
+    {"info", addInfoCommand},       {"decode", addDecodeCommand},   {"plot", addPlotCommand},
+    {"export", addExportCommand},   {"trigger", addTriggerCommand}, {"audit", addAuditCommand},
+    {"report", addReportCommand},   {"live", addLiveCommand},       {"serve", addServeCommand},
+    {"list", addListCommand},       {"explain", addExplainCommand}, {"watch", addWatchCommand},
+    {"events", addEventsCommand},   {"check", addCheckCommand},     {"convert", addConvertCommand},
+    {"compare", addCompareCommand}, {"publish", addPublishCommand}, {"shm", addShmCommand},
+};
+
+/// Adds the command of this name alone, as describing all of them takes longer than most commands need to
+/// start; all for other arguments, such as --help.
+void addCommands(CLI::App& program, const std::string& name, const Console& console, int& status) {
+    const auto* const named = std::ranges::find(allCommands, name, &NamedCommand::name);
+    const std::span<const NamedCommand> all(allCommands);
+    for (const NamedCommand& command : named != std::end(allCommands) ? std::span(named, 1) : all) {
+        command.add(program, console, status);
     }
-    return name.starts_with('-') ? "" : "there is no command " + printable(name) + closestNames(name, names);
+}
+
+/// What comes close to the name of a command that there is not; empty if there is one.
+std::string wrongCommand(const std::string& name) {
+    std::vector<std::string_view> names;
+    std::ranges::transform(allCommands, std::back_inserter(names), &NamedCommand::name);
+    return name.starts_with('-') || std::ranges::count(names, name) > 0
+               ? ""
+               : "there is no command " + printable(name) + closestNames(name, names);
 }
 
 /// Parses the arguments, which runs a command. What the parser has to say is written: help and version to the
@@ -112,29 +136,12 @@ int runProgram(const std::vector<std::string>& arguments, const Console& console
     program.set_version_flag("--version", "rksignal " RKSIGNAL_VERSION);
     program.require_subcommand(1);
     int status = Clean;
-    addInfoCommand(program, console, status);
-    addDecodeCommand(program, console, status);
-    addPlotCommand(program, console, status);
-    addExportCommand(program, console, status);
-    addTriggerCommand(program, console, status);
-    addAuditCommand(program, console, status);
-    addReportCommand(program, console, status);
-    addLiveCommand(program, console, status);
-    addServeCommand(program, console, status);
-    addListCommand(program, console, status);
-    addExplainCommand(program, console, status);
-    addWatchCommand(program, console, status);
-    addEventsCommand(program, console, status);
-    addCheckCommand(program, console, status);
-    addConvertCommand(program, console, status);
-    addCompareCommand(program, console, status);
-    addPublishCommand(program, console, status);
-    addShmCommand(program, console, status);
-    addDescriptions(program, console);
-    if (const std::string message = wrongCommand(program, arguments.front()); !message.empty()) {
+    if (const std::string message = wrongCommand(arguments.front()); !message.empty()) {
         console.messages << "rksignal: " << message << "\nRun with --help for more information.\n";
         return Unusable;
     }
+    addCommands(program, arguments.front(), console, status);
+    addDescriptions(program, console);
     try {
         parse(program, arguments, console, status);
     } catch (const std::bad_alloc&) {
