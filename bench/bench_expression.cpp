@@ -1,6 +1,9 @@
-// Evaluating and compiling trigger conditions, beside muParser with the same reads of signals, and beside
-// native code with the same reads: the limit.
+// Evaluating and compiling trigger conditions, beside muParser and, where it is there, ExprTk with the same
+// reads of signals, and beside native code with the same reads: the limit.
 
+#ifdef BENCH_EXPRTK
+#include "ExprTkCondition.h"
+#endif
 #include "QuietOutput.h"
 #include "expression/ExpParser.h"
 
@@ -48,6 +51,11 @@ class BenchSignals {
         double value = 0.0;
         unsigned long timestamp = 0;
         return signals[index]->read(value, timestamp) ? value : std::numeric_limits<double>::quiet_NaN();
+    }
+    void readAll(std::vector<double>& values) const {
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            values[i] = read(i);
+        }
     }
 
     SignalStorage storage; ///< finds them by the names in the conditions
@@ -132,12 +140,82 @@ void evaluateByMuParser(benchmark::State& state, const Condition& condition, boo
     std::vector<double> variables(condition.signals.size());
     const mu::Parser parser = muParser(condition, variables);
     for (auto _ : state) {
-        for (std::size_t i = 0; i < variables.size(); ++i) {
-            variables[i] = signals.read(i);
-        }
+        signals.readAll(variables);
         benchmark::DoNotOptimize(parser.Eval() != 0);
     }
 }
+
+constexpr std::size_t many = 2000;
+
+/// As speed_and_door, each of `many` on two signals of its own, of which the second is rarely asked for.
+Condition oneOfMany(std::size_t number) {
+    const std::string speed = "s" + std::to_string(2 * number);
+    const std::string door = "s" + std::to_string(2 * number + 1);
+    return {"many",
+            speed + " > " + std::to_string(number % 1000) + " && " + door + " == 1",
+            {speed, door},
+            nullptr};
+}
+
+std::vector<std::string> signalsOfMany() {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < 2 * many; ++i) {
+        names.push_back("s" + std::to_string(i));
+    }
+    return names;
+}
+
+void evaluateManyByLibrary(benchmark::State& state) {
+    BenchSignals signals(signalsOfMany(), false);
+    std::vector<std::unique_ptr<ExpParser>> conditions;
+    for (std::size_t i = 0; i < many; ++i) {
+        conditions.push_back(std::make_unique<ExpParser>(oneOfMany(i).text.c_str(), false, &signals.storage));
+    }
+    bool result = false;
+    for (auto _ : state) {
+        for (const auto& condition : conditions) {
+            benchmark::DoNotOptimize(condition->getExpResult(result));
+            benchmark::DoNotOptimize(result);
+        }
+    }
+}
+
+#ifdef BENCH_EXPRTK
+void evaluateByExprTk(benchmark::State& state, const Condition& condition, bool shared) {
+    const BenchSignals signals(condition.signals, shared);
+    std::vector<double> variables(condition.signals.size());
+    const ExprTkCondition compiled(condition.text, condition.signals, variables);
+    for (auto _ : state) {
+        signals.readAll(variables);
+        benchmark::DoNotOptimize(compiled.value() != 0);
+    }
+}
+
+void evaluateManyByExprTk(benchmark::State& state) {
+    const BenchSignals signals(signalsOfMany(), false);
+    std::vector<std::vector<double>> variables(many, std::vector<double>(2));
+    std::vector<ExprTkCondition> conditions;
+    for (std::size_t i = 0; i < many; ++i) {
+        const Condition condition = oneOfMany(i);
+        conditions.emplace_back(condition.text, condition.signals, variables[i]);
+    }
+    for (auto _ : state) {
+        for (std::size_t i = 0; i < many; ++i) {
+            variables[i][0] = signals.read(2 * i);
+            variables[i][1] = signals.read(2 * i + 1);
+            benchmark::DoNotOptimize(conditions[i].value() != 0);
+        }
+    }
+}
+
+void compileByExprTk(benchmark::State& state, const Condition& condition) {
+    std::vector<double> variables(condition.signals.size(), 1.0);
+    for (auto _ : state) {
+        const ExprTkCondition compiled(condition.text, condition.signals, variables);
+        benchmark::DoNotOptimize(compiled.value());
+    }
+}
+#endif
 
 /// What compiled conditions keep on the heap, each.
 std::size_t bytesOfCondition(const Condition& condition, SignalStorage& storage) {
@@ -155,7 +233,7 @@ void compileByLibrary(benchmark::State& state, const Condition& condition) {
     state.counters["bytes"] = static_cast<double>(bytesOfCondition(condition, signals.storage));
     for (auto _ : state) {
         const ExpParser expression(condition.text.c_str(), false, &signals.storage);
-        benchmark::DoNotOptimize(expression.program.data());
+        benchmark::DoNotOptimize(expression.stackBase);
     }
 }
 
@@ -180,10 +258,16 @@ void registerAll(const Condition& condition) {
         add("ExpEvaluate_muParser" + suffix,
             [=](State& state) { evaluateByMuParser(state, condition, shared); });
         add("ExpEvaluate_native" + suffix, [=](State& state) { evaluateNatively(state, condition, shared); });
+#ifdef BENCH_EXPRTK
+        add("ExpEvaluate_ExprTk" + suffix, [=](State& state) { evaluateByExprTk(state, condition, shared); });
+#endif
     }
     const std::string suffix = "/" + std::string(condition.name);
     add("ExpCompile" + suffix, [=](State& state) { compileByLibrary(state, condition); });
     add("ExpCompile_muParser" + suffix, [=](State& state) { compileByMuParser(state, condition); });
+#ifdef BENCH_EXPRTK
+    add("ExpCompile_ExprTk" + suffix, [=](State& state) { compileByExprTk(state, condition); });
+#endif
 }
 
 } // namespace
@@ -192,6 +276,10 @@ int main(int argc, char** argv) {
     for (const Condition& condition : conditions()) {
         registerAll(condition);
     }
+    add("ExpEvaluateMany/private/2000_conditions", evaluateManyByLibrary);
+#ifdef BENCH_EXPRTK
+    add("ExpEvaluateMany_ExprTk/private/2000_conditions", evaluateManyByExprTk);
+#endif
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -22,6 +22,7 @@ struct Scenario {
     unsigned conditions;
     unsigned busyMessages; ///< those that the log holds
     unsigned concerned;    ///< conditions on each busy message; the others are on the idle ones
+    bool mixed = false;    ///< the conditions on a message have different signals
 };
 
 std::string definitions() {
@@ -49,9 +50,9 @@ std::FILE* writeLog(unsigned busyMessages) {
 }
 
 /// A comparison of two signals of one message, true once in a hundred thousand frames.
-std::string conditionOn(unsigned message, unsigned number) {
+std::string conditionOn(unsigned message, unsigned number, unsigned first, unsigned distance) {
     const std::string name = "M" + std::to_string(message) + ".S";
-    return name + std::to_string(number % 4) + " > 32700 && " + name + std::to_string((number + 1) % 4) +
+    return name + std::to_string(first % 4) + " > 32700 && " + name + std::to_string((first + distance) % 4) +
            " < " + std::to_string(100 + number % 100);
 }
 
@@ -61,7 +62,10 @@ std::vector<Condition> compile(const Scenario& scenario, Catalog& catalog) {
         const bool concerned = i < scenario.busyMessages * scenario.concerned;
         const unsigned idle = messages - scenario.busyMessages;
         const unsigned message = concerned ? i % scenario.busyMessages : scenario.busyMessages + i % idle;
-        conditions.emplace_back(conditionOn(message, i), catalog);
+        const unsigned turn = i / scenario.busyMessages;
+        const std::string text =
+            scenario.mixed ? conditionOn(message, i, turn, 1 + turn / 4 % 3) : conditionOn(message, i, i, 1);
+        conditions.emplace_back(text, catalog);
     }
     return conditions;
 }
@@ -102,6 +106,7 @@ int main(int argc, char** argv) {
         {"no_condition", {0, 12, 0}},
         {"1_condition", {1, 12, 1}},
         {"100_conditions/8_a_frame", {100, 12, 8}},
+        {"100_conditions/8_a_frame_mixed", {100, 12, 8, true}},
         {"1000_conditions/8_a_frame", {1'000, 12, 8}},
         {"10000_conditions/8_a_frame", {10'000, 12, 8}},
         {"10000_conditions/1_a_frame", {10'000, 12, 1}},

@@ -96,6 +96,23 @@ def plain_messages(dbc):
     return "".join(kept)
 
 
+def compared(every):
+    """The commands in groups of those that are compared, such as `last/candump/1_job` and `last_floor/candump`. They
+    run next to each other, so that a slow phase of the machine meets all of them, and several times, as they are short;
+    ratios are those of neighbours.
+    """
+    rounds = 3
+    groups = {}
+    for command in every:
+        form, condition = command.name.split("/")[:2]
+        groups.setdefault((form.removesuffix("_floor"), condition), []).append(command)
+    for group in groups.values():
+        if any(command.runs for command in group):
+            yield group
+        else:
+            yield from [group] * rounds
+
+
 def check_floor(programs, recordings):
     """Ends the program if the floor and rksignal give different rows: a yardstick that does other work measures
     nothing."""
@@ -137,10 +154,11 @@ def container_commands(programs, recordings, jobs):
         path, messages = recordings.drive(ending, hours=hours)
         return [programs / "rksignal", "decode", "--quiet", path, *options], messages
 
-    kinds = {"rktrace": ("rktrace", DEFINITIONS), "rktrace_all_buses": ("rktrace", DEFINITIONS + NETWORK),
-             "pcapng_can": ("pcapng", DEFINITIONS), "pcapng_ethernet": ("ethernet.pcapng", NETWORK)}
-    for name, (ending, definitions) in kinds.items():
-        last = partial(decode, ending, 1, "--last", *definitions)
+    # So long that each has more than a million messages: the start of the program does not count.
+    kinds = {"rktrace": ("rktrace", 1, DEFINITIONS), "rktrace_all_buses": ("rktrace", 1, DEFINITIONS + NETWORK),
+             "pcapng_can": ("pcapng", 1, DEFINITIONS), "pcapng_ethernet": ("ethernet.pcapng", 4, NETWORK)}
+    for name, (ending, length, definitions) in kinds.items():
+        last = partial(decode, ending, length, "--last", *definitions)
         yield Command(f"last/{name}/1_job", partial(last, *jobs(1)))
         if jobs(2):
             yield Command(f"last/{name}/2_jobs", partial(last, *jobs(2)), with_waiting=True)

@@ -67,10 +67,10 @@ def measure(programs, runs, only):
                     figures.run_benchmarks(program, only or ".", REPETITIONS)
                 elif run == 0:
                     figures.run_benchmarks(program, only or SELDOM[program.name], ["--benchmark_min_time=0.01"])
-            for command in list(whole):
-                progress(f"run {run + 1} of {runs}: {command.name}")
-                if (command.runs is None or run < command.runs) and not figures.run_command(command):
-                    whole.remove(command)
+            for group in commands.compared(whole):
+                progress(f"run {run + 1} of {runs}: {group[0].name}")
+                if not all([figures.run_command(command) for command in group if run < (command.runs or runs)]):
+                    whole = [command for command in whole if command not in group]
         if re.search(only or "", "columns") and (programs / "column_rates").exists():
             log, _ = recordings.drive("log", hours=1)
             figures.run_columns([programs / "column_rates", log, *commands.CHANNELS])
