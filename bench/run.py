@@ -120,8 +120,13 @@ def main():
     parser.add_argument("--compare", metavar="FILE", type=pathlib.Path, help="a file of an earlier --json")
     parser.add_argument("--markdown", action="store_true", help="print the table as Markdown")
     arguments = parser.parse_args()
-    before = json.loads(arguments.compare.read_text()) if arguments.compare else None
     programs = arguments.programs.resolve()
+    for name in ("rksignal", "make_drive"):
+        if not (programs / name).exists():
+            parser.error(f"{arguments.programs} lacks {name}: build with RKSIGNAL_BENCH and RKSIGNAL_TOOLS")
+    if arguments.json and arguments.compare and arguments.json.resolve() == arguments.compare.resolve():
+        parser.error("--json would replace the figures of --compare")
+    before = json.loads(arguments.compare.read_text()) if arguments.compare else None
 
     results = {"started": datetime.datetime.now().astimezone().isoformat(timespec="seconds"), "machine": machine(),
                "load_before": load(), "commit": text_of("git", "rev-parse", "--short", "HEAD"),

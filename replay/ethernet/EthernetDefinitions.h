@@ -7,6 +7,7 @@
 #include "catalog/PrivateWrite.h"
 #include "ethernet/FrameLayers.h"
 #include "signal/BitField.h"
+#include "signal/ByteOrder.h"
 
 #include <algorithm>
 #include <array>
@@ -42,17 +43,12 @@ struct EthernetField {
             signal->write(bytes, size, timestamp);
             return;
         }
-        const std::uint64_t word = count >= sizeof word ? wordAt(bytes) : wordUpTo(bytes, count);
+        const std::uint64_t word = count >= sizeof word ? wholeWordAt(bytes) : wordUpTo(bytes, count);
         const std::uint64_t raw = cut(bigEndian ? bitfield::swapped(word) : word, isSigned);
         writePrivate(*slot, *modified, raw, timestamp);
     }
 
   private:
-    static std::uint64_t wordAt(const std::uint8_t* bytes) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, bytes, sizeof word);
-        return word;
-    }
     /// With zeros behind the `count` bytes, which are fewer than 8: in two halves that overlap, as a loop
     /// would take as many steps as there are bytes.
     static std::uint64_t wordUpTo(const std::uint8_t* bytes, std::size_t count) {
