@@ -168,6 +168,21 @@ std::uint64_t ConditionGuard::turn() const {
     return signal != nullptr && signal->def.type == signalValue_t::Signed ? signBit : 0;
 }
 
+RawArc ConditionGuard::arc() const {
+    return {raws.low ^ turn(), raws.high - raws.low};
+}
+
+RawArc hull(RawArc one, RawArc other) {
+    const auto spanOfBoth = [](RawArc begin, RawArc end) {
+        // everything, if `end` comes round to the beginning
+        const std::uint64_t before = end.first - begin.first;
+        return std::max(begin.span, before > lastRaw - end.span ? lastRaw : before + end.span);
+    };
+    const std::uint64_t fromOne = spanOfBoth(one, other);
+    const std::uint64_t fromOther = spanOfBoth(other, one);
+    return fromOther < fromOne ? RawArc{other.first, fromOther} : RawArc{one.first, fromOne};
+}
+
 ConditionGuard guardOf(const ExpressionTree& tree) {
     std::vector<ConditionGuard> guards; // by node
     for (const ExpressionNode& node : tree.nodes()) {
@@ -187,7 +202,7 @@ ConditionGuard guardOf(const ExpressionTree& tree) {
         }
         guards.push_back(guard);
     }
-    return guards.back();
+    return guards.back().raws.isEmpty() ? ConditionGuard() : guards.back();
 }
 
 } // namespace rksignal
