@@ -36,8 +36,9 @@ void traceKey(LogSite site, std::uint64_t key, const char* decision) {
 }
 
 /// The first sight of a kind of frame. \return the entry of the positive list, or null
-FrameTable<EthernetSignal>::Frame* decide(const LogSite& site, const miiFrameInfo_t& info,
-                                          std::uint8_t channel, std::uint64_t key, EthernetTables& tables) {
+[[gnu::noinline]] FrameTable<EthernetSignal>::Frame* decide(const LogSite& site, const miiFrameInfo_t& info,
+                                                            std::uint8_t channel, std::uint64_t key,
+                                                            EthernetTables& tables) {
     if (BaseSignal::debug) {
         for (const auto& entry : std::as_const(tables.frames)) {
             logDebug(site, *entry.first);
@@ -53,9 +54,10 @@ FrameTable<EthernetSignal>::Frame* decide(const LogSite& site, const miiFrameInf
     return decided;
 }
 
-/// The entry of an analysed frame in the positive list, or null if it carries no signal. `site` asks.
-FrameTable<EthernetSignal>::Frame* lookUp(const LogSite& site, const miiFrameInfo_t& info,
-                                          std::uint8_t channel, EthernetTables& tables) {
+/// The entry of an analysed frame in the positive list, or null if it carries no signal. `site` asks. Inline,
+/// with the first sight kept out: a call would save and restore every register of the caller.
+[[gnu::always_inline]] inline FrameTable<EthernetSignal>::Frame*
+lookUp(const LogSite& site, const miiFrameInfo_t& info, std::uint8_t channel, EthernetTables& tables) {
     const std::uint64_t key = ethernet::frameKey(info, channel);
     if (tables.negative.contains(key)) {
         traceKey(site, key, " found in negativeList");

@@ -88,14 +88,36 @@ class SearchedFrame {
 
     /// Stores the runs that are found in a chain. `missing` has a bit a run. \return the bits of the others
     ///
-    /// What the loop uses is in variables of its own: a store into a slot could change any other for all that
-    /// the compiler knows.
+    /// As long as each PDU is the one of the next run, nothing is searched for and nothing noted.
     template <pdu::Chain chain>
     std::uint64_t storePdus(const std::span<const FieldRun> runs, std::uint64_t missing,
                             const PduBytes pdus) {
         const Stored stored(*this);
+        const FieldRun* run = runs.data();
+        const FieldRun* const end = run + runs.size();
+        std::size_t header = 0;
+        for (auto pdu = pdu::pduAt<chain>(pdus.payload, pdus.end, header);
+             pdu && pdu->identifier == run->sought; pdu = pdu::pduAt<chain>(pdus.payload, pdus.end, header)) {
+            stored.storeAt(*run, pdus.origin(pdu->data));
+            if (++run == end) {
+                return 0;
+            }
+            header = pdu->next;
+        }
+        const auto inOrder = static_cast<std::size_t>(run - runs.data());
+        return storeOthers<chain>(runs, missing >> inOrder << inOrder, pdus, header);
+    }
+
+    /// The same from a header on, in whatever order the PDUs come.
+    ///
+    /// What the loop uses is in variables of its own: a store into a slot could change any other for all that
+    /// the compiler knows.
+    template <pdu::Chain chain>
+    std::uint64_t storeOthers(const std::span<const FieldRun> runs, std::uint64_t missing,
+                              const PduBytes pdus, std::size_t header) {
+        const Stored stored(*this);
         std::size_t next = 0; // the run that is likely to be found
-        for (auto pdu = pdu::pduAt<chain>(pdus.payload, pdus.end, 0); pdu && missing != 0;
+        for (auto pdu = pdu::pduAt<chain>(pdus.payload, pdus.end, header); pdu && missing != 0;
              pdu = pdu::pduAt<chain>(pdus.payload, pdus.end, pdu->next)) {
             const std::size_t found =
                 runs[next].sought == pdu->identifier ? next : runOf(pdu->identifier, runs);
@@ -175,16 +197,22 @@ class SearchedFrame {
                 whole.storePartly(run, origin);
                 return;
             }
-            std::uint32_t i = run.first;
             const std::uint32_t end = (&run)[1].first;
-            do {
-                if constexpr (isPrivate) {
-                    fields[i].storeAnyOrder(wholeWordAt(bytes + origin + fields[i].startByte), time);
-                } else {
-                    const FieldWriter& writer = writers[places[i]];
-                    writer.store(wholeWordAt(bytes + origin + writer.place.startByte), time);
+            if constexpr (isPrivate) {
+                if (run.isInWord()) {
+                    return storeWord({fields + run.first, fields + end}, wholeWordAt(bytes + origin), time);
                 }
-            } while (++i < end);
+                const PrivateField* field = fields + run.first;
+                do {
+                    field->storeAnyOrder(wholeWordAt(bytes + origin + field->startByte), time);
+                } while (++field != fields + end);
+            } else {
+                const std::uint32_t* place = places + run.first;
+                do {
+                    const FieldWriter& writer = writers[*place];
+                    writer.store(wholeWordAt(bytes + origin + writer.place.startByte), time);
+                } while (++place != places + end);
+            }
         }
 
         SearchedFrame& whole;
