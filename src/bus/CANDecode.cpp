@@ -173,18 +173,19 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
 /// Any frame.
 [[gnu::noinline]] bool decodeOther(FrameTable<CANSignal>& container, FrameTable<CANSignal>::Frame& frame,
-                                   const CANExtTraceMessage& message, std::vector<unsigned long>& ids,
-                                   std::uint64_t key) {
-    CANDecoder::decode(container, frame, viewOf(message), ids, message, key);
+                                   const CANExtTraceMessage& message, std::vector<unsigned long>& ids) {
+    ids.clear();
+    CANDecoder::decode(container, frame, viewOf(message), ids, message, frame.key());
     return !ids.empty();
 }
 
 /// The same with debug output.
 [[gnu::noinline]] bool decodeTraced(FrameTable<CANSignal>& container, const CANExtTraceMessage& message,
                                     std::vector<unsigned long>& ids, std::uint64_t key) {
+    ids.clear();
     traceFrame(message, key, container);
     if (auto* const frame = container.lookup(key)) {
-        return decodeOther(container, *frame, message, ids, key);
+        return decodeOther(container, *frame, message, ids);
     }
     if (BaseSignal::debug >= 2) {
         logDebug(site, "CAN message not in canMessageContainer: ", message, ", id = ", std::hex, key,
@@ -202,8 +203,8 @@ class CANDecoder : public FrameDecoder<CANDecoder, CANSignal> {
 
 bool CANSignal::decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigned long>& ids,
                               unsigned char tslId, SignalStorage* storage) {
-    ids.clear();
     if (filing::storageOrDefault(storage).canSignals.empty()) {
+        ids.clear();
         return debug != 0 && reportEmpty();
     }
     const std::uint64_t key = can::frameKey(tslId, ctm.channel, ctm.canId, ctm.isExtended(), ctm.isFd());
@@ -213,10 +214,11 @@ bool CANSignal::decodeMessage(const CANExtTraceMessage& ctm, std::vector<unsigne
     }
     auto* const frame = container.lookup(key);
     if (frame == nullptr) {
+        ids.clear();
         return false;
     }
     const std::size_t length = receivedLength(ctm);
     return CANDecoder::storedAtOnce(container, *frame, firstWordOf(ctm, length), length, ctm.timestamp,
                                     ids) ||
-           decodeOther(container, *frame, ctm, ids, key);
+           decodeOther(container, *frame, ctm, ids);
 }

@@ -55,8 +55,8 @@ class FrameDecoder {
     }
 
     /// The same in a hurry, without a decoder: for a frame whose signals are all private ones of the first
-    /// word, and `ids` with room for them. `length`: of what was received. \return false, and nothing is
-    /// done, for any other. REQUIRES: `ids` is empty, `BaseSignal::debug` is 0.
+    /// word, and `ids` with room for them; these are then all that `ids` holds. `length`: of what was
+    /// received. \return false, and nothing is done, for any other. REQUIRES: `BaseSignal::debug` is 0.
     [[gnu::always_inline]] static bool storedAtOnce(const Table& table, const typename Table::Frame& entry,
                                                     std::uint64_t word, std::size_t length,
                                                     std::uint64_t timestamp,
@@ -66,9 +66,18 @@ class FrameDecoder {
             return false;
         }
         const FrameProgram& program = *entry.program();
+        if (!program.isOf(table.changes().latest())) [[unlikely]] {
+            return false;
+        }
+        if (brief.count == 1) { // true of many frames: neither a block nor a loop
+            if (!idblocks::reportOne(ids, *program.firstId(brief))) [[unlikely]] {
+                return false;
+            }
+            program.fields(brief)[0].storeAnyOrder(word, timestamp);
+            return true;
+        }
         // Identifiers first: the way on is clear then, whatever the loop of stores does.
-        if (!program.isOf(table.changes().latest()) ||
-            !idblocks::reportTo(ids, program.firstId(brief), brief.count)) [[unlikely]] {
+        if (!idblocks::reportTo(ids, program.firstId(brief), brief.count)) [[unlikely]] {
             return false;
         }
         storeWord(program.fields(brief), word, timestamp);
