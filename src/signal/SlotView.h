@@ -59,8 +59,8 @@ class RKSIGNAL_EXPORT SlotView {
     /// is not attached. Some 10 ns; 20 us at most, while the slot is held.
     ///
     /// It is one that was written as long as no time stamp but 0, which clearing leaves, comes again while it
-    /// reads, other than with the same value, or at once after itself. A process that was killed under the lock leaves `Held` for those
-    /// who wait for the lock to mend.
+    /// reads, other than with the same value, or at once after itself. A process that was killed under the
+    /// lock leaves `Held` for those who wait for the lock to mend.
     State read(std::uint64_t& raw, std::uint64_t& timestamp) const;
 
     /// Whether the segment has not been removed, and the name still leads to it. Two system calls.
