@@ -10,9 +10,11 @@
 #include "BusProbe.h"
 #include "QuietOutput.h"
 #include "signal/SignalStorage.h"
+#include "support/SegmentRoom.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -153,15 +155,24 @@ void registerContest(const BusWorkload<Bus>& workload, bool shared) {
                                  [contest](auto& state) { contest().runProbe(state); });
 }
 
-/// Every workload with private slots, and those of at most `maxShared` signals with shared ones: a system
-/// has few segments.
+/// Every workload with private slots, and those of at most `maxShared` signals with shared ones, as long as
+/// the system has segments for all that may live at once.
 template <class Bus>
 void registerContests(const std::vector<BusWorkload<Bus>>& workloads) {
     constexpr std::size_t maxShared = 4000;
+    std::uint64_t room = segmentRoom();
     for (const BusWorkload<Bus>& workload : workloads) {
         registerContest<Bus, PrivateProbeField>(workload, false);
-        if (workload.definitions.size() <= maxShared) {
-            registerContest<Bus, SharedProbeField>(workload, true);
+        if (workload.definitions.size() > maxShared) {
+            continue;
         }
+        const std::uint64_t segments = 2 * workload.definitions.size(); // of library and probe
+        if (segments > room) {
+            std::cerr << "skipped: " << Bus::name << "Decode/shared/" << workload.name
+                      << " (kernel.shmmni leaves no room for " << segments << " segments)\n";
+            continue;
+        }
+        room -= segments;
+        registerContest<Bus, SharedProbeField>(workload, true);
     }
 }

@@ -3,6 +3,7 @@
 
 #include "CanWorkload.h"
 #include "LimitProbe.h"
+#include "support/SegmentRoom.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>
@@ -75,9 +76,15 @@ void checkProbeOf(const CanWorkload& workload) {
 }
 
 void registerAll(const CanWorkload& workload) {
-    constexpr std::size_t maxShared = 4000; // a system has few segments
+    constexpr std::size_t maxShared = 4000;
+    const std::size_t segments = workload.definitions.size();
     for (const bool shared : {false, true}) {
-        if (shared && workload.definitions.size() > maxShared) {
+        if (shared && segments > maxShared) {
+            continue;
+        }
+        if (shared && segments > segmentRoom()) {
+            std::cerr << "skipped: CanDecode/shared/" << workload.name
+                      << " (kernel.shmmni leaves no room for " << segments << " segments)\n";
             continue;
         }
         const std::string condition = (shared ? "/shared/" : "/private/") + workload.name;

@@ -5,13 +5,13 @@
 #include "reliability/SoakProcesses.h"
 
 #include "signal/SlotView.h"
+#include "support/SegmentRoom.h"
 
 #include <algorithm>
 #include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <random>
 #include <sys/shm.h>
@@ -31,14 +31,6 @@ constexpr std::uint64_t tolerableGrowth = 256; // KiB
 int skip() {
     std::cout << "skipped: kernel.shmmni leaves no room for " << signals << " segments\n";
     return skipped;
-}
-
-bool hasRoom() {
-    std::uint64_t limit = 0;
-    std::ifstream("/proc/sys/kernel/shmmni") >> limit;
-    shm_info used{};
-    shmctl(0, SHM_INFO, reinterpret_cast<shmid_ds*>(&used));
-    return limit >= static_cast<std::uint64_t>(used.used_ids) + signals;
 }
 
 /// Removes what a run leaves, also one that was killed: segments, their key files and the claims of their
@@ -209,7 +201,7 @@ int main(int argc, char** argv) {
         std::cerr << "usage: soak [--seconds N]\n";
         return 2;
     }
-    if (!hasRoom()) {
+    if (segmentRoom() < signals) {
         return skip();
     }
     return run(seconds);
