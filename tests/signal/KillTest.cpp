@@ -9,7 +9,9 @@
 
 #include <array>
 #include <atomic>
+#include <bit>
 #include <csignal>
+#include <cstddef>
 #include <memory>
 #include <random>
 #include <sys/mman.h>
@@ -52,8 +54,14 @@ class Kill : public SharedMemoryTest {
     }
 };
 
-/// Kills a process that carries out an operation after some of its instructions. \return whether it may
-bool killAfter(int instructions, const std::function<void()>& operation, std::atomic<bool>& isOver) {
+using SlotBytes = std::array<std::byte, sizeof(signalSlot_t)>;
+
+/// What a slot holds after the instructions of an operation, each content once, carried out by a process that
+/// is dead by now: all that it would have left if it had been killed there. Empty where processes may not be
+/// traced.
+std::vector<SlotBytes> afterEachInstruction(const std::function<void()>& operation,
+                                            const signalSlot_t& slot) {
+    auto& isOver = shared<std::atomic<bool>>();
     const pid_t process = fork();
     if (process == 0) {
         if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
@@ -63,25 +71,24 @@ bool killAfter(int instructions, const std::function<void()>& operation, std::at
         isOver = true;
         pause();
     }
+    std::vector<SlotBytes> contents;
     int status = 0;
     waitpid(process, &status, 0);
-    if (!WIFSTOPPED(status))
-        return false;
-    for (int i = 0; i < instructions && !isOver && WIFSTOPPED(status); ++i) {
+    while (WIFSTOPPED(status) && !isOver) {
+        const auto content = std::bit_cast<SlotBytes>(slot);
+        if (contents.empty() || contents.back() != content)
+            contents.push_back(content);
         ptrace(PTRACE_SINGLESTEP, process, nullptr, nullptr);
         waitpid(process, &status, 0);
     }
     kill(process, SIGKILL);
     waitpid(process, nullptr, 0);
-    return true;
+    return contents;
 }
 
 TEST_F(Kill, AfterEachInstructionOfAnOperation) {
-    if (isInstrumented)
-        GTEST_SKIP() << "an operation has too many instructions here";
+    int locked = 0, lines = 0;
     BaseSignal signal(definition("S"), true);
-    auto& isOver = shared<std::atomic<bool>>();
-    int lines = 0;
     LogUtil::setReceiver(
         [&](LogLevel level, std::string_view) { lines += level == LogLevel::Error ? 1 : 0; });
     unsigned long raw = 0, timestamp = 0;
@@ -93,14 +100,16 @@ TEST_F(Kill, AfterEachInstructionOfAnOperation) {
     };
     for (const auto& [expected, operation] : operations) {
         std::map<std::string, int> seen;
-        isOver = false;
-        for (int instructions = 0; !isOver; ++instructions) {
-            operation(); // binds what it calls
-            signal.writeRaw(valueAt(1), 1);
-            if (!killAfter(instructions, operation, isOver))
-                GTEST_SKIP() << "processes may not be traced here";
+        operation(); // binds what it calls
+        signal.writeRaw(valueAt(1), 1);
+        const std::vector<SlotBytes> contents = afterEachInstruction(operation, *signal.slot);
+        if (contents.empty())
+            GTEST_SKIP() << "processes may not be traced here";
+        for (const SlotBytes& content : contents) {
+            *signal.slot = std::bit_cast<signalSlot_t>(content);
+            locked += signal.slot->mutex.__data.__lock != 0 ? 1 : 0;
             const bool valid = signal.read(raw, timestamp);
-            EXPECT_EQ(raw, valid ? valueAt(timestamp) : 0) << instructions;
+            EXPECT_EQ(raw, valid ? valueAt(timestamp) : 0) << &content - contents.data();
             ++seen[!valid ? "none" : timestamp == 1 ? "old" : "new"];
         }
         std::string outcomes;
@@ -108,7 +117,7 @@ TEST_F(Kill, AfterEachInstructionOfAnOperation) {
             outcomes += seen[outcome] != 0 ? std::string(outcome) + " " : "";
         EXPECT_EQ(outcomes, expected);
     }
-    EXPECT_GT(lines, 20);
+    EXPECT_EQ(lines, locked); // each of these locks was released, and that was said
 }
 
 /// What the processes of the test below have come to.
