@@ -5,8 +5,12 @@
 #include "support/CapturedOutput.h"
 #include "support/SignalTest.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <set>
+#include <sstream>
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -75,28 +79,68 @@ inline std::string claimOf(const std::string& instance) {
     return std::filesystem::read_symlink(claimFile(keyOf(instance)), none).string();
 }
 
-/// Gives instance names that no other run uses, and removes their key files, claims and segments at the end.
+/// Gives instance names that no other run uses, and removes their key files, claims and segments at the end:
+/// a later run may get a file with the key of a segment that was left.
 class SharedMemoryTest : public SignalTest {
   protected:
     void TearDown() override {
         SignalTest::TearDown();
+        for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator("/tmp"))
+            if (entry.path().filename().string().starts_with(".rksignal-key-"))
+                removeClaimed(entry.path());
         for (const std::string& instance : instances) {
             shmctl(segmentOf(instance), IPC_RMID, nullptr);
-            std::filesystem::remove(claimFile(keyOf(instance)));
             std::filesystem::remove_all("/tmp/" + instance);
         }
     }
 
     /// The definition of a signal of 8 bytes under a new name.
     baseSignalDef_t definition(const std::string& name) {
-        instances.push_back("rksignal-test-" + std::to_string(getpid()) + "-" + name);
-        baseSignalDef_t def = byteDefinition(instances.back());
+        const std::string instance = "rksignal-test-" + std::to_string(getpid()) + "-" + name;
+        instances.insert(instance);
+        baseSignalDef_t def = byteDefinition(instance);
         def.bits = 64;
         return def;
+    }
+
+    /// Makes a key file by hand, with a key that neither a segment nor another file has.
+    static void makeKeyFile(const std::string& instance) {
+        const std::string path = "/tmp/" + instance;
+        std::vector<std::string> passedOver; // kept until the end, or the next file would be the same again
+        while (std::ofstream(path) << "", isKeyTaken(instance)) {
+            passedOver.push_back("/tmp/.rksignal-" + instance + std::to_string(passedOver.size()));
+            std::filesystem::rename(path, passedOver.back());
+        }
+        for (const std::string& file : passedOver)
+            std::filesystem::remove(file);
     }
 
     CapturedOutput output;
 
   private:
-    std::vector<std::string> instances;
+    static bool isKeyTaken(const std::string& instance) {
+        const std::filesystem::directory_iterator files("/tmp");
+        return segmentOf(instance) >= 0 ||
+               std::any_of(begin(files), end(files), [&](const std::filesystem::directory_entry& file) {
+                   const std::string name = file.path().filename();
+                   return name != instance && !name.starts_with(".rksignal-") &&
+                          keyOf(name) == keyOf(instance);
+               });
+    }
+
+    /// Removes a claim of one of the instances, and the segment that it names.
+    void removeClaimed(const std::filesystem::path& claim) {
+        std::error_code none;
+        std::istringstream text(std::filesystem::read_symlink(claim, none).string());
+        std::string instance;
+        std::getline(text, instance, '/');
+        if (!instances.contains(instance))
+            return;
+        int shmId = -1;
+        if (text >> shmId)
+            shmctl(shmId, IPC_RMID, nullptr);
+        std::filesystem::remove(claim);
+    }
+
+    std::set<std::string> instances;
 };

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <fstream>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <memory>
@@ -124,7 +123,7 @@ TEST_F(SharedSegments, NamesOutsideTmpAndSymbolicLinksAreRefused) {
 TEST_F(SharedSegments, SegmentsOfOthersAreReportedAndNotUsed) {
     const baseSignalDef_t small = definition("small"), winner = definition("winner"),
                           loser = definition("loser");
-    std::ofstream("/tmp/" + small.instance) << "";
+    makeKeyFile(small.instance);
     EXPECT_GE(shmget(keyOf(small.instance), 50, IPC_CREAT | 0666), 0);
     expectFallsBack(small.instance, "shmget (NAME): Invalid argument");
 
@@ -389,6 +388,7 @@ TEST_F(SharedSegments, SegmentMadeByHandIsFound) {
     };
     for (const auto& [content, state] : rows) {
         const baseSignalDef_t def = definition(state);
+        makeKeyFile(def.instance);
         std::ofstream("/tmp/" + def.instance) << "old content";
         const int shmId = shmget(keyOf(def.instance), 104, IPC_CREAT | IPC_EXCL | 0666);
         void* const slot = shmat(shmId, nullptr, 0);
@@ -416,7 +416,7 @@ TEST_F(SharedSegments, OfTwoProcessesThatStartAtOnceOneCreatesAndNoValueIsWiped)
         SCOPED_TRACE(row.name);
         const baseSignalDef_t def = definition(row.name);
         if (row.hasKeyFile)
-            makeFile(def.instance);
+            makeKeyFile(def.instance);
         int held[2] = {}, ready[2] = {};
         EXPECT_EQ(pipe(held) + pipe(ready), 0);
         std::optional<BaseSignal> signal;

@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
 #include <memory>
 #include <sys/file.h>
 
@@ -57,13 +56,13 @@ class SlotInventoryOf : public SharedMemoryTest {
 TEST_F(SlotInventoryOf, EverySortOfSlot) {
     using F = SlotFault;
     const auto name = [this](const std::string& text) { return definition(text).instance; };
-    const auto makeKeyFile = [&name](const std::string& text) {
+    const auto keyFile = [&name](const std::string& text) {
         std::string instance = name(text);
-        std::ofstream("/tmp/" + instance) << "";
+        makeKeyFile(instance);
         return instance;
     };
-    const auto makeSegment = [&makeKeyFile](const std::string& text, std::size_t size) {
-        std::string instance = makeKeyFile(text);
+    const auto segment = [&keyFile](const std::string& text, std::size_t size) {
+        std::string instance = keyFile(text);
         EXPECT_GE(shmget(keyOf(instance), size, IPC_CREAT | 0666), 0);
         return instance;
     };
@@ -73,7 +72,7 @@ TEST_F(SlotInventoryOf, EverySortOfSlot) {
     kind.slot->mutex.__data.__kind = 2;
     size.slot->size = 103;
     unlink(("/tmp/" + instanceOf(gone)).c_str());
-    std::rename(("/tmp/" + makeKeyFile("new")).c_str(), ("/tmp/" + instanceOf(replaced)).c_str());
+    std::rename(("/tmp/" + keyFile("new")).c_str(), ("/tmp/" + instanceOf(replaced)).c_str());
     shmctl(removed.shmId, IPC_RMID, nullptr);
     const std::string second = name("second");
     std::filesystem::create_hard_link("/tmp/" + instanceOf(first), "/tmp/" + second);
@@ -84,13 +83,13 @@ TEST_F(SlotInventoryOf, EverySortOfSlot) {
         // instance, expected, what is wrong
         {instanceOf(shared("fine")), false, {}},
         {instanceOf(shared("fine too")), true, {}},
-        {makeKeyFile("never"), true, {F::Missing}},
+        {keyFile("never"), true, {F::Missing}},
         {"folder/name", true, {F::UnusableName}},
         {second, true, {F::KeyTaken}},
-        {makeSegment("small", 50), true, {F::WrongSize}},
-        {makeSegment("large", 200), true, {F::WrongSize, F::Uninitialised}},
+        {segment("small", 50), true, {F::WrongSize}},
+        {segment("large", 200), true, {F::WrongSize, F::Uninitialised}},
         {instanceOf(first), true, {F::OtherSignal}},
-        {makeSegment("blank", 104), false, {F::Uninitialised, F::LeftOver}},
+        {segment("blank", 104), false, {F::Uninitialised, F::LeftOver}},
         {instanceOf(kind), false, {F::Overwritten}},
         {instanceOf(size), false, {F::Overwritten}},
         {instanceOf(gone), true, {F::KeyFileGone}},

@@ -4,7 +4,6 @@
 #include "signal/SharedMemoryTest.h"
 
 #include <cstring>
-#include <fstream>
 #include <grp.h>
 #include <map>
 #include <memory>
@@ -34,7 +33,7 @@ TEST_F(SlotViews, NamesLeadToTheSlotOrToTheReasonWhyNot) {
                           unused = definition("unused"), alias = definition("alias");
     const BaseSignal signal(def, true);
     { BaseSignal(unused, true), shmctl(segmentOf(unused.instance), IPC_RMID, nullptr); }
-    std::ofstream("/tmp/" + small.instance) << "";
+    makeKeyFile(small.instance);
     EXPECT_GE(shmget(keyOf(small.instance), 50, IPC_CREAT | 0666), 0);
     std::filesystem::create_symlink("/tmp/" + def.instance, "/tmp/" + link.instance);
     std::filesystem::create_hard_link("/tmp/" + def.instance, "/tmp/" + alias.instance);
@@ -93,7 +92,7 @@ TEST_F(SlotViews, ReadsWhatIsThereUntilTheNameLeadsElsewhere) {
     EXPECT_TRUE(view.isCurrent());
     std::filesystem::rename("/tmp/" + def.instance, "/tmp/" + definition("kept").instance);
     EXPECT_FALSE(view.isCurrent());
-    std::ofstream("/tmp/" + def.instance) << "";
+    makeKeyFile(def.instance);
     EXPECT_FALSE(view.isCurrent());
     const SlotView bare = SlotView::ofSegment(signal.shmId);
     EXPECT_TRUE(bare.isCurrent());
