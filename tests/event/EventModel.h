@@ -26,12 +26,7 @@ constexpr std::string_view eventNames[] = {
 class EventMentions {
   public:
     explicit EventMentions(const std::string& text) {
-        std::string pattern;
-        for (const std::string_view name : eventNames)
-            pattern += (pattern.empty() ? "" : "|") + std::string(name);
-        pattern = std::regex_replace(std::regex_replace(pattern, std::regex(R"(\.)"), R"(\.)"),
-                                     std::regex("#"), "[0-9]+");
-        const std::regex anyName(pattern);
+        static const std::regex anyName = nameExpression();
         for (std::sregex_iterator match(text.begin(), text.end(), anyName), end; match != end; ++match)
             names.push_back(match->str());
     }
@@ -46,6 +41,13 @@ class EventMentions {
     std::vector<std::string> names;
 
   private:
+    static std::regex nameExpression() {
+        std::string pattern;
+        for (const std::string_view name : eventNames)
+            pattern += (pattern.empty() ? "" : "|") + std::string(name);
+        pattern = std::regex_replace(pattern, std::regex(R"(\.)"), R"(\.)");
+        return std::regex(std::regex_replace(pattern, std::regex("#"), "[0-9]+"));
+    }
     std::set<std::string> starting(std::string_view source) const {
         std::set<std::string> found(names.begin(), names.end());
         std::erase_if(found, [&](const std::string& name) { return !name.starts_with(source); });

@@ -60,8 +60,9 @@ TEST(EventParser, AgreesWithTheModelOnRandomTexts) {
     std::mt19937 random(81);
     for (std::size_t round = 0; round < 3000; ++round) {
         const std::string text = randomText(random, round % 1000 == 0 ? 20'000 : round % 40);
+        const EventMentions mentions(text);
         for (const EventSearch search : {EventSearch::Points, EventSearch::Scanner})
-            ASSERT_EQ(tablesOf(EventParser(text, search).scanner), EventMentions(text).tables()) << text;
+            ASSERT_EQ(tablesOf(EventParser(text, search).scanner), mentions.tables()) << text;
     }
 }
 

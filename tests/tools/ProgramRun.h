@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -17,8 +16,9 @@
 namespace rksignal {
 
 inline std::string contentOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf(); // in blocks, for outputs are large
+    return content.str();
 }
 
 /// The first line of the rows of values.
