@@ -46,7 +46,9 @@ std::vector<flexRaySignalDef_t> definitionsOf(Content content, std::size_t signa
     return definitions;
 }
 
-/// Frames of random bytes in random cycles, equally many in each slot.
+/// Frames of random bytes in random cycles, equally many in each slot. With update bits so many that no
+/// processor learns by heart which of them are set, as it does in a few thousand frames that come again and
+/// again: traffic does not.
 std::vector<FlexRayExtTraceMessage> framesOf(Content content, std::size_t signals) {
     std::mt19937_64 random(20240607);
     std::vector<FlexRayExtTraceMessage> palette(signals / signalsPerFrame);
@@ -54,7 +56,8 @@ std::vector<FlexRayExtTraceMessage> framesOf(Content content, std::size_t signal
     for (FlexRayExtTraceMessage& frame : palette) {
         frame.slot = ++slot;
     }
-    std::vector<FlexRayExtTraceMessage> frames = shuffled(palette, 64 * flexray::cycleCount);
+    const std::size_t perCycle = content == Content::UpdateBits ? 1024 : 64;
+    std::vector<FlexRayExtTraceMessage> frames = shuffled(palette, perCycle * flexray::cycleCount);
     for (FlexRayExtTraceMessage& frame : frames) {
         frame.cycle = static_cast<std::uint8_t>(random() % (flexray::cycleCount / 2) * 2);
         frame.payload.resize(payloadSize);
