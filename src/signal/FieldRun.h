@@ -13,8 +13,7 @@ class FieldWriter;
 struct FieldRun {
     std::uint32_t sought;
     std::uint32_t reach; ///< behind the last byte that is read, from where their ranges begin to count
-    std::uint32_t
-        first; ///< of them, in the order of storing; the last one stands before the next run's first
+    std::uint32_t first; ///< of them, as they are stored; the last one stands before the next run's first
     std::uint8_t search;
     bool conditional;
 

@@ -15,10 +15,10 @@ struct FieldPlace {
     bool selects = false;     ///< further signals follow from its value
     std::uint8_t numBytes = 0;
     std::uint16_t startByte = 0; ///< of the range, from where the bus has it begin
-    std::uint8_t search =
-        0; ///< what a conditional signal depends on: a chain, as the bus numbers it, `updateBit`
+    std::uint8_t search = 0;     ///< what a conditional signal depends on: `updateBit`, or a chain of the bus
+    std::uint32_t sought = 0;    ///< which: an update bit, the identifier of a PDU or message
+
     static constexpr std::uint8_t updateBit = 255;
-    std::uint32_t sought = 0; ///< which: an update bit, the identifier of a PDU or message
 
     /// Behind the last byte of the range.
     std::uint32_t end() const { return std::uint32_t{startByte} + numBytes; }
