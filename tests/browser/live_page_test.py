@@ -9,7 +9,7 @@ import sys
 
 from live_server import Feeder, Server
 from playwright.sync_api import expect, sync_playwright
-from waiting import wait_until
+from waiting import be_patient, wait_until
 
 HOSTILE = "<img src=x onerror='window.broken = 1'>\u202e"
 DEFINITIONS = {"can": [
@@ -41,7 +41,7 @@ class Session:
         self.server = self.serve(0)
         self.troubles = []
         self.page = browser.new_context(viewport={"width": 1600, "height": 1000}).new_page()
-        self.page.set_default_timeout(10_000)
+        be_patient(self.page)
         self.page.on("pageerror", lambda error: self.troubles.append(f"error: {error}"))
         self.page.on("console", lambda message: self.troubles.append(message.text) if "ERR_" not in message.text else 0)
         self.page.on("request", self.note_request)
@@ -164,13 +164,17 @@ def main(program, feed, folder):
     with sync_playwright() as driver:
         browser = driver.chromium.launch(executable_path="/usr/bin/chromium")
         session = Session(browser, program, feed, pathlib.Path(folder))
-        for case in (shows_values, explains_conditions, shows_texts_as_texts, obeys_keys, suits_the_screen,
-                     finds_its_server_again):
-            case(session)
-            assert not session.troubles, session.troubles
-            print(f"ok {case.__name__} on the live page")
-        session.server.end()
-        session.feeder.end()
+        try:
+            for case in (shows_values, explains_conditions, shows_texts_as_texts, obeys_keys, suits_the_screen,
+                         finds_its_server_again):
+                case(session)
+                assert not session.troubles, session.troubles
+                print(f"ok {case.__name__} on the live page")
+            session.server.end()
+            session.feeder.end()
+        finally: # whoever waits for the output of this test waits for theirs, too
+            session.server.process.kill()
+            session.feeder.process.kill()
         browser.close()
 
 

@@ -14,7 +14,7 @@ import sys
 import hostile_drive
 import playwright.sync_api
 from playwright.sync_api import expect, sync_playwright
-from waiting import wait_until
+from waiting import be_patient, wait_until
 
 LOOK_FOR = """() => {
     // Whether a curve is in the highest tenth of the first plot, near the column of a time (share of the width).
@@ -52,7 +52,7 @@ class Session:
 
     def window(self):
         """The visible seconds, as the address tells them."""
-        self.page.wait_for_timeout(400)  # the address follows the view after a quarter of a second
+        self.page.wait_for_timeout(1000)  # the address follows the view after a quarter of a second
         match = re.search(r"window=(\d+)-(\d+)", self.page.url)
         return (int(match[1]) / 1e6, int(match[2]) / 1e6) if match else (0.0, hostile_drive.SECONDS - 0.01)
 
@@ -146,7 +146,7 @@ def finds_adds_and_removes_curves(session):
     page.fill("#search", "fast")  # a text of Gear.State
     page.locator("#table .body .tr").drag_to(page.locator(".plot").first)
     expect(session.panel("Gear.State")).to_be_visible()
-    page.wait_for_timeout(400)
+    page.wait_for_timeout(1000)
     page.reload()
     expect(page.locator(".panel")).to_have_count(2)
     page.get_by_role("button", name="Close Engine.Second").click()
@@ -221,7 +221,7 @@ def run_cases(browser, path):
     runs = [(case, {}) for case in CASES] + [(case, SMALL) for case in (opens_as_it_is, obeys_fingers)]
     for case, options in runs:
         session = Session(browser, path, **options)
-        session.page.set_default_timeout(10_000)
+        be_patient(session.page)
         trouble = None
         try:
             case(session)

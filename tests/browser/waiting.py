@@ -2,8 +2,17 @@
 
 import time
 
+from playwright.sync_api import expect
 
-def wait_until(page, expression, seconds=15):
+PATIENCE = 60 # seconds: a machine that does much else may take some for what is mostly there at once
+expect.set_options(timeout=1000 * PATIENCE)
+
+
+def be_patient(page):
+    page.set_default_timeout(1000 * PATIENCE)
+
+
+def wait_until(page, expression, seconds=PATIENCE):
     """Waits until a JavaScript expression is true. The page's Content Security Policy allows no scripts of others, so
     that it cannot wait by itself: it is asked again and again."""
     end = time.monotonic() + seconds
