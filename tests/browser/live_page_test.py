@@ -172,7 +172,7 @@ def main(program, feed, folder):
                 print(f"ok {case.__name__} on the live page")
             session.server.end()
             session.feeder.end()
-        finally: # whoever waits for the output of this test waits for theirs, too
+        finally:  # whoever waits for the output of this test waits for theirs, too
             session.server.process.kill()
             session.feeder.process.kill()
         browser.close()

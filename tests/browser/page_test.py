@@ -50,9 +50,13 @@ class Session:
         self.page.goto(self.path.as_uri() + part)
         self.page.wait_for_selector("html[data-ready]")
 
+    def settle(self):
+        """Waits until the address tells the view, which it does after a quarter of a second."""
+        self.page.wait_for_timeout(1000)
+
     def window(self):
         """The visible seconds, as the address tells them."""
-        self.page.wait_for_timeout(1000)  # the address follows the view after a quarter of a second
+        self.settle()
         match = re.search(r"window=(\d+)-(\d+)", self.page.url)
         return (int(match[1]) / 1e6, int(match[2]) / 1e6) if match else (0.0, hostile_drive.SECONDS - 0.01)
 
@@ -146,7 +150,7 @@ def finds_adds_and_removes_curves(session):
     page.fill("#search", "fast")  # a text of Gear.State
     page.locator("#table .body .tr").drag_to(page.locator(".plot").first)
     expect(session.panel("Gear.State")).to_be_visible()
-    page.wait_for_timeout(1000)
+    session.settle()
     page.reload()
     expect(page.locator(".panel")).to_have_count(2)
     page.get_by_role("button", name="Close Engine.Second").click()

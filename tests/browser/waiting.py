@@ -4,11 +4,12 @@ import time
 
 from playwright.sync_api import expect
 
-PATIENCE = 60 # seconds: a machine that does much else may take some for what is mostly there at once
+PATIENCE = 60  # seconds: a machine that does much else may take some for what is mostly there at once
 expect.set_options(timeout=1000 * PATIENCE)
 
 
 def be_patient(page):
+    """Gives what a test does on a page as much time as what it expects."""
     page.set_default_timeout(1000 * PATIENCE)
 
 
